@@ -1,0 +1,345 @@
+/*
+ * kelvo_audio: audio signal processing for the stages around machine-learning inference.
+ *
+ * Arrays    The caller owns and sizes every array; the library trusts the counts it is given and keeps no pointer.
+ *           Outputs come first in every parameter list. Unless a function says otherwise, an output may not overlap an
+ *           input. Samples and features are 32-bit floats.
+ * Layouts   A complex value is two consecutive floats, real part first. Matrices are row-major: a spectrogram
+ *           [freq_n x frame_n] has one row per frequency bin, a mel spectrogram [mel_n x frame_n] one row per mel band, a
+ *           filter bank [mel_n x freq_n] one row per filter.
+ * Errors    Every function returns a status. Checks run in the order in which a function lists them, null pointers
+ *           first. On failure no output has been written, nothing is leaked, and later calls are unaffected.
+ * Threads   Every function may be called from any thread at any time, as long as calls that run at once do not share an
+ *           output array. The first call with new settings builds a table (FFT, window, filter bank, resampling filter)
+ *           that is kept until the process exits; calls must not run on once exit() has begun. errno is unspecified
+ *           after a call.
+ * Numbers   A result depends on the arguments alone: not on the CPU's vector width, the thread, earlier calls, or the
+ *           other frames of a call. NaN and infinities are data and travel as the formulas say.
+ *
+ * The main chain, from a signal at 16 kHz to log-mel features:
+ *
+ *     int frame_n;
+ *     kelvoAudioGetFrameLen(&frame_n, sample_n, 400, 160, KELVO_AUDIO_CENTER_REFLECT);
+ *     float* mel = malloc(sizeof(float) * 80 * (size_t)frame_n);
+ *     int status = kelvoAudioGetMelSpectrogram(mel, samples, sample_n, 16000, 400, 160, 400, KELVO_AUDIO_WINDOW_HANN,
+ *                                              frame_n, KELVO_AUDIO_CENTER_REFLECT, 2.0f, KELVO_AUDIO_NORM_NONE, 0.0f,
+ *                                              8000.0f, 80, KELVO_AUDIO_MEL_NORM_SLANEY, KELVO_AUDIO_MEL_SLANEY);
+ *     if (status == KELVO_AUDIO_STATUS_OK) status = kelvoAudioConvertPowerToDB(mel, mel, 80 * frame_n, 80.0f);
+ */
+#ifndef KELVO_AUDIO_H
+#define KELVO_AUDIO_H
+
+#if defined(_WIN32)
+#if defined(KELVO_AUDIO_BUILD)
+#define KELVO_AUDIO_API __declspec(dllexport)
+#else
+#define KELVO_AUDIO_API __declspec(dllimport)
+#endif
+#else
+#define KELVO_AUDIO_API __attribute__((visibility("default")))
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* What a function returns. */
+enum {
+  KELVO_AUDIO_STATUS_OK = 0,
+  KELVO_AUDIO_STATUS_BAD_ARGUMENT = -1,      /* a null pointer, or a value out of range */
+  KELVO_AUDIO_STATUS_OUT_OF_MEMORY = -5,
+  KELVO_AUDIO_STATUS_UNEXPECTED_ERROR = -128 /* an impossible size, or an operating system call that failed */
+};
+
+/* win_type: both windows are periodic, w[i] = a - b * cos(2 pi i / n). */
+enum { KELVO_AUDIO_WINDOW_HANN = 1, KELVO_AUDIO_WINDOW_HAMMING = 2 };
+
+/* center: what lies beyond the ends of the signal when frame t is centred on sample t * hop_n. */
+enum {
+  KELVO_AUDIO_CENTER_NONE = 0,    /* not centred: frame t starts at sample t * hop_n */
+  KELVO_AUDIO_CENTER_REFLECT = 1, /* fft_n / 2 samples mirrored about each end, the end itself not repeated */
+  KELVO_AUDIO_CENTER_ZERO = 2     /* fft_n / 2 zeros at each end */
+};
+
+/* norm_type, fft_norm_type: a factor on every complex bin. */
+enum {
+  KELVO_AUDIO_NORM_NONE = 0,
+  KELVO_AUDIO_NORM_WINDOW_L2 = 1, /* 1 / sqrt(sum of the squared window) */
+  KELVO_AUDIO_NORM_TWO_OVER_N = 2 /* 2 / fft_n */
+};
+
+/* mel_norm: the height of a filter. */
+enum {
+  KELVO_AUDIO_MEL_NORM_NONE = 0,  /* peak 1 */
+  KELVO_AUDIO_MEL_NORM_SLANEY = 1 /* 2 / (width of the band in Hz): equal areas */
+};
+
+/* mel_formula: the mel scale. */
+enum {
+  KELVO_AUDIO_MEL_SLANEY = 0, /* linear below 1000 Hz, logarithmic above */
+  KELVO_AUDIO_MEL_HTK = 1     /* 2595 log10(1 + f / 700) */
+};
+
+/* phase_form: how a phase is given. */
+enum {
+  KELVO_AUDIO_PHASE_ANGLE = 0,  /* radians in [-pi, pi] */
+  KELVO_AUDIO_PHASE_COMPLEX = 1 /* (cos, sin) of the angle */
+};
+
+/* pad_type: how a signal x[0 .. n-1] goes on beyond its ends, d samples away from the end. */
+enum {
+  KELVO_AUDIO_PAD_NONE = 0,
+  KELVO_AUDIO_PAD_ODD = 1,     /* 2 x[0] - x[d] and 2 x[n-1] - x[n-1-d] */
+  KELVO_AUDIO_PAD_EVEN = 2,    /* x[d] and x[n-1-d] */
+  KELVO_AUDIO_PAD_CONSTANT = 3 /* x[0] and x[n-1] */
+};
+
+/* ---- Element-wise ------------------------------------------------------------------------------------------------ */
+
+/**
+ * Natural logarithm of one plus each value, within 1 ulp of the C library's log1pf.
+ *
+ * dst    out  [src_n] floats; may be src
+ * src    in   [src_n] floats; -1 gives -infinity, values below -1 and NaN give NaN
+ * src_n  in   >= 1
+ *
+ * Returns OK or BAD_ARGUMENT (null dst or src; src_n). [any thread]
+ */
+KELVO_AUDIO_API int kelvoAudioLog1p(float* dst, const float* src, int src_n);
+
+/**
+ * Shifts and scales to zero mean and unit (population) standard deviation, in single precision throughout.
+ *
+ * dst    out  [src_n] floats; may be src
+ * src    in   [src_n] floats
+ * src_n  in   >= 1
+ *
+ * The variance is the mean of the squares minus the square of the mean. A deviation of exactly 0 counts as 1e-16, so a
+ * constant input usually gives zeros; a variance that rounding made negative gives NaN in every output.
+ *
+ * Returns OK or BAD_ARGUMENT (null dst or src; src_n). [any thread]
+ */
+KELVO_AUDIO_API int kelvoAudioStandardize(float* dst, const float* src, int src_n);
+
+/* ---- Discrete Fourier transform ---------------------------------------------------------------------------------- */
+
+/**
+ * Discrete Fourier transform of a real signal: bin k = sum over j of src[j] * exp(-2 pi i j k / fft_n), unscaled.
+ *
+ * dst    out  [fft_n] complex: all bins, those above fft_n / 2 the conjugates of those below; may be src
+ * src    in   [fft_n] floats
+ * fft_n  in   1 to 2^30 - 1, powers of two up to 2^27; fastest for products of 2, 3 and 5, quadratic in the largest
+ *             prime factor
+ *
+ * Returns OK, BAD_ARGUMENT (null dst or src; fft_n < 1), OUT_OF_MEMORY or UNEXPECTED_ERROR (fft_n beyond the limits).
+ * [any thread] [the first call per fft_n builds a table]
+ */
+KELVO_AUDIO_API int kelvoAudioFFT(float* dst, const float* src, int fft_n);
+
+/**
+ * Inverse discrete Fourier transform: sample j = (1 / fft_n) * sum over k of src[k] * exp(+2 pi i j k / fft_n).
+ *
+ * dst    out  [fft_n] complex; may be src
+ * src    in   [fft_n] complex
+ * fft_n  in   as for kelvoAudioFFT
+ *
+ * Returns as kelvoAudioFFT. [any thread] [the first call per fft_n builds a table]
+ */
+KELVO_AUDIO_API int kelvoAudioIFFT(float* dst, const float* src, int fft_n);
+
+/* ---- Windows and frames ------------------------------------------------------------------------------------------ */
+
+/**
+ * A periodic window: Hann 0.5 - 0.5 cos(2 pi i / window_n), Hamming 0.54 - 0.46 cos(2 pi i / window_n).
+ *
+ * dst       out  [window_n] floats
+ * window_n  in   >= 1
+ * win_type  in   KELVO_AUDIO_WINDOW_...
+ *
+ * Returns OK, BAD_ARGUMENT (null dst; window_n; win_type) or OUT_OF_MEMORY.
+ * [any thread] [the first call per length and type builds a table]
+ */
+KELVO_AUDIO_API int kelvoAudioGetWindow(float* dst, int window_n, int win_type);
+
+/**
+ * Number of frames that kelvoAudioGetSpectrogram and kelvoAudioGetMelSpectrogram make of a signal.
+ *
+ * frame_n   out  0 when sample_n < fft_n, else floor((sample_n - fft_n) / hop_n + 1) uncentred, floor(sample_n / hop_n
+ *                + 1) with reflection, ceil(sample_n / hop_n) + 1 with zeros, formed in single precision (from 11 million
+ *                samples on it may be one frame more) and saturated to int, as for hop_n 0
+ * sample_n  in   samples, >= 1
+ * fft_n     in   samples, >= 1
+ * hop_n     in   samples, >= 0
+ * center    in   KELVO_AUDIO_CENTER_...
+ *
+ * Returns OK or BAD_ARGUMENT (null frame_n; sample_n; fft_n; hop_n; center). [any thread]
+ */
+KELVO_AUDIO_API int kelvoAudioGetFrameLen(int* frame_n, int sample_n, int fft_n, int hop_n, int center);
+
+/**
+ * Number of samples that kelvoAudioGetInverseSpectrogram makes of a spectrogram.
+ *
+ * sample_n  out  (frame_n - 1) * hop_n, uncentred plus 2 * freq_n - 2; wraps round beyond 32 bits
+ * frame_n   in   frames, >= 1
+ * freq_n    in   bins, fft_n / 2 + 1, >= 1
+ * hop_n     in   samples, >= 0
+ * center    in   KELVO_AUDIO_CENTER_...
+ *
+ * Returns OK or BAD_ARGUMENT (null sample_n; frame_n; freq_n; hop_n; center). [any thread]
+ */
+KELVO_AUDIO_API int kelvoAudioGetSampleLen(int* sample_n, int frame_n, int freq_n, int hop_n, int center);
+
+/**
+ * Fits a matrix to a number of frames: cuts columns off, or appends columns of one value. For a complex spectrogram pass
+ * twice the frame counts.
+ *
+ * dst          out  [freq_n x dst_frame_n] floats
+ * src          in   [freq_n x src_frame_n] floats
+ * freq_n       in   rows, >= 1
+ * dst_frame_n  in   >= 1
+ * src_frame_n  in   >= 1
+ * pad_value    in   any
+ *
+ * Returns OK or BAD_ARGUMENT (null dst or src; freq_n; dst_frame_n; src_frame_n). [any thread]
+ */
+KELVO_AUDIO_API int kelvoAudioFixFrameLen(float* dst, const float* src, int freq_n, int dst_frame_n, int src_frame_n,
+                                          float pad_value);
+
+/* ---- Spectrogram ------------------------------------------------------------------------------------------------- */
+
+/**
+ * Short-time Fourier transform: frames of fft_n samples every hop_n samples, each windowed and transformed.
+ *
+ * dst          out  [fft_n / 2 + 1 x max_frame_n] complex; column t of each row is frame t; the columns beyond the frame
+ *                   count are left as they are
+ * src          in   [sample_n] floats
+ * sample_n     in   samples, >= 1; fewer than fft_n give no frame at all
+ * fft_n        in   as for kelvoAudioFFT
+ * hop_n        in   samples, >= 0
+ * win_n        in   window length, 1 to fft_n; the window lies in the middle of the frame
+ * win_type     in   KELVO_AUDIO_WINDOW_...
+ * max_frame_n  in   columns of dst, >= 1; at most that many frames are computed
+ * center       in   KELVO_AUDIO_CENTER_...
+ * power        in   0 (or NaN): complex bins; above 0: (|bin|^power, 0)
+ * norm_type    in   KELVO_AUDIO_NORM_..., applied before the power
+ *
+ * Returns OK, BAD_ARGUMENT (null dst or src; sample_n; fft_n; hop_n; win_n < 1; win_type; max_frame_n; center; power;
+ * norm_type; win_n > fft_n), OUT_OF_MEMORY or UNEXPECTED_ERROR (fft_n beyond the limits of kelvoAudioFFT).
+ * [any thread] [the first call per fft_n and window builds tables]
+ */
+KELVO_AUDIO_API int kelvoAudioGetSpectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_n, int win_n,
+                                             int win_type, int max_frame_n, int center, float power, int norm_type);
+
+/* ---- Mel --------------------------------------------------------------------------------------------------------- */
+
+/**
+ * Mel filter bank: triangular filters over the bins of a one-sided spectrum [Slaney 1998, O'Shaughnessy 1987].
+ *
+ * dst           out  [mel_n x freq_n] floats, row m holds filter m
+ * freq_n        in   bins, > mel_n; bin k lies at k * sample_rate / (2 * (freq_n - 1)) Hz
+ * f_min, f_max  in   Hz, 0 <= f_min < f_max; bands above sample_rate / 2 come out as zeros
+ * mel_n         in   filters, >= 1
+ * sample_rate   in   Hz, >= 1
+ * mel_norm      in   KELVO_AUDIO_MEL_NORM_...
+ * mel_formula   in   KELVO_AUDIO_MEL_SLANEY or KELVO_AUDIO_MEL_HTK
+ *
+ * Returns OK, BAD_ARGUMENT (null dst; freq_n < 1; f_min; f_max; f_max <= f_min; mel_n < 1; freq_n <= mel_n; sample_rate;
+ * mel_norm; mel_formula) or OUT_OF_MEMORY. [any thread] [the first call per settings builds a table]
+ *
+ *     float bank[80 * 201];
+ *     int status = kelvoAudioGetFBMatrix(bank, 201, 0, 8000, 80, 16000, KELVO_AUDIO_MEL_NORM_SLANEY,
+ *                                        KELVO_AUDIO_MEL_SLANEY);
+ */
+KELVO_AUDIO_API int kelvoAudioGetFBMatrix(float* dst, int freq_n, float f_min, float f_max, int mel_n, int sample_rate,
+                                          int mel_norm, int mel_formula);
+
+/**
+ * Mel spectrogram: the spectrogram's frames, |bin|^power, times the filter bank. Equal to kelvoAudioConvertToMel of
+ * kelvoAudioGetSpectrogram's powers, bit for bit.
+ *
+ * dst                    out  [mel_n x frames] floats, frames = min(max_frame_n, count of kelvoAudioGetFrameLen): packed,
+ *                             unlike kelvoAudioGetSpectrogram's output
+ * src ... max_frame_n    in   as for kelvoAudioGetSpectrogram
+ * sample_rate            in   Hz, >= 1
+ * center, fft_norm_type  in   as center and norm_type of kelvoAudioGetSpectrogram
+ * power                  in   >= 0; with 0 every |bin|^power is 1
+ * f_min ... mel_formula  in   as for kelvoAudioGetFBMatrix, with mel_n <= fft_n / 2
+ *
+ * Returns OK, BAD_ARGUMENT (null dst or src; sample_n; sample_rate; fft_n; hop_n; win_n < 1; win_type; max_frame_n;
+ * center; power; fft_norm_type; f_min; f_max; f_max <= f_min; mel_n; mel_n > fft_n / 2; mel_norm; mel_formula;
+ * win_n > fft_n), OUT_OF_MEMORY or UNEXPECTED_ERROR (fft_n beyond the limits of kelvoAudioFFT).
+ * [any thread] [the first call per fft_n, window and bank builds tables]
+ */
+KELVO_AUDIO_API int kelvoAudioGetMelSpectrogram(float* dst, const float* src, int sample_n, int sample_rate, int fft_n,
+                                                int hop_n, int win_n, int win_type, int max_frame_n, int center,
+                                                float power, int fft_norm_type, float f_min, float f_max, int mel_n,
+                                                int mel_norm, int mel_formula);
+
+/**
+ * Applies a filter bank to a real spectrogram: dst = fb_matrix * src, each sum in ascending order of bins.
+ *
+ * dst        out  [mel_n x frame_n] floats
+ * src        in   [freq_n x frame_n] floats
+ * fb_matrix  in   [mel_n x freq_n] floats, as kelvoAudioGetFBMatrix gives them or any other
+ * freq_n     in   > mel_n
+ * frame_n    in   >= 1
+ * mel_n      in   >= 1
+ *
+ * Returns OK, BAD_ARGUMENT (null dst, src or fb_matrix; freq_n < 1; mel_n; freq_n <= mel_n; frame_n) or OUT_OF_MEMORY.
+ * [any thread]
+ */
+KELVO_AUDIO_API int kelvoAudioConvertToMel(float* dst, const float* src, const float* fb_matrix, int freq_n, int frame_n,
+                                           int mel_n);
+
+/* ---- Spectral conversions ---------------------------------------------------------------------------------------- */
+
+/**
+ * Power to decibels below the largest value: 10 log10(max(src, 1e-10)) - 10 log10(max(peak, 1e-10)).
+ *
+ * dst     out  [src_n] floats, dB; may be src
+ * src     in   [src_n] floats
+ * src_n   in   >= 1
+ * top_db  in   >= 0: values lower than -top_db are raised to it; negative: no lower limit
+ *
+ * A NaN counts as 1e-10, and never as the peak unless it stands first.
+ *
+ * Returns OK or BAD_ARGUMENT (null dst or src; src_n). [any thread]
+ */
+KELVO_AUDIO_API int kelvoAudioConvertPowerToDB(float* dst, const float* src, int src_n, float top_db);
+
+/**
+ * Magnitude of complex values raised to a power: (re^2 + im^2)^(power / 2).
+ *
+ * dst    out  [src_n] floats
+ * src    in   [src_n] complex
+ * src_n  in   >= 1
+ * power  in   > 0: 1 gives magnitudes, 2 squared magnitudes
+ *
+ * The squares are formed in single precision: 1e30 gives infinity and 1e-30 gives 0.
+ *
+ * Returns OK or BAD_ARGUMENT (null dst or src; src_n; power). [any thread]
+ */
+KELVO_AUDIO_API int kelvoAudioComplexNorm(float* dst, const float* src, int src_n, float power);
+
+/**
+ * Splits a complex spectrogram into magnitude raised to a power and phase.
+ *
+ * dst_mag     out  [freq_n x frame_n] floats
+ * dst_phase   out  [freq_n x frame_n] floats (angles) or complex (unit phases)
+ * src         in   [freq_n x frame_n] complex
+ * freq_n      in   >= 1
+ * frame_n     in   >= 1
+ * power       in   >= 0; with 0 every magnitude is 1
+ * phase_form  in   KELVO_AUDIO_PHASE_...
+ *
+ * Returns OK, BAD_ARGUMENT (null dst_mag, dst_phase or src; freq_n; frame_n; power; phase_form) or OUT_OF_MEMORY.
+ * [any thread]
+ */
+KELVO_AUDIO_API int kelvoAudioMagPhase(float* dst_mag, float* dst_phase, const float* src, int freq_n, int frame_n,
+                                       float power, int phase_form);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* KELVO_AUDIO_H */

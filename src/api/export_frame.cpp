@@ -1,0 +1,30 @@
+// Maps exceptions to statuses, once for all exports.
+#include "api/export_frame.h"
+
+#include <new>
+
+#include "api/exceptions.h"
+#include "kelvo_audio.h"
+
+namespace kelvo::Api {
+
+static_assert(kStatusOk == KELVO_AUDIO_STATUS_OK && kStatusBadArgument == KELVO_AUDIO_STATUS_BAD_ARGUMENT &&
+              kStatusOutOfMemory == KELVO_AUDIO_STATUS_OUT_OF_MEMORY &&
+              kStatusUnexpectedError == KELVO_AUDIO_STATUS_UNEXPECTED_ERROR);
+
+int StatusOfCurrentException() {
+  try {
+    throw;
+  } catch (const std::bad_alloc&) {
+    return kStatusOutOfMemory;
+  } catch (const Util::Exceptions::KelvoException& error) {
+    return error.GetStatus();
+  } catch (const Util::Exceptions::KelvoException* error) {
+    // Nothing here throws a pointer, but code that we call might; its object is not ours to delete.
+    return error->GetStatus();
+  } catch (...) {
+    return kStatusUnexpectedError;
+  }
+}
+
+}  // namespace kelvo::Api

@@ -1,0 +1,26 @@
+// The frame that all exports share: null checks, then one guarded body, and the status of whatever escapes from it.
+#pragma once
+
+#include <algorithm>
+#include <initializer_list>
+
+#include "api/status.h"
+
+namespace kelvo::Api {
+
+// To be called in a catch block: the status of the exception in flight.
+int StatusOfCurrentException();
+
+// Runs the body of an export. A null among the required pointers returns before anything else happens.
+template <class Body>
+int RunExport(std::initializer_list<const void*> required, Body&& body) {
+  if (std::find(required.begin(), required.end(), nullptr) != required.end()) return kStatusBadArgument;
+  try {
+    body();
+    return kStatusOk;
+  } catch (...) {
+    return StatusOfCurrentException();
+  }
+}
+
+}  // namespace kelvo::Api

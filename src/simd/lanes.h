@@ -1,0 +1,194 @@
+// Lanes<T, N>: N values of T that go through the same arithmetic side by side.
+//
+// A kernel is written once over Lanes. Compiled for a CPU level it works on that level's widest vectors, and its tail
+// on Lanes<T, 1>, which holds a plain T. Every operation here rounds each lane exactly as the scalar operation does, so
+// the width never shows in a result: there is no horizontal sum, no fused multiply-add and no estimate in this file.
+//
+// A kernel file sees KELVO_LEVEL (the level's name) and KELVO_LANE_BYTES (its vector width). All names lie in an inline
+// namespace of the level and everything is forced inline, so that no copy of one level's code can end up in another's.
+#pragma once
+
+#include <cstddef>
+
+#if defined(__SSE2__)
+#include <immintrin.h>
+#elif defined(__ARM_NEON)
+#include <arm_neon.h>
+#endif
+
+#include "simd/kernel_level.h"
+
+#if !defined(__GNUC__)
+#error "kelvo_audio needs the vector extension of GCC or Clang"
+#endif
+
+#define KELVO_INLINE __attribute__((always_inline)) inline
+
+namespace kelvo::Simd {
+inline namespace KELVO_LEVEL {
+
+template <class T, std::size_t kLaneN>
+struct Lanes;
+
+// One lane: the scalar form, and the reference for all others.
+template <class T>
+struct Lanes<T, 1> {
+  using Element = T;
+  static constexpr std::size_t kSize = 1;
+  T v;
+
+  static KELVO_INLINE Lanes Load(const T* from) { return {*from}; }
+  static KELVO_INLINE Lanes Broadcast(T value) { return {value}; }
+  KELVO_INLINE void Store(T* to) const { *to = v; }
+};
+
+template <class T, std::size_t kLaneN>
+struct Lanes {
+  using Element = T;
+  typedef T Vector __attribute__((vector_size(kLaneN * sizeof(T))));
+  static constexpr std::size_t kSize = kLaneN;
+  Vector v;
+
+  // Neither load nor store asks for alignment.
+  static KELVO_INLINE Lanes Load(const T* from) {
+    Lanes lanes;
+    __builtin_memcpy(&lanes.v, from, sizeof(Vector));
+    return lanes;
+  }
+  // Subtracting +0 keeps every value, the sign of zero included; adding it would not.
+  static KELVO_INLINE Lanes Broadcast(T value) { return {value - Vector{}}; }
+  KELVO_INLINE void Store(T* to) const { __builtin_memcpy(to, &v, sizeof(Vector)); }
+};
+
+template <class T, std::size_t N>
+KELVO_INLINE Lanes<T, N> operator+(Lanes<T, N> a, Lanes<T, N> b) { return {a.v + b.v}; }
+template <class T, std::size_t N>
+KELVO_INLINE Lanes<T, N> operator-(Lanes<T, N> a, Lanes<T, N> b) { return {a.v - b.v}; }
+template <class T, std::size_t N>
+KELVO_INLINE Lanes<T, N> operator*(Lanes<T, N> a, Lanes<T, N> b) { return {a.v * b.v}; }
+template <class T, std::size_t N>
+KELVO_INLINE Lanes<T, N> operator/(Lanes<T, N> a, Lanes<T, N> b) { return {a.v / b.v}; }
+template <class T, std::size_t N>
+KELVO_INLINE Lanes<T, N> operator-(Lanes<T, N> a) { return {-a.v}; }
+
+// a < b ? yes : no, lane by lane; false where either side is NaN, as in the scalar comparison.
+template <class T, std::size_t N>
+KELVO_INLINE Lanes<T, N> SelectLess(Lanes<T, N> a, Lanes<T, N> b, Lanes<T, N> yes, Lanes<T, N> no) {
+  return {a.v < b.v ? yes.v : no.v};
+}
+
+KELVO_INLINE Lanes<float, 1> Sqrt(Lanes<float, 1> a) { return {__builtin_sqrtf(a.v)}; }
+#if defined(__SSE2__)
+KELVO_INLINE Lanes<float, 4> Sqrt(Lanes<float, 4> a) { return {_mm_sqrt_ps(a.v)}; }
+#elif defined(__ARM_NEON)
+KELVO_INLINE Lanes<float, 4> Sqrt(Lanes<float, 4> a) { return {vsqrtq_f32(a.v)}; }
+#endif
+#if defined(__AVX2__)
+KELVO_INLINE Lanes<float, 8> Sqrt(Lanes<float, 8> a) { return {_mm256_sqrt_ps(a.v)}; }
+#endif
+#if defined(__AVX512F__)
+KELVO_INLINE Lanes<float, 16> Sqrt(Lanes<float, 16> a) { return {_mm512_sqrt_ps(a.v)}; }
+#endif
+
+template <std::size_t N>
+KELVO_INLINE Lanes<double, N> ToDouble(Lanes<float, N> a) {
+  if constexpr (N == 1) {
+    return {static_cast<double>(a.v)};
+  } else {
+    return {__builtin_convertvector(a.v, typename Lanes<double, N>::Vector)};
+  }
+}
+// Each lane rounded to the nearest float.
+template <std::size_t N>
+KELVO_INLINE Lanes<float, N> ToFloat(Lanes<double, N> a) {
+  if constexpr (N == 1) {
+    return {static_cast<float>(a.v)};
+  } else {
+    return {__builtin_convertvector(a.v, typename Lanes<float, N>::Vector)};
+  }
+}
+
+// Compile-time lane numbers for the shuffles below; kernels take no standard header that could supply them.
+template <int... kIndex>
+struct LaneNumbers {};
+template <int kCount, int... kIndex>
+struct MakeLaneNumbers : MakeLaneNumbers<kCount - 1, kCount - 1, kIndex...> {};
+template <int... kIndex>
+struct MakeLaneNumbers<0, kIndex...> {
+  using Type = LaneNumbers<kIndex...>;
+};
+template <std::size_t N>
+using LaneNumbersOf = typename MakeLaneNumbers<static_cast<int>(N)>::Type;
+
+template <class T, std::size_t N>
+struct LanePair {
+  Lanes<T, N> first, second;
+};
+
+// (a0 a1 ... b0 b1 ...) -> (a0 a2 ... b0 b2 ...), (a1 a3 ... b1 b3 ...): real and imaginary parts out of pairs.
+template <class T, std::size_t N, int... kIndex>
+KELVO_INLINE LanePair<T, N> DeinterleaveBy(Lanes<T, N> a, Lanes<T, N> b, LaneNumbers<kIndex...>) {
+  return {{__builtin_shufflevector(a.v, b.v, (2 * kIndex)...)}, {__builtin_shufflevector(a.v, b.v, (2 * kIndex + 1)...)}};
+}
+template <class T, std::size_t N>
+KELVO_INLINE LanePair<T, N> Deinterleave(Lanes<T, N> a, Lanes<T, N> b) {
+  if constexpr (N == 1) {
+    return {a, b};
+  } else {
+    return DeinterleaveBy(a, b, LaneNumbersOf<N>{});
+  }
+}
+
+// (a0 a1 ...), (b0 b1 ...) -> (a0 b0 a1 b1 ...) in two vectors: pairs out of real and imaginary parts.
+template <class T, std::size_t N, int... kIndex>
+KELVO_INLINE LanePair<T, N> InterleaveBy(Lanes<T, N> a, Lanes<T, N> b, LaneNumbers<kIndex...>) {
+  constexpr int n = static_cast<int>(N);
+  return {{__builtin_shufflevector(a.v, b.v, (kIndex / 2 + kIndex % 2 * n)...)},
+          {__builtin_shufflevector(a.v, b.v, (n / 2 + kIndex / 2 + kIndex % 2 * n)...)}};
+}
+template <class T, std::size_t N>
+KELVO_INLINE LanePair<T, N> Interleave(Lanes<T, N> a, Lanes<T, N> b) {
+  if constexpr (N == 1) {
+    return {a, b};
+  } else {
+    return InterleaveBy(a, b, LaneNumbersOf<N>{});
+  }
+}
+
+template <class T, std::size_t N, int... kIndex>
+KELVO_INLINE Lanes<T, N> ReverseBy(Lanes<T, N> a, LaneNumbers<kIndex...>) {
+  return {__builtin_shufflevector(a.v, a.v, (static_cast<int>(N) - 1 - kIndex)...)};
+}
+// (a0 a1 ... ) -> (... a1 a0)
+template <class T, std::size_t N>
+KELVO_INLINE Lanes<T, N> Reverse(Lanes<T, N> a) {
+  if constexpr (N == 1) {
+    return a;
+  } else {
+    return ReverseBy(a, LaneNumbersOf<N>{});
+  }
+}
+
+// Transposes N rows of N lanes: log2(N) rounds, each of which interleaves row i with row i + N/2.
+template <class T, std::size_t N>
+KELVO_INLINE void Transpose(Lanes<T, N> (&rows)[N]) {
+#pragma GCC unroll 8
+  for (std::size_t round = 1; round < N; round *= 2) {
+    Lanes<T, N> mixed[N];
+#pragma GCC unroll 16
+    for (std::size_t i = 0; i < N / 2; ++i) {
+      const LanePair<T, N> pair = Interleave(rows[i], rows[i + N / 2]);
+      mixed[2 * i] = pair.first;
+      mixed[2 * i + 1] = pair.second;
+    }
+#pragma GCC unroll 16
+    for (std::size_t i = 0; i < N; ++i) rows[i] = mixed[i];
+  }
+}
+
+// The widest vectors of this level.
+using Floats = Lanes<float, KELVO_LANE_BYTES / sizeof(float)>;
+using Doubles = Lanes<double, (KELVO_LANE_BYTES >= sizeof(double) ? KELVO_LANE_BYTES / sizeof(double) : 1)>;
+
+}  // namespace KELVO_LEVEL
+}  // namespace kelvo::Simd

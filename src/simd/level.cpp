@@ -1,0 +1,63 @@
+// Asks the CPU which of the compiled kernel levels it can run.
+#include "simd/level.h"
+
+#include <algorithm>
+#include <array>
+
+namespace kelvo::Simd {
+namespace {
+
+#if defined(KELVO_HAS_AVX2) || defined(KELVO_HAS_AVX512)
+// The compiler's CPU model also checks that the operating system saves the wide registers.
+bool CpuRuns(Level level) {
+  __builtin_cpu_init();
+  switch (level) {
+    case Level::avx2: return __builtin_cpu_supports("avx2") != 0;
+    case Level::avx512:
+      return __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512dq") != 0 &&
+             __builtin_cpu_supports("avx512bw") != 0 && __builtin_cpu_supports("avx512vl") != 0;
+    default: return true;  // scalar, sse2 and neon belong to every CPU of their architecture
+  }
+}
+#else
+bool CpuRuns(Level) { return true; }
+#endif
+
+constexpr std::array kCompiledLevels{
+    Level::scalar,
+#ifdef KELVO_HAS_SSE2
+    Level::sse2,
+#endif
+#ifdef KELVO_HAS_AVX2
+    Level::avx2,
+#endif
+#ifdef KELVO_HAS_AVX512
+    Level::avx512,
+#endif
+#ifdef KELVO_HAS_NEON
+    Level::neon,
+#endif
+};
+
+}  // namespace
+
+std::span<const Level> SupportedLevels() {
+  // The levels nest, so those that this CPU runs are a prefix of those that were compiled.
+  static const auto count = std::find_if_not(kCompiledLevels.begin(), kCompiledLevels.end(), CpuRuns) -
+                            kCompiledLevels.begin();
+  return {kCompiledLevels.data(), static_cast<std::size_t>(count)};
+}
+
+Level BestLevel() { return SupportedLevels().back(); }
+
+const char* LevelName(Level level) {
+  switch (level) {
+    case Level::sse2: return "sse2";
+    case Level::avx2: return "avx2";
+    case Level::avx512: return "avx512";
+    case Level::neon: return "neon";
+    default: return "scalar";
+  }
+}
+
+}  // namespace kelvo::Simd

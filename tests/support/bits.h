@@ -1,0 +1,43 @@
+// Comparison of floats by their bits.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace kelvo::Test {
+
+// The bits of a float, all NaNs made equal: their payloads differ between CPUs for no reason that matters.
+inline std::uint32_t Bits(float value) {
+  return value != value ? 0x7FC00000u : std::bit_cast<std::uint32_t>(value);
+}
+
+inline testing::AssertionResult SameBits(std::span<const float> actual, std::span<const float> expected) {
+  if (actual.size() != expected.size()) {
+    return testing::AssertionFailure() << actual.size() << " values instead of " << expected.size();
+  }
+  for (std::size_t i = 0; i < actual.size(); ++i) {
+    if (Bits(actual[i]) != Bits(expected[i])) {
+      return testing::AssertionFailure() << "value " << i << " is " << actual[i] << " (0x" << std::hex
+                                         << Bits(actual[i]) << ") instead of " << expected[i] << " (0x"
+                                         << Bits(expected[i]) << ")";
+    }
+  }
+  return testing::AssertionSuccess();
+}
+
+// The distance of two floats in units in the last place; 0 for two NaNs or equal values, huge for NaN beside a number.
+inline std::int64_t UlpDistance(float a, float b) {
+  if (a != a || b != b) return (a != a) == (b != b) ? 0 : INT64_MAX;
+  const auto ordered = [](float value) -> std::int64_t {
+    const auto bits = std::bit_cast<std::int32_t>(value);
+    return bits < 0 ? std::int64_t{INT32_MIN} - bits : bits;
+  };
+  const std::int64_t distance = ordered(a) - ordered(b);
+  return distance < 0 ? -distance : distance;
+}
+
+}  // namespace kelvo::Test

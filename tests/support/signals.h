@@ -1,0 +1,16 @@
+// Signals for tests: reproducible, and of several kinds.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace kelvo::Test {
+
+// Uniform in [-1, 1), the same on every platform.
+std::vector<float> Noise(std::size_t count, std::uint32_t seed = 1);
+
+// amplitude * sin(2 pi frequency t / rate)
+std::vector<float> Sine(std::size_t count, double frequency, double rate, double amplitude = 1.0);
+
+}  // namespace kelvo::Test
