@@ -1,2 +1,7 @@
-set(sources)
-set(kernels)
+set(sources
+  fft.cpp
+  fft_checks.cpp
+  fft_exports.cpp
+  fft_plan.cpp
+)
+set(kernels fft_kernels.cpp)

@@ -1,1 +1,1 @@
-set(sources)
+set(sources fft_test.cpp)

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <span>
 
-namespace kelvo::Test {
+namespace kelvo::Support {
 
 // The bits of a float, all NaNs made equal: their payloads differ between CPUs for no reason that matters.
 inline std::uint32_t Bits(float value) {
@@ -40,4 +40,4 @@ inline std::int64_t UlpDistance(float a, float b) {
   return distance < 0 ? -distance : distance;
 }
 
-}  // namespace kelvo::Test
+}  // namespace kelvo::Support

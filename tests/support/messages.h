@@ -5,7 +5,7 @@
 
 #include "api/exceptions.h"
 
-namespace kelvo::Test {
+namespace kelvo::Support {
 
 // The message of the KelvoInvalidArgument that `call` throws; "" if it throws none.
 template <class Call>
@@ -18,4 +18,4 @@ std::string MessageOf(Call&& call) {
   return "";
 }
 
-}  // namespace kelvo::Test
+}  // namespace kelvo::Support

@@ -5,7 +5,7 @@
 #include <numbers>
 #include <random>
 
-namespace kelvo::Test {
+namespace kelvo::Support {
 
 std::vector<float> Noise(std::size_t count, std::uint32_t seed) {
   std::mt19937 random(seed);
@@ -24,4 +24,4 @@ std::vector<float> Sine(std::size_t count, double frequency, double rate, double
   return signal;
 }
 
-}  // namespace kelvo::Test
+}  // namespace kelvo::Support

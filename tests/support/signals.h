@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace kelvo::Test {
+namespace kelvo::Support {
 
 // Uniform in [-1, 1), the same on every platform.
 std::vector<float> Noise(std::size_t count, std::uint32_t seed = 1);
@@ -13,4 +13,4 @@ std::vector<float> Noise(std::size_t count, std::uint32_t seed = 1);
 // amplitude * sin(2 pi frequency t / rate)
 std::vector<float> Sine(std::size_t count, double frequency, double rate, double amplitude = 1.0);
 
-}  // namespace kelvo::Test
+}  // namespace kelvo::Support

@@ -1,0 +1,26 @@
+// The transforms of one signal.
+#include "fft/fft.h"
+
+#include "api/buffers.h"
+#include "fft/fft_kernels.h"
+#include "fft/fft_plan.h"
+
+namespace kelvo::Fft {
+
+void ComputeFft(std::span<float> dst, std::span<const float> src, Simd::Level level) {
+  const auto fft_n = static_cast<int>(src.size());
+  CheckPlanSize(fft_n);
+  const RealTransformView plan = FftPlanCache::Get().GetForwardPlan(fft_n).real.View();
+  Api::AlignedBuffer scratch(FftScratchSize(plan.inner.length));
+  Simd::KernelsFor<FftKernels>(level).real_to_bins(dst.data(), src.data(), plan, scratch.Data());
+}
+
+void ComputeIfft(std::span<float> dst, std::span<const float> src, Simd::Level level) {
+  const auto fft_n = static_cast<int>(src.size() / 2);
+  CheckPlanSize(fft_n);
+  const TransformView plan = FftPlanCache::Get().GetInversePlan(fft_n).complex.View();
+  Api::AlignedBuffer scratch(FftScratchSize(plan.length));
+  Simd::KernelsFor<FftKernels>(level).inverse_complex(dst.data(), src.data(), plan, scratch.Data());
+}
+
+}  // namespace kelvo::Fft

@@ -1,0 +1,89 @@
+// Transforms of one signal.
+#include "fft/fft_kernels.h"
+
+#include "fft/real_split.h"
+#include "simd/lanes.h"
+
+namespace kelvo::Fft {
+namespace {
+
+static_assert(RealBinsOfOneScratch(0) <= FftScratchSize(0));
+
+// Writes each bin and its mirror image, bin n - k = conj(bin k), as interleaved complex values.
+struct MirroredBins {
+  float* dst;
+  std::size_t n;
+
+  template <class Lane>
+  KELVO_INLINE void StoreAt(std::size_t k, Lane re, Lane im) const {
+    const auto pairs = Interleave(re, im);
+    pairs.first.Store(dst + 2 * k);
+    pairs.second.Store(dst + 2 * k + Lane::kSize);
+  }
+  template <class Lane>
+  KELVO_INLINE void Alone(std::size_t k, const Complex<Lane>& x) const {
+    StoreAt(k, x.re, x.im);
+  }
+  template <class Lane>
+  KELVO_INLINE void Ascending(std::size_t k, const Complex<Lane>& x) const {
+    StoreAt(k, x.re, x.im);
+    StoreAt(n - k + 1 - Lane::kSize, Reverse(x.re), Reverse(-x.im));
+  }
+  template <class Lane>
+  KELVO_INLINE void Descending(std::size_t k, const Complex<Lane>& x) const {
+    StoreAt(k + 1 - Lane::kSize, Reverse(x.re), Reverse(x.im));
+    StoreAt(n - k, x.re, -x.im);
+  }
+};
+
+void RealToBins(float* dst, const float* src, const RealTransformView& plan, float* scratch) {
+  const MirroredBins sink{dst, plan.fft_n};
+  if (plan.fft_n % 2 == 0) {
+    RealBinsOfOne(plan, SamplePairs{src}, sink, scratch);
+  } else {
+    RealBinsOfOne(plan, SingleSamples{src}, sink, scratch);
+  }
+}
+
+// Exchanging real and imaginary parts before and after turns the forward transform into the inverse one.
+struct ExchangedPairs {
+  const float* src;
+  template <class Lane>
+  KELVO_INLINE Complex<Lane> Load(std::size_t k) const {
+    const Complex<Lane> value = SamplePairs{src}.Load<Lane>(k);
+    return {value.im, value.re};
+  }
+};
+
+// Dividing by a power of two is multiplying by its reciprocal, to the bit; other lengths are divided by.
+struct ExchangedScaledPairs {
+  float* dst;
+  float divisor;
+  float reciprocal;  // 0 unless exact
+
+  template <class Lane>
+  KELVO_INLINE void Store(std::size_t k, const Complex<Lane>& x) const {
+    const auto scale = [&](Lane value) __attribute__((always_inline)) {
+      return reciprocal != 0.0f ? value * Lane::Broadcast(reciprocal) : value / Lane::Broadcast(divisor);
+    };
+    const auto pairs = Interleave(scale(x.im), scale(x.re));
+    pairs.first.Store(dst + 2 * k);
+    pairs.second.Store(dst + 2 * k + Lane::kSize);
+  }
+};
+
+void InverseComplex(float* dst, const float* src, const TransformView& plan, float* scratch) {
+  const auto divisor = static_cast<float>(plan.length);
+  const float reciprocal = (plan.length & (plan.length - 1)) == 0 ? 1.0f / divisor : 0.0f;
+  TransformOne(plan, ExchangedPairs{src}, ExchangedScaledPairs{dst, divisor, reciprocal}, scratch);
+}
+
+constexpr FftKernels kKernels{RealToBins, InverseComplex};
+
+}  // namespace
+}  // namespace kelvo::Fft
+
+template <>
+const kelvo::Fft::FftKernels& kelvo::Simd::KernelsAt<kelvo::Fft::FftKernels, kelvo::Simd::Level::KELVO_LEVEL>() {
+  return kelvo::Fft::kKernels;
+}

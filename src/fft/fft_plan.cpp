@@ -1,0 +1,166 @@
+// Building FFT plans.
+#include "fft/fft_plan.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <stdexcept>
+
+#include "api/checks.h"
+#include "fft/complex.h"
+
+namespace kelvo::Fft {
+namespace {
+
+// exp(-2 pi i index / length), index < length, each part rounded once from double precision. The angle is reduced to an
+// octant in integers, so symmetric twiddles are equal to the bit and the trivial ones exact.
+Complex<float> UnitRoot(std::size_t index, std::size_t length) {
+  const std::size_t eighths = 8 * index;
+  const std::size_t octant = eighths / length;
+  // Distance from the nearest multiple of a quarter turn, in units of 1 / (8 length) turns.
+  const std::size_t remainder = octant % 2 == 0 ? eighths - octant * length : (octant + 1) * length - eighths;
+  const double angle = std::numbers::pi / 4.0 * static_cast<double>(remainder) / static_cast<double>(length);
+  const auto near = static_cast<float>(::cos(angle));
+  const auto far = static_cast<float>(::sin(angle));
+  switch (octant) {
+    case 0: return {near, -far};
+    case 1: return {far, -near};
+    case 2: return {-far, -near};
+    case 3: return {-near, -far};
+    case 4: return {-near, far};
+    case 5: return {-far, near};
+    case 6: return {far, near};
+    default: return {near, far};
+  }
+}
+
+// The radices of the passes: odd primes from the largest down, then fours, then a two where one is left. The last passes
+// are those that work on blocks side by side, best done on short blocks of a power of two.
+std::vector<std::size_t> ChooseRadices(std::size_t length) {
+  std::vector<std::size_t> radices;
+  std::size_t odd = length;
+  while (odd % 2 == 0) odd /= 2;
+  std::size_t two_power = length / odd;
+  for (std::size_t p = 3; p * p <= odd; p += 2) {
+    for (; odd % p == 0; odd /= p) radices.push_back(p);
+  }
+  if (odd > 1) radices.push_back(odd);
+  std::reverse(radices.begin(), radices.end());
+  for (; two_power >= 4; two_power /= 4) radices.push_back(4);
+  if (two_power == 2) radices.push_back(2);
+  return radices;
+}
+
+// Radices whose butterfly is written out; the others are direct sums over the roots of unity.
+bool HasButterfly(std::size_t radix) { return radix <= 5; }
+
+std::size_t TableSize(std::size_t radix, std::size_t span) {
+  return (span > 1 ? 2 * (radix - 1) * span : 0) + (HasButterfly(radix) ? 0 : 2 * radix);
+}
+
+// Digit reversal: the last digit of an output index was decided by the first pass, whose blocks lie farthest apart.
+std::vector<unsigned> OutputPositions(std::size_t length, const std::vector<Pass>& passes) {
+  std::vector<unsigned> position(length, 0u);
+  std::size_t filled = 1;
+  for (const Pass& pass : passes) {
+    for (std::size_t s = 1; s < pass.radix; ++s) {
+      for (std::size_t k = 0; k < filled; ++k) {
+        position[s * filled + k] = position[k] + static_cast<unsigned>(s * pass.span);
+      }
+    }
+    filled *= pass.radix;
+  }
+  return position;
+}
+
+}  // namespace
+
+bool IsPowerOfTwo(int n) { return n >= 1 && (n & (n - 1)) == 0; }
+
+void CheckPlanLength(int fft_n) { Api::FailIf(fft_n < 1, "Invalid value of fft points."); }
+
+void CheckPlanSize(int fft_n) {
+  constexpr int kTooLongPowerOfTwo = 1 << 28;
+  constexpr int kTooLong = 1 << 30;
+  if (fft_n >= kTooLong || (IsPowerOfTwo(fft_n) && fft_n >= kTooLongPowerOfTwo)) {
+    throw std::length_error("vector too long");
+  }
+}
+
+TransformPlan::TransformPlan(std::size_t length) : length_(length) {
+  std::size_t table_n = 0;
+  std::size_t block = length;
+  const std::vector<std::size_t> radices = ChooseRadices(length);
+  for (const std::size_t radix : radices) {
+    block /= radix;
+    table_n += TableSize(radix, block);
+  }
+  tables_.resize(table_n);
+  passes_.reserve(radices.size());
+
+  float* next = tables_.data();
+  // Fills `count` roots, real parts first, and steps over them.
+  const auto add_roots = [&next](std::size_t count, auto&& root_of) {
+    for (std::size_t i = 0; i < count; ++i) {
+      const Complex<float> root = root_of(i);
+      next[i] = root.re;
+      next[count + i] = root.im;
+    }
+    next += 2 * count;
+  };
+  block = length;
+  for (const std::size_t radix : radices) {
+    const std::size_t span = block / radix;
+    Pass pass{radix, span, nullptr, nullptr, nullptr, nullptr};
+    if (span > 1) {
+      const std::size_t count = (radix - 1) * span;
+      pass.twiddle_re = next;
+      pass.twiddle_im = next + count;
+      add_roots(count, [&](std::size_t i) { return UnitRoot((i / span + 1) * (i % span), block); });
+    }
+    if (!HasButterfly(radix)) {
+      pass.root_re = next;
+      pass.root_im = next + radix;
+      add_roots(radix, [&](std::size_t i) { return UnitRoot(i, radix); });
+    }
+    passes_.push_back(pass);
+    block = span;
+  }
+  position_ = OutputPositions(length, passes_);
+}
+
+RealTransformPlan::RealTransformPlan(int fft_n)
+    : fft_n_(static_cast<std::size_t>(fft_n)), inner_(fft_n_ % 2 == 0 ? fft_n_ / 2 : fft_n_) {
+  if (fft_n_ % 2 != 0) return;
+  const std::size_t split_n = fft_n_ / 4 + 1;
+  split_.resize(2 * split_n);
+  for (std::size_t k = 0; k < split_n; ++k) {
+    const Complex<float> root = UnitRoot(k, fft_n_);
+    split_[k] = root.re;
+    split_[split_n + k] = root.im;
+  }
+}
+
+FftPlanCache& FftPlanCache::Get() {
+  static FftPlanCache cache;
+  return cache;
+}
+
+const FftPlan& FftPlanCache::GetForwardPlan(int fft_n) {
+  return plans_.GetTable(0, fft_n, [](int length) {
+    CheckPlanLength(length);
+    CheckPlanSize(length);
+    return FftPlan{RealTransformPlan(length), TransformPlan()};
+  });
+}
+
+const FftPlan& FftPlanCache::GetInversePlan(int fft_n) {
+  return plans_.GetTable(1, fft_n, [](int length) {
+    CheckPlanLength(length);
+    CheckPlanSize(length);
+    return FftPlan{length % 2 == 0 ? RealTransformPlan(length) : RealTransformPlan(),
+                   TransformPlan(static_cast<std::size_t>(length))};
+  });
+}
+
+}  // namespace kelvo::Fft

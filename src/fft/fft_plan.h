@@ -1,0 +1,70 @@
+// FFT plans: the passes and twiddle factors of a transform of one length, built once and shared.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "fft/plan_view.h"
+#include "fft/table_cache.h"
+
+namespace kelvo::Fft {
+
+bool IsPowerOfTwo(int n);
+
+// Fails with KelvoInvalidArgument for a length below 1.
+void CheckPlanLength(int fft_n);
+
+// Fails where the tables of a plan could not exist: std::length_error for a power of two from 2^28 and any length from
+// 2^30 on. Callers ask before they allocate anything.
+void CheckPlanSize(int fft_n);
+
+// A forward complex transform of any length [Cooley and Tukey 1965]. Immutable once built, movable.
+class TransformPlan {
+ public:
+  TransformPlan() = default;
+  explicit TransformPlan(std::size_t length);
+  TransformView View() const { return {length_, passes_.size(), passes_.data(), position_.data()}; }
+
+ private:
+  std::size_t length_ = 0;
+  std::vector<Pass> passes_;
+  std::vector<float> tables_;  // what the passes point into
+  std::vector<unsigned> position_;
+};
+
+class RealTransformPlan {
+ public:
+  RealTransformPlan() = default;
+  explicit RealTransformPlan(int fft_n);
+  RealTransformView View() const {
+    return {fft_n_, inner_.View(), split_.data(), split_.data() + split_.size() / 2};
+  }
+
+ private:
+  std::size_t fft_n_ = 0;
+  TransformPlan inner_;
+  std::vector<float> split_;  // real parts, then imaginary parts
+};
+
+struct FftPlan {
+  // Of the signal: samples to bins in a forward plan. An inverse plan has it too, for even lengths, to end in real
+  // samples: the inverse transform is the forward one with real and imaginary parts exchanged on both sides, so it needs
+  // no tables of the other sign.
+  RealTransformPlan real;
+  // Of complex samples, in inverse plans only: every forward transform of the library starts from real samples.
+  TransformPlan complex;
+};
+
+class FftPlanCache {
+ public:
+  static FftPlanCache& Get();
+
+  // Valid until the process ends. Fail as CheckPlanLength and CheckPlanSize do.
+  const FftPlan& GetForwardPlan(int fft_n);
+  const FftPlan& GetInversePlan(int fft_n);
+
+ private:
+  TableCache<int, FftPlan, 2> plans_;  // forward, inverse
+};
+
+}  // namespace kelvo::Fft

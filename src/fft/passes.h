@@ -1,0 +1,344 @@
+// The passes of a complex transform, for kernel files.
+//
+// There is one algorithm: decimation in frequency, pass by pass as the plan lists them. A pass of radix r takes the r
+// elements that lie `span` apart, applies an r-point transform to them and multiplies output s by its twiddle; after it,
+// each run of `span` elements is a transform of its own. After the last pass the outputs lie digit-reversed.
+//
+// The passes are templates over the lane that they carry and over what the lanes are:
+//   - several transforms side by side: element k of each is one vector, twiddles are broadcast (SideBySide);
+//   - one transform: the lanes are neighbouring elements of it, twiddles are loaded (Neighbours).
+// Both run the same operations on every element, so a transform has the same bits whichever way it is computed. For one
+// transform, neighbours run out when the blocks become shorter than a vector; TransformOne then turns to whole blocks,
+// which are independent transforms and lie side by side once they are transposed on the way in. Choosing for the lanes
+// blocks whose outputs are neighbours undoes the digit reversal at no cost.
+#pragma once
+
+#include <cstddef>
+
+#include "fft/complex.h"
+#include "fft/plan_view.h"
+#include "simd/lanes.h"
+
+namespace kelvo::Fft {
+inline namespace KELVO_LEVEL {
+
+using Simd::Floats;
+using Simd::Lanes;
+
+// Complex elements in memory: element k has its parts at re[k * stride] and im[k * stride].
+struct Elements {
+  float* re;
+  float* im;
+  std::size_t stride;
+
+  template <class Lane>
+  KELVO_INLINE Complex<Lane> Load(std::size_t k) const {
+    return {Lane::Load(re + k * stride), Lane::Load(im + k * stride)};
+  }
+  template <class Lane>
+  KELVO_INLINE void Store(std::size_t k, const Complex<Lane>& value) const {
+    value.re.Store(re + k * stride);
+    value.im.Store(im + k * stride);
+  }
+};
+
+// Vectors of real parts and of imaginary parts in turn, as transforms side by side need them.
+template <class Lane>
+KELVO_INLINE Elements SideBySideElements(float* memory) {
+  return {memory, memory + Lane::kSize, 2 * Lane::kSize};
+}
+
+// How a pass finds its twiddles, and how many elements one vector covers.
+struct SideBySide {
+  template <class Lane>
+  static constexpr std::size_t kStep = 1;
+  template <class Lane>
+  static KELVO_INLINE Lane LoadTwiddle(const float* twiddle) {
+    return Lane::Broadcast(*twiddle);
+  }
+};
+struct Neighbours {
+  template <class Lane>
+  static constexpr std::size_t kStep = Lane::kSize;
+  template <class Lane>
+  static KELVO_INLINE Lane LoadTwiddle(const float* twiddle) {
+    return Lane::Load(twiddle);
+  }
+};
+
+// Transforms of 2 to 5 points, in place, forward.
+template <class Lane>
+KELVO_INLINE void Butterfly(Complex<Lane> (&x)[2]) {
+  const Complex<Lane> sum = x[0] + x[1];
+  x[1] = x[0] - x[1];
+  x[0] = sum;
+}
+template <class Lane>
+KELVO_INLINE void Butterfly(Complex<Lane> (&x)[3]) {
+  const Lane half = Lane::Broadcast(0.5f);
+  const Lane sine = Lane::Broadcast(0x1.bb67aep-1f);  // sin(2 pi / 3)
+  const Complex<Lane> sum = x[1] + x[2];
+  const Complex<Lane> turned = Scale(TimesMinusI(x[1] - x[2]), sine);
+  const Complex<Lane> middle = x[0] - Scale(sum, half);
+  x[0] = x[0] + sum;
+  x[1] = middle + turned;
+  x[2] = middle - turned;
+}
+template <class Lane>
+KELVO_INLINE void Butterfly(Complex<Lane> (&x)[4]) {
+  const Complex<Lane> t0 = x[0] + x[2];
+  const Complex<Lane> t1 = x[1] + x[3];
+  const Complex<Lane> t2 = x[0] - x[2];
+  const Complex<Lane> t3 = TimesMinusI(x[1] - x[3]);
+  x[0] = t0 + t1;
+  x[1] = t2 + t3;
+  x[2] = t0 - t1;
+  x[3] = t2 - t3;
+}
+template <class Lane>
+KELVO_INLINE void Butterfly(Complex<Lane> (&x)[5]) {
+  const Lane cosine1 = Lane::Broadcast(0x1.3c6ef4p-2f);   // cos(2 pi / 5)
+  const Lane cosine2 = Lane::Broadcast(-0x1.9e377ap-1f);  // cos(4 pi / 5)
+  const Lane sine1 = Lane::Broadcast(0x1.e6f0e2p-1f);     // sin(2 pi / 5)
+  const Lane sine2 = Lane::Broadcast(0x1.2cf23p-1f);      // sin(4 pi / 5)
+  const Complex<Lane> sum1 = x[1] + x[4];
+  const Complex<Lane> sum2 = x[2] + x[3];
+  const Complex<Lane> difference1 = TimesMinusI(x[1] - x[4]);
+  const Complex<Lane> difference2 = TimesMinusI(x[2] - x[3]);
+  const Complex<Lane> middle1 = x[0] + Scale(sum1, cosine1) + Scale(sum2, cosine2);
+  const Complex<Lane> middle2 = x[0] + Scale(sum1, cosine2) + Scale(sum2, cosine1);
+  const Complex<Lane> turned1 = Scale(difference1, sine1) + Scale(difference2, sine2);
+  const Complex<Lane> turned2 = Scale(difference1, sine2) - Scale(difference2, sine1);
+  x[0] = x[0] + sum1 + sum2;
+  x[1] = middle1 + turned1;
+  x[2] = middle2 + turned2;
+  x[3] = middle2 - turned2;
+  x[4] = middle1 - turned1;
+}
+
+// Runs `pass` over all blocks of a transform of `length` elements. In place it may run only side by side: neighbours
+// at the end of a block overlap the ones before, which must still be there.
+template <std::size_t kRadix, class Placing, class Lane, class Source>
+static void RunPass(const Source& source, Elements to, const Pass& pass, std::size_t length) {
+  constexpr std::size_t kStep = Placing::template kStep<Lane>;
+  const std::size_t span = pass.span;
+  for (std::size_t block = 0; block < length; block += kRadix * span) {
+    for (std::size_t j = 0; j < span; j += kStep) {
+      if (kStep > 1 && j + kStep > span) j = span - kStep;
+      Complex<Lane> x[kRadix];
+#pragma GCC unroll 5
+      for (std::size_t s = 0; s < kRadix; ++s) x[s] = source.template Load<Lane>(block + j + s * span);
+      Butterfly(x);
+      if (span > 1) {
+#pragma GCC unroll 5
+        for (std::size_t s = 1; s < kRadix; ++s) {
+          const std::size_t index = (s - 1) * span + j;
+          x[s] = x[s] * Complex<Lane>{Placing::template LoadTwiddle<Lane>(pass.twiddle_re + index),
+                                      Placing::template LoadTwiddle<Lane>(pass.twiddle_im + index)};
+        }
+      }
+#pragma GCC unroll 5
+      for (std::size_t s = 0; s < kRadix; ++s) to.Store(block + j + s * span, x[s]);
+    }
+  }
+}
+
+// The same for any odd radix: a direct sum over the roots of unity. Elements s and radix - s meet the same roots up to
+// the sign of the sine, so their sums and differences are formed first. `scratch` holds 2 * radix vectors.
+template <class Placing, class Lane, class Source>
+static void RunDirectPass(const Source& source, Elements to, const Pass& pass, std::size_t length, float* scratch) {
+  constexpr std::size_t kStep = Placing::template kStep<Lane>;
+  const std::size_t radix = pass.radix;
+  const std::size_t span = pass.span;
+  const std::size_t half = radix / 2;
+  const Elements pairs = SideBySideElements<Lane>(scratch);  // sums at s - 1, differences at half + s - 1
+  for (std::size_t block = 0; block < length; block += radix * span) {
+    for (std::size_t j = 0; j < span; j += kStep) {
+      if (kStep > 1 && j + kStep > span) j = span - kStep;
+      const Complex<Lane> first = source.template Load<Lane>(block + j);
+      Complex<Lane> total = first;
+      for (std::size_t s = 1; s <= half; ++s) {
+        const Complex<Lane> a = source.template Load<Lane>(block + j + s * span);
+        const Complex<Lane> b = source.template Load<Lane>(block + j + (radix - s) * span);
+        pairs.Store(s - 1, a + b);
+        pairs.Store(half + s - 1, TimesMinusI(a - b));
+        total = total + (a + b);
+      }
+      to.Store(block + j, total);
+      const auto store = [&](std::size_t s, const Complex<Lane>& value) __attribute__((always_inline)) {
+        if (span == 1) {
+          to.Store(block + s, value);
+          return;
+        }
+        const std::size_t index = (s - 1) * span + j;
+        to.Store(block + j + s * span,
+                 value * Complex<Lane>{Placing::template LoadTwiddle<Lane>(pass.twiddle_re + index),
+                                       Placing::template LoadTwiddle<Lane>(pass.twiddle_im + index)});
+      };
+      for (std::size_t k = 1; k <= half; ++k) {
+        Complex<Lane> middle = first;
+        Complex<Lane> turned{Lane::Broadcast(0.0f), Lane::Broadcast(0.0f)};
+        std::size_t root = 0;
+        for (std::size_t s = 1; s <= half; ++s) {
+          root = root + k < radix ? root + k : root + k - radix;
+          middle = middle + Scale(pairs.Load<Lane>(s - 1), Lane::Broadcast(pass.root_re[root]));
+          turned = turned - Scale(pairs.Load<Lane>(half + s - 1), Lane::Broadcast(pass.root_im[root]));
+        }
+        store(k, middle + turned);
+        store(radix - k, middle - turned);
+      }
+    }
+  }
+}
+
+template <class Placing, class Lane, class Source>
+KELVO_INLINE void RunAnyPass(const Source& source, Elements to, const Pass& pass, std::size_t length, float* scratch) {
+  switch (pass.radix) {
+    case 2: return RunPass<2, Placing, Lane>(source, to, pass, length);
+    case 3: return RunPass<3, Placing, Lane>(source, to, pass, length);
+    case 4: return RunPass<4, Placing, Lane>(source, to, pass, length);
+    case 5: return RunPass<5, Placing, Lane>(source, to, pass, length);
+    default: return RunDirectPass<Placing, Lane>(source, to, pass, length, scratch);
+  }
+}
+
+// Transforms side by side, from `source` into `to`; output k ends at element plan.position[k]. `scratch` holds
+// 2 * (largest radix) vectors.
+template <class Lane, class Source>
+KELVO_INLINE void TransformSideBySide(const TransformView& plan, const Source& source, Elements to, float* scratch) {
+  if (plan.pass_n == 0) {
+    to.Store(0, source.template Load<Lane>(0));
+    return;
+  }
+  RunAnyPass<SideBySide, Lane>(source, to, plan.passes[0], plan.length, scratch);
+  for (std::size_t i = 1; i < plan.pass_n; ++i) {
+    RunAnyPass<SideBySide, Lane>(to, to, plan.passes[i], plan.length, scratch);
+  }
+}
+
+// Calls run.operator()<Lane>() with the widest lanes of which `available` fill at least one vector.
+template <class Run>
+KELVO_INLINE void AtWidth(std::size_t available, Run&& run) {
+  if (available >= Floats::kSize) return run.template operator()<Floats>();
+  if constexpr (Floats::kSize > 8) {
+    if (available >= 8) return run.template operator()<Lanes<float, 8>>();
+  }
+  if constexpr (Floats::kSize > 4) {
+    if (available >= 4) return run.template operator()<Lanes<float, 4>>();
+  }
+  if constexpr (Floats::kSize > 1) run.template operator()<Lanes<float, 1>>();
+}
+KELVO_INLINE std::size_t WidthFor(std::size_t available) {
+  if (available >= Floats::kSize) return Floats::kSize;
+  if (Floats::kSize > 8 && available >= 8) return 8;
+  return Floats::kSize > 4 && available >= 4 ? 4 : 1;
+}
+
+// How many passes of a single transform run over neighbours; the others run over blocks side by side.
+KELVO_INLINE std::size_t NeighbourPasses(const TransformView& plan) {
+  if constexpr (Floats::kSize == 1) return 0;
+  // The work of a pass is inverse to its lanes. A block of 256 elements side by side still fits the first-level cache.
+  constexpr std::size_t kLongestBlock = 256;
+  std::size_t best = 0;
+  std::size_t best_cost = ~std::size_t{0};
+  std::size_t cost_before = 0;
+  for (std::size_t i = 0; i <= plan.pass_n; ++i) {
+    const std::size_t block = i == 0 ? plan.length : plan.passes[i - 1].span;
+    if (i > 0) cost_before += Floats::kSize / WidthFor(block);
+    const std::size_t cost = cost_before + (plan.pass_n - i) * (Floats::kSize / WidthFor(plan.length / block));
+    if (cost < best_cost && (block <= kLongestBlock || i == 0)) {
+      best = i;
+      best_cost = cost;
+    }
+  }
+  return best;
+}
+
+// Transposes blocks into lanes: element i of the block that begins at begins[l] becomes lane l of vector i.
+template <class Lane>
+static void GatherBlocks(Elements to, const Elements& from, const unsigned* begins, std::size_t block) {
+  std::size_t i = 0;
+  AtWidth(block < Lane::kSize ? block : Lane::kSize, [&]<class Tile>() __attribute__((always_inline)) {
+    if constexpr (Tile::kSize > 1 && Tile::kSize <= Lane::kSize) {
+      while (i < block) {
+        if (i + Tile::kSize > block) i = block - Tile::kSize;
+        for (std::size_t l = 0; l < Lane::kSize; l += Tile::kSize) {
+          const auto transpose = [&](const float* source, float* target) __attribute__((always_inline)) {
+            Tile rows[Tile::kSize];
+#pragma GCC unroll 16
+            for (std::size_t r = 0; r < Tile::kSize; ++r) rows[r] = Tile::Load(source + begins[l + r] + i);
+            Transpose(rows);
+#pragma GCC unroll 16
+            for (std::size_t r = 0; r < Tile::kSize; ++r) rows[r].Store(target + (i + r) * to.stride + l);
+          };
+          transpose(from.re, to.re);
+          transpose(from.im, to.im);
+        }
+        i += Tile::kSize;
+      }
+    }
+  });
+  for (; i < block; ++i) {
+    for (std::size_t l = 0; l < Lane::kSize; ++l) {
+      to.re[i * to.stride + l] = from.re[begins[l] + i];
+      to.im[i * to.stride + l] = from.im[begins[l] + i];
+    }
+  }
+}
+
+// Floats of scratch that TransformOne needs.
+constexpr std::size_t TransformOneScratch(std::size_t length) { return 8 * length + 8 * Floats::kSize; }
+
+// One transform from `source` to `sink`, which is given each output once or, with equal values, twice:
+// sink.Store<Lane>(k, x) with outputs k, k + 1, ... in the lanes of x. The source has been read to its end before the
+// sink is called.
+template <class Source, class Sink>
+static void TransformOne(const TransformView& plan, const Source& source, const Sink& sink, float* scratch) {
+  const std::size_t length = plan.length;
+  Elements from{scratch, scratch + length, 1};
+  Elements to{scratch + 2 * length, scratch + 3 * length, 1};
+  float* const block_memory = scratch + 4 * length;
+  float* const pass_scratch = scratch + 6 * length;
+
+  const std::size_t neighbour_passes = NeighbourPasses(plan);
+  if (neighbour_passes == 0) {
+    using Lane = Lanes<float, 1>;
+    TransformSideBySide<Lane>(plan, source, to, pass_scratch);
+    for (std::size_t k = 0; k < length; ++k) sink.Store(k, to.Load<Lane>(plan.position[k]));
+    return;
+  }
+
+  for (std::size_t i = 0; i < neighbour_passes; ++i) {
+    const Pass& pass = plan.passes[i];
+    AtWidth(pass.span, [&]<class Lane>() __attribute__((always_inline)) {
+      if (i == 0) {
+        RunAnyPass<Neighbours, Lane>(source, to, pass, length, pass_scratch);
+      } else {
+        RunAnyPass<Neighbours, Lane>(from, to, pass, length, pass_scratch);
+      }
+    });
+    const Elements written = to;
+    to = from;
+    from = written;
+  }
+
+  const std::size_t block = plan.passes[neighbour_passes - 1].span;
+  const std::size_t block_n = length / block;
+  AtWidth(block_n, [&]<class Lane>() __attribute__((always_inline)) {
+    const Elements lanes = SideBySideElements<Lane>(block_memory);
+    for (std::size_t b = 0; b < block_n; b += Lane::kSize) {
+      if (b + Lane::kSize > block_n) b = block_n - Lane::kSize;
+      // Outputs b, b + 1, ... of the passes so far begin the blocks that hold outputs b + r * block_n, ... of the whole.
+      GatherBlocks<Lane>(lanes, from, plan.position + b, block);
+      for (std::size_t i = neighbour_passes; i < plan.pass_n; ++i) {
+        RunAnyPass<SideBySide, Lane>(lanes, lanes, plan.passes[i], block, pass_scratch);
+      }
+      for (std::size_t r = 0; r < block; ++r) {
+        sink.Store(b + r * block_n, lanes.Load<Lane>(plan.position[r * block_n]));
+      }
+    }
+  });
+}
+
+}  // namespace KELVO_LEVEL
+}  // namespace kelvo::Fft

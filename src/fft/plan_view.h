@@ -1,0 +1,39 @@
+// What a kernel sees of an FFT plan: plain pointers into the plan's tables.
+#pragma once
+
+#include <cstddef>
+
+namespace kelvo::Fft {
+
+// One pass of a decimation-in-frequency transform. It splits each block of radix * span elements into `radix` blocks of
+// `span` elements, which are from then on transforms of their own.
+struct Pass {
+  std::size_t radix;
+  std::size_t span;
+  // Twiddles exp(-2 pi i s j / (radix * span)) at [(s - 1) * span + j] for s = 1 .. radix - 1; none when span is 1.
+  const float* twiddle_re;
+  const float* twiddle_im;
+  // exp(-2 pi i k / radix), k = 0 .. radix - 1, for radices without a butterfly of their own.
+  const float* root_re;
+  const float* root_im;
+};
+
+// A forward complex transform. In-place passes leave output k at element position[k].
+struct TransformView {
+  std::size_t length;
+  std::size_t pass_n;
+  const Pass* passes;
+  const unsigned* position;
+};
+
+// The transform of fft_n real samples. For even fft_n, sample pairs are the elements of a transform of half the length,
+// and a last step splits its output into the bins of the signal. For odd fft_n the imaginary parts are zero.
+struct RealTransformView {
+  std::size_t fft_n;
+  TransformView inner;
+  // exp(-2 pi i k / fft_n), k = 0 .. fft_n / 4; none for odd fft_n.
+  const float* split_re;
+  const float* split_im;
+};
+
+}  // namespace kelvo::Fft

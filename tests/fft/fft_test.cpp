@@ -1,0 +1,244 @@
+// The transforms against a double-precision one, for every kind of length, at every kernel level.
+#include "fft/fft.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <complex>
+#include <numbers>
+#include <string>
+#include <vector>
+
+#include "fft/fft_checks.h"
+#include "fft/fft_plan.h"
+#include "kelvo_audio.h"
+#include "support/bits.h"
+#include "support/messages.h"
+#include "support/signals.h"
+
+namespace kelvo::Fft {
+namespace {
+
+using Spectrum = std::vector<std::complex<double>>;
+
+// Any length in double precision: prime factors one by one, direct sums at the leaves.
+Spectrum ExactTransform(const Spectrum& x, double sign) {
+  const std::size_t n = x.size();
+  std::size_t p = 2;
+  while (p * p <= n && n % p != 0) ++p;
+  if (p * p > n) p = n;
+  if (n <= 1) return x;
+  const std::size_t m = n / p;
+  std::vector<Spectrum> parts(p, Spectrum(m));
+  for (std::size_t i = 0; i < n; ++i) parts[i % p][i / p] = x[i];
+  if (m > 1) {
+    for (Spectrum& part : parts) part = ExactTransform(part, sign);
+  }
+  Spectrum result(n);
+  for (std::size_t k = 0; k < n; ++k) {
+    for (std::size_t s = 0; s < p; ++s) {
+      const double angle = sign * 2.0 * std::numbers::pi * static_cast<double>(s * k % n) / static_cast<double>(n);
+      result[k] += parts[s][k % m] * std::polar(1.0, angle);
+    }
+  }
+  return result;
+}
+
+Spectrum FromReal(const std::vector<float>& x) { return {x.begin(), x.end()}; }
+Spectrum FromPairs(const std::vector<float>& x) {
+  Spectrum values(x.size() / 2);
+  for (std::size_t k = 0; k < values.size(); ++k) values[k] = {x[2 * k], x[2 * k + 1]};
+  return values;
+}
+
+// Root-mean-square error over root-mean-square value.
+double RelativeError(const Spectrum& actual, const Spectrum& exact) {
+  double error = 0.0;
+  double power = 0.0;
+  for (std::size_t k = 0; k < exact.size(); ++k) {
+    error += std::norm(actual[k] - exact[k]);
+    power += std::norm(exact[k]);
+  }
+  return std::sqrt(error / power);
+}
+
+// Rounding errors grow with the number of passes; 2^-24 is half a unit in the last place. Direct sums over large primes
+// grow with the square root of their length.
+double ErrorBound(std::size_t n) {
+  double largest_prime = 2.0;
+  std::size_t rest = n;
+  for (std::size_t p = 2; p <= rest; ++p) {
+    for (; rest % p == 0; rest /= p) largest_prime = static_cast<double>(p);
+  }
+  return 0x1p-24 * (1.5 + 0.8 * std::log2(static_cast<double>(n) + 1.0) + 0.6 * std::sqrt(largest_prime));
+}
+
+std::vector<int> Lengths() {
+  std::vector<int> lengths;
+  for (int n = 1; n <= 256; ++n) lengths.push_back(n);
+  for (int n = 512; n <= 65536; n *= 2) lengths.push_back(n);
+  for (const int n : {400, 480, 1000, 1200, 1009, 2018, 1021 * 4, 7 * 7 * 11 * 4, 3 * 512, 44100, 4099}) {
+    lengths.push_back(n);
+  }
+  return lengths;
+}
+
+std::vector<float> Forward(const std::vector<float>& x, Simd::Level level) {
+  std::vector<float> bins(2 * x.size());
+  ComputeFft(bins, x, level);
+  return bins;
+}
+
+TEST(FftTest, MatchesTheDoublePrecisionTransformAtEveryLevel) {
+  for (const int n : Lengths()) {
+    const std::vector<float> x = Support::Noise(static_cast<std::size_t>(n), static_cast<std::uint32_t>(n));
+    const std::vector<float> scalar = Forward(x, Simd::Level::scalar);
+    EXPECT_LT(RelativeError(FromPairs(scalar), ExactTransform(FromReal(x), -1.0)), ErrorBound(x.size())) << n;
+    for (const Simd::Level level : Simd::SupportedLevels()) {
+      EXPECT_TRUE(Support::SameBits(Forward(x, level), scalar)) << n << " " << Simd::LevelName(level);
+    }
+  }
+}
+
+TEST(FftTest, InverseMatchesTheDoublePrecisionTransformAtEveryLevel) {
+  for (const int n : Lengths()) {
+    const std::vector<float> bins = Support::Noise(2 * static_cast<std::size_t>(n), static_cast<std::uint32_t>(n));
+    Spectrum exact = ExactTransform(FromPairs(bins), 1.0);
+    for (auto& value : exact) value /= n;
+    std::vector<float> scalar(bins.size());
+    ComputeIfft(scalar, bins, Simd::Level::scalar);
+    EXPECT_LT(RelativeError(FromPairs(scalar), exact), ErrorBound(exact.size())) << n;
+    for (const Simd::Level level : Simd::SupportedLevels()) {
+      std::vector<float> samples(bins.size());
+      ComputeIfft(samples, bins, level);
+      EXPECT_TRUE(Support::SameBits(samples, scalar)) << n << " " << Simd::LevelName(level);
+    }
+  }
+}
+
+// What the transform would be with radix-4 passes over single-precision angles, its yardstick of accuracy: twiddles of
+// an angle that was itself rounded to float.
+Spectrum YardstickTransform(const std::vector<float>& x) {
+  const std::size_t n = x.size();
+  std::vector<std::complex<float>> a(x.begin(), x.end());
+  const double theta = -2.0 * std::numbers::pi / static_cast<double>(n);
+  const auto twiddle = [&](std::size_t m) {
+    const auto angle = static_cast<float>(static_cast<double>(m) * theta);
+    return std::complex<float>(std::cos(angle), std::sin(angle));
+  };
+  std::size_t stride = 1;
+  std::size_t length = n;
+  for (; length >= 4; length /= 4, stride *= 4) {
+    const std::size_t q = length / 4;
+    for (std::size_t j = 0; j < q; ++j) {
+      for (std::size_t g = j; g < n; g += length) {
+        const auto t0 = a[g] + a[g + 2 * q], t1 = a[g + q] + a[g + 3 * q];
+        const auto t2 = a[g] - a[g + 2 * q], d = a[g + q] - a[g + 3 * q];
+        const std::complex<float> t3(-d.imag(), d.real());
+        a[g] = t0 + t1;
+        a[g + q] = (t0 - t1) * twiddle(2 * j * stride);
+        a[g + 2 * q] = (t2 - t3) * twiddle(j * stride);
+        a[g + 3 * q] = (t2 + t3) * twiddle(3 * j * stride);
+      }
+    }
+  }
+  if (length == 2) {
+    for (std::size_t m = 0; m < n; m += 2) {
+      const auto sum = a[m] + a[m + 1];
+      a[m + 1] = a[m] - a[m + 1];
+      a[m] = sum;
+    }
+  }
+  Spectrum natural(n);
+  for (std::size_t k = 0; k < n; ++k) {
+    std::size_t reversed = 0;
+    for (std::size_t bit = 1, mirror = n / 2; bit < n; bit *= 2, mirror /= 2) reversed |= (k & bit) != 0 ? mirror : 0;
+    natural[reversed] = a[k];
+  }
+  return natural;
+}
+
+TEST(FftTest, IsNeverLessAccurateThanTheYardstick) {
+  for (std::size_t n = 2; n <= 65536; n *= 2) {
+    const std::vector<float> x = Support::Noise(n, 5);
+    const Spectrum exact = ExactTransform(FromReal(x), -1.0);
+    EXPECT_LE(RelativeError(FromPairs(Forward(x, Simd::BestLevel())), exact),
+              RelativeError(YardstickTransform(x), exact) + 1e-12)
+        << n;
+  }
+}
+
+TEST(FftTest, ImpulseConstantAndShift) {
+  for (const int n : {1, 2, 3, 4, 8, 15, 20, 400, 1024}) {
+    const auto count = static_cast<std::size_t>(n);
+    std::vector<float> impulse(count, 0.0f);
+    impulse[0] = 1.0f;
+    std::vector<float> ones(2 * count, 0.0f);
+    for (std::size_t k = 0; k < count; ++k) ones[2 * k] = 1.0f;
+    const std::vector<float> bins = Forward(impulse, Simd::BestLevel());
+    for (std::size_t i = 0; i < bins.size(); ++i) EXPECT_EQ(bins[i], ones[i]) << n << " " << i;
+
+    const std::vector<float> constant = Forward(std::vector<float>(count, 1.0f), Simd::BestLevel());
+    EXPECT_FLOAT_EQ(constant[0], static_cast<float>(n));
+    for (std::size_t i = 1; i < constant.size(); ++i) EXPECT_NEAR(constant[i], 0.0f, 2e-7f * static_cast<float>(n)) << n;
+
+    std::vector<float> shifted(count, 0.0f);
+    shifted[1 % count] = 1.0f;
+    const std::vector<float> turns = Forward(shifted, Simd::BestLevel());
+    for (std::size_t k = 0; k < count; ++k) {
+      const double angle = n == 1 ? 0.0 : -2.0 * std::numbers::pi * static_cast<double>(k) / n;
+      EXPECT_NEAR(turns[2 * k], std::cos(angle), 3e-7) << n << " " << k;
+      EXPECT_NEAR(turns[2 * k + 1], std::sin(angle), 3e-7) << n << " " << k;
+    }
+  }
+}
+
+TEST(FftExportTest, RoundTripInPlaceIsHermitian) {
+  for (const int n : {1, 2, 7, 16, 100, 480, 2048}) {
+    const auto count = static_cast<std::size_t>(n);
+    const std::vector<float> x = Support::Noise(count);
+    std::vector<float> buffer(2 * count);
+    std::copy(x.begin(), x.end(), buffer.begin());
+    ASSERT_EQ(kelvoAudioFFT(buffer.data(), buffer.data(), n), KELVO_AUDIO_STATUS_OK);
+    EXPECT_TRUE(Support::SameBits(buffer, Forward(x, Simd::BestLevel()))) << n;
+    for (std::size_t k = 1; k < count; ++k) {
+      EXPECT_EQ(buffer[2 * k], buffer[2 * (count - k)]);
+      EXPECT_EQ(buffer[2 * k + 1], -buffer[2 * (count - k) + 1]);
+    }
+    ASSERT_EQ(kelvoAudioIFFT(buffer.data(), buffer.data(), n), KELVO_AUDIO_STATUS_OK);
+    for (std::size_t j = 0; j < count; ++j) {
+      EXPECT_NEAR(buffer[2 * j], x[j], 1e-6) << n << " " << j;
+      EXPECT_NEAR(buffer[2 * j + 1], 0.0f, 1e-6) << n << " " << j;
+    }
+  }
+}
+
+TEST(FftExportTest, RefusesImpossibleLengthsBeforeTouchingAnything) {
+  std::vector<float> dst(4, 7.0f);
+  const std::vector<float> src(4, 1.0f);
+  for (const auto transform : {kelvoAudioFFT, kelvoAudioIFFT}) {
+    EXPECT_EQ(transform(nullptr, src.data(), 0), KELVO_AUDIO_STATUS_BAD_ARGUMENT);
+    EXPECT_EQ(transform(dst.data(), nullptr, 4), KELVO_AUDIO_STATUS_BAD_ARGUMENT);
+    for (const int n : {0, -1, INT32_MIN}) {
+      EXPECT_EQ(transform(dst.data(), src.data(), n), KELVO_AUDIO_STATUS_BAD_ARGUMENT) << n;
+    }
+    for (const int n : {1 << 28, 1 << 29, 1 << 30, (1 << 30) + 1, INT32_MAX}) {
+      EXPECT_EQ(transform(dst.data(), src.data(), n), KELVO_AUDIO_STATUS_UNEXPECTED_ERROR) << n;
+    }
+  }
+  EXPECT_EQ(dst, std::vector<float>(4, 7.0f));
+  EXPECT_EQ(Support::MessageOf([] { CheckFft(0); }), "Invalid fft_n size.");
+}
+
+TEST(FftPlanCacheTest, SharesPlansAndRefusesWhatIsNoLength) {
+  FftPlanCache& cache = FftPlanCache::Get();
+  EXPECT_EQ(&cache.GetForwardPlan(96), &cache.GetForwardPlan(96));
+  EXPECT_EQ(&cache.GetInversePlan(96), &cache.GetInversePlan(96));
+  EXPECT_NE(&cache.GetForwardPlan(96), &cache.GetInversePlan(96));
+  EXPECT_EQ(Support::MessageOf([&] { cache.GetForwardPlan(0); }), "Invalid value of fft points.");
+  EXPECT_EQ(Support::MessageOf([&] { cache.GetInversePlan(-2); }), "Invalid value of fft points.");
+  EXPECT_EQ(cache.GetForwardPlan(1).real.View().inner.length, 1u);
+}
+
+}  // namespace
+}  // namespace kelvo::Fft
