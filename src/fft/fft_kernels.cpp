@@ -38,7 +38,7 @@ struct MirroredBins {
 
 void RealToBins(float* dst, const float* src, const RealTransformView& plan, float* scratch) {
   const MirroredBins sink{dst, plan.fft_n};
-  if (plan.fft_n % 2 == 0) {
+  if (plan.IsHalved()) {
     RealBinsOfOne(plan, SamplePairs{src}, sink, scratch);
   } else {
     RealBinsOfOne(plan, SingleSamples{src}, sink, scratch);

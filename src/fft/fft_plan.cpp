@@ -73,6 +73,10 @@ std::vector<unsigned> OutputPositions(std::size_t length, const std::vector<Pass
   return position;
 }
 
+// Up to 16 samples the zeros of a full-length transform keep more accuracy than the split step of a half-length one:
+// measured over random signals, 8 and 16 are the only lengths where splitting would lose (by a fifth at most).
+bool IsHalved(std::size_t fft_n) { return fft_n % 2 == 0 && fft_n > 16; }
+
 }  // namespace
 
 bool IsPowerOfTwo(int n) { return n >= 1 && (n & (n - 1)) == 0; }
@@ -130,8 +134,8 @@ TransformPlan::TransformPlan(std::size_t length) : length_(length) {
 }
 
 RealTransformPlan::RealTransformPlan(int fft_n)
-    : fft_n_(static_cast<std::size_t>(fft_n)), inner_(fft_n_ % 2 == 0 ? fft_n_ / 2 : fft_n_) {
-  if (fft_n_ % 2 != 0) return;
+    : fft_n_(static_cast<std::size_t>(fft_n)), inner_(IsHalved(fft_n_) ? fft_n_ / 2 : fft_n_) {
+  if (!IsHalved(fft_n_)) return;
   const std::size_t split_n = fft_n_ / 4 + 1;
   split_.resize(2 * split_n);
   for (std::size_t k = 0; k < split_n; ++k) {

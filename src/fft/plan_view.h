@@ -26,14 +26,17 @@ struct TransformView {
   const unsigned* position;
 };
 
-// The transform of fft_n real samples. For even fft_n, sample pairs are the elements of a transform of half the length,
-// and a last step splits its output into the bins of the signal. For odd fft_n the imaginary parts are zero.
+// The transform of fft_n real samples. Halved, sample pairs are the elements of a transform of half the length, and a
+// last step splits its output into the bins of the signal. Odd lengths, and very short ones, run at full length with
+// imaginary parts of zero.
 struct RealTransformView {
   std::size_t fft_n;
   TransformView inner;
-  // exp(-2 pi i k / fft_n), k = 0 .. fft_n / 4; none for odd fft_n.
+  // exp(-2 pi i k / fft_n), k = 0 .. fft_n / 4; none unless halved.
   const float* split_re;
   const float* split_im;
+
+  bool IsHalved() const { return inner.length < fft_n; }
 };
 
 }  // namespace kelvo::Fft

@@ -23,8 +23,9 @@ template <class Lane, class Output, class Sink>
 KELVO_INLINE void EndBins(const RealTransformView& plan, const Output& output, const Sink& sink) {
   const Complex<Lane> first = output.template At<Lane>(0);
   const Lane zero = Lane::Broadcast(0.0f);
-  if (plan.fft_n % 2 != 0) {
+  if (!plan.IsHalved()) {
     sink.Alone(0, first);
+    if (plan.fft_n % 2 == 0) sink.Alone(plan.fft_n / 2, output.template At<Lane>(plan.fft_n / 2));
     return;
   }
   sink.Alone(0, Complex<Lane>{first.re + first.im, zero});
@@ -34,8 +35,8 @@ KELVO_INLINE void EndBins(const RealTransformView& plan, const Output& output, c
 template <class Placing, class Lane, class Output, class Sink>
 KELVO_INLINE void InnerBins(const RealTransformView& plan, const Output& output, const Sink& sink) {
   constexpr std::size_t kStep = Placing::template kStep<Lane>;
-  if (plan.fft_n % 2 != 0) {
-    const std::size_t last = plan.fft_n / 2;
+  if (!plan.IsHalved()) {
+    const std::size_t last = (plan.fft_n - 1) / 2;
     for (std::size_t k = 1; k <= last; k += kStep) {
       if (kStep > 1 && k + kStep > last + 1) k = last + 1 - kStep;
       sink.Ascending(k, output.template At<Lane>(k));
@@ -113,11 +114,13 @@ KELVO_INLINE void RealBinsOfOne(const RealTransformView& plan, const Source& sou
   const NaturalOutput output{{scratch, scratch + length, 1}};
   TransformOne(plan.inner, source, output, scratch + 2 * length);
   EndBins<Lanes<float, 1>>(plan, output, sink);
-  AtWidth(length / 2, [&]<class Lane>() __attribute__((always_inline)) { InnerBins<Neighbours, Lane>(plan, output, sink); });
+  AtWidth(plan.IsHalved() ? length / 2 : (length - 1) / 2, [&]<class Lane>() __attribute__((always_inline)) {
+    InnerBins<Neighbours, Lane>(plan, output, sink);
+  });
 }
 
-// Elements of the inner transform out of a contiguous real signal: sample pairs for an even length, single samples with
-// imaginary part 0 for an odd one.
+// Elements of the inner transform out of a contiguous real signal: sample pairs if it is halved, else single samples with
+// imaginary part 0.
 struct SamplePairs {
   const float* samples;
   template <class Lane>
