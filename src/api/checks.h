@@ -23,6 +23,7 @@ inline void CheckSourceSize(int src_n) { FailIf(src_n < 1, "Invalid src_n size."
 inline void CheckFftSize(int fft_n) { FailIf(fft_n < 1, "Invalid fft_n size."); }
 inline void CheckWindowSize(int window_n) { FailIf(window_n < 1, "Invalid window_n size."); }
 inline void CheckSampleSize(int sample_n) { FailIf(sample_n < 1, "Invalid sample_n size."); }
+inline void CheckSampleValue(int sample_n) { FailIf(sample_n < 1, "Invalid sample_n value."); }
 inline void CheckFftValue(int fft_n) { FailIf(fft_n < 1, "Invalid fft_n value."); }
 inline void CheckHop(int hop_n) { FailIf(hop_n < 0, "Invalid hop_n value."); }
 inline void CheckWindowValue(bool failed) { FailIf(failed, "Invalid win_n value."); }
@@ -32,6 +33,11 @@ inline void CheckMaxFrameSize(int max_frame_n) { FailIf(max_frame_n < 1, "Invali
 inline void CheckPower(bool failed) { FailIf(failed, "Invalid power value."); }
 inline void CheckFrequencyValue(int freq_n) { FailIf(freq_n < 1, "Invalid freq_n value."); }
 inline void CheckFrameValue(int frame_n) { FailIf(frame_n < 1, "Invalid frame_n value."); }
+// Without a closing full stop, unlike CheckFrequencyValue; this is meant, callers know the text.
+inline void CheckSampleLenBins(int freq_n) { FailIf(freq_n < 1, "Invalid freq_n value"); }
+inline void CheckFrequencySize(int freq_n) { FailIf(freq_n < 1, "Invalid freq_n size."); }
+inline void CheckTargetFrameSize(int dst_frame_n) { FailIf(dst_frame_n < 1, "Invalid dst_frame_n size."); }
+inline void CheckSourceFrameSize(int src_frame_n) { FailIf(src_frame_n < 1, "Invalid src_frame_n size."); }
 inline void CheckMelSize(int mel_n) { FailIf(mel_n < 1, "Invalid mel_n size."); }
 inline void CheckSampleRate(int sample_rate) { FailIf(sample_rate < 1, "Invalid sample_rate value."); }
 inline void CheckMelNorm(int mel_norm) { FailIf(!IsAcceptedValue(mel_norm, {0, 1}), "Invalid mel_norm format."); }

@@ -1,2 +1,6 @@
-set(sources)
+set(sources
+  frame_checks.cpp
+  frame_exports.cpp
+  frames.cpp
+)
 set(kernels)

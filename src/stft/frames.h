@@ -1,0 +1,42 @@
+// Frame arithmetic: how many frames a signal yields, how many samples frames yield, and how one frame is cut out.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "api/buffers.h"
+
+namespace kelvo::Stft {
+
+// What lies beyond the ends of the signal. With padding, frame t is centred on sample t * hop_n.
+enum class CenterMode {
+  None = 0,     // no padding; frame t starts at sample t * hop_n
+  Reflect = 1,  // mirrored about the end samples, which are not repeated
+  Zero = 2,
+};
+
+// Frames of fft_n samples every hop_n samples; 0 if sample_n < fft_n, in every mode. Formed in single precision: from
+// 11 million samples on it may be one frame more than the signal covers. hop_n 0 saturates.
+int ComputeFrameCount(int sample_n, int fft_n, int hop_n, int center);
+
+// Samples that frame_n overlapping frames of 2 * (freq_n - 1) samples span, without the padding if centred. Wraps round
+// beyond 32 bits.
+int ComputeSampleCount(int frame_n, int freq_n, int hop_n, int center);
+
+// Fill frame with the samples at positions start, start + 1 ... of the signal src padded by `pad` samples before its
+// first one. No position needs to lie near src: neither form ever reads outside it.
+//
+// The reflecting form folds as often as needed, so that a frame may be longer than the signal. src may not be empty.
+void ExtractFrameReflect(std::span<float> frame, std::span<const float> src, std::int64_t start, std::int64_t pad);
+void ExtractFrameZero(std::span<float> frame, std::span<const float> src, std::int64_t start, std::int64_t pad);
+
+// Frame `index` of the signal, as the mode cuts it. The last frame of mode None may reach beyond the end, where the
+// frame count was rounded up; it finds zeros there.
+void ExtractFrame(CenterMode center, std::span<float> frame, std::span<const float> src, std::int64_t index,
+                  std::int64_t hop_n);
+
+// Copies the columns that dst [freq_n x dst_frame_n] and src [freq_n x src_frame_n] share; further columns of dst become
+// pad_value.
+void FixFrameLen(Api::MatrixView<float> dst, Api::MatrixView<const float> src, float pad_value);
+
+}  // namespace kelvo::Stft
