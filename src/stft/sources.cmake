@@ -2,5 +2,8 @@ set(sources
   frame_checks.cpp
   frame_exports.cpp
   frames.cpp
+  window.cpp
+  window_checks.cpp
+  window_exports.cpp
 )
 set(kernels)

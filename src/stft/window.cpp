@@ -1,0 +1,36 @@
+// Window functions.
+#include "stft/window.h"
+
+#include <cmath>
+
+#include "api/buffers.h"
+
+namespace kelvo::Stft {
+namespace {
+
+// window[n] = offset - cos(2 pi n / win_n) * scale. The phase is formed in double and rounded once.
+std::vector<float> BuildWindow(int win_n, float offset, float scale) {
+  constexpr double kTwoPi = 6.283185307179586;
+  std::vector<float> window = Api::MakeZeroBuffer(static_cast<std::size_t>(win_n));
+  for (std::size_t n = 0; n < window.size(); ++n) {
+    const auto phase = static_cast<float>(static_cast<double>(n) * kTwoPi / static_cast<double>(win_n));
+    window[n] = offset - ::cosf(phase) * scale;
+  }
+  return window;
+}
+
+}  // namespace
+
+WindowCache& WindowCache::Get() {
+  static WindowCache cache;
+  return cache;
+}
+
+const std::vector<float>& WindowCache::GetWindow(int win_n, int win_type) {
+  if (win_type == static_cast<int>(WindowType::Hamming)) {
+    return windows_.GetTable(kHammingMap, win_n, [](int count) { return BuildWindow(count, 0.54f, 0.46f); });
+  }
+  return windows_.GetTable(kHannMap, win_n, [](int count) { return BuildWindow(count, 0.5f, 0.5f); });
+}
+
+}  // namespace kelvo::Stft
