@@ -1,1 +1,4 @@
-set(sources)
+set(sources
+  frames_test.cpp
+  window_test.cpp
+)

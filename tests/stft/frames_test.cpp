@@ -1,0 +1,221 @@
+// Frame counts, the cut of a frame, and the exports that size buffers.
+#include "stft/frames.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include "kelvo_audio.h"
+#include "stft/frame_checks.h"
+#include "support/bits.h"
+#include "support/messages.h"
+#include "support/signals.h"
+
+namespace kelvo::Stft {
+namespace {
+
+using Test::MessageOf;
+using Test::Noise;
+using Test::SameBits;
+
+TEST(FrameCount, EqualsClosedForms) {
+  struct Row {
+    int sample_n, fft_n, hop_n, plain, reflect, zero;
+  };
+  for (const Row& row : std::vector<Row>{
+           {1000, 400, 160, 4, 7, 8},
+           {960, 400, 160, 4, 7, 7},
+           {399, 400, 160, 0, 0, 0},
+           {400, 400, 160, 1, 3, 4},
+           {1, 1, 1, 1, 2, 2},
+           {1000, 400, 0, INT_MAX, INT_MAX, INT_MAX},
+           {400, 400, 0, 0, INT_MAX, INT_MAX},  // 0 / 0
+           {1000, 400, INT_MAX, 1, 1, 2},
+           {INT_MAX, 1, 1, INT_MAX, INT_MAX, INT_MAX},
+           {INT_MAX, INT_MAX, INT_MAX, 1, 2, 2},
+       }) {
+    SCOPED_TRACE(testing::Message() << row.sample_n << " " << row.fft_n << " " << row.hop_n);
+    EXPECT_EQ(ComputeFrameCount(row.sample_n, row.fft_n, row.hop_n, 0), row.plain);
+    EXPECT_EQ(ComputeFrameCount(row.sample_n, row.fft_n, row.hop_n, 1), row.reflect);
+    EXPECT_EQ(ComputeFrameCount(row.sample_n, row.fft_n, row.hop_n, 2), row.zero);
+  }
+}
+
+TEST(FrameCount, IsExactBelowElevenMillionSamples) {
+  std::mt19937 random(7);
+  for (int i = 0; i < 20000; ++i) {
+    const int sample_n = 1 + static_cast<int>(random() % 11'000'000u);
+    const int fft_n = 1 + static_cast<int>(random() % static_cast<unsigned>(sample_n));
+    const int hop_n = 1 + static_cast<int>(random() % 2048u);
+    SCOPED_TRACE(testing::Message() << sample_n << " " << fft_n << " " << hop_n);
+    ASSERT_EQ(ComputeFrameCount(sample_n, fft_n, hop_n, 0), (sample_n - fft_n) / hop_n + 1);
+    ASSERT_EQ(ComputeFrameCount(sample_n, fft_n, hop_n, 1), sample_n / hop_n + 1);
+    ASSERT_EQ(ComputeFrameCount(sample_n, fft_n, hop_n, 2), (sample_n + hop_n - 1) / hop_n + 1);
+  }
+}
+
+// Callers size their arrays by this count, so it stays although the signal does not cover the last frame.
+TEST(FrameCount, SinglePrecisionRoundsUpWhereItAlwaysDid) {
+  struct Row {
+    int span_n, hop_n;
+  };
+  for (const Row& row : std::vector<Row>{{13107199, 200}, {13107199, 400}, {14450687, 441}, {16777215, 4},
+                                         {16777215, 1024}, {16777279, 80}, {16777279, 160}, {16777279, 320}}) {
+    EXPECT_EQ(ComputeFrameCount(row.span_n + 512, 512, row.hop_n, 0), row.span_n / row.hop_n + 2)
+        << row.span_n << " " << row.hop_n;
+  }
+}
+
+TEST(FrameCount, OneTooHighIsCutInsideTheSignal) {
+  const int fft_n = 512;
+  const int hop_n = 400;
+  const std::vector<float> signal(13107199 + fft_n, 1.0f);
+  const int frame_n = ComputeFrameCount(static_cast<int>(signal.size()), fft_n, hop_n, 0);
+  std::vector<float> frame(fft_n);
+  ExtractFrame(CenterMode::None, frame, signal, frame_n - 1, hop_n);
+  std::vector<float> expected(fft_n, 1.0f);
+  expected.back() = 0.0f;
+  EXPECT_TRUE(SameBits(frame, expected));
+}
+
+TEST(SampleCount, EqualsClosedFormsAndWrapsRound) {
+  struct Row {
+    int frame_n, freq_n, hop_n, plain, centred;
+  };
+  for (const Row& row : std::vector<Row>{
+           {7, 201, 160, 1360, 960},
+           {1, 1, 1, 0, 0},
+           {0, 201, 160, 0, 0},
+           {-5, 201, 160, 0, 0},
+           {5, 201, 0, 400, 0},
+           {65537, 2, 65536, 2, 0},
+           {2, 2, INT_MAX, INT_MIN + 1, INT_MAX},
+           {2, INT_MAX, 0, -4, 0},
+       }) {
+    SCOPED_TRACE(testing::Message() << row.frame_n << " " << row.freq_n << " " << row.hop_n);
+    EXPECT_EQ(ComputeSampleCount(row.frame_n, row.freq_n, row.hop_n, 0), row.plain);
+    EXPECT_EQ(ComputeSampleCount(row.frame_n, row.freq_n, row.hop_n, 1), row.centred);
+    EXPECT_EQ(ComputeSampleCount(row.frame_n, row.freq_n, row.hop_n, 2), row.centred);
+  }
+}
+
+// One mirror image after the other, until the position lies inside.
+float MirrorStepByStep(const std::vector<float>& src, std::int64_t position) {
+  const auto last = static_cast<std::int64_t>(src.size()) - 1;
+  if (last == 0) return src[0];
+  while (position < 0 || position > last) position = position < 0 ? -position : 2 * last - position;
+  return src[static_cast<std::size_t>(position)];
+}
+
+TEST(ExtractFrame, EqualsItsDefinitionAtEveryPosition) {
+  for (std::size_t sample_n = 1; sample_n <= 7; ++sample_n) {
+    const std::vector<float> src = Noise(sample_n);
+    for (std::size_t frame_n = 0; frame_n <= 20; ++frame_n) {
+      for (std::int64_t start = -40; start <= 40; ++start) {
+        const std::int64_t pad = start % 3;  // only the difference counts
+        std::vector<float> reflected(frame_n, 9.0f), zeroed(frame_n, 9.0f), mirror(frame_n), zeros(frame_n, 0.0f);
+        for (std::size_t k = 0; k < frame_n; ++k) {
+          const std::int64_t position = start - pad + static_cast<std::int64_t>(k);
+          mirror[k] = MirrorStepByStep(src, position);
+          if (position >= 0 && position < static_cast<std::int64_t>(sample_n)) zeros[k] = mirror[k];
+        }
+        ExtractFrameReflect(reflected, src, start, pad);
+        ExtractFrameZero(zeroed, src, start, pad);
+        ASSERT_TRUE(SameBits(reflected, mirror)) << sample_n << " " << frame_n << " " << start;
+        ASSERT_TRUE(SameBits(zeroed, zeros)) << sample_n << " " << frame_n << " " << start;
+      }
+    }
+  }
+}
+
+TEST(ExtractFrame, StaysInsideForPositionsBeyond32Bits) {
+  const std::vector<float> src{1.0f, 2.0f, 3.0f};
+  std::vector<float> frame(4);
+  ExtractFrameReflect(frame, src, std::int64_t{1} << 40, 0);  // a multiple of the period, 4
+  EXPECT_TRUE(SameBits(frame, std::vector{1.0f, 2.0f, 3.0f, 2.0f}));
+  ExtractFrameReflect(frame, src, 0, (std::int64_t{1} << 40) + 1);
+  EXPECT_TRUE(SameBits(frame, std::vector{2.0f, 1.0f, 2.0f, 3.0f}));
+  ExtractFrame(CenterMode::Zero, frame, src, INT_MAX, INT_MAX);
+  EXPECT_TRUE(SameBits(frame, std::vector{0.0f, 0.0f, 0.0f, 0.0f}));
+}
+
+TEST(ExtractFrame, CutsAsTheModeSays) {
+  const std::vector<float> src{1.0f, 2.0f, 3.0f, 4.0f, 5.0f};
+  struct Row {
+    CenterMode center;
+    std::int64_t index;
+    std::vector<float> expected;
+  };
+  for (const Row& row : std::vector<Row>{
+           {CenterMode::None, 0, {1.0f, 2.0f, 3.0f, 4.0f}},
+           {CenterMode::None, 1, {4.0f, 5.0f, 0.0f, 0.0f}},
+           {CenterMode::Reflect, 0, {3.0f, 2.0f, 1.0f, 2.0f}},
+           {CenterMode::Reflect, 1, {2.0f, 3.0f, 4.0f, 5.0f}},
+           {CenterMode::Zero, 0, {0.0f, 0.0f, 1.0f, 2.0f}},
+           {CenterMode::Zero, 2, {5.0f, 0.0f, 0.0f, 0.0f}},
+       }) {
+    std::vector<float> frame(4);
+    ExtractFrame(row.center, frame, src, row.index, 3);
+    EXPECT_TRUE(SameBits(frame, row.expected)) << static_cast<int>(row.center) << " " << row.index;
+  }
+}
+
+TEST(FixFrameLen, CutsOrAppendsColumns) {
+  const std::vector<float> src{1.0f, 2.0f, 3.0f, 4.0f, 5.0f, 6.0f};  // [2 x 3]
+  struct Row {
+    int dst_frame_n;
+    std::vector<float> expected;
+  };
+  for (const Row& row : std::vector<Row>{{1, {1.0f, 4.0f}},
+                                         {3, {1.0f, 2.0f, 3.0f, 4.0f, 5.0f, 6.0f}},
+                                         {5, {1.0f, 2.0f, 3.0f, -7.0f, -7.0f, 4.0f, 5.0f, 6.0f, -7.0f, -7.0f}}}) {
+    std::vector<float> dst(row.expected.size(), 9.0f);
+    ASSERT_EQ(kelvoAudioFixFrameLen(dst.data(), src.data(), 2, row.dst_frame_n, 3, -7.0f), KELVO_AUDIO_STATUS_OK);
+    EXPECT_TRUE(SameBits(dst, row.expected)) << row.dst_frame_n;
+  }
+}
+
+TEST(FrameChecks, ReportTheFirstFailure) {
+  EXPECT_EQ(MessageOf([] { CheckFrameLen(0, 0, -1, 3); }), "Invalid sample_n value.");
+  EXPECT_EQ(MessageOf([] { CheckFrameLen(1, 0, -1, 3); }), "Invalid fft_n value.");
+  EXPECT_EQ(MessageOf([] { CheckFrameLen(1, 1, -1, 3); }), "Invalid hop_n value.");
+  EXPECT_EQ(MessageOf([] { CheckFrameLen(1, 1, 0, 3); }), "Invalid center format.");
+  EXPECT_EQ(MessageOf([] { CheckFrameLen(1, 1, 0, -1); }), "Invalid center format.");
+  EXPECT_EQ(MessageOf([] { CheckFrameLen(1, 1, 0, 2); }), "");
+
+  EXPECT_EQ(MessageOf([] { CheckSampleLen(0, 0, -1, 3); }), "Invalid frame_n value.");
+  EXPECT_EQ(MessageOf([] { CheckSampleLen(1, 0, -1, 3); }), "Invalid freq_n value");
+  EXPECT_EQ(MessageOf([] { CheckSampleLen(1, 1, -1, 3); }), "Invalid hop_n value.");
+  EXPECT_EQ(MessageOf([] { CheckSampleLen(1, 1, 0, 3); }), "Invalid center format.");
+  EXPECT_EQ(MessageOf([] { CheckSampleLen(1, 1, 0, 0); }), "");
+
+  EXPECT_EQ(MessageOf([] { CheckFixFrameLen(0, 0, 0); }), "Invalid freq_n size.");
+  EXPECT_EQ(MessageOf([] { CheckFixFrameLen(1, 0, 0); }), "Invalid dst_frame_n size.");
+  EXPECT_EQ(MessageOf([] { CheckFixFrameLen(1, 1, 0); }), "Invalid src_frame_n size.");
+  EXPECT_EQ(MessageOf([] { CheckFixFrameLen(1, 1, 1); }), "");
+}
+
+TEST(FrameExports, WriteOnlyOnSuccess) {
+  int count = 77;
+  EXPECT_EQ(kelvoAudioGetFrameLen(nullptr, 1000, 400, 160, 0), KELVO_AUDIO_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(kelvoAudioGetFrameLen(&count, 1000, 400, -1, 0), KELVO_AUDIO_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(kelvoAudioGetSampleLen(nullptr, 7, 201, 160, 0), KELVO_AUDIO_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(kelvoAudioGetSampleLen(&count, 7, 201, 160, 3), KELVO_AUDIO_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(count, 77);
+  EXPECT_EQ(kelvoAudioGetFrameLen(&count, 1000, 400, 160, 2), KELVO_AUDIO_STATUS_OK);
+  EXPECT_EQ(count, 8);
+  EXPECT_EQ(kelvoAudioGetSampleLen(&count, 7, 201, 160, 0), KELVO_AUDIO_STATUS_OK);
+  EXPECT_EQ(count, 1360);
+
+  float cell = 77.0f;
+  EXPECT_EQ(kelvoAudioFixFrameLen(nullptr, &cell, 1, 1, 1, 0.0f), KELVO_AUDIO_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(kelvoAudioFixFrameLen(&cell, nullptr, 1, 1, 1, 0.0f), KELVO_AUDIO_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(kelvoAudioFixFrameLen(&cell, &cell, 1, 1, 0, 0.0f), KELVO_AUDIO_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(cell, 77.0f);
+}
+
+}  // namespace
+}  // namespace kelvo::Stft
