@@ -1,0 +1,102 @@
+// Mel filter banks.
+#include "mel/mel_filter_bank.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <new>
+
+#include "api/buffers.h"
+#include "mel/mel_scale.h"
+
+namespace kelvo::Mel {
+namespace {
+
+std::weak_ordering CompareFrequencies(float a, float b) {
+  if (a < b) return std::weak_ordering::less;
+  if (b < a) return std::weak_ordering::greater;
+  return (a != a) <=> (b != b);
+}
+
+// The mel_n + 2 points at which the triangles start, peak and end: equal steps of mel.
+std::vector<float> ComputeEdges(const MelFilterBankKey& key) {
+  const auto hz_to_mel = key.htk ? HzToMelHtk : HzToMelSlaney;
+  const auto mel_to_hz = key.htk ? MelToHzHtk : MelToHzSlaney;
+  const float mel_lo = hz_to_mel(key.f_min);
+  const float mel_hi = hz_to_mel(key.f_max);
+  const float step = (mel_hi - mel_lo) / ((static_cast<float>(key.mel_n) + 2.0f) - 1.0f);
+  std::vector<float> edge_hz = Api::MakeZeroBuffer(static_cast<std::uint64_t>(key.mel_n) + 2);
+  for (std::size_t i = 0; i < edge_hz.size(); ++i) edge_hz[i] = mel_to_hz(static_cast<float>(i) * step + mel_lo);
+  return edge_hz;
+}
+
+// One filter, from 0 at edge_hz[0] over its peak at edge_hz[1] to 0 at edge_hz[2].
+void FillTriangle(std::span<float> row, const float* edge_hz, float bin_hz) {
+  // Reciprocals, since the weights are products and not quotients; the bits differ.
+  const float rise = 1.0f / (edge_hz[1] - edge_hz[0]);
+  const float fall = 1.0f / (edge_hz[2] - edge_hz[1]);
+  for (std::size_t k = 0; k < row.size(); ++k) {
+    const float hz = static_cast<float>(k) * bin_hz;
+    const float lower = rise * ((edge_hz[0] - hz) * -1.0f);
+    const float upper = fall * (edge_hz[2] - hz);
+    // In this form a NaN passes both tests, and a bin on the first edge gets -0 as its weight. Both are meant.
+    row[k] = lower < 0.0f || upper < 0.0f ? 0.0f : (upper < lower ? upper : lower);
+  }
+}
+
+Band FindBand(std::span<const float> row) {
+  const auto differs_from_zero = [](float weight) { return weight != 0.0f; };
+  const auto first = std::ranges::find_if(row, differs_from_zero);
+  if (first == row.end()) return {0, 0};
+  const auto last = std::find_if(row.rbegin(), row.rend(), differs_from_zero).base();
+  return {static_cast<std::size_t>(first - row.begin()), static_cast<std::size_t>(last - row.begin())};
+}
+
+}  // namespace
+
+std::weak_ordering operator<=>(const MelFilterBankKey& a, const MelFilterBankKey& b) {
+  if (const auto order = a.freq_n <=> b.freq_n; order != 0) return order;
+  if (const auto order = CompareFrequencies(a.f_min, b.f_min); order != 0) return order;
+  if (const auto order = CompareFrequencies(a.f_max, b.f_max); order != 0) return order;
+  if (const auto order = a.mel_n <=> b.mel_n; order != 0) return order;
+  if (const auto order = a.sample_rate <=> b.sample_rate; order != 0) return order;
+  if (const auto order = a.mel_norm <=> b.mel_norm; order != 0) return order;
+  return a.htk <=> b.htk;
+}
+
+void BuildMelFilterBank(MelFilterBank& bank, const MelFilterBankKey& key) {
+  bank.mel_n = key.mel_n;
+  bank.freq_n = key.freq_n;
+  const std::uint64_t weight_n = static_cast<std::uint64_t>(key.mel_n) * static_cast<std::uint64_t>(key.freq_n);
+  // Too many weights are a lack of memory like any other, not a length error.
+  if (weight_n > bank.weights.max_size()) throw std::bad_alloc();
+  bank.weights = Api::MakeZeroBuffer(weight_n);
+  bank.bands.resize(static_cast<std::size_t>(key.mel_n));
+
+  const std::vector<float> edge_hz = ComputeEdges(key);
+  const float bin_hz = (static_cast<float>(key.sample_rate) * 0.5f) / (static_cast<float>(key.freq_n) - 1.0f);
+  for (std::size_t m = 0; m < bank.bands.size(); ++m) {
+    const auto columns = static_cast<std::size_t>(key.freq_n);
+    const std::span row(bank.weights.data() + m * columns, columns);
+    FillTriangle(row, &edge_hz[m], bin_hz);
+    if (key.mel_norm == static_cast<int>(MelNorm::Slaney)) {
+      const float equal_area = 2.0f / (edge_hz[m + 2] - edge_hz[m]);
+      for (float& weight : row) weight *= equal_area;
+    }
+    bank.bands[m] = FindBand(row);
+  }
+}
+
+MelFilterBankCache& MelFilterBankCache::Get() {
+  static MelFilterBankCache cache;
+  return cache;
+}
+
+const MelFilterBank& MelFilterBankCache::GetFilterBank(const MelFilterBankKey& key) {
+  return banks_.GetTable(0, key, [](const MelFilterBankKey& settings) {
+    MelFilterBank bank;
+    BuildMelFilterBank(bank, settings);
+    return bank;
+  });
+}
+
+}  // namespace kelvo::Mel

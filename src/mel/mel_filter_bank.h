@@ -1,0 +1,66 @@
+// Mel filter banks: triangular filters over the bins of a one-sided spectrum, and the cache that keeps them.
+#pragma once
+
+#include <compare>
+#include <cstddef>
+#include <span>
+#include <vector>
+
+#include "fft/table_cache.h"
+
+namespace kelvo::Mel {
+
+enum class MelNorm {
+  None = 0,    // peak 1
+  Slaney = 1,  // 2 / (width of the band in Hz): all filters have the same area
+};
+
+// Everything that a bank depends on. The order is total, NaN included: it stands after all numbers and equals itself, so
+// that a caller's NaN never becomes the bank that other callers are given. The two zeros are one key; they give the same
+// bank.
+struct MelFilterBankKey {
+  int freq_n;
+  float f_min;  // Hz
+  float f_max;  // Hz
+  int mel_n;
+  int sample_rate;  // Hz
+  int mel_norm;
+  bool htk;
+
+  friend std::weak_ordering operator<=>(const MelFilterBankKey& a, const MelFilterBankKey& b);
+};
+
+// The columns first to last - 1 of a row hold all of its weights that differ from 0; a NaN differs. A row of zeros has
+// first == last == 0.
+struct Band {
+  std::size_t first;
+  std::size_t last;
+};
+
+struct MelFilterBank {
+  std::vector<float> weights;  // [mel_n x freq_n]
+  std::vector<Band> bands;     // [mel_n]
+  int mel_n = 0;
+  int freq_n = 0;
+
+  std::span<const float> Row(int m) const {
+    const auto columns = static_cast<std::size_t>(freq_n);
+    return {weights.data() + static_cast<std::size_t>(m) * columns, columns};
+  }
+};
+
+// Fills a bank, whatever it held before. The key is valid: 1 <= mel_n < freq_n.
+void BuildMelFilterBank(MelFilterBank& bank, const MelFilterBankKey& key);
+
+// Each bank is built once per process and read without a lock from then on.
+class MelFilterBankCache {
+ public:
+  static MelFilterBankCache& Get();
+
+  const MelFilterBank& GetFilterBank(const MelFilterBankKey& key);
+
+ private:
+  Fft::TableCache<MelFilterBankKey, MelFilterBank> banks_;
+};
+
+}  // namespace kelvo::Mel
