@@ -17,9 +17,9 @@
 namespace kelvo::Stft {
 namespace {
 
-using Test::MessageOf;
-using Test::Noise;
-using Test::SameBits;
+using Support::MessageOf;
+using Support::Noise;
+using Support::SameBits;
 
 TEST(FrameCount, EqualsClosedForms) {
   struct Row {

@@ -15,8 +15,8 @@
 namespace kelvo::Stft {
 namespace {
 
-using Test::MessageOf;
-using Test::SameBits;
+using Support::MessageOf;
+using Support::SameBits;
 
 TEST(Window, EqualsTheFormulaInDouble) {
   // Half an ulp of a phase below 2 pi, halved by the slope of the window, and two roundings of values up to 1.

@@ -1,0 +1,161 @@
+// Frames of a signal, cut, windowed, transformed and scaled.
+#include "stft/short_time_transform.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "stft/window.h"
+
+namespace kelvo::Stft {
+namespace {
+
+// Several frames go side by side while their transforms fit the second-level cache.
+constexpr std::size_t kMostFloatsSideBySide = std::size_t{1} << 18;
+// A block's signal and bins share that cache with the transforms.
+constexpr std::size_t kMostFloatsOfBlock = std::size_t{3} << 15;
+constexpr std::size_t kMostFramesOfBlock = 128;
+
+float WindowL2Factor(std::span<const float> window) {
+  float sum = 0.0f;
+  for (const float value : window) sum += value * value;
+  return 1.0f / ::sqrtf(sum);
+}
+
+// Rows of a block lie an odd number of cache lines apart, so that a column of them is spread over all sets of a cache.
+std::size_t RowStride(std::size_t frame_n) {
+  constexpr std::size_t kLineFloats = 16;
+  return ((frame_n + kLineFloats - 1) / kLineFloats | 1) * kLineFloats;
+}
+
+std::size_t RoundUp(std::size_t value, std::size_t multiple) { return (value + multiple - 1) / multiple * multiple; }
+
+// A quarter of the lanes pays for a vector of frames; fewer frames are faster one by one.
+bool FillsLanes(std::size_t frame_n, std::size_t lane_n) { return 4 * frame_n >= lane_n; }
+
+}  // namespace
+
+std::size_t CountFrames(const ShortTimeSettings& settings) {
+  Fft::CheckPlanSize(settings.fft_n);
+  const int frame_n = ComputeFrameCount(settings.sample_n, settings.fft_n, settings.hop_n, settings.center);
+  return static_cast<std::size_t>(std::max(0, std::min(frame_n, settings.max_frame_n)));
+}
+
+ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, Output output, float power,
+                                       Simd::Level level)
+    : settings_(settings),
+      frame_n_(CountFrames(settings)),
+      kernels_(Simd::KernelsFor<StftKernels>(level)),
+      frame_settings_{} {
+  const auto fft_n = static_cast<std::size_t>(settings.fft_n);
+  frame_settings_.plan = Fft::FftPlanCache::Get().GetForwardPlan(settings.fft_n).real.View();
+  const std::vector<float>& window = WindowCache::Get().GetWindow(settings.win_n, settings.win_type);
+  // The window lies in the middle of the frame. Where it cannot lie exactly there, the span is one sample longer than
+  // the window, and that sample is multiplied by 0.
+  const std::size_t margin = (fft_n - window.size()) / 2;
+  frame_settings_.begin = margin;
+  frame_settings_.end = fft_n - margin;
+  frame_settings_.window = window.data();
+  if (frame_settings_.end - frame_settings_.begin > window.size()) {
+    window_ = window;
+    window_.push_back(0.0f);
+    frame_settings_.window = window_.data();
+  }
+  switch (static_cast<SpectrumNorm>(settings.norm_type)) {
+    case SpectrumNorm::WindowL2: frame_settings_.scale = WindowL2Factor(window); break;
+    case SpectrumNorm::TwoOverN: frame_settings_.scale = 2.0f / static_cast<float>(settings.fft_n); break;
+    default: break;
+  }
+  frame_settings_.is_scaled = settings.norm_type != static_cast<int>(SpectrumNorm::None);
+  frame_settings_.is_complex = output == Output::Complex;
+  frame_settings_.power = power;
+
+  const std::size_t lane_n = kernels_.lane_n;
+  const std::size_t length = frame_settings_.plan.inner.length;
+  const std::size_t parts = output == Output::Complex ? 2 : 1;
+  side_by_side_ = FillsLanes(frame_n_, lane_n) && 2 * length * lane_n <= kMostFloatsSideBySide;
+  std::size_t columns_n = 0;
+  if (side_by_side_) {
+    // A hop of 0 or beyond the frame's length leaves nothing to share between frames: a column is then a whole frame.
+    const auto hop = static_cast<std::size_t>(settings.hop_n);
+    column_rows_ = hop > 0 && hop < fft_n ? hop : fft_n;
+    const std::size_t most = std::min(kMostFloatsOfBlock / (parts * BinCount() + column_rows_), kMostFramesOfBlock);
+    block_frame_n_ = std::min(std::max(most / lane_n * lane_n, lane_n), RoundUp(frame_n_, lane_n));
+    columns_.stride = RowStride(block_frame_n_ + (fft_n - 1) / column_rows_);
+    columns_n = column_rows_ * columns_.stride;
+    sample_offset_.resize(fft_n);
+    for (std::size_t i = 0; i < fft_n; ++i) {
+      sample_offset_[i] = static_cast<unsigned>(i % column_rows_ * columns_.stride + i / column_rows_);
+    }
+  }
+  bins_.stride = side_by_side_ ? RowStride(block_frame_n_) : 1;
+
+  const std::size_t bins_n = RoundUp(BinCount() * bins_.stride, 16);
+  const std::size_t work_n =
+      std::max(side_by_side_ ? SideBySideScratch(length, lane_n) : 0, OneFrameScratch(length));
+  memory_ = Api::AlignedBuffer(parts * bins_n + RoundUp(columns_n, 16) + RoundUp(work_n, 16) + fft_n);
+  float* next = memory_.Data();
+  const auto take = [&next](std::size_t count) {
+    float* const taken = next;
+    next += RoundUp(count, 16);
+    return taken;
+  };
+  work_ = take(work_n);
+  bins_.re = take(bins_n);
+  if (parts == 2) bins_.im = take(bins_n);
+  columns_.columns = take(columns_n);
+  columns_.sample_offset = sample_offset_.data();
+  frame_ = take(fft_n);
+}
+
+void ShortTimeTransform::Extract(std::span<float> frame, std::span<const float> src, std::size_t column) const {
+  const auto start = static_cast<std::int64_t>(column) * settings_.hop_n;
+  const auto center = static_cast<CenterMode>(settings_.center);
+  const std::int64_t pad = center == CenterMode::None ? 0 : settings_.fft_n / 2;
+  if (center == CenterMode::Reflect) {
+    ExtractFrameReflect(frame, src, start, pad);
+  } else {
+    ExtractFrameZero(frame, src, start, pad);
+  }
+}
+
+void ShortTimeTransform::FillColumns(std::span<const float> src, std::size_t first, std::size_t count) {
+  const std::size_t column_n = count + (static_cast<std::size_t>(settings_.fft_n) - 1) / column_rows_;
+  const auto hop = static_cast<std::int64_t>(settings_.hop_n);
+  const std::int64_t pad =
+      static_cast<CenterMode>(settings_.center) == CenterMode::None ? 0 : settings_.fft_n / 2;
+  const auto is_inside = [&](std::size_t c) {
+    const std::int64_t start = static_cast<std::int64_t>(first + c) * hop - pad;
+    return start >= 0 && start + static_cast<std::int64_t>(column_rows_) <= static_cast<std::int64_t>(src.size());
+  };
+  for (std::size_t c = 0; c < column_n;) {
+    std::size_t end = c;
+    while (end < column_n && is_inside(end)) ++end;
+    if (end > c) {
+      const std::int64_t start = static_cast<std::int64_t>(first + c) * hop - pad;
+      kernels_.deinterleave(columns_.columns + c, columns_.stride, src.data() + start,
+                            static_cast<std::size_t>(settings_.hop_n), column_rows_, end - c);
+      c = end;
+    } else {
+      Extract({frame_, column_rows_}, src, first + c);
+      kernels_.deinterleave(columns_.columns + c, columns_.stride, frame_, 0, column_rows_, 1);
+      ++c;
+    }
+  }
+}
+
+void ShortTimeTransform::ComputeBlock(std::span<const float> src, std::size_t first, std::size_t count) {
+  std::size_t t = 0;
+  if (side_by_side_) {
+    const std::size_t lane_n = kernels_.lane_n;
+    t = FillsLanes(count % lane_n, lane_n) ? count : count / lane_n * lane_n;
+    FillColumns(src, first, t);
+    kernels_.transform_frames(frame_settings_, columns_, t, bins_, work_);
+  }
+  for (; t < count; ++t) {
+    Extract({frame_, static_cast<std::size_t>(settings_.fft_n)}, src, first + t);
+    kernels_.transform_frame(frame_settings_, frame_, {bins_.re + t, bins_.im + (bins_.im != nullptr ? t : 0), bins_.stride},
+                             work_);
+  }
+}
+
+}  // namespace kelvo::Stft

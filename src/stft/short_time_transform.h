@@ -1,0 +1,86 @@
+// The chain that spectrogram and mel spectrogram share: frames of a signal, cut, windowed, transformed and scaled.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <span>
+#include <vector>
+
+#include "api/buffers.h"
+#include "fft/fft_plan.h"
+#include "simd/level.h"
+#include "stft/frames.h"
+#include "stft/stft_kernels.h"
+
+namespace kelvo::Stft {
+
+// A factor on every complex bin.
+enum class SpectrumNorm {
+  None = 0,
+  WindowL2 = 1,  // 1 / sqrt(sum of the squared window)
+  TwoOverN = 2,  // 2 / fft_n
+};
+
+struct ShortTimeSettings {
+  int sample_n;
+  int fft_n;
+  int hop_n;
+  int win_n;
+  int win_type;
+  int max_frame_n;
+  int center;
+  int norm_type;
+};
+
+// The number of frames that the settings ask for, at most max_frame_n. Fails, as Fft::CheckPlanSize does, where no plan
+// could exist.
+std::size_t CountFrames(const ShortTimeSettings& settings);
+
+// Everything that a call needs: tables, and all of its scratch memory, so that nothing fails once frames are computed.
+//
+// Frames go side by side through the kernels, a block of them at a time: a block's part of the signal is first
+// transposed by the hop, so that a vector load takes one sample of several frames, and its bins are gathered in rows, so
+// that the caller's matrix is written in long runs. A few frames left over, and frames so long that several would not
+// fit the caches, are transformed one by one, with the same result to the bit.
+class ShortTimeTransform {
+ public:
+  enum class Output { Complex, Power };
+
+  // At least one frame.
+  ShortTimeTransform(const ShortTimeSettings& settings, Output output, float power, Simd::Level level);
+
+  std::size_t BinCount() const { return static_cast<std::size_t>(settings_.fft_n) / 2 + 1; }
+
+  // Calls use(first frame, frame count, BinBlock) for consecutive blocks of all frames of src.
+  template <class Use>
+  void ForEachBlock(std::span<const float> src, Use&& use) {
+    for (std::size_t first = 0; first < frame_n_; first += block_frame_n_) {
+      const std::size_t count = std::min(block_frame_n_, frame_n_ - first);
+      ComputeBlock(src, first, count);
+      use(first, count, bins_);
+    }
+  }
+
+ private:
+  void ComputeBlock(std::span<const float> src, std::size_t first, std::size_t count);
+  void FillColumns(std::span<const float> src, std::size_t first, std::size_t count);
+  void Extract(std::span<float> frame, std::span<const float> src, std::size_t column) const;
+
+  ShortTimeSettings settings_;
+  std::size_t frame_n_;
+  const StftKernels& kernels_;
+  FrameSettings frame_settings_;
+  std::vector<float> window_;
+  std::size_t block_frame_n_ = 1;
+  bool side_by_side_;
+  // Samples of a column: the hop, or a whole frame where frames share nothing.
+  std::size_t column_rows_ = 0;
+  std::vector<unsigned> sample_offset_;
+  FrameColumns columns_{};
+  BinBlock bins_{};
+  float* work_ = nullptr;
+  float* frame_ = nullptr;
+  Api::AlignedBuffer memory_;
+};
+
+}  // namespace kelvo::Stft

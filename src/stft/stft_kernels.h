@@ -1,0 +1,57 @@
+// Kernels of the short-time transforms.
+#pragma once
+
+#include <cstddef>
+
+#include "fft/plan_view.h"
+
+namespace kelvo::Stft {
+
+// What becomes of a frame: samples begin .. end - 1 are multiplied by the window, the others are 0, whatever they were;
+// the bins are scaled if asked and end as complex values or as |bin|^power.
+struct FrameSettings {
+  Fft::RealTransformView plan;
+  const float* window;  // [end - begin]
+  std::size_t begin;
+  std::size_t end;
+  bool is_scaled;
+  float scale;
+  bool is_complex;
+  float power;
+};
+
+// The signal cut into columns of neighbouring samples, one column every hop: sample i of frame t is at
+// columns[sample_offset[i] + t], so a vector load takes it from several frames at once.
+struct FrameColumns {
+  float* columns;
+  std::size_t stride;
+  const unsigned* sample_offset;  // [fft_n]
+};
+
+// Bins [fft_n / 2 + 1 x stride], frames side by side. `im` is not used where powers are asked for.
+struct BinBlock {
+  float* re;
+  float* im;
+  std::size_t stride;
+};
+
+struct StftKernels {
+  std::size_t lane_n;  // frames that go side by side
+
+  // columns[r * stride + c] = src[c * hop + r], r < rows, c < column_n
+  void (*deinterleave)(float* columns, std::size_t stride, const float* src, std::size_t hop, std::size_t rows,
+                       std::size_t column_n);
+  // Frames 0 .. frame_n - 1, rounded up to a multiple of lane_n. `work` holds SideBySideScratch(..., lane_n) floats.
+  void (*transform_frames)(const FrameSettings& settings, const FrameColumns& columns, std::size_t frame_n,
+                           const BinBlock& bins, float* work);
+  // One frame, which is windowed in place; the same bits as side by side. `work` holds OneFrameScratch(...) floats.
+  void (*transform_frame)(const FrameSettings& settings, float* frame, const BinBlock& bins, float* work);
+  // Interleaves rows of re and im (zeros if im is null) into rows of complex values, dst_stride floats apart.
+  void (*store_complex)(float* dst, std::size_t dst_stride, const BinBlock& bins, std::size_t bin_n, std::size_t frame_n);
+};
+
+// `length` is that of the complex transform inside.
+constexpr std::size_t SideBySideScratch(std::size_t length, std::size_t lane_n) { return 4 * length * lane_n; }
+constexpr std::size_t OneFrameScratch(std::size_t length) { return 12 * length + 256; }
+
+}  // namespace kelvo::Stft
