@@ -43,12 +43,27 @@ void FillTriangle(std::span<float> row, const float* edge_hz, float bin_hz) {
   }
 }
 
-Band FindBand(std::span<const float> row) {
-  const auto differs_from_zero = [](float weight) { return weight != 0.0f; };
-  const auto first = std::ranges::find_if(row, differs_from_zero);
-  if (first == row.end()) return {0, 0};
-  const auto last = std::find_if(row.rbegin(), row.rend(), differs_from_zero).base();
-  return {static_cast<std::size_t>(first - row.begin()), static_cast<std::size_t>(last - row.begin())};
+// How many zeros a row begins with. Whole groups of zeros are passed at once, in a form that compilers turn into vector code.
+std::size_t SkipZeros(std::span<const float> row) {
+  constexpr std::size_t kGroup = 16;
+  std::size_t k = 0;
+  const auto is_group_zero = [&] {
+    unsigned differs = 0;
+    for (std::size_t i = 0; i < kGroup; ++i) differs |= row[k + i] != 0.0f ? 1u : 0u;
+    return differs == 0;
+  };
+  while (k + kGroup <= row.size() && is_group_zero()) k += kGroup;
+  while (k < row.size() && row[k] == 0.0f) ++k;
+  return k;
+}
+
+// The end of a row without the zeros that close it.
+std::size_t SkipZerosBackward(std::span<const float> row) {
+  constexpr std::size_t kGroup = 16;
+  std::size_t end = row.size();
+  while (end >= kGroup && SkipZeros(row.subspan(end - kGroup, kGroup)) == kGroup) end -= kGroup;
+  while (end > 0 && row[end - 1] == 0.0f) --end;
+  return end;
 }
 
 }  // namespace
@@ -70,20 +85,29 @@ void BuildMelFilterBank(MelFilterBank& bank, const MelFilterBankKey& key) {
   // Too many weights are a lack of memory like any other, not a length error.
   if (weight_n > bank.weights.max_size()) throw std::bad_alloc();
   bank.weights = Api::MakeZeroBuffer(weight_n);
-  bank.bands.resize(static_cast<std::size_t>(key.mel_n));
 
   const std::vector<float> edge_hz = ComputeEdges(key);
   const float bin_hz = (static_cast<float>(key.sample_rate) * 0.5f) / (static_cast<float>(key.freq_n) - 1.0f);
-  for (std::size_t m = 0; m < bank.bands.size(); ++m) {
-    const auto columns = static_cast<std::size_t>(key.freq_n);
+  const auto columns = static_cast<std::size_t>(key.freq_n);
+  for (std::size_t m = 0; m < static_cast<std::size_t>(key.mel_n); ++m) {
     const std::span row(bank.weights.data() + m * columns, columns);
     FillTriangle(row, &edge_hz[m], bin_hz);
     if (key.mel_norm == static_cast<int>(MelNorm::Slaney)) {
       const float equal_area = 2.0f / (edge_hz[m + 2] - edge_hz[m]);
       for (float& weight : row) weight *= equal_area;
     }
-    bank.bands[m] = FindBand(row);
   }
+  bank.bands = FindBands(bank.weights, static_cast<std::size_t>(key.freq_n));
+}
+
+std::vector<Band> FindBands(std::span<const float> weights, std::size_t freq_n) {
+  std::vector<Band> bands(weights.size() / freq_n);
+  for (std::size_t m = 0; m < bands.size(); ++m) {
+    const std::span row = weights.subspan(m * freq_n, freq_n);
+    const std::size_t first = SkipZeros(row);
+    if (first < freq_n) bands[m] = {first, SkipZerosBackward(row)};
+  }
+  return bands;
 }
 
 MelFilterBankCache& MelFilterBankCache::Get() {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "fft/table_cache.h"
+#include "mel/band.h"
 
 namespace kelvo::Mel {
 
@@ -30,13 +31,6 @@ struct MelFilterBankKey {
   friend std::weak_ordering operator<=>(const MelFilterBankKey& a, const MelFilterBankKey& b);
 };
 
-// The columns first to last - 1 of a row hold all of its weights that differ from 0; a NaN differs. A row of zeros has
-// first == last == 0.
-struct Band {
-  std::size_t first;
-  std::size_t last;
-};
-
 struct MelFilterBank {
   std::vector<float> weights;  // [mel_n x freq_n]
   std::vector<Band> bands;     // [mel_n]
@@ -51,6 +45,9 @@ struct MelFilterBank {
 
 // Fills a bank, whatever it held before. The key is valid: 1 <= mel_n < freq_n.
 void BuildMelFilterBank(MelFilterBank& bank, const MelFilterBankKey& key);
+
+// The bands of weights [mel_n x freq_n].
+std::vector<Band> FindBands(std::span<const float> weights, std::size_t freq_n);
 
 // Each bank is built once per process and read without a lock from then on.
 class MelFilterBankCache {

@@ -3,5 +3,8 @@ set(sources
   mel_bank_exports.cpp
   mel_filter_bank.cpp
   mel_scale.cpp
+  mel_spectrogram.cpp
+  mel_spectrogram_checks.cpp
+  mel_spectrogram_exports.cpp
 )
-set(kernels)
+set(kernels mel_kernels.cpp)

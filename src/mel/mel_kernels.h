@@ -1,0 +1,28 @@
+// Kernels of the mel product.
+#pragma once
+
+#include <cstddef>
+
+#include "mel/band.h"
+
+namespace kelvo::Mel {
+
+// dst [mel_n x frame_n] = weights [mel_n x freq_n] * src [freq_n x frame_n]; rows of dst and src lie dst_stride and
+// src_stride floats apart, rows of weights are packed. bands[m] tells which weights of row m may differ from 0.
+struct MelProduct {
+  float* dst;
+  std::size_t dst_stride;
+  const float* src;
+  std::size_t src_stride;
+  const float* weights;
+  const Band* bands;
+  std::size_t mel_n;
+  std::size_t freq_n;
+  std::size_t frame_n;
+};
+
+struct MelKernels {
+  void (*multiply)(const MelProduct& product);
+};
+
+}  // namespace kelvo::Mel

@@ -1,0 +1,35 @@
+// Mel spectrograms.
+#include "mel/mel_spectrogram.h"
+
+#include "mel/mel_kernels.h"
+
+namespace kelvo::Mel {
+
+MelFilterBankKey MelSettings::BankKey() const {
+  return {short_time.fft_n / 2 + 1, f_min, f_max, mel_n, sample_rate, mel_norm, mel_formula != 0};
+}
+
+void ComputeMelSpectrogram(float* dst, std::span<const float> src, const MelSettings& settings, Simd::Level level) {
+  const std::size_t frame_n = Stft::CountFrames(settings.short_time);
+  if (frame_n == 0) return;
+  // Powers even where power is 0: every bin is then 1, and a band the sum of its weights.
+  Stft::ShortTimeTransform transform(settings.short_time, Stft::ShortTimeTransform::Output::Power, settings.power,
+                                     level);
+  const MelFilterBank& bank = MelFilterBankCache::Get().GetFilterBank(settings.BankKey());
+  const MelKernels& kernels = Simd::KernelsFor<MelKernels>(level);
+  transform.ForEachBlock(src, [&](std::size_t first, std::size_t count, const Stft::BinBlock& bins) {
+    kernels.multiply({dst + first, frame_n, bins.re, bins.stride, bank.weights.data(), bank.bands.data(),
+                      bank.bands.size(), transform.BinCount(), count});
+  });
+}
+
+void MultiplyFilterBank(float* dst, const float* src, const float* fb_matrix, int freq_n, int frame_n, int mel_n,
+                        Simd::Level level) {
+  const auto bins = static_cast<std::size_t>(freq_n);
+  const auto frames = static_cast<std::size_t>(frame_n);
+  const std::vector<Band> bands = FindBands({fb_matrix, static_cast<std::size_t>(mel_n) * bins}, bins);
+  Simd::KernelsFor<MelKernels>(level).multiply(
+      {dst, frames, src, frames, fb_matrix, bands.data(), bands.size(), bins, frames});
+}
+
+}  // namespace kelvo::Mel
