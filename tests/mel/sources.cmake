@@ -1,1 +1,4 @@
-set(sources)
+set(sources
+  mel_filter_bank_test.cpp
+  mel_scale_test.cpp
+)

@@ -1,0 +1,221 @@
+// Filter banks: their weights to the bit, the order of their keys, the cache, and the export.
+#include "mel/mel_filter_bank.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
+#include <limits>
+#include <utility>
+#include <vector>
+
+#include "kelvo_audio.h"
+#include "mel/mel_bank_checks.h"
+#include "support/bits.h"
+#include "support/messages.h"
+
+namespace kelvo::Mel {
+namespace {
+
+using Support::Bits;
+using Support::MessageOf;
+using Support::SameBits;
+
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+
+MelFilterBank Build(const MelFilterBankKey& key) {
+  MelFilterBank bank;
+  BuildMelFilterBank(bank, key);
+  return bank;
+}
+
+// Below 1000 Hz the Slaney scale is plain arithmetic, so these bits hold with every C library. They come from the
+// formulas in exact arithmetic, rounded to single precision after each step; weights formed by dividing differ in seven.
+TEST(MelFilterBank, HasTheBitsOfTheFormulas) {
+  const std::vector<std::vector<float>> peak_one{
+      {0.0f, 0x1.0295fap-2f, 0x1.90cedep-1f, 0x1.5fad4p-1f, 0x1.40a584p-3f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f},
+      {0.0f, 0.0f, 0.0f, 0x1.40a584p-2f, 0x1.afd6ap-1f, 0x1.40a584p-1f, 0x1.890ccep-4f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f},
+      {0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0x1.7eb4fap-2f, 0x1.cede68p-1f, 0x1.219dbcp-1f, 0x1.219ddep-5f, 0.0f, 0.0f, 0.0f},
+      {0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0x1.bcc48ap-2f, 0x1.ede622p-1f, 0x1.0295fap-1f, 0.0f, 0.0f},
+  };
+  const std::vector<std::vector<float>> equal_area{
+      {0.0f, 0x1.6fc43cp-10f, 0x1.1d04e2p-8f, 0x1.f4299ap-9f, 0x1.c807d8p-11f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f},
+      {0.0f, 0.0f, 0.0f, 0x1.c807d8p-10f, 0x1.3315c8p-8f, 0x1.c807d8p-9f, 0x1.178092p-11f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f},
+      {0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0x1.1025acp-9f, 0x1.4926bp-8f, 0x1.9be606p-9f, 0x1.9be636p-13f, 0.0f, 0.0f, 0.0f},
+      {0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0x1.3c4782p-9f, 0x1.5f3794p-8f, 0x1.6fc44p-9f, 0.0f, 0.0f},
+  };
+  const std::vector<Band> bands{{1, 5}, {3, 7}, {5, 9}, {7, 10}};
+  for (const int mel_norm : {0, 1}) {
+    const MelFilterBank bank = Build({12, 50.0f, 950.0f, 4, 2100, mel_norm, false});
+    for (int m = 0; m < 4; ++m) {
+      const auto row = static_cast<std::size_t>(m);
+      EXPECT_TRUE(SameBits(bank.Row(m), mel_norm == 1 ? equal_area[row] : peak_one[row])) << mel_norm << " " << m;
+      EXPECT_EQ(bank.bands[row].first, bands[row].first);
+      EXPECT_EQ(bank.bands[row].last, bands[row].last);
+    }
+  }
+}
+
+TEST(MelFilterBank, IsTriangularAndOfEqualArea) {
+  for (const bool htk : {false, true}) {
+    const MelFilterBankKey key{1025, 20.0f, 8000.0f, 40, 22050, 0, htk};
+    const MelFilterBank peak_one = Build(key);
+    const MelFilterBank equal_area = Build({1025, 20.0f, 8000.0f, 40, 22050, 1, htk});
+    const double bin_hz = 22050.0 / 2.0 / 1024.0;
+    for (int m = 0; m < 40; ++m) {
+      const auto row = peak_one.Row(m);
+      const auto top = std::ranges::max_element(row);
+      const auto band = peak_one.bands[static_cast<std::size_t>(m)];
+      EXPECT_LE(*top, 1.0f);
+      // A bin lies within half a bin of the peak, and the band is three bins wide or more.
+      EXPECT_GT(*top, 0.6f) << htk << " " << m;
+      EXPECT_TRUE(std::is_sorted(row.begin(), top));
+      EXPECT_TRUE(std::is_sorted(row.rbegin(), std::make_reverse_iterator(top)));
+      double area = 0.0;
+      for (const float weight : equal_area.Row(m)) area += static_cast<double>(weight) * bin_hz;
+      // The sum over bins misses the triangle's area of 1 where few bins fall into it.
+      EXPECT_NEAR(area, 1.0, 2.0 / static_cast<double>(band.last - band.first)) << htk << " " << m;
+      if (m > 0) {
+        // Neighbouring triangles add up to 1 between their peaks.
+        const auto before = peak_one.Row(m - 1);
+        const auto last_top = std::ranges::max_element(before) - before.begin();
+        for (auto k = last_top + 1; k < top - row.begin(); ++k) {
+          EXPECT_NEAR(before[static_cast<std::size_t>(k)] + row[static_cast<std::size_t>(k)], 1.0f, 1e-4f) << m;
+        }
+      }
+    }
+  }
+}
+
+TEST(MelFilterBank, BandsHoldExactlyTheNonzeroWeights) {
+  for (const MelFilterBankKey& key : std::vector<MelFilterBankKey>{{2, 0.0f, 8000.0f, 1, 16000, 1, false},
+                                                                   {201, 0.0f, 8000.0f, 80, 16000, 1, false},
+                                                                   {201, 0.0f, 8000.0f, 200, 16000, 0, true},
+                                                                   {65, 3000.0f, 30000.0f, 30, 16000, 1, true},
+                                                                   {33, 0.0f, kInfinity, 8, 16000, 0, false},
+                                                                   {33, kNan, 8000.0f, 8, 16000, 1, false}}) {
+    const MelFilterBank bank = Build(key);
+    ASSERT_EQ(bank.bands.size(), static_cast<std::size_t>(key.mel_n));
+    for (int m = 0; m < key.mel_n; ++m) {
+      const auto row = bank.Row(m);
+      const Band band = bank.bands[static_cast<std::size_t>(m)];
+      ASSERT_EQ(row.size(), static_cast<std::size_t>(key.freq_n));
+      for (std::size_t k = 0; k < row.size(); ++k) {
+        EXPECT_TRUE((k >= band.first && k < band.last) || row[k] == 0.0f) << m << " " << k;
+      }
+      if (band.last == 0) {
+        EXPECT_EQ(band.first, 0u);
+      } else {
+        EXPECT_NE(row[band.first], 0.0f);
+        EXPECT_NE(row[band.last - 1], 0.0f);
+      }
+    }
+  }
+}
+
+TEST(MelFilterBank, KeepsTheSignOfZeroAndEveryNan) {
+  for (const bool htk : {false, true}) {
+    for (const float f_min : {0.0f, -0.0f}) {
+      const MelFilterBank bank = Build({201, f_min, 8000.0f, 40, 16000, 1, htk});
+      EXPECT_EQ(Bits(bank.weights[0]), Bits(-0.0f));
+      EXPECT_EQ(Bits(bank.weights[200]), Bits(0.0f));
+    }
+    for (const auto& [f_min, f_max] : {std::pair{kNan, 8000.0f}, std::pair{0.0f, kNan}}) {
+      const MelFilterBank bank = Build({11, f_min, f_max, 5, 16000, 0, htk});
+      // The first edge is f_min itself only while the step is a number: 0 * NaN is NaN.
+      EXPECT_TRUE(std::ranges::all_of(bank.weights, [](float weight) { return weight != weight; }));
+      EXPECT_EQ(bank.bands[4].first, 0u);
+      EXPECT_EQ(bank.bands[4].last, 11u);
+    }
+  }
+}
+
+TEST(MelFilterBank, BandsAboveTheLastBinAreZeros) {
+  const MelFilterBank bank = Build({101, 0.0f, 40000.0f, 20, 16000, 1, false});
+  EXPECT_NE(bank.bands.front().last, 0u);
+  EXPECT_EQ(bank.bands.back().last, 0u);
+  EXPECT_TRUE(SameBits(bank.Row(19), std::vector<float>(101, 0.0f)));
+}
+
+TEST(MelFilterBankKey, OrderIsTotal) {
+  const std::vector<float> frequencies{-0.0f, 0.0f, 1e-45f, 440.0f, kInfinity, kNan, -kNan};
+  std::vector<MelFilterBankKey> keys;
+  for (const float f_min : frequencies) {
+    for (const float f_max : frequencies) keys.push_back({201, f_min, f_max, 80, 16000, 1, false});
+  }
+  for (const auto& a : keys) {
+    for (const auto& b : keys) {
+      ASSERT_EQ(a < b, b > a);
+      const bool same = (Bits(a.f_min + 0.0f) == Bits(b.f_min + 0.0f)) && (Bits(a.f_max + 0.0f) == Bits(b.f_max + 0.0f));
+      ASSERT_EQ(!(a < b) && !(b < a), same) << a.f_min << " " << a.f_max << " / " << b.f_min << " " << b.f_max;
+      for (const auto& c : keys) ASSERT_TRUE(!(a < b && b < c) || a < c);
+    }
+  }
+  EXPECT_LT(keys[4 * frequencies.size()], keys[5 * frequencies.size()]) << "NaN stands after infinity";
+}
+
+TEST(MelFilterBankKey, EveryFieldCountsInItsOrder) {
+  const MelFilterBankKey base{201, 20.0f, 8000.0f, 80, 16000, 0, false};
+  // Each raises one field and lowers all those after it.
+  const std::vector<MelFilterBankKey> raised{
+      {202, 0.0f, 1.0f, 1, 1, -1, false}, {201, 21.0f, 1.0f, 1, 1, -1, false},
+      {201, 20.0f, 8001.0f, 1, 1, -1, false}, {201, 20.0f, 8000.0f, 81, 1, -1, false},
+      {201, 20.0f, 8000.0f, 80, 16001, -1, false}, {201, 20.0f, 8000.0f, 80, 16000, 1, false},
+      {201, 20.0f, 8000.0f, 80, 16000, 0, true}};
+  for (const auto& key : raised) EXPECT_LT(base, key) << &key - raised.data();
+}
+
+TEST(MelFilterBankCache, KeepsNanApart) {
+  MelFilterBankCache& cache = MelFilterBankCache::Get();
+  const MelFilterBankKey plain{65, 60.0f, 7000.0f, 10, 16000, 1, false};
+  const MelFilterBankKey nan_low{65, kNan, 7000.0f, 10, 16000, 1, false};
+  const MelFilterBankKey nan_high{65, 60.0f, kNan, 10, 16000, 1, false};
+  const MelFilterBank* low = &cache.GetFilterBank(nan_low);
+  const MelFilterBank* high = &cache.GetFilterBank(nan_high);
+  const MelFilterBank* bank = &cache.GetFilterBank(plain);
+  EXPECT_TRUE(SameBits(bank->weights, Build(plain).weights));
+  EXPECT_NE(low, high);
+  EXPECT_EQ(&cache.GetFilterBank(nan_low), low);
+  EXPECT_EQ(&cache.GetFilterBank(nan_high), high);
+  EXPECT_EQ(&cache.GetFilterBank(plain), bank);
+  EXPECT_EQ(&cache.GetFilterBank({65, 0.0f, 7000.0f, 10, 16000, 1, false}),
+            &cache.GetFilterBank({65, -0.0f, 7000.0f, 10, 16000, 1, false}));
+}
+
+TEST(MelBankChecks, ReportTheFirstFailure) {
+  const auto message = [](int freq_n, float f_min, float f_max, int mel_n, int sample_rate, int norm, int formula) {
+    return MessageOf([&] { CheckMelBank({freq_n, f_min, f_max, mel_n, sample_rate, norm, formula == 1}, formula); });
+  };
+  EXPECT_EQ(message(0, -1.0f, -1.0f, 0, 0, -1, 2), "Invalid freq_n value.");
+  EXPECT_EQ(message(1, -1.0f, -1.0f, 0, 0, -1, 2), "Invalid f_min value.");
+  EXPECT_EQ(message(1, 0.0f, -1.0f, 0, 0, -1, 2), "Invalid f_max value.");
+  EXPECT_EQ(message(1, 0.0f, 0.0f, 0, 0, -1, 2), "f_max must be greater than f_min.");
+  EXPECT_EQ(message(1, 0.0f, 1.0f, 0, 0, -1, 2), "Invalid mel_n size.");
+  EXPECT_EQ(message(1, 0.0f, 1.0f, 1, 0, -1, 2), "mel_n must be lesser than freq_n.");
+  EXPECT_EQ(message(2, 0.0f, 1.0f, 1, 0, -1, 2), "Invalid sample_rate value.");
+  EXPECT_EQ(message(2, 0.0f, 1.0f, 1, 1, -1, 2), "Invalid mel_norm format.");
+  EXPECT_EQ(message(2, 0.0f, 1.0f, 1, 1, 2, 2), "Invalid mel_norm format.");
+  EXPECT_EQ(message(2, 0.0f, 1.0f, 1, 1, 1, 2), "Invalid mel_formula format.");
+  EXPECT_EQ(message(2, 0.0f, 1.0f, 1, 1, 1, 1), "");
+  EXPECT_EQ(message(2, kNan, 1.0f, 1, 1, 1, 1), "");
+  EXPECT_EQ(message(2, 0.0f, kNan, 1, 1, 1, 1), "");
+}
+
+TEST(MelBankExport, CopiesTheBankOrLeavesDstAlone) {
+  std::vector<float> dst(5 * 9 + 1, 9.0f);
+  EXPECT_EQ(kelvoAudioGetFBMatrix(nullptr, 0, 0.0f, 1.0f, 1, 1, 0, 0), KELVO_AUDIO_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(kelvoAudioGetFBMatrix(dst.data(), 9, 0.0f, 8000.0f, 9, 16000, 0, 0), KELVO_AUDIO_STATUS_BAD_ARGUMENT);
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(kelvoAudioGetFBMatrix(dst.data(), INT_MAX, 0.0f, 8000.0f, INT_MAX - 1, 16000, 0, 0),
+              KELVO_AUDIO_STATUS_OUT_OF_MEMORY);
+  }
+  EXPECT_TRUE(SameBits(dst, std::vector<float>(5 * 9 + 1, 9.0f)));
+
+  EXPECT_EQ(kelvoAudioGetFBMatrix(dst.data(), 9, 0.0f, 8000.0f, 5, 16000, 1, 1), KELVO_AUDIO_STATUS_OK);
+  EXPECT_TRUE(SameBits({dst.data(), 45}, Build({9, 0.0f, 8000.0f, 5, 16000, 1, true}).weights));
+  EXPECT_EQ(dst[45], 9.0f);
+}
+
+}  // namespace
+}  // namespace kelvo::Mel

@@ -1,0 +1,73 @@
+// The mel scales: fixed points, the break of the Slaney scale, and the way there and back.
+#include "mel/mel_scale.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "support/bits.h"
+
+namespace kelvo::Mel {
+namespace {
+
+using Support::Bits;
+using Support::UlpDistance;
+
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+
+TEST(MelScale, HasItsFixedPoints) {
+  struct Row {
+    float (*convert)(float);
+    float from, to;
+  };
+  for (const Row& row : std::vector<Row>{
+           {HzToMelSlaney, 0.0f, 0.0f},
+           {HzToMelSlaney, 200.0f, 3.0f},
+           {HzToMelSlaney, 1000.0f, 15.0f},
+           {HzToMelSlaney, 6400.0f, 42.0f},
+           {HzToMelSlaney, kInfinity, kInfinity},
+           {HzToMelSlaney, kNan, kNan},
+           {MelToHzSlaney, 0.0f, 0.0f},
+           {MelToHzSlaney, -0.0f, 0.0f},
+           {MelToHzSlaney, 3.0f, 200.0f},
+           {MelToHzSlaney, 15.0f, 15.0f * 0x1.0aaaaap+6f},
+           {MelToHzSlaney, 0x1.e00002p+3f, 1000.0f},
+           {MelToHzSlaney, kNan, kNan},
+           {HzToMelHtk, 0.0f, 0.0f},
+           {HzToMelHtk, 6300.0f, 2595.0f},
+           {HzToMelHtk, kInfinity, kInfinity},
+           {MelToHzHtk, 0.0f, 0.0f},
+           {MelToHzHtk, kNan, kNan},
+       }) {
+    EXPECT_EQ(Bits(row.convert(row.from)), Bits(row.to)) << row.from << " gives " << row.convert(row.from);
+  }
+}
+
+// Below the break both ways are one product each. Far from the exact value by an ulp, they would move a filter's edge.
+TEST(MelScale, SlaneyIsAProductBelowTheBreak) {
+  for (float hz = 0.5f; hz < 1000.0f; hz += 0.5f) {
+    ASSERT_LE(UlpDistance(HzToMelSlaney(hz), static_cast<float>(static_cast<double>(hz) * 0.015)), 1) << hz;
+    ASSERT_LE(UlpDistance(MelToHzSlaney(hz * 0.014f), static_cast<float>(static_cast<double>(hz * 0.014f) / 0.015)), 1)
+        << hz;
+  }
+}
+
+TEST(MelScale, EqualsTheFormulasInDouble) {
+  for (double hz = 1000.0; hz < 50000.0; hz *= 1.013) {
+    const auto rounded = static_cast<float>(hz);
+    const auto exact = static_cast<double>(rounded);
+    const double slaney = 15.0 + 27.0 * std::log(exact / 1000.0) / std::log(6.4);
+    const double htk = 2595.0 * std::log10(1.0 + exact / 700.0);
+    ASSERT_NEAR(static_cast<double>(HzToMelSlaney(rounded)), slaney, 4e-7 * slaney);
+    ASSERT_NEAR(static_cast<double>(HzToMelHtk(rounded)), htk, 4e-7 * htk);
+    // The way back raises an error of a few roundings of mel to the power.
+    ASSERT_NEAR(static_cast<double>(MelToHzSlaney(static_cast<float>(slaney))), exact, 3e-6 * exact);
+    ASSERT_NEAR(static_cast<double>(MelToHzHtk(static_cast<float>(htk))), exact, 3e-6 * exact);
+  }
+}
+
+}  // namespace
+}  // namespace kelvo::Mel
