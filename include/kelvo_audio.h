@@ -230,6 +230,30 @@ KELVO_AUDIO_API int kelvoAudioFixFrameLen(float* dst, const float* src, int freq
 KELVO_AUDIO_API int kelvoAudioGetSpectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_n, int win_n,
                                              int win_type, int max_frame_n, int center, float power, int norm_type);
 
+/**
+ * Signal of a one-sided complex spectrogram: inverse transforms, windowed, overlap-added, and divided by the sum of the
+ * squared windows wherever that exceeds 1e-10 [Griffin and Lim 1984].
+ *
+ * dst           out  [min(L, max_sample_n)] floats, L = fft_n + (frame_n - 1) * hop_n with fft_n = 2 * freq_n - 2; samples
+ *                    behind the last frame are 0, those beyond the count left as they are
+ * src           in   [freq_n x frame_n] complex; the imaginary parts of the first and last bin are ignored
+ * frame_n       in   frames, the columns and the row stride of src, >= 1
+ * freq_n        in   bins, >= 2
+ * hop_n         in   samples, >= 0
+ * win_n         in   window length, 1 to fft_n
+ * win_type      in   KELVO_AUDIO_WINDOW_...
+ * max_sample_n  in   >= 1; kelvoAudioGetSampleLen gives the meaningful length
+ * center        in   KELVO_AUDIO_CENTER_...; both centred modes leave out the first fft_n / 2 samples
+ * norm_type     in   KELVO_AUDIO_NORM_...; TWO_OVER_N is undone, WINDOW_L2 is left to the caller
+ *
+ * Returns OK, BAD_ARGUMENT (null dst or src; frame_n; freq_n < 1; hop_n; win_n < 1; win_type; max_sample_n; center;
+ * norm_type; freq_n = 1 or above 2^30; win_n > fft_n), OUT_OF_MEMORY or UNEXPECTED_ERROR (fft_n beyond the limits of
+ * kelvoAudioFFT; L beyond 32 bits). [any thread] [the first call per fft_n and window builds tables]
+ */
+KELVO_AUDIO_API int kelvoAudioGetInverseSpectrogram(float* dst, const float* src, int frame_n, int freq_n, int hop_n,
+                                                    int win_n, int win_type, int max_sample_n, int center,
+                                                    int norm_type);
+
 /* ---- Mel --------------------------------------------------------------------------------------------------------- */
 
 /**

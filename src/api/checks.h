@@ -33,6 +33,8 @@ inline void CheckNormType(int norm_type) { FailIf(!IsAcceptedValue(norm_type, {0
 inline void CheckFftNormType(int norm_type) {
   FailIf(!IsAcceptedValue(norm_type, {0, 1, 2}), "Invalid fft_norm_type format.");
 }
+inline void CheckMaxSampleSize(int max_sample_n) { FailIf(max_sample_n < 1, "Invalid max_sample_n size."); }
+inline void CheckFrameSize(int frame_n) { FailIf(frame_n < 1, "Invalid frame_n size."); }
 inline void CheckMaxFrameSize(int max_frame_n) { FailIf(max_frame_n < 1, "Invalid max_frame_n size."); }
 inline void CheckPower(bool failed) { FailIf(failed, "Invalid power value."); }
 inline void CheckFrequencyValue(int freq_n) { FailIf(freq_n < 1, "Invalid freq_n value."); }

@@ -9,28 +9,11 @@
 namespace kelvo::Stft {
 namespace {
 
-// Several frames go side by side while their transforms fit the second-level cache.
-constexpr std::size_t kMostFloatsSideBySide = std::size_t{1} << 18;
-// A block's signal and bins share that cache with the transforms.
-constexpr std::size_t kMostFloatsOfBlock = std::size_t{3} << 15;
-constexpr std::size_t kMostFramesOfBlock = 128;
-
 float WindowL2Factor(std::span<const float> window) {
   float sum = 0.0f;
   for (const float value : window) sum += value * value;
   return 1.0f / ::sqrtf(sum);
 }
-
-// Rows of a block lie an odd number of cache lines apart, so that a column of them is spread over all sets of a cache.
-std::size_t RowStride(std::size_t frame_n) {
-  constexpr std::size_t kLineFloats = 16;
-  return ((frame_n + kLineFloats - 1) / kLineFloats | 1) * kLineFloats;
-}
-
-std::size_t RoundUp(std::size_t value, std::size_t multiple) { return (value + multiple - 1) / multiple * multiple; }
-
-// A quarter of the lanes pays for a vector of frames; fewer frames are faster one by one.
-bool FillsLanes(std::size_t frame_n, std::size_t lane_n) { return 4 * frame_n >= lane_n; }
 
 }  // namespace
 
@@ -72,27 +55,16 @@ ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, Output
   const std::size_t lane_n = kernels_.lane_n;
   const std::size_t length = frame_settings_.plan.inner.length;
   const std::size_t parts = output == Output::Complex ? 2 : 1;
-  side_by_side_ = FillsLanes(frame_n_, lane_n) && 2 * length * lane_n <= kMostFloatsSideBySide;
-  std::size_t columns_n = 0;
+  side_by_side_ = FrameBlocks::GoSideBySide(frame_n_, length, lane_n);
   if (side_by_side_) {
-    // A hop of 0 or beyond the frame's length leaves nothing to share between frames: a column is then a whole frame.
-    const auto hop = static_cast<std::size_t>(settings.hop_n);
-    column_rows_ = hop > 0 && hop < fft_n ? hop : fft_n;
-    const std::size_t most = std::min(kMostFloatsOfBlock / (parts * BinCount() + column_rows_), kMostFramesOfBlock);
-    block_frame_n_ = std::min(std::max(most / lane_n * lane_n, lane_n), RoundUp(frame_n_, lane_n));
-    columns_.stride = RowStride(block_frame_n_ + (fft_n - 1) / column_rows_);
-    columns_n = column_rows_ * columns_.stride;
-    sample_offset_.resize(fft_n);
-    for (std::size_t i = 0; i < fft_n; ++i) {
-      sample_offset_[i] = static_cast<unsigned>(i % column_rows_ * columns_.stride + i / column_rows_);
-    }
+    blocks_ = FrameBlocks(fft_n, static_cast<std::size_t>(settings.hop_n), frame_n_, lane_n, parts * BinCount());
   }
-  bins_.stride = side_by_side_ ? RowStride(block_frame_n_) : 1;
+  bins_.stride = side_by_side_ ? RowStride(blocks_.FrameCount()) : 1;
 
   const std::size_t bins_n = RoundUp(BinCount() * bins_.stride, 16);
   const std::size_t work_n =
       std::max(side_by_side_ ? SideBySideScratch(length, lane_n) : 0, OneFrameScratch(length));
-  memory_ = Api::AlignedBuffer(parts * bins_n + RoundUp(columns_n, 16) + RoundUp(work_n, 16) + fft_n);
+  memory_ = Api::AlignedBuffer(parts * bins_n + RoundUp(blocks_.FloatCount(), 16) + RoundUp(work_n, 16) + fft_n);
   float* next = memory_.Data();
   const auto take = [&next](std::size_t count) {
     float* const taken = next;
@@ -102,8 +74,7 @@ ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, Output
   work_ = take(work_n);
   bins_.re = take(bins_n);
   if (parts == 2) bins_.im = take(bins_n);
-  columns_.columns = take(columns_n);
-  columns_.sample_offset = sample_offset_.data();
+  columns_ = {take(blocks_.FloatCount()), blocks_.SampleOffsets()};
   frame_ = take(fft_n);
 }
 
@@ -119,25 +90,26 @@ void ShortTimeTransform::Extract(std::span<float> frame, std::span<const float> 
 }
 
 void ShortTimeTransform::FillColumns(std::span<const float> src, std::size_t first, std::size_t count) {
-  const std::size_t column_n = count + (static_cast<std::size_t>(settings_.fft_n) - 1) / column_rows_;
+  const std::size_t row_n = blocks_.RowCount();
+  const std::size_t column_n = count + blocks_.SharedColumnCount();
   const auto hop = static_cast<std::int64_t>(settings_.hop_n);
   const std::int64_t pad =
       static_cast<CenterMode>(settings_.center) == CenterMode::None ? 0 : settings_.fft_n / 2;
   const auto is_inside = [&](std::size_t c) {
     const std::int64_t start = static_cast<std::int64_t>(first + c) * hop - pad;
-    return start >= 0 && start + static_cast<std::int64_t>(column_rows_) <= static_cast<std::int64_t>(src.size());
+    return start >= 0 && start + static_cast<std::int64_t>(row_n) <= static_cast<std::int64_t>(src.size());
   };
   for (std::size_t c = 0; c < column_n;) {
     std::size_t end = c;
     while (end < column_n && is_inside(end)) ++end;
     if (end > c) {
       const std::int64_t start = static_cast<std::int64_t>(first + c) * hop - pad;
-      kernels_.deinterleave(columns_.columns + c, columns_.stride, src.data() + start,
-                            static_cast<std::size_t>(settings_.hop_n), column_rows_, end - c);
+      kernels_.transpose(columns_.columns + c, blocks_.Stride(), src.data() + start,
+                         static_cast<std::size_t>(settings_.hop_n), end - c, row_n);
       c = end;
     } else {
-      Extract({frame_, column_rows_}, src, first + c);
-      kernels_.deinterleave(columns_.columns + c, columns_.stride, frame_, 0, column_rows_, 1);
+      Extract({frame_, row_n}, src, first + c);
+      kernels_.transpose(columns_.columns + c, blocks_.Stride(), frame_, 0, 1, row_n);
       ++c;
     }
   }

@@ -9,6 +9,7 @@
 #include "api/buffers.h"
 #include "fft/fft_plan.h"
 #include "simd/level.h"
+#include "stft/frame_blocks.h"
 #include "stft/frames.h"
 #include "stft/stft_kernels.h"
 
@@ -54,8 +55,8 @@ class ShortTimeTransform {
   // Calls use(first frame, frame count, BinBlock) for consecutive blocks of all frames of src.
   template <class Use>
   void ForEachBlock(std::span<const float> src, Use&& use) {
-    for (std::size_t first = 0; first < frame_n_; first += block_frame_n_) {
-      const std::size_t count = std::min(block_frame_n_, frame_n_ - first);
+    for (std::size_t first = 0; first < frame_n_; first += blocks_.FrameCount()) {
+      const std::size_t count = std::min(blocks_.FrameCount(), frame_n_ - first);
       ComputeBlock(src, first, count);
       use(first, count, bins_);
     }
@@ -71,11 +72,8 @@ class ShortTimeTransform {
   const StftKernels& kernels_;
   FrameSettings frame_settings_;
   std::vector<float> window_;
-  std::size_t block_frame_n_ = 1;
   bool side_by_side_;
-  // Samples of a column: the hop, or a whole frame where frames share nothing.
-  std::size_t column_rows_ = 0;
-  std::vector<unsigned> sample_offset_;
+  FrameBlocks blocks_;
   FrameColumns columns_{};
   BinBlock bins_{};
   float* work_ = nullptr;

@@ -2,6 +2,9 @@ set(sources
   frame_checks.cpp
   frame_exports.cpp
   frames.cpp
+  inverse_checks.cpp
+  inverse_exports.cpp
+  inverse_spectrogram.cpp
   short_time_transform.cpp
   spectrogram.cpp
   spectrogram_checks.cpp
@@ -10,4 +13,4 @@ set(sources
   window_checks.cpp
   window_exports.cpp
 )
-set(kernels stft_kernels.cpp)
+set(kernels inverse_kernels.cpp stft_kernels.cpp)

@@ -11,20 +11,21 @@ namespace {
 using namespace Fft;
 using namespace Simd;
 
-void Deinterleave(float* columns, std::size_t stride, const float* src, std::size_t hop, std::size_t rows,
-                  std::size_t column_n) {
-  AtWidth(rows < column_n ? rows : column_n, [&]<class Tile>() __attribute__((always_inline)) {
+void TransposeMatrix(float* dst, std::size_t dst_stride, const float* src, std::size_t src_stride, std::size_t rows,
+                     std::size_t columns) {
+  AtWidth(rows < columns ? rows : columns, [&]<class Tile>() __attribute__((always_inline)) {
     constexpr std::size_t kSize = Tile::kSize;
-    for (std::size_t c = 0; c < column_n; c += kSize) {
-      if (c + kSize > column_n) c = column_n - kSize;
-      for (std::size_t r = 0; r < rows; r += kSize) {
-        if (r + kSize > rows) r = rows - kSize;
+    // The last tiles of a row or column overlap the ones before.
+    for (std::size_t r = 0; r < rows; r += kSize) {
+      if (r + kSize > rows) r = rows - kSize;
+      for (std::size_t c = 0; c < columns; c += kSize) {
+        if (c + kSize > columns) c = columns - kSize;
         Tile tile[kSize];
 #pragma GCC unroll 16
-        for (std::size_t i = 0; i < kSize; ++i) tile[i] = Tile::Load(src + (c + i) * hop + r);
+        for (std::size_t i = 0; i < kSize; ++i) tile[i] = Tile::Load(src + (r + i) * src_stride + c);
         Transpose(tile);
 #pragma GCC unroll 16
-        for (std::size_t i = 0; i < kSize; ++i) tile[i].Store(columns + (r + i) * stride + c);
+        for (std::size_t i = 0; i < kSize; ++i) tile[i].Store(dst + (c + i) * dst_stride + r);
       }
     }
   });
@@ -187,7 +188,7 @@ void StoreComplex(float* dst, std::size_t dst_stride, const BinBlock& bins, std:
   }
 }
 
-constexpr StftKernels kKernels{Floats::kSize, Deinterleave, TransformFrames, TransformFrame, StoreComplex};
+constexpr StftKernels kKernels{Floats::kSize, TransposeMatrix, TransformFrames, TransformFrame, StoreComplex};
 
 }  // namespace
 }  // namespace kelvo::Stft

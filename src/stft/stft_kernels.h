@@ -20,11 +20,9 @@ struct FrameSettings {
   float power;
 };
 
-// The signal cut into columns of neighbouring samples, one column every hop: sample i of frame t is at
-// columns[sample_offset[i] + t], so a vector load takes it from several frames at once.
+// A signal in columns: sample i of frame t is at columns[sample_offset[i] + t].
 struct FrameColumns {
   float* columns;
-  std::size_t stride;
   const unsigned* sample_offset;  // [fft_n]
 };
 
@@ -38,9 +36,9 @@ struct BinBlock {
 struct StftKernels {
   std::size_t lane_n;  // frames that go side by side
 
-  // columns[r * stride + c] = src[c * hop + r], r < rows, c < column_n
-  void (*deinterleave)(float* columns, std::size_t stride, const float* src, std::size_t hop, std::size_t rows,
-                       std::size_t column_n);
+  // dst[c * dst_stride + r] = src[r * src_stride + c], r < rows, c < columns
+  void (*transpose)(float* dst, std::size_t dst_stride, const float* src, std::size_t src_stride, std::size_t rows,
+                    std::size_t columns);
   // Frames 0 .. frame_n - 1, rounded up to a multiple of lane_n. `work` holds SideBySideScratch(..., lane_n) floats.
   void (*transform_frames)(const FrameSettings& settings, const FrameColumns& columns, std::size_t frame_n,
                            const BinBlock& bins, float* work);

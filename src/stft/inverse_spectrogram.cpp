@@ -1,0 +1,222 @@
+// The signal of a spectrogram.
+#include "stft/inverse_spectrogram.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <span>
+#include <stdexcept>
+#include <vector>
+
+#include "api/buffers.h"
+#include "api/checks.h"
+#include "api/int_math.h"
+#include "fft/fft_plan.h"
+#include "stft/frame_blocks.h"
+#include "stft/inverse_kernels.h"
+#include "stft/short_time_transform.h"
+#include "stft/window.h"
+
+namespace kelvo::Stft {
+namespace {
+
+class Synthesis {
+ public:
+  Synthesis(float* dst, const float* src, const InverseSettings& settings, std::size_t fft_n, Simd::Level level);
+  void Run();
+
+ private:
+  void RunSideBySide();
+  void RunOneByOne();
+  float Envelope(std::size_t row, std::size_t first_back, std::size_t last_back) const;
+  void DivideColumns(std::size_t first, std::size_t count);
+  void DeliverColumns(std::size_t first, std::size_t count);
+  void Deliver(std::span<const float> samples, std::size_t position);
+
+  const StftKernels& stft_kernels_;
+  const InverseKernels& kernels_;
+  SynthesisSettings settings_{};
+  SpectrogramView spectrogram_;
+  std::size_t fft_n_;
+  std::size_t hop_;
+  std::vector<float> window_square_;
+  std::vector<float> gain_;
+  // Positions first_ .. first_ + dst_.size() - 1 of the overlap-added signal are delivered, as far as it reaches;
+  // what lies beyond is 0.
+  std::span<float> dst_;
+  std::size_t first_;
+  std::size_t signal_n_;  // up to the last position that is delivered
+  std::size_t used_frame_n_;
+
+  bool side_by_side_;
+  FrameBlocks blocks_;
+  std::vector<float> inner_envelope_;  // [rows] of a column that all the frames around it reach
+  Api::AlignedBuffer signal_;          // side by side the columns of a block, one by one the whole signal
+  std::vector<float> envelope_;        // one by one, of the whole signal
+  std::vector<float> column_;
+  Api::AlignedBuffer work_;
+};
+
+Synthesis::Synthesis(float* dst, const float* src, const InverseSettings& settings, std::size_t fft_n,
+                     Simd::Level level)
+    : stft_kernels_(Simd::KernelsFor<StftKernels>(level)),
+      kernels_(Simd::KernelsFor<InverseKernels>(level)),
+      spectrogram_{src, static_cast<std::size_t>(settings.frame_n)},
+      fft_n_(fft_n),
+      hop_(static_cast<std::size_t>(settings.hop_n)) {
+  settings_.plan = Fft::FftPlanCache::Get().GetInversePlan(static_cast<int>(fft_n)).real.View();
+  const std::vector<float>& window = WindowCache::Get().GetWindow(settings.win_n, settings.win_type);
+
+  // The window and the division by fft_n, of which TwoOverN takes back all but a half, are one factor, rounded once.
+  const double scale =
+      settings.norm_type == static_cast<int>(SpectrumNorm::TwoOverN) ? 0.5 : 1.0 / static_cast<double>(fft_n);
+  const std::size_t margin = (fft_n - window.size()) / 2;
+  settings_.begin = margin;
+  settings_.end = fft_n - margin;
+  // Where the window cannot lie in the middle, the span is one sample longer, and that sample is multiplied by 0.
+  gain_ = Api::MakeZeroBuffer(settings_.end - settings_.begin);
+  window_square_ = Api::MakeZeroBuffer(window.size());
+  for (std::size_t i = 0; i < window.size(); ++i) {
+    gain_[i] = static_cast<float>(static_cast<double>(window[i]) * scale);
+    window_square_[i] = window[i] * window[i];
+  }
+  settings_.gain = gain_.data();
+
+  const std::size_t whole_n = fft_n + (spectrogram_.frame_n - 1) * hop_;
+  first_ = settings.center != static_cast<int>(CenterMode::None) ? fft_n / 2 : 0;
+  dst_ = {dst, std::min(whole_n, static_cast<std::size_t>(settings.max_sample_n))};
+  signal_n_ = std::min(whole_n, first_ + dst_.size());
+  // Later frames begin behind the last sample that is asked for.
+  used_frame_n_ = hop_ == 0 ? spectrogram_.frame_n : std::min(spectrogram_.frame_n, (signal_n_ - 1) / hop_ + 1);
+
+  const std::size_t lane_n = stft_kernels_.lane_n;
+  const std::size_t length = settings_.plan.inner.length;
+  // Side by side, the ends of the signal cost the square of the number of frames that overlap.
+  constexpr std::size_t kMostOverlap = 256;
+  side_by_side_ = hop_ > 0 && (fft_n - 1) / hop_ < kMostOverlap &&
+                  FrameBlocks::GoSideBySide(used_frame_n_, length, lane_n);
+  if (!side_by_side_) {
+    work_ = Api::AlignedBuffer(OneFrameScratch(length));
+    signal_ = Api::AlignedBuffer((used_frame_n_ - 1) * hop_ + fft_n);
+    envelope_ = Api::MakeZeroBuffer(signal_.Size());
+    return;
+  }
+  work_ = Api::AlignedBuffer(SideBySideScratch(length, lane_n));
+  blocks_ = FrameBlocks(fft_n, hop_, used_frame_n_, lane_n, 0);
+  signal_ = Api::AlignedBuffer(blocks_.FloatCount());
+  column_ = Api::MakeZeroBuffer(blocks_.RowCount());
+  inner_envelope_ = Api::MakeZeroBuffer(blocks_.RowCount());
+  for (std::size_t r = 0; r < inner_envelope_.size(); ++r) {
+    inner_envelope_[r] = Envelope(r, 0, blocks_.SharedColumnCount());
+  }
+}
+
+void Synthesis::Run() {
+  // Samples that no frame reaches, between frames or behind the last one.
+  std::fill(dst_.begin(), dst_.end(), 0.0f);
+  if (side_by_side_) {
+    RunSideBySide();
+  } else {
+    RunOneByOne();
+  }
+}
+
+void Synthesis::RunSideBySide() {
+  const std::size_t shared_n = blocks_.SharedColumnCount();
+  for (std::size_t first = 0; first < used_frame_n_; first += blocks_.FrameCount()) {
+    const std::size_t count = std::min(blocks_.FrameCount(), used_frame_n_ - first);
+    kernels_.add_frames(settings_, spectrogram_, first, count, {signal_.Data(), blocks_.SampleOffsets()}, work_.Data());
+    const bool is_last = first + count == used_frame_n_;
+    const std::size_t complete_n = is_last ? count + shared_n : count;
+    DivideColumns(first, complete_n);
+    DeliverColumns(first, complete_n);
+    if (is_last) break;
+    // The columns that the next frames still add to move to the front.
+    for (std::size_t r = 0; r < blocks_.RowCount(); ++r) {
+      float* const row = signal_.Data() + r * blocks_.Stride();
+      std::copy_n(row + count, shared_n, row);
+      std::fill(row + shared_n, row + blocks_.Stride(), 0.0f);
+    }
+  }
+}
+
+void Synthesis::RunOneByOne() {
+  for (std::size_t t = 0; t < used_frame_n_; ++t) {
+    kernels_.add_frame(settings_, spectrogram_, t, signal_.Data() + t * hop_, work_.Data());
+    float* const envelope = envelope_.data() + t * hop_ + settings_.begin;
+    for (std::size_t i = 0; i < window_square_.size(); ++i) envelope[i] += window_square_[i];
+  }
+  kernels_.divide(signal_.Data(), envelope_.data(), signal_n_);
+  Deliver({signal_.Data(), signal_n_}, 0);
+}
+
+// The squared windows of the frames that began last_back to first_back columns ago, in that order, in one row.
+float Synthesis::Envelope(std::size_t row, std::size_t first_back, std::size_t last_back) const {
+  float sum = 0.0f;
+  for (std::size_t back = last_back + 1; back-- > first_back;) {
+    const std::size_t i = row + back * blocks_.RowCount();
+    if (i >= settings_.begin && i - settings_.begin < window_square_.size()) sum += window_square_[i - settings_.begin];
+  }
+  return sum;
+}
+
+// Columns 0 .. count - 1 of the block, of which the first is column `first` of the signal.
+void Synthesis::DivideColumns(std::size_t first, std::size_t count) {
+  const std::size_t shared_n = blocks_.SharedColumnCount();
+  const std::size_t last_frame = spectrogram_.frame_n - 1;
+  // From inner_begin to inner_end all frames around a column exist, and its envelope is the same.
+  const std::size_t inner_begin = std::min(shared_n > first ? shared_n - first : 0, count);
+  const std::size_t inner_end = std::clamp(last_frame + 1 > first ? last_frame + 1 - first : 0, inner_begin, count);
+  for (std::size_t r = 0; r < blocks_.RowCount(); ++r) {
+    float* const row = signal_.Data() + r * blocks_.Stride();
+    kernels_.divide_by_constant(row + inner_begin, inner_envelope_[r], inner_end - inner_begin);
+    for (std::size_t c = 0; c < count; ++c) {
+      if (c == inner_begin) c = inner_end;
+      if (c >= count) break;
+      const std::size_t column = first + c;
+      const std::size_t first_back = column > last_frame ? column - last_frame : 0;
+      kernels_.divide_by_constant(row + c, Envelope(r, first_back, std::min(column, shared_n)), 1);
+    }
+  }
+}
+
+void Synthesis::DeliverColumns(std::size_t first, std::size_t count) {
+  const auto is_inside = [&](std::size_t c) {
+    const std::size_t position = (first + c) * hop_;
+    return position >= first_ && position + blocks_.RowCount() <= signal_n_;
+  };
+  for (std::size_t c = 0; c < count;) {
+    std::size_t end = c;
+    while (end < count && is_inside(end)) ++end;
+    if (end > c) {
+      stft_kernels_.transpose(dst_.data() + ((first + c) * hop_ - first_), hop_, signal_.Data() + c, blocks_.Stride(),
+                              blocks_.RowCount(), end - c);
+      c = end;
+    } else {
+      stft_kernels_.transpose(column_.data(), 0, signal_.Data() + c, blocks_.Stride(), blocks_.RowCount(), 1);
+      Deliver(column_, (first + c) * hop_);
+      ++c;
+    }
+  }
+}
+
+// Copies what lies within the delivered stretch.
+void Synthesis::Deliver(std::span<const float> samples, std::size_t position) {
+  const std::size_t begin = std::max(position, first_);
+  const std::size_t end = std::min(position + samples.size(), signal_n_);
+  for (std::size_t i = begin; i < end; ++i) dst_[i - first_] = samples[i - position];
+}
+
+}  // namespace
+
+void ComputeInverseSpectrogram(float* dst, const float* src, const InverseSettings& settings, Simd::Level level) {
+  const int fft_n = Api::WrappingAdd(Api::WrappingMultiply(2, settings.freq_n), -2);
+  Fft::CheckPlanLength(fft_n);
+  Fft::CheckPlanSize(fft_n);
+  Api::CheckWindowValue(settings.win_n > fft_n);
+  const std::int64_t sample_n = fft_n + (std::int64_t{settings.frame_n} - 1) * settings.hop_n;
+  if (sample_n > std::numeric_limits<int>::max()) throw std::length_error("vector too long");
+  Synthesis(dst, src, settings, static_cast<std::size_t>(fft_n), level).Run();
+}
+
+}  // namespace kelvo::Stft
