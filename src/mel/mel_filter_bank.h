@@ -16,9 +16,9 @@ enum class MelNorm {
   Slaney = 1,  // 2 / (width of the band in Hz): all filters have the same area
 };
 
-// Everything that a bank depends on. The order is total, NaN included: it stands after all numbers and equals itself, so
-// that a caller's NaN never becomes the bank that other callers are given. The two zeros are one key; they give the same
-// bank.
+// Everything that a bank depends on. The order is total, NaN included: it stands after all numbers and equals itself,
+// so that a caller's NaN never becomes the bank that other callers are given. The two zeros are one key; they give the
+// same bank.
 struct MelFilterBankKey {
   int freq_n;
   float f_min;  // Hz

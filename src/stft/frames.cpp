@@ -37,11 +37,12 @@ std::size_t FoldPosition(std::int64_t position, std::int64_t sample_n) {
 int ComputeFrameCount(int sample_n, int fft_n, int hop_n, int center) {
   // Also where padding would make up for the missing samples; this is meant.
   if (sample_n < fft_n) return 0;
-  const bool is_padded = center == static_cast<int>(CenterMode::Reflect) || center == static_cast<int>(CenterMode::Zero);
+  const bool is_zero_padded = center == static_cast<int>(CenterMode::Zero);
+  const bool is_padded = is_zero_padded || center == static_cast<int>(CenterMode::Reflect);
   const int span_n = is_padded ? sample_n : sample_n - fft_n;
   const float hops = static_cast<float>(span_n) / static_cast<float>(hop_n);
   // Zero padding rounds up and then adds one: it yields a frame more than reflection unless hop_n divides sample_n.
-  const float count = center == static_cast<int>(CenterMode::Zero) ? ::ceilf(hops) + 1.0f : ::floorf(hops + 1.0f);
+  const float count = is_zero_padded ? ::ceilf(hops) + 1.0f : ::floorf(hops + 1.0f);
   return Api::SaturateToInt(count);
 }
 
@@ -54,7 +55,8 @@ int ComputeSampleCount(int frame_n, int freq_n, int hop_n, int center) {
 
 void ExtractFrameReflect(std::span<float> frame, std::span<const float> src, std::int64_t start, std::int64_t pad) {
   const auto sample_n = static_cast<std::int64_t>(src.size());
-  ExtractFrameFrom(frame, src, start - pad, [&](std::int64_t position) { return src[FoldPosition(position, sample_n)]; });
+  ExtractFrameFrom(frame, src, start - pad,
+                   [&](std::int64_t position) { return src[FoldPosition(position, sample_n)]; });
 }
 
 void ExtractFrameZero(std::span<float> frame, std::span<const float> src, std::int64_t start, std::int64_t pad) {

@@ -35,8 +35,8 @@ void ExtractFrameZero(std::span<float> frame, std::span<const float> src, std::i
 void ExtractFrame(CenterMode center, std::span<float> frame, std::span<const float> src, std::int64_t index,
                   std::int64_t hop_n);
 
-// Copies the columns that dst [freq_n x dst_frame_n] and src [freq_n x src_frame_n] share; further columns of dst become
-// pad_value.
+// Copies the columns that dst [freq_n x dst_frame_n] and src [freq_n x src_frame_n] share; further columns of dst
+// become pad_value.
 void FixFrameLen(Api::MatrixView<float> dst, Api::MatrixView<const float> src, float pad_value);
 
 }  // namespace kelvo::Stft

@@ -31,7 +31,8 @@ MelFilterBank Build(const MelFilterBankKey& key) {
 }
 
 // Below 1000 Hz the Slaney scale is plain arithmetic, so these bits hold with every C library. They come from the
-// formulas in exact arithmetic, rounded to single precision after each step; weights formed by dividing differ in seven.
+// formulas in exact arithmetic, rounded to single precision after each step; weights formed by dividing differ in
+// seven places.
 TEST(MelFilterBank, HasTheBitsOfTheFormulas) {
   const std::vector<std::vector<float>> peak_one{
       {0.0f, 0x1.0295fap-2f, 0x1.90cedep-1f, 0x1.5fad4p-1f, 0x1.40a584p-3f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f},
@@ -40,8 +41,10 @@ TEST(MelFilterBank, HasTheBitsOfTheFormulas) {
       {0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0x1.bcc48ap-2f, 0x1.ede622p-1f, 0x1.0295fap-1f, 0.0f, 0.0f},
   };
   const std::vector<std::vector<float>> equal_area{
-      {0.0f, 0x1.6fc43cp-10f, 0x1.1d04e2p-8f, 0x1.f4299ap-9f, 0x1.c807d8p-11f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f},
-      {0.0f, 0.0f, 0.0f, 0x1.c807d8p-10f, 0x1.3315c8p-8f, 0x1.c807d8p-9f, 0x1.178092p-11f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f},
+      {0.0f, 0x1.6fc43cp-10f, 0x1.1d04e2p-8f, 0x1.f4299ap-9f, 0x1.c807d8p-11f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f,
+       0.0f},
+      {0.0f, 0.0f, 0.0f, 0x1.c807d8p-10f, 0x1.3315c8p-8f, 0x1.c807d8p-9f, 0x1.178092p-11f, 0.0f, 0.0f, 0.0f, 0.0f,
+       0.0f},
       {0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0x1.1025acp-9f, 0x1.4926bp-8f, 0x1.9be606p-9f, 0x1.9be636p-13f, 0.0f, 0.0f, 0.0f},
       {0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0x1.3c4782p-9f, 0x1.5f3794p-8f, 0x1.6fc44p-9f, 0.0f, 0.0f},
   };
@@ -147,7 +150,7 @@ TEST(MelFilterBankKey, OrderIsTotal) {
   for (const auto& a : keys) {
     for (const auto& b : keys) {
       ASSERT_EQ(a < b, b > a);
-      const bool same = (Bits(a.f_min + 0.0f) == Bits(b.f_min + 0.0f)) && (Bits(a.f_max + 0.0f) == Bits(b.f_max + 0.0f));
+      const bool same = Bits(a.f_min + 0.0f) == Bits(b.f_min + 0.0f) && Bits(a.f_max + 0.0f) == Bits(b.f_max + 0.0f);
       ASSERT_EQ(!(a < b) && !(b < a), same) << a.f_min << " " << a.f_max << " / " << b.f_min << " " << b.f_max;
       for (const auto& c : keys) ASSERT_TRUE(!(a < b && b < c) || a < c);
     }
