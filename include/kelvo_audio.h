@@ -253,6 +253,29 @@ KELVO_AUDIO_API int kelvoAudioGetSpectrogram(float* dst, const float* src, int s
 KELVO_AUDIO_API int kelvoAudioGetInverseSpectrogram(float* dst, const float* src, int frame_n, int freq_n, int hop_n,
                                                     int win_n, int win_type, int max_sample_n, int center,
                                                     int norm_type);
+/* ---- Silence ----------------------------------------------------------------------------------------------------- */
+
+/**
+ * Finds the stretch of a signal that is not silence: from the first to the last frame whose mean square lies less than
+ * thr_db below that of the loudest. Silence within the stretch is not reported.
+ *
+ * start_pos    out  first sample, a multiple of hop_n, at most sample_n; -1 if no frame counts
+ * nonsilent_n  out  samples, up to one hop past the centre of the last frame or to the end of the signal; 0 if no frame
+ *                   counts
+ * src          in   [sample_n] floats
+ * sample_n     in   samples, >= 1; fewer than win_n give no frame at all
+ * win_n        in   frame length in samples, >= 1; frames are centred as by KELVO_AUDIO_CENTER_REFLECT
+ * hop_n        in   samples, >= 1; 0 is no bad argument, but with any frame it runs out of memory
+ * thr_db       in   dB, >= 0; with 0 no frame counts, since none lies less than 0 below the loudest
+ *
+ * A mean square below 1e-10 counts as 1e-10 (-100 dB), so that a signal of zeros is one whole stretch. A frame that
+ * holds a NaN never counts.
+ *
+ * Returns OK, BAD_ARGUMENT (null start_pos, nonsilent_n or src; sample_n; win_n; hop_n; thr_db) or OUT_OF_MEMORY.
+ * [any thread]
+ */
+KELVO_AUDIO_API int kelvoAudioGetNonSilentPos(int* start_pos, int* nonsilent_n, const float* src, int sample_n,
+                                              int win_n, int hop_n, float thr_db);
 
 /* ---- Mel --------------------------------------------------------------------------------------------------------- */
 

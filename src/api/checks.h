@@ -56,6 +56,9 @@ inline void CheckBand(float f_min, float f_max) {
   FailIf(f_max <= f_min, "f_max must be greater than f_min.");
 }
 inline void CheckMelBelowBins(int mel_n, int freq_n) { FailIf(freq_n <= mel_n, "mel_n must be lesser than freq_n."); }
+inline void CheckThreshold(float thr_db) { FailIf(thr_db < 0.0f, "Invalid thr_db value."); }
+// What the computation itself says when it is called without the check above; the texts differ, and this is meant.
+inline void CheckSpanThreshold(float thr_db) { FailIf(thr_db < 0.0f, "Invalid thr_db."); }
 inline void CheckDestinationSize(int dst_n) { FailIf(dst_n < 1, "Invalid dst_n size."); }
 // The denominator's count is reported in the numerator's name; this is meant, callers know the text.
 inline void CheckCoefficientSize(int coef_n) { FailIf(coef_n < 1, "Invalid n_coef_n size."); }

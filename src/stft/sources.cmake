@@ -6,6 +6,9 @@ set(sources
   inverse_exports.cpp
   inverse_spectrogram.cpp
   short_time_transform.cpp
+  silence.cpp
+  silence_checks.cpp
+  silence_exports.cpp
   spectrogram.cpp
   spectrogram_checks.cpp
   spectrogram_exports.cpp
@@ -13,4 +16,4 @@ set(sources
   window_checks.cpp
   window_exports.cpp
 )
-set(kernels inverse_kernels.cpp stft_kernels.cpp)
+set(kernels inverse_kernels.cpp silence_kernels.cpp stft_kernels.cpp)

@@ -1,4 +1,5 @@
 set(sources
   frames_test.cpp
+  silence_test.cpp
   window_test.cpp
 )

@@ -1,0 +1,91 @@
+// Detection of the non-silent stretch of a signal.
+#include "stft/silence.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <new>
+#include <vector>
+
+#include "api/buffers.h"
+#include "api/checks.h"
+#include "stft/frames.h"
+#include "stft/silence_kernels.h"
+
+namespace kelvo::Stft {
+namespace {
+
+// The mean square of silence, -100 dB: its level is finite, and no reference lies below it.
+constexpr double kFloor = 1e-10;
+
+double Decibels(double power) { return ::log10(power) * 10.0; }
+
+// Frames that are summed in one go. Enough to fill every level's lanes several times over; fewer where the hop is so
+// large that the stretch of a block at an end of the signal, which is copied, would not stay small beside the frame.
+std::int64_t BlockFrames(std::int64_t win_n, std::int64_t hop_n) {
+  constexpr std::int64_t kMaxFrames = 64;
+  constexpr std::int64_t kSmallStretch = 65536;
+  return std::min(kMaxFrames, 1 + std::max(win_n, kSmallStretch) / hop_n);
+}
+
+std::vector<double> ComputeMeanSquares(std::span<const float> src, std::int64_t frame_n, std::int64_t win_n,
+                                       std::int64_t hop_n, Simd::Level level) {
+  const auto sum_squares = Simd::KernelsFor<SilenceKernels>(level).sum_squares;
+  const std::int64_t block_n = std::min(BlockFrames(win_n, hop_n), frame_n);
+  const std::int64_t pad = win_n / 2;
+  std::vector<double> mean_squares(static_cast<std::size_t>(frame_n));
+  std::vector<float> padded = Api::MakeZeroBuffer(static_cast<std::uint64_t>((block_n - 1) * hop_n + win_n));
+  for (std::int64_t t = 0; t < frame_n; t += block_n) {
+    const std::int64_t count = std::min(block_n, frame_n - t);
+    const auto span_n = static_cast<std::size_t>((count - 1) * hop_n + win_n);
+    const std::int64_t first = t * hop_n - pad;
+    std::span<const float> frames;
+    if (first >= 0 && first + static_cast<std::int64_t>(span_n) <= static_cast<std::int64_t>(src.size())) {
+      frames = src.subspan(static_cast<std::size_t>(first), span_n);
+    } else {
+      ExtractFrameReflect({padded.data(), span_n}, src, t * hop_n, pad);
+      frames = padded;
+    }
+    sum_squares(mean_squares.data() + t, frames.data(), static_cast<std::size_t>(count),
+                static_cast<std::size_t>(hop_n), static_cast<std::size_t>(win_n));
+  }
+  for (double& mean_square : mean_squares) {
+    mean_square /= static_cast<double>(win_n);
+    if (mean_square < kFloor) mean_square = kFloor;  // in this form a NaN stays
+  }
+  return mean_squares;
+}
+
+}  // namespace
+
+NonSilentSpan FindNonSilentSpan(std::span<const float> src, int win_n, int hop_n, float thr_db, Simd::Level level) {
+  Api::CheckSpanThreshold(thr_db);
+  const auto sample_n = static_cast<std::int64_t>(src.size());
+  const int frame_n =
+      ComputeFrameCount(static_cast<int>(sample_n), win_n, hop_n, static_cast<int>(CenterMode::Reflect));
+  if (frame_n == 0) return {-1, 0};
+  // The count then is the largest int. Asking for that many sums would fail, too, but might take the machine with it.
+  if (hop_n == 0) throw std::bad_alloc();
+
+  const std::vector<double> mean_squares = ComputeMeanSquares(src, frame_n, win_n, hop_n, level);
+  double reference = kFloor;
+  for (const double mean_square : mean_squares) {
+    if (mean_square > reference) reference = mean_square;  // a NaN never is
+  }
+  const double reference_db = Decibels(reference);
+  // Strict: with a threshold of 0 not even the loudest frame counts. This is meant.
+  const auto counts = [&](double mean_square) {
+    return Decibels(mean_square) - reference_db > -static_cast<double>(thr_db);
+  };
+  const auto first = std::ranges::find_if(mean_squares, counts);
+  if (first == mean_squares.end()) return {-1, 0};
+  const auto after_last = std::find_if(mean_squares.rbegin(), mean_squares.rend(), counts).base();
+
+  // Both are clipped: where the frame count was rounded up, the last frame's centre lies beyond the end.
+  const std::int64_t start = std::min<std::int64_t>((first - mean_squares.begin()) * hop_n, sample_n);
+  const std::int64_t end = std::min<std::int64_t>((after_last - mean_squares.begin()) * hop_n, sample_n);
+  return {static_cast<int>(start), static_cast<int>(end - start)};
+}
+
+}  // namespace kelvo::Stft

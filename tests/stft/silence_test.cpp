@@ -1,0 +1,183 @@
+// The non-silent stretch: closed-form answers, the traps of rounded frame counts, and sums in order at every level.
+#include "stft/silence.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include "kelvo_audio.h"
+#include "stft/frames.h"
+#include "stft/silence_checks.h"
+#include "stft/silence_kernels.h"
+#include "support/messages.h"
+#include "support/signals.h"
+
+namespace kelvo::Stft {
+namespace {
+
+using Support::MessageOf;
+using Support::Noise;
+
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+
+// Zeros, with `level` from first to last - 1.
+std::vector<float> Burst(std::size_t sample_n, std::ptrdiff_t first, std::ptrdiff_t last, float level) {
+  std::vector<float> signal(sample_n);
+  std::fill(signal.begin() + first, signal.begin() + last, level);
+  return signal;
+}
+
+TEST(Silence, HasItsClosedFormAnswers) {
+  struct Row {
+    const char* name;
+    std::vector<float> signal;
+    int win_n, hop_n;
+    float thr_db;
+    int start_pos, nonsilent_n;
+  };
+  // A burst of ones fills a share of each frame that touches it; 400 samples every 160, centred, hold at least 1 / 400
+  // of it (-26 dB) from 4960 to 9120, and more than half (-3 dB) from 5120 to 8960.
+  for (const Row& row : std::vector<Row>{
+           {"all zeros", Burst(1000, 0, 0, 0.0f), 400, 160, 60.0f, 0, 1000},
+           {"no threshold", Burst(1000, 0, 1000, 1.0f), 400, 160, 0.0f, -1, 0},
+           {"threshold -0", Burst(1000, 0, 1000, 1.0f), 400, 160, -0.0f, -1, 0},
+           {"threshold NaN", Burst(1000, 0, 1000, 1.0f), 400, 160, kNan, -1, 0},
+           {"shorter than a frame", Burst(399, 0, 399, 1.0f), 400, 160, 60.0f, -1, 0},
+           {"shorter than a frame, no hop", Burst(399, 0, 399, 1.0f), 400, 0, 60.0f, -1, 0},
+           {"burst", Burst(16000, 5000, 9000, 1.0f), 400, 160, 60.0f, 4960, 4320},
+           {"burst, half frames", Burst(16000, 5000, 9000, 1.0f), 400, 160, 3.0f, 5120, 4000},
+           {"burst, all above the floor", Burst(16000, 5000, 9000, 1.0f), 400, 160, 101.0f, 0, 16000},
+           {"burst at the end", Burst(16000, 8000, 16000, 1.0f), 400, 160, 60.0f, 7840, 8160},
+           {"two bursts as one", {1, 0, 0, 0, 0, 0, 0, 1, 0, 0}, 1, 1, 60.0f, 0, 8},
+           {"single sample", {1.0f}, 1, 1, 60.0f, 0, 1},
+           {"hop beyond the signal", Burst(10, 0, 10, 1.0f), 4, 100, 60.0f, 0, 10},
+           {"largest hop", Burst(10, 0, 10, 1.0f), 4, INT_MAX, 60.0f, 0, 10},
+           // The squares of 1e38 overflow single precision; a sum in double holds them.
+           {"huge", Burst(16000, 5000, 9000, 1e38f), 400, 160, 60.0f, 4960, 4320},
+           // Nothing lies within any distance of infinity, itself included.
+           {"infinity", Burst(1000, 500, 501, kInfinity), 400, 160, 60.0f, -1, 0},
+       }) {
+    for (const Simd::Level level : Simd::SupportedLevels()) {
+      const NonSilentSpan span = FindNonSilentSpan(row.signal, row.win_n, row.hop_n, row.thr_db, level);
+      EXPECT_EQ(span.start_pos, row.start_pos) << row.name << " " << Simd::LevelName(level);
+      EXPECT_EQ(span.nonsilent_n, row.nonsilent_n) << row.name << " " << Simd::LevelName(level);
+    }
+  }
+}
+
+TEST(Silence, NanSilencesOnlyItsOwnFrames) {
+  std::vector<float> signal(1000, 1.0f);
+  signal[0] = kNan;  // in the frames centred on 0 and 160
+  const NonSilentSpan span = FindNonSilentSpan(signal, 400, 160, 60.0f, Simd::BestLevel());
+  EXPECT_EQ(span.start_pos, 320);
+  EXPECT_EQ(span.nonsilent_n, 680);
+}
+
+// The count is 2, although the second frame's centre lies one sample past the end; mirrored it is sample_n - 3.
+TEST(Silence, LengthIsNeverNegative) {
+  const int sample_n = 11184811;
+  const int hop_n = 11184812;
+  ASSERT_EQ(ComputeFrameCount(sample_n, 1, hop_n, 1), 2);
+  const std::vector<float> signal = Burst(sample_n, sample_n - 3, sample_n - 2, 1.0f);
+  const NonSilentSpan span = FindNonSilentSpan(signal, 1, hop_n, 60.0f, Simd::BestLevel());
+  EXPECT_EQ(span.start_pos, sample_n);
+  EXPECT_EQ(span.nonsilent_n, 0);
+}
+
+// Frame by frame and in one loop: what blocks, mirrored ends and lanes must not change.
+NonSilentSpan FindFrameByFrame(const std::vector<float>& signal, int win_n, int hop_n, float thr_db) {
+  const auto sample_n = static_cast<int>(signal.size());
+  std::vector<double> mean_squares;
+  for (int t = 0; t < ComputeFrameCount(sample_n, win_n, hop_n, 1); ++t) {
+    std::vector<float> frame(static_cast<std::size_t>(win_n));
+    ExtractFrame(CenterMode::Reflect, frame, signal, t, hop_n);
+    double sum = 0.0;
+    for (const float sample : frame) sum += static_cast<double>(sample) * static_cast<double>(sample);
+    mean_squares.push_back(std::max(sum / win_n, 1e-10));
+  }
+  NonSilentSpan span{-1, 0};
+  const double peak_db = std::log10(std::ranges::max(mean_squares)) * 10.0;
+  for (std::size_t t = 0; t < mean_squares.size(); ++t) {
+    if (std::log10(mean_squares[t]) * 10.0 - peak_db > -static_cast<double>(thr_db)) {
+      const int position = static_cast<int>(t) * hop_n;
+      if (span.start_pos < 0) span.start_pos = position;
+      span.nonsilent_n = std::min(position + hop_n, sample_n) - span.start_pos;
+    }
+  }
+  return span;
+}
+
+TEST(Silence, EqualsFrameByFrameAtEveryLevel) {
+  std::mt19937 random(11);
+  for (int i = 0; i < 150; ++i) {
+    std::vector<float> signal = Noise(1 + random() % 1200, static_cast<std::uint32_t>(i));
+    // Stretches of very different loudness put the answer at many places.
+    float gain = 1.0f;
+    for (float& sample : signal) {
+      if (random() % 40 == 0) gain = std::ldexp(1.0f, -static_cast<int>(random() % 24));
+      sample *= gain;
+    }
+    const int win_n = 1 + static_cast<int>(random() % signal.size() % 90);
+    const int hop_n = 1 + static_cast<int>(random() % 40);
+    const auto thr_db = static_cast<float>(random() % 80);
+    const NonSilentSpan expected = FindFrameByFrame(signal, win_n, hop_n, thr_db);
+    for (const Simd::Level level : Simd::SupportedLevels()) {
+      SCOPED_TRACE(testing::Message() << i << " " << Simd::LevelName(level) << " " << win_n << " " << hop_n);
+      const NonSilentSpan span = FindNonSilentSpan(signal, win_n, hop_n, thr_db, level);
+      ASSERT_EQ(span.start_pos, expected.start_pos);
+      ASSERT_EQ(span.nonsilent_n, expected.nonsilent_n);
+    }
+  }
+}
+
+TEST(SilenceKernels, SumInSampleOrderWhateverTheLane) {
+  // 2^54 swallows each 1 that follows it but takes in the sum of those before it: the result tells how many they are.
+  for (const Simd::Level level : Simd::SupportedLevels()) {
+    const auto sum_squares = Simd::KernelsFor<SilenceKernels>(level).sum_squares;
+    for (std::size_t win_n = 1; win_n <= 40; ++win_n) {
+      const std::size_t frame_n = 19;
+      std::vector<float> frames(frame_n * win_n, 1.0f);
+      for (std::size_t t = 0; t < frame_n; ++t) frames[t * win_n + 5 * t % win_n] = 0x1p27f;
+      std::vector<double> sums(frame_n + 1, -1.0);
+      sum_squares(sums.data(), frames.data(), frame_n, win_n, win_n);
+      for (std::size_t t = 0; t < frame_n; ++t) {
+        ASSERT_EQ(sums[t], 0x1p54 + static_cast<double>(5 * t % win_n)) << Simd::LevelName(level) << " " << win_n;
+      }
+      ASSERT_EQ(sums[frame_n], -1.0);
+    }
+  }
+}
+
+TEST(SilenceExport, ChecksInOrderAndWritesOnlyOnSuccess) {
+  EXPECT_EQ(MessageOf([] { CheckNonSilentPos(0, 0, -1, -1.0f); }), "Invalid sample_n size.");
+  EXPECT_EQ(MessageOf([] { CheckNonSilentPos(1, 0, -1, -1.0f); }), "Invalid win_n value.");
+  EXPECT_EQ(MessageOf([] { CheckNonSilentPos(1, 1, -1, -1.0f); }), "Invalid hop_n value.");
+  EXPECT_EQ(MessageOf([] { CheckNonSilentPos(1, 1, 0, -1.0f); }), "Invalid thr_db value.");
+  EXPECT_EQ(MessageOf([] { CheckNonSilentPos(1, 1, 0, kNan); }), "");
+  const std::vector<float> signal(100, 1.0f);
+  EXPECT_EQ(MessageOf([&] { FindNonSilentSpan(signal, 10, 10, -1.0f, Simd::BestLevel()); }), "Invalid thr_db.");
+
+  int start = 77;
+  int count = 88;
+  const float* src = signal.data();
+  EXPECT_EQ(kelvoAudioGetNonSilentPos(nullptr, &count, src, 100, 10, 10, 60.0f), KELVO_AUDIO_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(kelvoAudioGetNonSilentPos(&start, nullptr, src, 100, 10, 10, 60.0f), KELVO_AUDIO_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(kelvoAudioGetNonSilentPos(&start, &count, nullptr, 100, 10, 10, 60.0f), KELVO_AUDIO_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(kelvoAudioGetNonSilentPos(&start, &count, src, 100, 10, 10, -1.0f), KELVO_AUDIO_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(kelvoAudioGetNonSilentPos(&start, &count, src, 100, 10, 0, 60.0f), KELVO_AUDIO_STATUS_OUT_OF_MEMORY);
+  EXPECT_EQ(start, 77);
+  EXPECT_EQ(count, 88);
+  EXPECT_EQ(kelvoAudioGetNonSilentPos(&start, &count, src, 100, 10, 10, 60.0f), KELVO_AUDIO_STATUS_OK);
+  EXPECT_EQ(start, 0);
+  EXPECT_EQ(count, 100);
+}
+
+}  // namespace
+}  // namespace kelvo::Stft
