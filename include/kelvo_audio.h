@@ -253,6 +253,7 @@ KELVO_AUDIO_API int kelvoAudioGetSpectrogram(float* dst, const float* src, int s
 KELVO_AUDIO_API int kelvoAudioGetInverseSpectrogram(float* dst, const float* src, int frame_n, int freq_n, int hop_n,
                                                     int win_n, int win_type, int max_sample_n, int center,
                                                     int norm_type);
+
 /* ---- Silence ----------------------------------------------------------------------------------------------------- */
 
 /**

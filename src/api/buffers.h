@@ -3,7 +3,8 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <span>
+#include <memory>
+#include <stdexcept>
 #include <vector>
 
 namespace kelvo::Api {
@@ -11,26 +12,44 @@ namespace kelvo::Api {
 // A count that came out negative converts to one that no vector can hold: std::length_error, "vector too long".
 inline std::vector<float> MakeZeroBuffer(std::uint64_t count) { return std::vector<float>(count); }
 
-// A zero buffer whose first element lies on a cache line, where the widest vectors load and store best.
-class AlignedBuffer {
+// Memory that is written before it is read. Its first element lies on a cache line, where the widest vectors load and
+// store best.
+class ScratchBuffer {
  public:
-  AlignedBuffer() = default;
-  // The slack must not carry an impossible count round to a small one.
-  explicit AlignedBuffer(std::uint64_t count)
-      : storage_(MakeZeroBuffer(count + kLineFloats < count ? count : count + kLineFloats)), size_(count) {}
-
-  float* Data() {
-    const auto address = reinterpret_cast<std::uintptr_t>(storage_.data());
-    return storage_.data() + (kLineBytes - address % kLineBytes) % kLineBytes / sizeof(float);
+  ScratchBuffer() = default;
+  // A count that came out negative fails as in MakeZeroBuffer.
+  explicit ScratchBuffer(std::uint64_t count) {
+    if (count > std::vector<float>().max_size() - kLineBytes) throw std::length_error("vector too long");
+    // Aligned by hand: the aligned operator new of common runtimes costs more than a small transform.
+    memory_ = std::make_unique_for_overwrite<float[]>(count + kLineBytes / sizeof(float));
+    const auto address = reinterpret_cast<std::uintptr_t>(memory_.get());
+    data_ = memory_.get() + (kLineBytes - address % kLineBytes) % kLineBytes / sizeof(float);
   }
-  std::size_t Size() const { return size_; }
+
+  float* Data() { return data_; }
 
  private:
   static constexpr std::size_t kLineBytes = 64;
-  static constexpr std::size_t kLineFloats = kLineBytes / sizeof(float);
 
-  std::vector<float> storage_;
-  std::size_t size_ = 0;
+  std::unique_ptr<float[]> memory_;
+  float* data_ = nullptr;
+};
+
+// The same, on the stack where kInlineN floats are enough: a short transform is done in the time of an allocation.
+template <std::size_t kInlineN>
+class SmallScratchBuffer {
+ public:
+  explicit SmallScratchBuffer(std::uint64_t count) {
+    if (count > kInlineN) large_ = ScratchBuffer(count);
+  }
+  SmallScratchBuffer(const SmallScratchBuffer&) = delete;
+  SmallScratchBuffer& operator=(const SmallScratchBuffer&) = delete;
+
+  float* Data() { return large_.Data() != nullptr ? large_.Data() : inline_; }
+
+ private:
+  ScratchBuffer large_;
+  alignas(64) float inline_[kInlineN];
 };
 
 // Rows of floats, `stride` floats apart.

@@ -6,12 +6,18 @@
 #include "fft/fft_plan.h"
 
 namespace kelvo::Fft {
+namespace {
+
+// Up to some 400 complex elements, 16 KiB.
+constexpr std::size_t kSmallScratch = 4096;
+
+}  // namespace
 
 void ComputeFft(std::span<float> dst, std::span<const float> src, Simd::Level level) {
   const auto fft_n = static_cast<int>(src.size());
   CheckPlanSize(fft_n);
   const RealTransformView plan = FftPlanCache::Get().GetForwardPlan(fft_n).real.View();
-  Api::AlignedBuffer scratch(FftScratchSize(plan.inner.length));
+  Api::SmallScratchBuffer<kSmallScratch> scratch(FftScratchSize(plan.inner.length));
   Simd::KernelsFor<FftKernels>(level).real_to_bins(dst.data(), src.data(), plan, scratch.Data());
 }
 
@@ -19,7 +25,7 @@ void ComputeIfft(std::span<float> dst, std::span<const float> src, Simd::Level l
   const auto fft_n = static_cast<int>(src.size() / 2);
   CheckPlanSize(fft_n);
   const TransformView plan = FftPlanCache::Get().GetInversePlan(fft_n).complex.View();
-  Api::AlignedBuffer scratch(FftScratchSize(plan.length));
+  Api::SmallScratchBuffer<kSmallScratch> scratch(FftScratchSize(plan.length));
   Simd::KernelsFor<FftKernels>(level).inverse_complex(dst.data(), src.data(), plan, scratch.Data());
 }
 

@@ -25,27 +25,32 @@ inline namespace KELVO_LEVEL {
 using Simd::Floats;
 using Simd::Lanes;
 
-// Complex elements in memory: element k has its parts at re[k * stride] and im[k * stride].
+// Complex elements in memory: element k has its parts at re[k * kStride] and im[k * kStride].
+template <std::size_t kElementStride>
 struct Elements {
+  static constexpr std::size_t kStride = kElementStride;
   float* re;
   float* im;
-  std::size_t stride;
 
   template <class Lane>
   KELVO_INLINE Complex<Lane> Load(std::size_t k) const {
-    return {Lane::Load(re + k * stride), Lane::Load(im + k * stride)};
+    return {Lane::Load(re + k * kStride), Lane::Load(im + k * kStride)};
   }
   template <class Lane>
   KELVO_INLINE void Store(std::size_t k, const Complex<Lane>& value) const {
-    value.re.Store(re + k * stride);
-    value.im.Store(im + k * stride);
+    value.re.Store(re + k * kStride);
+    value.im.Store(im + k * kStride);
   }
 };
 
-// Vectors of real parts and of imaginary parts in turn, as transforms side by side need them.
+// All real parts, then all imaginary parts, as the elements of one transform lie.
+using NeighbourElements = Elements<1>;
+// A vector of real parts and one of imaginary parts in turn, as transforms side by side lie.
 template <class Lane>
-KELVO_INLINE Elements SideBySideElements(float* memory) {
-  return {memory, memory + Lane::kSize, 2 * Lane::kSize};
+using SideBySideElements = Elements<2 * Lane::kSize>;
+template <class Lane>
+KELVO_INLINE SideBySideElements<Lane> SideBySideAt(float* memory) {
+  return {memory, memory + Lane::kSize};
 }
 
 // How a pass finds its twiddles, and how many elements one vector covers.
@@ -116,10 +121,10 @@ KELVO_INLINE void Butterfly(Complex<Lane> (&x)[5]) {
   x[4] = middle1 - turned1;
 }
 
-// Runs `pass` over all blocks of a transform of `length` elements. In place it may run only side by side: neighbours
-// at the end of a block overlap the ones before, which must still be there.
-template <std::size_t kRadix, class Placing, class Lane, class Source>
-static void RunPass(const Source& source, Elements to, const Pass& pass, std::size_t length) {
+// Runs `pass` over all blocks of a transform of `length` elements. In place neighbours must fill whole vectors: the last
+// vector of a block that they do not fill overlaps the one before, whose elements must still be there.
+template <std::size_t kRadix, class Placing, class Lane, class Source, class Target>
+static void RunPass(const Source& source, Target to, const Pass& pass, std::size_t length) {
   constexpr std::size_t kStep = Placing::template kStep<Lane>;
   const std::size_t span = pass.span;
   for (std::size_t block = 0; block < length; block += kRadix * span) {
@@ -145,13 +150,13 @@ static void RunPass(const Source& source, Elements to, const Pass& pass, std::si
 
 // The same for any odd radix: a direct sum over the roots of unity. Elements s and radix - s meet the same roots up to
 // the sign of the sine, so their sums and differences are formed first. `scratch` holds 2 * radix vectors.
-template <class Placing, class Lane, class Source>
-static void RunDirectPass(const Source& source, Elements to, const Pass& pass, std::size_t length, float* scratch) {
+template <class Placing, class Lane, class Source, class Target>
+static void RunDirectPass(const Source& source, Target to, const Pass& pass, std::size_t length, float* scratch) {
   constexpr std::size_t kStep = Placing::template kStep<Lane>;
   const std::size_t radix = pass.radix;
   const std::size_t span = pass.span;
   const std::size_t half = radix / 2;
-  const Elements pairs = SideBySideElements<Lane>(scratch);  // sums at s - 1, differences at half + s - 1
+  const auto pairs = SideBySideAt<Lane>(scratch);  // sums at s - 1, differences at half + s - 1
   for (std::size_t block = 0; block < length; block += radix * span) {
     for (std::size_t j = 0; j < span; j += kStep) {
       if (kStep > 1 && j + kStep > span) j = span - kStep;
@@ -181,8 +186,8 @@ static void RunDirectPass(const Source& source, Elements to, const Pass& pass, s
         std::size_t root = 0;
         for (std::size_t s = 1; s <= half; ++s) {
           root = root + k < radix ? root + k : root + k - radix;
-          middle = middle + Scale(pairs.Load<Lane>(s - 1), Lane::Broadcast(pass.root_re[root]));
-          turned = turned - Scale(pairs.Load<Lane>(half + s - 1), Lane::Broadcast(pass.root_im[root]));
+          middle = middle + Scale(pairs.template Load<Lane>(s - 1), Lane::Broadcast(pass.root_re[root]));
+          turned = turned - Scale(pairs.template Load<Lane>(half + s - 1), Lane::Broadcast(pass.root_im[root]));
         }
         store(k, middle + turned);
         store(radix - k, middle - turned);
@@ -191,8 +196,8 @@ static void RunDirectPass(const Source& source, Elements to, const Pass& pass, s
   }
 }
 
-template <class Placing, class Lane, class Source>
-KELVO_INLINE void RunAnyPass(const Source& source, Elements to, const Pass& pass, std::size_t length, float* scratch) {
+template <class Placing, class Lane, class Source, class Target>
+KELVO_INLINE void RunAnyPass(const Source& source, Target to, const Pass& pass, std::size_t length, float* scratch) {
   switch (pass.radix) {
     case 2: return RunPass<2, Placing, Lane>(source, to, pass, length);
     case 3: return RunPass<3, Placing, Lane>(source, to, pass, length);
@@ -204,8 +209,8 @@ KELVO_INLINE void RunAnyPass(const Source& source, Elements to, const Pass& pass
 
 // Transforms side by side, from `source` into `to`; output k ends at element plan.position[k]. `scratch` holds
 // 2 * (largest radix) vectors.
-template <class Lane, class Source>
-KELVO_INLINE void TransformSideBySide(const TransformView& plan, const Source& source, Elements to, float* scratch) {
+template <class Lane, class Source, class Target>
+KELVO_INLINE void TransformSideBySide(const TransformView& plan, const Source& source, Target to, float* scratch) {
   if (plan.pass_n == 0) {
     to.Store(0, source.template Load<Lane>(0));
     return;
@@ -256,7 +261,7 @@ KELVO_INLINE std::size_t NeighbourPasses(const TransformView& plan) {
 
 // Transposes blocks into lanes: element i of the block that begins at begins[l] becomes lane l of vector i.
 template <class Lane>
-static void GatherBlocks(Elements to, const Elements& from, const unsigned* begins, std::size_t block) {
+static void GatherBlocks(SideBySideElements<Lane> to, const NeighbourElements& from, const unsigned* begins, std::size_t block) {
   std::size_t i = 0;
   AtWidth(block < Lane::kSize ? block : Lane::kSize, [&]<class Tile>() __attribute__((always_inline)) {
     if constexpr (Tile::kSize > 1 && Tile::kSize <= Lane::kSize) {
@@ -269,7 +274,7 @@ static void GatherBlocks(Elements to, const Elements& from, const unsigned* begi
             for (std::size_t r = 0; r < Tile::kSize; ++r) rows[r] = Tile::Load(source + begins[l + r] + i);
             Transpose(rows);
 #pragma GCC unroll 16
-            for (std::size_t r = 0; r < Tile::kSize; ++r) rows[r].Store(target + (i + r) * to.stride + l);
+            for (std::size_t r = 0; r < Tile::kSize; ++r) rows[r].Store(target + (i + r) * to.kStride + l);
           };
           transpose(from.re, to.re);
           transpose(from.im, to.im);
@@ -280,8 +285,8 @@ static void GatherBlocks(Elements to, const Elements& from, const unsigned* begi
   });
   for (; i < block; ++i) {
     for (std::size_t l = 0; l < Lane::kSize; ++l) {
-      to.re[i * to.stride + l] = from.re[begins[l] + i];
-      to.im[i * to.stride + l] = from.im[begins[l] + i];
+      to.re[i * to.kStride + l] = from.re[begins[l] + i];
+      to.im[i * to.kStride + l] = from.im[begins[l] + i];
     }
   }
 }
@@ -295,16 +300,16 @@ constexpr std::size_t TransformOneScratch(std::size_t length) { return 8 * lengt
 template <class Source, class Sink>
 static void TransformOne(const TransformView& plan, const Source& source, const Sink& sink, float* scratch) {
   const std::size_t length = plan.length;
-  Elements from{scratch, scratch + length, 1};
-  Elements to{scratch + 2 * length, scratch + 3 * length, 1};
+  NeighbourElements elements{scratch, scratch + length};
+  NeighbourElements other{scratch + 2 * length, scratch + 3 * length};
   float* const block_memory = scratch + 4 * length;
   float* const pass_scratch = scratch + 6 * length;
 
   const std::size_t neighbour_passes = NeighbourPasses(plan);
   if (neighbour_passes == 0) {
     using Lane = Lanes<float, 1>;
-    TransformSideBySide<Lane>(plan, source, to, pass_scratch);
-    for (std::size_t k = 0; k < length; ++k) sink.Store(k, to.Load<Lane>(plan.position[k]));
+    TransformSideBySide<Lane>(plan, source, elements, pass_scratch);
+    for (std::size_t k = 0; k < length; ++k) sink.Store(k, elements.Load<Lane>(plan.position[k]));
     return;
   }
 
@@ -312,29 +317,31 @@ static void TransformOne(const TransformView& plan, const Source& source, const 
     const Pass& pass = plan.passes[i];
     AtWidth(pass.span, [&]<class Lane>() __attribute__((always_inline)) {
       if (i == 0) {
-        RunAnyPass<Neighbours, Lane>(source, to, pass, length, pass_scratch);
+        RunAnyPass<Neighbours, Lane>(source, elements, pass, length, pass_scratch);
+      } else if (pass.span % Lane::kSize == 0) {
+        RunAnyPass<Neighbours, Lane>(elements, elements, pass, length, pass_scratch);
       } else {
-        RunAnyPass<Neighbours, Lane>(from, to, pass, length, pass_scratch);
+        RunAnyPass<Neighbours, Lane>(elements, other, pass, length, pass_scratch);
+        const NeighbourElements written = other;
+        other = elements;
+        elements = written;
       }
     });
-    const Elements written = to;
-    to = from;
-    from = written;
   }
 
   const std::size_t block = plan.passes[neighbour_passes - 1].span;
   const std::size_t block_n = length / block;
   AtWidth(block_n, [&]<class Lane>() __attribute__((always_inline)) {
-    const Elements lanes = SideBySideElements<Lane>(block_memory);
+    const auto lanes = SideBySideAt<Lane>(block_memory);
     for (std::size_t b = 0; b < block_n; b += Lane::kSize) {
       if (b + Lane::kSize > block_n) b = block_n - Lane::kSize;
       // Outputs b, b + 1, ... of the passes so far begin the blocks that hold outputs b + r * block_n, ... of the whole.
-      GatherBlocks<Lane>(lanes, from, plan.position + b, block);
+      GatherBlocks<Lane>(lanes, elements, plan.position + b, block);
       for (std::size_t i = neighbour_passes; i < plan.pass_n; ++i) {
         RunAnyPass<SideBySide, Lane>(lanes, lanes, plan.passes[i], block, pass_scratch);
       }
       for (std::size_t r = 0; r < block; ++r) {
-        sink.Store(b + r * block_n, lanes.Load<Lane>(plan.position[r * block_n]));
+        sink.Store(b + r * block_n, lanes.template Load<Lane>(plan.position[r * block_n]));
       }
     }
   });

@@ -61,13 +61,14 @@ KELVO_INLINE void InnerBins(const RealTransformView& plan, const Output& output,
 }
 
 // Outputs of transforms side by side, digit-reversed as the passes left them.
+template <class Source>
 struct ReversedOutput {
-  Elements elements;
+  Source elements;
   const unsigned* position;
 
   template <class Lane>
   KELVO_INLINE Complex<Lane> At(std::size_t k) const {
-    return elements.Load<Lane>(position[k]);
+    return elements.template Load<Lane>(position[k]);
   }
   template <class Lane>
   KELVO_INLINE Complex<Lane> Before(std::size_t k) const {
@@ -77,7 +78,7 @@ struct ReversedOutput {
 
 // Outputs of one transform in natural order; Before(k) has outputs k, k - 1, ... in its lanes.
 struct NaturalOutput {
-  Elements elements;
+  NeighbourElements elements;
 
   template <class Lane>
   KELVO_INLINE Complex<Lane> At(std::size_t k) const {
@@ -96,10 +97,10 @@ struct NaturalOutput {
 
 // The bins of real signals side by side, whose samples `source` gives as the elements of the inner transform.
 template <class Lane, class Source, class Sink>
-KELVO_INLINE void RealBinsSideBySide(const RealTransformView& plan, const Source& source, Elements work, float* scratch,
-                                     const Sink& sink) {
+KELVO_INLINE void RealBinsSideBySide(const RealTransformView& plan, const Source& source, SideBySideElements<Lane> work,
+                                     float* scratch, const Sink& sink) {
   TransformSideBySide<Lane>(plan.inner, source, work, scratch);
-  const ReversedOutput output{work, plan.inner.position};
+  const ReversedOutput<SideBySideElements<Lane>> output{work, plan.inner.position};
   EndBins<Lane>(plan, output, sink);
   InnerBins<SideBySide, Lane>(plan, output, sink);
 }
@@ -111,7 +112,7 @@ constexpr std::size_t RealBinsOfOneScratch(std::size_t length) { return 2 * leng
 template <class Source, class Sink>
 KELVO_INLINE void RealBinsOfOne(const RealTransformView& plan, const Source& source, const Sink& sink, float* scratch) {
   const std::size_t length = plan.inner.length;
-  const NaturalOutput output{{scratch, scratch + length, 1}};
+  const NaturalOutput output{{scratch, scratch + length}};
   TransformOne(plan.inner, source, output, scratch + 2 * length);
   EndBins<Lanes<float, 1>>(plan, output, sink);
   AtWidth(plan.IsHalved() ? length / 2 : (length - 1) / 2, [&]<class Lane>() __attribute__((always_inline)) {

@@ -47,9 +47,9 @@ struct NeighbourBins {
 };
 
 // Where the elements of the inner transform go, exchanged: ascending from k, or descending.
-template <class Placing>
+template <class Placing, class Target>
 struct ElementSink {
-  Elements elements;
+  Target elements;
 
   template <class Lane>
   KELVO_INLINE void Ascending(std::size_t k, const Complex<Lane>& x) const {
@@ -109,11 +109,11 @@ void AddFrames(const SynthesisSettings& settings, const SpectrogramView& spectro
                std::size_t count, const FrameColumns& signal, float* work) {
   using Lane = Floats;
   const RealTransformView& plan = settings.plan;
-  const Elements elements = SideBySideElements<Lane>(work);
+  const auto elements = SideBySideAt<Lane>(work);
   float* const scratch = work + 2 * plan.inner.length * Lane::kSize;
   for (std::size_t t = 0; t < count; t += Lane::kSize) {
     const FrameBins<Lane> bins{spectrogram.data + 2 * (first + t), 2 * spectrogram.frame_n, count - t};
-    const ElementSink<SideBySide> sink{elements};
+    const ElementSink<SideBySide, SideBySideElements<Lane>> sink{elements};
     MergeEndBins<Lane>(plan, bins, sink);
     MergeInnerBins<SideBySide, Lane>(plan, bins, sink);
     TransformSideBySide<Lane>(plan.inner, elements, elements, scratch);
@@ -160,7 +160,7 @@ void AddFrame(const SynthesisSettings& settings, const SpectrogramView& spectrog
   const RealTransformView& plan = settings.plan;
   const std::size_t length = plan.inner.length;
   const std::size_t bin_n = plan.fft_n / 2 + 1;
-  const Elements bins{work, work + bin_n, 1};
+  const NeighbourElements bins{work, work + bin_n};
   // Merged elements and, once they are transformed, the samples.
   float* const merged = work + 2 * bin_n;
   for (std::size_t k = 0; k < bin_n; ++k) {
@@ -168,8 +168,8 @@ void AddFrame(const SynthesisSettings& settings, const SpectrogramView& spectrog
     bins.re[k] = bin[0];
     bins.im[k] = bin[1];
   }
-  const Elements elements{merged, merged + length, 1};
-  const ElementSink<Neighbours> sink{elements};
+  const NeighbourElements elements{merged, merged + length};
+  const ElementSink<Neighbours, NeighbourElements> sink{elements};
   MergeEndBins<Lanes<float, 1>>(plan, NeighbourBins<Lanes<float, 1>>{{bins}}, sink);
   AtWidth(plan.IsHalved() ? length / 2 : length / 2 - 1, [&]<class Lane>() __attribute__((always_inline)) {
     MergeInnerBins<Neighbours, Lane>(plan, NeighbourBins<Lane>{{bins}}, sink);

@@ -51,10 +51,10 @@ class Synthesis {
   bool side_by_side_;
   FrameBlocks blocks_;
   std::vector<float> inner_envelope_;  // [rows] of a column that all the frames around it reach
-  Api::AlignedBuffer signal_;          // side by side the columns of a block, one by one the whole signal
+  std::vector<float> signal_;          // side by side the columns of a block, one by one the whole signal
   std::vector<float> envelope_;        // one by one, of the whole signal
   std::vector<float> column_;
-  Api::AlignedBuffer work_;
+  Api::ScratchBuffer work_;
 };
 
 Synthesis::Synthesis(float* dst, const float* src, const InverseSettings& settings, std::size_t fft_n,
@@ -96,14 +96,14 @@ Synthesis::Synthesis(float* dst, const float* src, const InverseSettings& settin
   side_by_side_ = hop_ > 0 && (fft_n - 1) / hop_ < kMostOverlap &&
                   FrameBlocks::GoSideBySide(used_frame_n_, length, lane_n);
   if (!side_by_side_) {
-    work_ = Api::AlignedBuffer(OneFrameScratch(length));
-    signal_ = Api::AlignedBuffer((used_frame_n_ - 1) * hop_ + fft_n);
-    envelope_ = Api::MakeZeroBuffer(signal_.Size());
+    work_ = Api::ScratchBuffer(OneFrameScratch(length));
+    signal_ = Api::MakeZeroBuffer((used_frame_n_ - 1) * hop_ + fft_n);
+    envelope_ = Api::MakeZeroBuffer(signal_.size());
     return;
   }
-  work_ = Api::AlignedBuffer(SideBySideScratch(length, lane_n));
+  work_ = Api::ScratchBuffer(SideBySideScratch(length, lane_n));
   blocks_ = FrameBlocks(fft_n, hop_, used_frame_n_, lane_n, 0);
-  signal_ = Api::AlignedBuffer(blocks_.FloatCount());
+  signal_ = Api::MakeZeroBuffer(blocks_.FloatCount());
   column_ = Api::MakeZeroBuffer(blocks_.RowCount());
   inner_envelope_ = Api::MakeZeroBuffer(blocks_.RowCount());
   for (std::size_t r = 0; r < inner_envelope_.size(); ++r) {
@@ -125,7 +125,7 @@ void Synthesis::RunSideBySide() {
   const std::size_t shared_n = blocks_.SharedColumnCount();
   for (std::size_t first = 0; first < used_frame_n_; first += blocks_.FrameCount()) {
     const std::size_t count = std::min(blocks_.FrameCount(), used_frame_n_ - first);
-    kernels_.add_frames(settings_, spectrogram_, first, count, {signal_.Data(), blocks_.SampleOffsets()}, work_.Data());
+    kernels_.add_frames(settings_, spectrogram_, first, count, {signal_.data(), blocks_.SampleOffsets()}, work_.Data());
     const bool is_last = first + count == used_frame_n_;
     const std::size_t complete_n = is_last ? count + shared_n : count;
     DivideColumns(first, complete_n);
@@ -133,7 +133,7 @@ void Synthesis::RunSideBySide() {
     if (is_last) break;
     // The columns that the next frames still add to move to the front.
     for (std::size_t r = 0; r < blocks_.RowCount(); ++r) {
-      float* const row = signal_.Data() + r * blocks_.Stride();
+      float* const row = signal_.data() + r * blocks_.Stride();
       std::copy_n(row + count, shared_n, row);
       std::fill(row + shared_n, row + blocks_.Stride(), 0.0f);
     }
@@ -142,12 +142,12 @@ void Synthesis::RunSideBySide() {
 
 void Synthesis::RunOneByOne() {
   for (std::size_t t = 0; t < used_frame_n_; ++t) {
-    kernels_.add_frame(settings_, spectrogram_, t, signal_.Data() + t * hop_, work_.Data());
+    kernels_.add_frame(settings_, spectrogram_, t, signal_.data() + t * hop_, work_.Data());
     float* const envelope = envelope_.data() + t * hop_ + settings_.begin;
     for (std::size_t i = 0; i < window_square_.size(); ++i) envelope[i] += window_square_[i];
   }
-  kernels_.divide(signal_.Data(), envelope_.data(), signal_n_);
-  Deliver({signal_.Data(), signal_n_}, 0);
+  kernels_.divide(signal_.data(), envelope_.data(), signal_n_);
+  Deliver({signal_.data(), signal_n_}, 0);
 }
 
 // The squared windows of the frames that began last_back to first_back columns ago, in that order, in one row.
@@ -168,7 +168,7 @@ void Synthesis::DivideColumns(std::size_t first, std::size_t count) {
   const std::size_t inner_begin = std::min(shared_n > first ? shared_n - first : 0, count);
   const std::size_t inner_end = std::clamp(last_frame + 1 > first ? last_frame + 1 - first : 0, inner_begin, count);
   for (std::size_t r = 0; r < blocks_.RowCount(); ++r) {
-    float* const row = signal_.Data() + r * blocks_.Stride();
+    float* const row = signal_.data() + r * blocks_.Stride();
     kernels_.divide_by_constant(row + inner_begin, inner_envelope_[r], inner_end - inner_begin);
     for (std::size_t c = 0; c < count; ++c) {
       if (c == inner_begin) c = inner_end;
@@ -189,11 +189,11 @@ void Synthesis::DeliverColumns(std::size_t first, std::size_t count) {
     std::size_t end = c;
     while (end < count && is_inside(end)) ++end;
     if (end > c) {
-      stft_kernels_.transpose(dst_.data() + ((first + c) * hop_ - first_), hop_, signal_.Data() + c, blocks_.Stride(),
+      stft_kernels_.transpose(dst_.data() + ((first + c) * hop_ - first_), hop_, signal_.data() + c, blocks_.Stride(),
                               blocks_.RowCount(), end - c);
       c = end;
     } else {
-      stft_kernels_.transpose(column_.data(), 0, signal_.Data() + c, blocks_.Stride(), blocks_.RowCount(), 1);
+      stft_kernels_.transpose(column_.data(), 0, signal_.data() + c, blocks_.Stride(), blocks_.RowCount(), 1);
       Deliver(column_, (first + c) * hop_);
       ++c;
     }

@@ -64,7 +64,7 @@ ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, Output
   const std::size_t bins_n = RoundUp(BinCount() * bins_.stride, 16);
   const std::size_t work_n =
       std::max(side_by_side_ ? SideBySideScratch(length, lane_n) : 0, OneFrameScratch(length));
-  memory_ = Api::AlignedBuffer(parts * bins_n + RoundUp(blocks_.FloatCount(), 16) + RoundUp(work_n, 16) + fft_n);
+  memory_ = Api::ScratchBuffer(parts * bins_n + RoundUp(blocks_.FloatCount(), 16) + RoundUp(work_n, 16) + fft_n);
   float* next = memory_.Data();
   const auto take = [&next](std::size_t count) {
     float* const taken = next;
@@ -75,6 +75,8 @@ ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, Output
   bins_.re = take(bins_n);
   if (parts == 2) bins_.im = take(bins_n);
   columns_ = {take(blocks_.FloatCount()), blocks_.SampleOffsets()};
+  // The lanes of a last vector that hold no frame compute, too, on whatever lies here.
+  std::fill_n(columns_.columns, blocks_.FloatCount(), 0.0f);
   frame_ = take(fft_n);
 }
 

@@ -78,7 +78,7 @@ class ShortTimeTransform {
   BinBlock bins_{};
   float* work_ = nullptr;
   float* frame_ = nullptr;
-  Api::AlignedBuffer memory_;
+  Api::ScratchBuffer memory_;
 };
 
 }  // namespace kelvo::Stft

@@ -124,7 +124,7 @@ KELVO_INLINE void WithForm(const FrameSettings& settings, Run&& run) {
 template <bool kHalved, class Form, bool kScaled>
 void TransformFramesAs(const FrameSettings& settings, const FrameColumns& columns, std::size_t frame_n,
                        const BinBlock& bins, float* work) {
-  const Elements elements = SideBySideElements<Floats>(work);
+  const auto elements = SideBySideAt<Floats>(work);
   float* const scratch = work + 2 * settings.plan.inner.length * Floats::kSize;
   for (std::size_t t = 0; t < frame_n; t += Floats::kSize) {
     const WindowedFrames<kHalved> source{settings, columns.columns + t, columns.sample_offset};
