@@ -37,7 +37,6 @@ class Synthesis {
   const InverseKernels& kernels_;
   SynthesisSettings settings_{};
   SpectrogramView spectrogram_;
-  std::size_t fft_n_;
   std::size_t hop_;
   std::vector<float> window_square_;
   std::vector<float> gain_;
@@ -62,7 +61,6 @@ Synthesis::Synthesis(float* dst, const float* src, const InverseSettings& settin
     : stft_kernels_(Simd::KernelsFor<StftKernels>(level)),
       kernels_(Simd::KernelsFor<InverseKernels>(level)),
       spectrogram_{src, static_cast<std::size_t>(settings.frame_n)},
-      fft_n_(fft_n),
       hop_(static_cast<std::size_t>(settings.hop_n)) {
   settings_.plan = Fft::FftPlanCache::Get().GetInversePlan(static_cast<int>(fft_n)).real.View();
   const std::vector<float>& window = WindowCache::Get().GetWindow(settings.win_n, settings.win_type);
