@@ -386,6 +386,113 @@ KELVO_AUDIO_API int kelvoAudioComplexNorm(float* dst, const float* src, int src_
 KELVO_AUDIO_API int kelvoAudioMagPhase(float* dst_mag, float* dst_phase, const float* src, int freq_n, int frame_n,
                                        float power, int phase_form);
 
+/* ---- Filters ----------------------------------------------------------------------------------------------------- */
+
+/**
+ * Filters a signal: d_coef[0] y[i] = sum over k of n_coef[k] x[i-k] - sum over k >= 1 of d_coef[k] y[i-k], in direct form
+ * II transposed [Oppenheim and Schafer 2010], in double precision with a single-precision state.
+ *
+ * dst       out     [dst_n] floats, of which min(dst_n, src_n) are written; may be src
+ * src       in      [src_n] floats, of which min(dst_n, src_n) are read
+ * n_coef    in      [n_coef_n] floats, the numerator b
+ * d_coef    in      [d_coef_n] floats, the denominator a; all coefficients are divided by d_coef[0]
+ * zi        in/out  [zi_n] floats or null: the state before the first sample, then that behind the last one. With zi_n
+ *                   below max(n_coef_n, d_coef_n) - 1, as with null, the filter starts from zeros and zi stays as it is
+ * dst_n     in      >= 1
+ * src_n     in      >= 1
+ * n_coef_n  in      >= 1
+ * d_coef_n  in      >= 1
+ * zi_n      in      any
+ *
+ * Blocks filtered one after the other with the same zi give the same output as one call. A d_coef[0] of 0 gives
+ * infinities or NaN. Returns OK, BAD_ARGUMENT (null dst, src, n_coef or d_coef; dst_n; src_n; n_coef_n; d_coef_n) or
+ * OUT_OF_MEMORY; on failure dst and zi are untouched. [any thread]
+ *
+ *     float b[3] = {0.0675f, 0.1349f, 0.0675f}, a[3] = {1, -1.1430f, 0.4128f}, state[2];
+ *     int status = kelvoAudioGetLinerFilterZiCoef(state, b, a, 2, 3, 3);
+ *     for (int k = 0; k < 2; ++k) state[k] *= samples[0];
+ *     if (status == KELVO_AUDIO_STATUS_OK)
+ *       status = kelvoAudioLinerFilter(samples, samples, b, a, state, sample_n, sample_n, 3, 3, 2);
+ */
+KELVO_AUDIO_API int kelvoAudioLinerFilter(float* dst, const float* src, const float* n_coef, const float* d_coef,
+                                          float* zi, int dst_n, int src_n, int n_coef_n, int d_coef_n, int zi_n);
+
+/**
+ * The state in which a filter has settled on a constant input of 1: with it as zi of kelvoAudioLinerFilter, a constant
+ * gives a constant from the first sample on.
+ *
+ * dst       out  [dst_n] floats: max(n_coef_n, d_coef_n) - 1 state values, as far as they fit, then zeros
+ * n_coef    in   [n_coef_n] floats
+ * d_coef    in   [d_coef_n] floats; coefficients that sum to zero give infinities or NaN
+ * dst_n     in   >= 1
+ * n_coef_n  in   >= 1
+ * d_coef_n  in   >= 1
+ *
+ * Returns OK, BAD_ARGUMENT (null dst, n_coef or d_coef; dst_n; n_coef_n; d_coef_n) or OUT_OF_MEMORY. [any thread]
+ */
+KELVO_AUDIO_API int kelvoAudioGetLinerFilterZiCoef(float* dst, const float* n_coef, const float* d_coef, int dst_n,
+                                                   int n_coef_n, int d_coef_n);
+
+/**
+ * Filters a signal forwards and then backwards, each time from the settled state of its first sample, so that no
+ * frequency is delayed and each is weighted by the square of the filter's magnitude [Gustafsson 1996]. In double
+ * precision throughout.
+ *
+ * dst       out  [dst_n] floats; may be src
+ * src       in   [src_n] floats
+ * n_coef    in   [n_coef_n] floats
+ * d_coef    in   [d_coef_n] floats
+ * dst_n     in   >= 1: fewer than src_n receive the first outputs, more also the filtered padding behind the signal, as
+ *                far as there is any; the rest is left as it is
+ * src_n     in   >= 1
+ * n_coef_n  in   >= 1
+ * d_coef_n  in   >= 1
+ * pad_type  in   KELVO_AUDIO_PAD_...
+ * pad_len   in   samples added at each end while filtering, >= 0, and < src_n for odd and even padding; 0 adds none.
+ *                3 * max(n_coef_n, d_coef_n) is usual
+ *
+ * Returns OK, BAD_ARGUMENT (null dst, src, n_coef or d_coef; dst_n; src_n; n_coef_n; d_coef_n; pad_type; pad_len),
+ * OUT_OF_MEMORY or UNEXPECTED_ERROR (src_n + 2 * pad_len above 2^31 - 1). [any thread]
+ */
+KELVO_AUDIO_API int kelvoAudioFilterFilter(float* dst, const float* src, const float* n_coef, const float* d_coef,
+                                           int dst_n, int src_n, int n_coef_n, int d_coef_n, int pad_type, int pad_len);
+
+/* ---- Resampling -------------------------------------------------------------------------------------------------- */
+
+/**
+ * Converts a signal to another sample rate: each output is a sum over 65 inputs, weighted by a sinc under a Blackman
+ * window, cut off at half the lower rate [Crochiere and Rabiner 1983].
+ *
+ * dst              out  [dst_n] floats; may be src
+ * src              in   [src_n] floats; zeros are assumed beyond its ends
+ * dst_sample_rate  in   >= 1; only the ratio of the rates matters
+ * dst_n            in   >= 1, normally the length that kelvoAudioGetResampleLen gives; what lies beyond it becomes 0
+ * src_sample_rate  in   >= 1
+ * src_n            in   >= 1
+ *
+ * With U : D the rates in lowest terms, output m is centred on input m D / U, for even U on m D / U - 1 / (2 U). Outputs
+ * end where that reaches the last input: the last few are 0, and so is all of dst for src_n 1.
+ *
+ * Returns OK, BAD_ARGUMENT (null dst or src; dst_sample_rate; dst_n; src_sample_rate; src_n) or OUT_OF_MEMORY (also for
+ * ratios of enormous numbers: dst_sample_rate in lowest terms needs 520 bytes a unit).
+ * [any thread] [the first call per ratio builds a table]
+ */
+KELVO_AUDIO_API int kelvoAudioResample(float* dst, const float* src, int dst_sample_rate, int dst_n, int src_sample_rate,
+                                       int src_n);
+
+/**
+ * Number of samples that kelvoAudioResample makes of a signal.
+ *
+ * dst              out  ceil(dst_sample_rate / src_sample_rate * src_sample_n), formed in double precision, at most
+ *                       2147483647
+ * dst_sample_rate  in   >= 1
+ * src_sample_n     in   >= 1
+ * src_sample_rate  in   >= 1
+ *
+ * Returns OK or BAD_ARGUMENT (null dst; dst_sample_rate; src_sample_rate; src_sample_n). [any thread]
+ */
+KELVO_AUDIO_API int kelvoAudioGetResampleLen(int* dst, int dst_sample_rate, int src_sample_n, int src_sample_rate);
+
 #ifdef __cplusplus
 }
 #endif

@@ -62,7 +62,12 @@ inline void CheckSpanThreshold(float thr_db) { FailIf(thr_db < 0.0f, "Invalid th
 inline void CheckDestinationSize(int dst_n) { FailIf(dst_n < 1, "Invalid dst_n size."); }
 // The denominator's count is reported in the numerator's name; this is meant, callers know the text.
 inline void CheckCoefficientSize(int coef_n) { FailIf(coef_n < 1, "Invalid n_coef_n size."); }
+inline void CheckPadType(int pad_type) {
+  FailIf(!IsAcceptedValue(pad_type, {0, 1, 2, 3}), "Invalid pad_type format.");
+}
+inline void CheckPadLength(bool failed) { FailIf(failed, "Invalid pad_len value."); }
 inline void CheckTargetRate(int dst_sample_rate) { FailIf(dst_sample_rate < 1, "Invalid dst_sample_rate value."); }
 inline void CheckSourceRate(int src_sample_rate) { FailIf(src_sample_rate < 1, "Invalid src_sample_rate value."); }
+inline void CheckSourceSampleValue(int src_sample_n) { FailIf(src_sample_n < 1, "Invalid src_sample_n value."); }
 
 }  // namespace kelvo::Api

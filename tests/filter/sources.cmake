@@ -1,1 +1,6 @@
-set(sources)
+set(sources
+  filter_initial_state_test.cpp
+  linear_filter_test.cpp
+  resample_test.cpp
+  zero_phase_filter_test.cpp
+)

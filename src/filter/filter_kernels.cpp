@@ -1,0 +1,300 @@
+// The linear filter in lanes.
+//
+// The recurrence binds a sample to the one before: y needs z[0], z[0] needs the last y. Three forms run it, all with the
+// same operations in the same order for every value:
+//  - few state values: everything in registers, one sample at a time;
+//  - more: as many samples at a time as a vector has lanes. The first state values decide the outputs of these samples
+//    and are few; the others wait until all outputs are known and then run through the samples in lanes, each ending
+//    where it was bound for. Vectors are loaded and stored at the same places for every group, without a shift.
+//  - no feedback (all a[k] = +0): an output is a chain of its own, from the oldest input to the newest, so outputs lie
+//    in lanes. See ChainsAreExact for where the products with a[k] = 0 could be seen.
+#include "filter/filter_kernels.h"
+
+#include "simd/lanes.h"
+
+namespace kelvo::Filter {
+namespace {
+
+using namespace Simd;
+
+// The widest vectors of the blocked recurrence: the wider they are, the more of a group is decided one by one.
+using StateLanes = Lanes<double, (Doubles::kSize < 4 ? Doubles::kSize : 4)>;
+
+template <class State, std::size_t N>
+KELVO_INLINE Lanes<double, N> RoundTo(Lanes<double, N> value) {
+  if constexpr (sizeof(State) == sizeof(float)) {
+    return ToDouble(ToFloat(value));
+  } else {
+    return value;
+  }
+}
+
+template <std::size_t N>
+KELVO_INLINE double GetLane(Lanes<double, N> lanes, std::size_t i) {
+  if constexpr (N == 1) {
+    return lanes.v;
+  } else {
+    return lanes.v[i];
+  }
+}
+
+// (0, 1, 2 ...)
+template <class Lane>
+KELVO_INLINE Lane LanePositions() {
+  constexpr double kPositions[] = {0, 1, 2, 3, 4, 5, 6, 7};
+  return Lane::Load(kPositions);
+}
+
+// One state value's step through one sample.
+template <class State, class Lane>
+KELVO_INLINE Lane AdvanceState(Lane state, Lane b, Lane x, Lane a, Lane y) {
+  return RoundTo<State>((b * x + state) - a * y);
+}
+
+template <class State, std::size_t kStateN, class Output, class Input>
+KELVO_INLINE void FilterInRegisters(const FilterSignal<Output, Input>& signal, const FilterTables& filter) {
+  using One = Lanes<double, 1>;
+  One b[kStateN + 1], a[kStateN + 1], z[kStateN + 1];
+#pragma GCC unroll 16
+  for (std::size_t k = 0; k <= kStateN; ++k) {
+    b[k] = {filter.b[k]};
+    a[k] = {filter.a[k]};
+    z[k] = {k < kStateN ? filter.state[k] : -0.0};
+  }
+  const Input* src = signal.src;
+  Output* dst = signal.dst;
+  for (std::size_t i = 0; i < signal.count; ++i, src += signal.step, dst += signal.step) {
+    const One x = {static_cast<double>(*src)};
+    const One y = b[0] * x + z[0];
+    *dst = static_cast<Output>(y.v);
+#pragma GCC unroll 16
+    for (std::size_t k = 1; k < kStateN; ++k) z[k - 1] = AdvanceState<State>(z[k], b[k], x, a[k], y);
+    z[kStateN - 1] = RoundTo<State>(b[kStateN] * x - a[kStateN] * y);
+  }
+#pragma GCC unroll 16
+  for (std::size_t k = 0; k < kStateN; ++k) filter.state[k] = z[k].v;
+}
+
+// The state values at k, k + 1 ... after the group's samples, when they will be those at k - kGroupN, ... A value that
+// enters at the end of the state only while the group runs is held at -0 until then.
+template <class State, bool kIsLast, class Lane>
+KELVO_INLINE Lane AdvanceGroup(std::size_t k, const FilterTables& filter, const double* x, const double* y) {
+  Lane z = Lane::Load(filter.state + k);
+#pragma GCC unroll 8
+  for (std::size_t t = 0; t < Lane::kSize; ++t) {
+    const Lane advanced = AdvanceState<State>(z, Lane::Load(filter.b + k - t), Lane::Broadcast(x[t]),
+                                              Lane::Load(filter.a + k - t), Lane::Broadcast(y[t]));
+    if constexpr (kIsLast) {
+      const auto moved_to = static_cast<double>(k - t - 1);
+      z = SelectLess(LanePositions<Lane>() + Lane::Broadcast(moved_to),
+                     Lane::Broadcast(static_cast<double>(filter.length - 1)), advanced, Lane::Broadcast(-0.0));
+    } else {
+      z = advanced;
+    }
+  }
+  return z;
+}
+
+template <class State, class Lane>
+KELVO_INLINE Lane AdvanceGroupAt(std::size_t k, const FilterTables& filter, const double* x, const double* y) {
+  return k + Lane::kSize <= filter.length - 1 ? AdvanceGroup<State, false, Lane>(k, filter, x, y)
+                                              : AdvanceGroup<State, true, Lane>(k, filter, x, y);
+}
+
+// Groups of as many samples as there are lanes, from sample i on; needs as many state values. Returns the first sample
+// that is left over.
+template <class State, class Lane, class Output, class Input>
+KELVO_INLINE std::size_t FilterInGroups(std::size_t i, const FilterSignal<Output, Input>& signal,
+                                        const FilterTables& filter) {
+  using One = Lanes<double, 1>;
+  constexpr std::size_t kGroupN = Lane::kSize;
+  const std::size_t state_n = filter.length - 1;
+  double head[kGroupN];
+  for (std::size_t u = 0; u < kGroupN; ++u) head[u] = filter.state[u];
+  for (; i + kGroupN <= signal.count; i += kGroupN) {
+    const Input* const src = signal.src + static_cast<std::ptrdiff_t>(i) * signal.step;
+    Output* const dst = signal.dst + static_cast<std::ptrdiff_t>(i) * signal.step;
+    double x[kGroupN], y[kGroupN];
+#pragma GCC unroll 8
+    for (std::size_t t = 0; t < kGroupN; ++t) x[t] = static_cast<double>(src[static_cast<std::ptrdiff_t>(t) * signal.step]);
+#pragma GCC unroll 8
+    for (std::size_t t = 0; t < kGroupN; ++t) {
+      y[t] = filter.b[0] * x[t] + head[t];
+      dst[static_cast<std::ptrdiff_t>(t) * signal.step] = static_cast<Output>(y[t]);
+#pragma GCC unroll 8
+      for (std::size_t u = t + 1; u < kGroupN; ++u) {
+        head[u] = AdvanceState<State>(One{head[u]}, One{filter.b[u - t]}, One{x[t]}, One{filter.a[u - t]}, One{y[t]}).v;
+      }
+    }
+    const Lane next_head = AdvanceGroupAt<State, Lane>(kGroupN, filter, x, y);
+    std::size_t k = 2 * kGroupN;
+    for (; k + kGroupN <= state_n; k += kGroupN) {
+      AdvanceGroup<State, false, Lane>(k, filter, x, y).Store(filter.state + k - kGroupN);
+    }
+    for (; k < state_n + kGroupN; k += kGroupN) {
+      AdvanceGroup<State, true, Lane>(k, filter, x, y).Store(filter.state + k - kGroupN);
+    }
+#pragma GCC unroll 8
+    for (std::size_t u = 0; u < kGroupN; ++u) head[u] = GetLane(next_head, u);
+  }
+  for (std::size_t u = 0; u < kGroupN; ++u) filter.state[u] = head[u];
+  return i;
+}
+
+template <class State, class Output, class Input>
+KELVO_INLINE void FilterRecursively(const FilterSignal<Output, Input>& signal, const FilterTables& filter) {
+  switch (filter.length - 1) {
+    case 1: return FilterInRegisters<State, 1>(signal, filter);
+    case 2: return FilterInRegisters<State, 2>(signal, filter);
+    case 3: return FilterInRegisters<State, 3>(signal, filter);
+    case 4: return FilterInRegisters<State, 4>(signal, filter);
+    default: break;
+  }
+  const std::size_t i = FilterInGroups<State, StateLanes>(0, signal, filter);
+  FilterInGroups<State, Lanes<double, 1>>(i, signal, filter);
+}
+
+template <class State, class Output, class Input>
+void Recursive(const FilterSignal<Output, Input>& signal, const FilterTables& filter) {
+  FilterRecursively<State>(signal, filter);
+}
+
+// One of kVectorN vectors' chains: values[0], values[1] ... are the lanes' newest inputs, so values[-j] the inputs that
+// meet coefficient j. Coefficients from `oldest` down to `newest`, the state rounded after each but the output's.
+template <class State, std::size_t kVectorN, class Lane>
+KELVO_INLINE void RunChains(Lane (&z)[kVectorN], const double* values, const double* b, std::size_t oldest,
+                            std::size_t newest) {
+#pragma GCC unroll 8
+  for (std::size_t v = 0; v < kVectorN; ++v) {
+    z[v] = RoundTo<State>(Lane::Broadcast(b[oldest]) * Lane::Load(values + v * Lane::kSize - oldest));
+  }
+  for (std::size_t j = oldest; j-- > newest;) {
+    const Lane coefficient = Lane::Broadcast(b[j]);
+#pragma GCC unroll 8
+    for (std::size_t v = 0; v < kVectorN; ++v) {
+      z[v] = RoundTo<State>(coefficient * Lane::Load(values + v * Lane::kSize - j) + z[v]);
+    }
+  }
+}
+
+// The outputs of a block, from output i on; may write up to the end of the last vector. `input` points to the block's
+// first input, behind length - 1 older ones.
+template <class State, std::size_t kVectorN, class Lane>
+KELVO_INLINE std::size_t ComputeOutputs(std::size_t i, std::size_t count, double* output, const double* input,
+                                        const FilterTables& filter) {
+  for (; i + kVectorN * Lane::kSize <= count; i += kVectorN * Lane::kSize) {
+    Lane z[kVectorN];
+    RunChains<State>(z, input + i, filter.b, filter.length - 1, 1);
+#pragma GCC unroll 8
+    for (std::size_t v = 0; v < kVectorN; ++v) {
+      const Lane x = Lane::Load(input + i + v * Lane::kSize);
+      (Lane::Broadcast(filter.b[0]) * x + z[v]).Store(output + i + v * Lane::kSize);
+    }
+  }
+  return i;
+}
+
+// The state behind `count` inputs: the chains of the outputs to come, as far as they have got. May write up to the end
+// of the last vector.
+template <class State, class Lane>
+KELVO_INLINE void ComputeState(double* state, const double* input_end, const FilterTables& filter) {
+  const std::size_t last = filter.length - 1;
+  for (std::size_t k = 0; k < last; k += Lane::kSize) {
+    const Lane lane = LanePositions<Lane>();
+    Lane z = Lane::Broadcast(-0.0);
+    // Value k has passed coefficients `last` to k + 1; the lanes stop one after the other.
+    for (std::size_t j = last; j > k; --j) {
+      const Lane advanced =
+          RoundTo<State>(Lane::Broadcast(filter.b[j]) * Lane::Load(input_end + k - j) + z);
+      z = SelectLess(lane, Lane::Broadcast(static_cast<double>(j - k)), advanced, z);
+    }
+    z.Store(state + k);
+  }
+}
+
+struct ZeroSigns {
+  bool minus_zero = false;  // some value is -0
+  bool negative = false;    // some value's sign is set
+};
+
+KELVO_INLINE ZeroSigns FindSigns(const double* values, std::size_t count) {
+  constexpr unsigned long long kSign = 1ull << 63;
+  unsigned long long any_bits = 0;
+  unsigned long long any_minus_zero = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    unsigned long long bits;
+    __builtin_memcpy(&bits, values + i, sizeof(bits));
+    any_bits |= bits;
+    any_minus_zero |= bits == kSign ? 1u : 0u;
+  }
+  return {any_minus_zero != 0, (any_bits & kSign) != 0};
+}
+
+KELVO_INLINE bool AllFinite(const double* values, std::size_t count) {
+  double poison = 0.0;
+  for (std::size_t i = 0; i < count; ++i) poison += values[i] - values[i];  // NaN once anything is not finite
+  return poison == 0.0;
+}
+
+// Chains leave out "- a[k] y" with a[k] = +0. If y is finite the product is a zero, and subtracting it changes nothing
+// unless y has its sign set: then it turns a -0 into +0. So the recurrence's values equal the chains', except that some
+// -0 may be +0, and what is +0 in a chain is +0 in the recurrence. A difference shows only where a chain ends in -0, and
+// it needs a y with its sign set, in this block or in the past of the state that the block begins with.
+KELVO_INLINE bool ChainsAreExact(ZeroSigns outputs, ZeroSigns state, bool began_exact) {
+  return (began_exact && !outputs.negative) || !(outputs.minus_zero || state.minus_zero);
+}
+
+template <class State, class Output, class Input>
+void FeedForward(const FilterSignal<Output, Input>& signal, const FilterTables& filter, const FirScratch& scratch) {
+  const std::size_t state_n = filter.length - 1;
+  const auto at = [&](std::size_t i) { return static_cast<std::ptrdiff_t>(i) * signal.step; };
+  const auto part = [&](std::size_t i, std::size_t count) {
+    return FilterSignal<Output, Input>{signal.dst + at(i), signal.src + at(i), signal.step, count};
+  };
+  // The inputs that the next block's chains begin with, before dst can overwrite them.
+  for (std::size_t i = 0; i < state_n; ++i) scratch.input[i] = static_cast<double>(signal.src[at(i)]);
+  FilterRecursively<State>(part(0, state_n), filter);
+
+  double* const block_input = scratch.input + state_n;
+  bool state_is_exact = false;  // the state has the bits of the chains
+  for (std::size_t i = state_n; i < signal.count;) {
+    const std::size_t count = signal.count - i < scratch.block_n ? signal.count - i : scratch.block_n;
+    for (std::size_t n = 0; n < count; ++n) block_input[n] = static_cast<double>(signal.src[at(i + n)]);
+    std::size_t n = ComputeOutputs<State, 8, Doubles>(0, count, scratch.output, block_input, filter);
+    n = ComputeOutputs<State, 1, Doubles>(n, count, scratch.output, block_input, filter);
+    ComputeOutputs<State, 1, Lanes<double, 1>>(n, count, scratch.output, block_input, filter);
+    ComputeState<State, Doubles>(scratch.state, block_input + count, filter);
+    // What follows an infinite output is NaN for good: 0 y is NaN, and enters every state value.
+    const double newest_state = filter.state[state_n - 1];
+    if (newest_state != newest_state || !AllFinite(scratch.output, count)) {
+      return FilterRecursively<State>(part(i, signal.count - i), filter);
+    }
+    const ZeroSigns output_signs = FindSigns(scratch.output, count);
+    if (ChainsAreExact(output_signs, FindSigns(scratch.state, state_n), state_is_exact)) {
+      state_is_exact = true;
+      for (n = 0; n < count; ++n) signal.dst[at(i + n)] = static_cast<Output>(scratch.output[n]);
+      for (std::size_t k = 0; k < state_n; ++k) filter.state[k] = scratch.state[k];
+    } else {
+      // All of the final state stems from this block if that is long enough.
+      state_is_exact = !output_signs.negative && count >= state_n;
+      FilterRecursively<State>(part(i, count), filter);
+    }
+    for (std::size_t k = 0; k < state_n; ++k) scratch.input[k] = scratch.input[k + count];
+    i += count;
+  }
+}
+
+template <class State, class Output, class Input>
+constexpr FilterPair<Output, Input> kPair{Recursive<State, Output, Input>, FeedForward<State, Output, Input>};
+
+constexpr FilterKernels kKernels{kPair<float, float, float>, kPair<double, double, float>, kPair<double, float, double>,
+                                 kPair<double, double, double>};
+
+}  // namespace
+}  // namespace kelvo::Filter
+
+template <>
+const kelvo::Filter::FilterKernels&
+kelvo::Simd::KernelsAt<kelvo::Filter::FilterKernels, kelvo::Simd::Level::KELVO_LEVEL>() {
+  return kelvo::Filter::kKernels;
+}

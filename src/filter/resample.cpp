@@ -1,0 +1,173 @@
+// Sample-rate conversion: cuts the signal into segments for the kernels.
+#include "filter/resample.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <vector>
+
+#include "api/buffers.h"
+#include "api/int_math.h"
+#include "filter/resample_filter.h"
+#include "filter/resample_kernels.h"
+
+namespace kelvo::Filter {
+namespace {
+
+// A block's inputs and outputs of all segments should stay in the second-level cache.
+constexpr std::size_t kBlockInputN = 1024;
+constexpr std::size_t kBlockOutputN = 1024;
+
+// The whole conversion, cut into `segment_n` segments of whole cycles.
+struct Segments {
+  std::size_t segment_n;
+  std::size_t output_n;  // outputs of each segment; the last segments may have fewer, or none
+  std::int64_t input_n;  // input samples from one segment to the next
+};
+
+// Outputs whose position in the input lies before its last sample; at least one.
+std::size_t CountOutputs(const ResampleFilter& filter, std::size_t src_n, std::size_t limit) {
+  // Position of output m is floor((first_phase + m down) / up): 64 bits hold it.
+  const auto numerator = (static_cast<std::int64_t>(src_n) - 1) * filter.up - filter.phase[0];
+  const std::int64_t count = (numerator + filter.down - 1) / filter.down;
+  return static_cast<std::size_t>(std::min(count, static_cast<std::int64_t>(limit)));
+}
+
+std::int64_t PositionOf(const ResampleFilter& filter, std::size_t output) {
+  return (filter.phase[0] + static_cast<std::int64_t>(output) * filter.down) / filter.up;
+}
+
+// Many segments keep the CPU busy, but the last of them may come out empty. The weights are the measured costs of an
+// output and of an input sample, relative to one another; they only decide about speed.
+Segments ChooseSegments(const ResampleFilter& filter, std::size_t output_n) {
+  const auto up = static_cast<std::size_t>(filter.up);
+  const std::size_t cycle_n = (output_n + up - 1) / up;
+  Segments best{};
+  double least_cost = std::numeric_limits<double>::infinity();
+  for (const std::size_t segment_n : kSegmentCounts) {
+    const std::size_t segment_cycles = (cycle_n + segment_n - 1) / segment_n;
+    const auto width = static_cast<double>(segment_n);
+    const double cost_of_output = 1.0 + 4.0 / width;
+    constexpr double kCostOfInput = 0.08;
+    const double outputs = static_cast<double>(std::min(segment_cycles * up, output_n));
+    const double inputs = static_cast<double>(segment_cycles) * static_cast<double>(filter.down) + 2.0 * kTapReach;
+    const double cost = width * (outputs * cost_of_output + inputs * kCostOfInput);
+    if (cost < least_cost) {
+      least_cost = cost;
+      best = {segment_n, segment_cycles * up, static_cast<std::int64_t>(segment_cycles) * filter.down};
+    }
+  }
+  return best;
+}
+
+class SegmentedResampler {
+ public:
+  SegmentedResampler(const ResampleFilter& filter, std::span<const float> src, std::size_t output_n, Simd::Level level)
+      : filter_(filter),
+        kernels_(Simd::KernelsFor<ResampleKernels>(level)),
+        src_(src),
+        output_n_(output_n),
+        segments_(ChooseSegments(filter, output_n)) {
+    segments_.output_n = std::min(segments_.output_n, output_n);
+    // Between two outputs n apart the position advances by at most n down / up + 1.
+    const auto apart = static_cast<std::int64_t>(kBlockInputN - kTapN - 1) * filter.up / filter.down;
+    block_output_n_ = std::min({static_cast<std::size_t>(apart) + 1, kBlockOutputN, segments_.output_n});
+    const auto block_input_n = static_cast<std::size_t>(
+        static_cast<std::int64_t>(block_output_n_ - 1) * filter.down / filter.up + 1 + static_cast<std::int64_t>(kTapN));
+    const std::size_t row_n = segments_.segment_n;
+    edges_.resize(row_n * block_input_n);
+    interleaved_ = Api::AlignedBuffer(2 * row_n * block_input_n);
+    output_ = Api::AlignedBuffer(row_n * block_output_n_);
+  }
+
+  // dst is as long as the conversion.
+  void Run(float* dst) {
+    for (std::size_t first = 0; first < segments_.output_n; first += block_output_n_) {
+      RunBlock(dst, first, std::min(block_output_n_, segments_.output_n - first));
+    }
+  }
+
+ private:
+  // Outputs `first` to `first + count` of each segment.
+  void RunBlock(float* dst, std::size_t first, std::size_t count) {
+    const std::int64_t position = PositionOf(filter_, first);
+    const auto input_n = static_cast<std::size_t>(PositionOf(filter_, first + count - 1) - position) + kTapN;
+    std::array<const float*, kMaxSegmentN> inputs;
+    std::array<float*, kMaxSegmentN> outputs;
+    std::array<std::size_t, kMaxSegmentN> counts;
+    for (std::size_t s = 0; s < segments_.segment_n; ++s) {
+      const std::size_t begin = std::min(s * segments_.output_n + first, output_n_);
+      counts[s] = std::min(count, output_n_ - begin);
+      outputs[s] = dst + begin;
+      // An empty segment computes along with the first one.
+      inputs[s] = counts[s] == 0 ? inputs[0] : CutInput(s, position, input_n);
+    }
+    auto* const interleaved = reinterpret_cast<double*>(interleaved_.Data());
+    kernels_.interleave(interleaved, inputs.data(), segments_.segment_n, input_n);
+    const auto up = static_cast<std::size_t>(filter_.up);
+    kernels_.filter(output_.Data(), interleaved, segments_.segment_n, count,
+                    {filter_.taps.data(), filter_.phase.data(), filter_.step.data(), up, first % up});
+    kernels_.deinterleave(outputs.data(), counts.data(), output_.Data(), segments_.segment_n);
+  }
+
+  // `count` samples of the signal around `position` of segment s, zeros beyond its ends.
+  const float* CutInput(std::size_t s, std::int64_t position, std::size_t count) {
+    const auto begin =
+        static_cast<std::int64_t>(s) * segments_.input_n + position - static_cast<std::int64_t>(kTapReach);
+    const auto src_n = static_cast<std::int64_t>(src_.size());
+    const auto end = begin + static_cast<std::int64_t>(count);
+    if (begin >= 0 && end <= src_n) return src_.data() + begin;
+    float* const edge = edges_.data() + s * (edges_.size() / segments_.segment_n);
+    const std::int64_t inside = std::clamp<std::int64_t>(-begin, 0, static_cast<std::int64_t>(count));
+    const std::int64_t after = std::clamp<std::int64_t>(src_n - begin, inside, static_cast<std::int64_t>(count));
+    std::fill(edge, edge + inside, 0.0f);
+    if (after > inside) std::copy(src_.data() + begin + inside, src_.data() + begin + after, edge + inside);
+    std::fill(edge + after, edge + count, 0.0f);
+    return edge;
+  }
+
+  const ResampleFilter& filter_;
+  const ResampleKernels& kernels_;
+  std::span<const float> src_;
+  std::size_t output_n_;
+  Segments segments_;
+  std::size_t block_output_n_;
+  std::vector<float> edges_;
+  Api::AlignedBuffer interleaved_;
+  Api::AlignedBuffer output_;
+};
+
+bool Overlap(std::span<const float> a, std::span<const float> b) {
+  const std::less<const float*> before;
+  return before(a.data(), b.data() + b.size()) && before(b.data(), a.data() + a.size());
+}
+
+}  // namespace
+
+int ComputeResampleLen(int dst_sample_rate, int src_n, int src_sample_rate) {
+  // The quotient first, and of the rates as given: reduced ones can round otherwise.
+  const double ratio = static_cast<double>(dst_sample_rate) / static_cast<double>(src_sample_rate);
+  return Api::SaturateToInt(::ceil(ratio * static_cast<double>(src_n)));
+}
+
+void Resample(std::span<float> dst, std::span<const float> src, int dst_sample_rate, int src_sample_rate,
+              Simd::Level level) {
+  const ResampleFilter& filter = ResampleFilterCache::Get().GetFilterBank(dst_sample_rate, src_sample_rate);
+  const auto length = static_cast<std::size_t>(
+      ComputeResampleLen(dst_sample_rate, static_cast<int>(src.size()), src_sample_rate));
+  std::size_t output_n = 0;
+  if (src.size() > 1) {
+    // Segments are read and written in turn, so they may not share memory.
+    std::vector<float> copy;
+    if (Overlap(dst, src)) copy.assign(src.begin(), src.end());
+    output_n = CountOutputs(filter, src.size(), std::min(length, dst.size()));
+    SegmentedResampler(filter, copy.empty() ? src : copy, output_n, level).Run(dst.data());
+  }
+  std::fill(dst.begin() + static_cast<std::ptrdiff_t>(output_n), dst.end(), 0.0f);
+}
+
+}  // namespace kelvo::Filter

@@ -1,0 +1,45 @@
+// The polyphase filters of a rate ratio, designed once and shared.
+#pragma once
+
+#include <compare>
+#include <cstddef>
+#include <vector>
+
+#include "fft/table_cache.h"
+#include "filter/resample_kernels.h"
+
+namespace kelvo::Filter {
+
+// Taps of a phase filter before its centre, and behind it.
+inline constexpr std::size_t kTapReach = (kTapN - 1) / 2;
+
+// For `up` outputs per `down` inputs, in lowest terms.
+struct ResampleFilter {
+  int up;
+  int down;
+  std::vector<double> taps;  // [up x kTapN]: the filter of each phase, newest input first
+  std::vector<int> phase;    // [up]: the phase of each output in a cycle
+  std::vector<int> step;     // [up]: how far the input position advances behind it
+};
+
+// Windowed sincs [Crochiere and Rabiner 1983] under a Blackman window [Blackman and Tukey 1958], cut off at the lower of
+// the two Nyquist frequencies.
+ResampleFilter BuildRatio(int up, int down);
+
+class ResampleFilterCache {
+ public:
+  static ResampleFilterCache& Get();
+
+  // Only the ratio of the rates matters. Valid until the process ends.
+  const ResampleFilter& GetFilterBank(int dst_sample_rate, int src_sample_rate);
+
+ private:
+  struct Ratio {
+    int up;
+    int down;
+    auto operator<=>(const Ratio&) const = default;
+  };
+  Fft::TableCache<Ratio, ResampleFilter> filters_;
+};
+
+}  // namespace kelvo::Filter

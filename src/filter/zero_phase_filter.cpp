@@ -1,0 +1,109 @@
+// Zero-phase filtering.
+#include "filter/zero_phase_filter.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <limits>
+#include <memory>
+#include <stdexcept>
+#include <vector>
+
+#include "api/buffers.h"
+#include "api/checks.h"
+#include "filter/filter_coefficients.h"
+#include "filter/filter_initial_state.h"
+#include "filter/linear_filter.h"
+#if __has_include("stft/frames.h")
+#include "stft/frames.h"
+#else
+namespace kelvo::Stft {
+static void ExtractFrameReflect(std::span<float> frame, std::span<const float> src, std::int64_t start,
+                                std::int64_t pad) {
+  const auto sample_n = static_cast<std::int64_t>(src.size());
+  for (std::size_t k = 0; k < frame.size(); ++k) {
+    std::int64_t j = start - pad + static_cast<std::int64_t>(k);
+    while (sample_n > 1 && (j < 0 || j >= sample_n)) j = j < 0 ? -j : 2 * sample_n - 2 - j;
+    frame[k] = src[sample_n > 1 ? static_cast<std::size_t>(j) : 0];
+  }
+}
+}  // namespace kelvo::Stft
+#endif
+
+namespace kelvo::Filter {
+namespace {
+
+// Fills frame by position: beyond(position) outside src.
+template <class Beyond>
+void ExtractFrameFrom(std::span<float> frame, std::span<const float> src, std::int64_t position, Beyond beyond) {
+  const auto sample_n = static_cast<std::int64_t>(src.size());
+  for (float& sample : frame) {
+    sample = position >= 0 && position < sample_n ? src[static_cast<std::size_t>(position)] : beyond(position);
+    ++position;
+  }
+}
+
+std::vector<float> ExtendSignal(std::span<const float> src, int pad_type, int pad_len) {
+  const std::int64_t extended_n = static_cast<std::int64_t>(src.size()) + 2 * std::int64_t{pad_len};
+  if (extended_n > std::numeric_limits<int>::max()) throw std::length_error("extended signal too long");
+  std::vector<float> extended = Api::MakeZeroBuffer(static_cast<std::uint64_t>(extended_n));
+  switch (static_cast<FilterPadType>(pad_type)) {
+    case FilterPadType::Odd: ExtractFrameOdd(extended, src, 0, pad_len); break;
+    case FilterPadType::Even: Stft::ExtractFrameReflect(extended, src, 0, pad_len); break;
+    case FilterPadType::Constant: ExtractFrameEdge(extended, src, 0, pad_len); break;
+    default: Api::FailIf(true, "Invalid pad_type.");
+  }
+  return extended;
+}
+
+std::vector<double> ScaleState(const std::vector<double>& settled, double scale) {
+  std::vector<double> state(settled.size());
+  std::transform(settled.begin(), settled.end(), state.begin(), [&](double value) { return scale * value; });
+  return state;
+}
+
+}  // namespace
+
+void ExtractFrameOdd(std::span<float> frame, std::span<const float> src, std::int64_t start, std::int64_t pad) {
+  const auto last = static_cast<std::int64_t>(src.size()) - 1;
+  ExtractFrameFrom(frame, src, start - pad, [&](std::int64_t position) {
+    const std::int64_t edge = position < 0 ? 0 : last;
+    const float edge_sample = src[static_cast<std::size_t>(edge)];
+    // The doubled edge first: it may round or overflow before the difference does.
+    return (edge_sample + edge_sample) - src[static_cast<std::size_t>(2 * edge - position)];
+  });
+}
+
+void ExtractFrameEdge(std::span<float> frame, std::span<const float> src, std::int64_t start, std::int64_t pad) {
+  ExtractFrameFrom(frame, src, start - pad,
+                   [&](std::int64_t position) { return position < 0 ? src.front() : src.back(); });
+}
+
+void FilterFilterCore(std::span<float> dst, std::span<const float> src, std::span<const float> n_coef,
+                      std::span<const float> d_coef, int pad_type, int pad_len, Simd::Level level) {
+  const bool is_padded = pad_len > 0 && pad_type != static_cast<int>(FilterPadType::None);
+  std::vector<float> extended;
+  if (is_padded) extended = ExtendSignal(src, pad_type, pad_len);
+  const std::span<const float> signal = is_padded ? std::span<const float>(extended) : src;
+
+  const std::size_t length = FilterLength(n_coef, d_coef);
+  std::vector<double> settled(length > 1 ? length - 1 : 0);
+  LinerFilterZi<double>(settled, n_coef, d_coef);
+
+  // Not initialised: the forward pass writes all of it.
+  const auto storage = std::make_unique_for_overwrite<double[]>(signal.size());
+  const std::span<double> filtered(storage.get(), signal.size());
+  std::vector<double> state = ScaleState(settled, static_cast<double>(signal[0]));
+  LinerFilterCore<double, float, double>(filtered, signal, n_coef, d_coef, state, false, level);
+  state = ScaleState(settled, filtered.back());
+
+  if (!is_padded && dst.size() == signal.size()) {
+    LinerFilterCore<float, double, double>(dst, filtered, n_coef, d_coef, state, true, level);
+    return;
+  }
+  LinerFilterCore<double, double, double>(filtered, filtered, n_coef, d_coef, state, true, level);
+  const std::span<const double> result = filtered.subspan(is_padded ? static_cast<std::size_t>(pad_len) : 0);
+  std::transform(result.begin(), result.begin() + static_cast<std::ptrdiff_t>(std::min(result.size(), dst.size())),
+                 dst.begin(), [](double value) { return static_cast<float>(value); });
+}
+
+}  // namespace kelvo::Filter

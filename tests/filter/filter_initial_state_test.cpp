@@ -1,0 +1,95 @@
+// The settled state of a filter.
+#include "filter/filter_initial_state.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+#include "filter/filter_checks.h"
+#include "filter/plain_filter.h"
+#include "kelvo_audio.h"
+#include "support/bits.h"
+#include "support/messages.h"
+#include "support/signals.h"
+
+namespace kelvo::Filter {
+namespace {
+
+std::vector<float> ZiCoef(const std::vector<float>& b, const std::vector<float>& a, std::size_t count) {
+  std::vector<float> dst(count, 9.0f);
+  EXPECT_EQ(kelvoAudioGetLinerFilterZiCoef(dst.data(), b.data(), a.data(), static_cast<int>(count),
+                                           static_cast<int>(b.size()), static_cast<int>(a.size())), 0);
+  return dst;
+}
+
+TEST(FilterInitialState, StartsAStepInItsSteadyState) {
+  for (std::size_t length = 2; length <= 12; ++length) {
+    std::vector<float> b = Support::Noise(length, 1), a = Support::Noise(length, 2);
+    for (float& value : a) value /= static_cast<float>(length);
+    a[0] = 1.5f;
+    std::vector<double> state(length - 1);
+    LinerFilterZi<double>(state, b, a);
+    double b_sum = 0.0, a_sum = 0.0;
+    for (std::size_t k = 0; k < length; ++k) {
+      b_sum += double{b[k]};
+      a_sum += double{a[k]};
+    }
+    for (const double y : Support::PlainFilter<double>(std::vector(50, 1.0f), b, a, state)) {
+      EXPECT_NEAR(y, b_sum / a_sum, 1e-14 * static_cast<double>(length)) << length;  // a rounding a coefficient
+    }
+    // The float form is the double form, rounded once at the end.
+    std::vector<double> exact(length - 1);
+    LinerFilterZi<double>(exact, b, a);
+    EXPECT_TRUE(Support::SameBits(ZiCoef(b, a, length - 1), std::vector<float>(exact.begin(), exact.end())));
+  }
+}
+
+TEST(FilterInitialState, FillsWhateverLengthIsAsked) {
+  EXPECT_EQ(ZiCoef({1.0f}, {1.0f}, 3), (std::vector{0.0f, 0.0f, 0.0f}));
+  EXPECT_EQ(ZiCoef({0.5f, 0.5f}, {1.0f}, 3), (std::vector{0.5f, 0.0f, 0.0f}));
+  const std::vector<float> b = {1.0f, 2.0f, 4.0f, 8.0f}, a = {2.0f, 0.5f, 0.25f};
+  const std::vector<float> whole = ZiCoef(b, a, 3);
+  const std::vector<float> longer = ZiCoef(b, a, 6);
+  for (std::size_t count = 1; count <= 6; ++count) {
+    EXPECT_TRUE(Support::SameBits(ZiCoef(b, a, count), std::span(longer).first(count))) << count;
+  }
+  EXPECT_TRUE(Support::SameBits(std::span(longer).first(3), whole));
+  EXPECT_EQ(std::vector(longer.begin() + 3, longer.end()), std::vector(3, 0.0f));
+}
+
+TEST(FilterInitialState, FollowsThePrescribedOrderOfOperations) {
+  const std::vector<float> b = {0.3f, 0.7f, -0.2f}, a = {1.1f, 0.4f, -0.6f};
+  const double b0 = double{b[0]} / double{a[0]}, b1 = double{b[1]} / double{a[0]}, b2 = double{b[2]} / double{a[0]};
+  const double a1 = double{a[1]} / double{a[0]}, a2 = double{a[2]} / double{a[0]};
+  std::vector<double> state(2);
+  LinerFilterZi<double>(state, b, a);
+  EXPECT_EQ(state[0], ((b1 - a1 * b0) + (b2 - a2 * b0)) / ((1.0 + a1) + a2));
+  EXPECT_EQ(state[1], state[0] * (1.0 + a1) - (b1 - b0 * a1));
+}
+
+TEST(FilterInitialState, DividesByAZeroSum) {
+  const std::vector<float> dst = ZiCoef({1.0f, 0.5f}, {1.0f, -1.0f}, 1);
+  EXPECT_TRUE(std::isinf(dst[0])) << dst[0];
+  EXPECT_TRUE(std::isnan(ZiCoef({1.0f, -1.0f}, {1.0f, -1.0f}, 1)[0]));
+}
+
+TEST(FilterInitialState, ChecksArgumentsInOrder) {
+  using Support::MessageOf;
+  EXPECT_EQ(MessageOf([] { CheckZiCoef(0, 0, 0); }), "Invalid dst_n size.");
+  EXPECT_EQ(MessageOf([] { CheckZiCoef(1, 0, 0); }), "Invalid n_coef_n size.");
+  EXPECT_EQ(MessageOf([] { CheckZiCoef(1, 1, 0); }), "Invalid n_coef_n size.");
+  EXPECT_EQ(MessageOf([] { CheckZiCoef(1, 1, 1); }), "");
+  float value = 4.0f;
+  std::span<float> one(&value, 1), none;
+  EXPECT_EQ(MessageOf([&] { LinerFilterZi<float>(none, none, none); }), "");
+  EXPECT_EQ(MessageOf([&] { LinerFilterZi<float>(one, none, none); }), "Invalid n_coef size.");
+  EXPECT_EQ(MessageOf([&] { LinerFilterZi<float>(one, one, none); }), "Invalid d_coef size.");
+  EXPECT_EQ(kelvoAudioGetLinerFilterZiCoef(nullptr, &value, &value, 1, 1, 1), -1);
+  EXPECT_EQ(kelvoAudioGetLinerFilterZiCoef(&value, nullptr, &value, 1, 1, 1), -1);
+  EXPECT_EQ(kelvoAudioGetLinerFilterZiCoef(&value, &value, nullptr, 1, 1, 1), -1);
+  EXPECT_EQ(value, 4.0f);
+}
+
+}  // namespace
+}  // namespace kelvo::Filter

@@ -1,0 +1,187 @@
+// The resampler against a plain form of its sums, bit for bit, and its sound in decibels.
+#include "filter/resample.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numbers>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "filter/filter_checks.h"
+#include "filter/resample_filter.h"
+#include "kelvo_audio.h"
+#include "support/bits.h"
+#include "support/messages.h"
+#include "support/signals.h"
+
+namespace kelvo::Filter {
+namespace {
+
+using Support::SameBits;
+
+// One output after the other, with the library's own tables.
+std::vector<float> PlainResample(const std::vector<float>& src, int dst_rate, int src_rate, std::size_t dst_n) {
+  const ResampleFilter& filter = ResampleFilterCache::Get().GetFilterBank(dst_rate, src_rate);
+  std::vector<float> buffer(32);
+  buffer.insert(buffer.end(), src.begin(), src.end());
+  buffer.resize(src.size() + 64);
+  std::vector<float> dst(dst_n);
+  const auto length = static_cast<std::size_t>(ComputeResampleLen(dst_rate, static_cast<int>(src.size()), src_rate));
+  std::size_t i = 0;
+  std::size_t c = 0;
+  for (std::size_t m = 0; m < std::min(length, dst_n) && i + 65 < buffer.size(); ++m) {
+    double sum = 0.0;
+    for (std::size_t k = 0; k < 65; ++k) {
+      sum = sum + double{buffer[i + k]} * filter.taps[static_cast<std::size_t>(filter.phase[c]) * 65 + 64 - k];
+    }
+    dst[m] = static_cast<float>(sum);
+    i += static_cast<std::size_t>(filter.step[c]);
+    c = c + 1 == filter.phase.size() ? 0 : c + 1;
+  }
+  return dst;
+}
+
+struct Ratio {
+  int dst_rate, src_rate;
+};
+constexpr Ratio kRatios[] = {{16000, 44100}, {16000, 48000}, {44100, 48000}, {48000, 44100}, {8000, 16000},
+                             {48000, 16000}, {22050, 22050}, {3, 2},         {1, 1000},      {1009, 1013},
+                             {5, 7919},      {7919, 5}};
+
+TEST(Resample, HasTheBitsOfThePlainSums) {
+  for (const auto [dst_rate, src_rate] : kRatios) {
+    for (const std::size_t src_n : {1u, 2u, 3u, 33u, 64u, 65u, 500u, 5000u, 40000u}) {
+      if (static_cast<double>(src_n) * dst_rate / src_rate > 2e5) continue;
+      const std::vector<float> src = Support::Noise(src_n, static_cast<std::uint32_t>(src_n));
+      const auto length = static_cast<std::size_t>(ComputeResampleLen(dst_rate, static_cast<int>(src_n), src_rate));
+      for (const std::size_t dst_n : {length, length + 5, (length + 1) / 2}) {
+        const std::vector<float> expected = PlainResample(src, dst_rate, src_rate, dst_n);
+        for (const Simd::Level level : Simd::SupportedLevels()) {
+          SCOPED_TRACE(std::to_string(src_rate) + " to " + std::to_string(dst_rate) + ", " + std::to_string(src_n) +
+                       " samples to " + std::to_string(dst_n) + ", " + Simd::LevelName(level));
+          std::vector<float> dst(dst_n, 9.0f);
+          Resample(dst, src, dst_rate, src_rate, level);
+          ASSERT_TRUE(SameBits(dst, expected));
+        }
+      }
+    }
+  }
+}
+
+TEST(Resample, WorksOnOverlappingArraysAndCarriesSpecialValues) {
+  constexpr std::size_t kSrcN = 9000;
+  std::vector<float> src = Support::Noise(kSrcN, 2);
+  src[10] = -0.0f;
+  src[1234] = std::numeric_limits<float>::infinity();
+  src[5000] = std::numeric_limits<float>::quiet_NaN();
+  src[8000] = std::numeric_limits<float>::max();
+  std::fill(src.begin() + 6000, src.begin() + 7000, -0.0f);
+  for (const auto [dst_rate, src_rate] : {Ratio{48000, 16000}, Ratio{16000, 44100}, Ratio{1, 1}}) {
+    const auto dst_n = static_cast<std::size_t>(ComputeResampleLen(dst_rate, kSrcN, src_rate));
+    const std::vector<float> expected = PlainResample(src, dst_rate, src_rate, dst_n);
+    for (const std::size_t shift : {0u, 1u, 500u}) {
+      std::vector<float> shared(kSrcN + dst_n + shift);
+      std::copy(src.begin(), src.end(), shared.begin() + static_cast<std::ptrdiff_t>(shift));
+      ASSERT_EQ(kelvoAudioResample(shared.data(), shared.data() + shift, dst_rate, static_cast<int>(dst_n), src_rate,
+                                   kSrcN), 0);
+      EXPECT_TRUE(SameBits(std::span(shared).first(dst_n), expected)) << dst_rate << ' ' << shift;
+    }
+  }
+}
+
+TEST(Resample, DesignsEachFilterAsWindowedSinc) {
+  for (const auto [dst_rate, src_rate] : kRatios) {
+    const ResampleFilter& filter = ResampleFilterCache::Get().GetFilterBank(dst_rate, src_rate);
+    ASSERT_EQ(filter.taps.size(), static_cast<std::size_t>(filter.up) * 65);
+    const double cutoff = std::min(1.0, double(filter.up) / filter.down);
+    double error = 0.0;
+    for (int p = 0; p < filter.up; ++p) {
+      for (int k = 0; k < 65; ++k) {
+        const double t = (k - 32) + (p - (filter.up - 1) / 2.0) / filter.up;
+        const double angle = 2.0 * std::numbers::pi * t / 65.0;
+        const double window = 0.42 + 0.5 * std::cos(angle) + 0.08 * std::cos(2.0 * angle);
+        const double sinc = t == 0.0 ? 1.0 : std::sin(std::numbers::pi * cutoff * t) / (std::numbers::pi * cutoff * t);
+        const double tap = filter.taps[static_cast<std::size_t>(p * 65 + k)];
+        error = std::max(error, std::abs(tap - cutoff * sinc * window));
+      }
+    }
+    EXPECT_LT(error, 1e-15);  // a few roundings of values up to 1
+    // The positions of a cycle: floor((first + i down) / up).
+    std::int64_t position = 0;
+    for (int i = 0; i < filter.up; ++i) {
+      const std::int64_t exact = (filter.up - 1) / 2 + std::int64_t{i} * filter.down;
+      ASSERT_EQ(position, exact / filter.up);
+      ASSERT_EQ(filter.phase[static_cast<std::size_t>(i)], exact % filter.up);
+      position += filter.step[static_cast<std::size_t>(i)];
+    }
+    EXPECT_EQ(position, filter.down);
+  }
+}
+
+TEST(Resample, SharesOneFilterPerReducedRatio) {
+  auto& cache = ResampleFilterCache::Get();
+  EXPECT_EQ(&cache.GetFilterBank(16000, 44100), &cache.GetFilterBank(32000, 88200));
+  EXPECT_NE(&cache.GetFilterBank(16000, 44100), &cache.GetFilterBank(44100, 16000));
+  std::vector<const ResampleFilter*> found(8);
+  std::vector<std::thread> threads;
+  for (auto& address : found) threads.emplace_back([&] { address = &cache.GetFilterBank(1217, 1223); });
+  for (std::thread& thread : threads) thread.join();
+  for (const ResampleFilter* address : found) EXPECT_EQ(address, found[0]);
+}
+
+TEST(Resample, CountsTheOutputs) {
+  struct Row {
+    int dst_rate, src_n, src_rate, expected;
+  };
+  constexpr int kMax = 2147483647;
+  for (const Row row : {Row{16000, 1000, 44100, 363}, Row{8000, 1001, 16000, 501}, Row{1, 1, kMax, 1},
+                        Row{kMax, 2, 1, kMax}, Row{kMax, kMax, 1, kMax}, Row{1, kMax, 1, kMax},
+                        // The rounded quotient makes one more than the exact ratio does.
+                        Row{49, 1, 49, 1}, Row{1, 49, 49, static_cast<int>(std::ceil(1.0 / 49.0 * 49.0))},
+                        Row{7, 25, 25, static_cast<int>(std::ceil(7.0 / 25.0 * 25.0))}}) {
+    int length = 0;
+    ASSERT_EQ(kelvoAudioGetResampleLen(&length, row.dst_rate, row.src_n, row.src_rate), 0);
+    EXPECT_EQ(length, row.expected) << row.dst_rate << ' ' << row.src_n << ' ' << row.src_rate;
+  }
+}
+
+TEST(Resample, SurvivesExtremeRatios) {
+  constexpr int kMax = 2147483647;
+  const std::vector<float> src = Support::Noise(100, 4);
+  for (const auto [dst_rate, src_rate] : {Ratio{3, kMax}, Ratio{1, kMax}, Ratio{2, kMax}, Ratio{kMax - 1, kMax - 1}}) {
+    for (const std::size_t dst_n : {1u, 2u, 200u}) {
+      std::vector<float> dst(dst_n, 9.0f);
+      ASSERT_EQ(kelvoAudioResample(dst.data(), src.data(), dst_rate, static_cast<int>(dst_n), src_rate, 100), 0);
+      EXPECT_TRUE(SameBits(dst, PlainResample(src, dst_rate, src_rate, dst_n))) << dst_rate << ' ' << src_rate;
+    }
+  }
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+  // A terabyte of taps; the sanitizers' allocators end the process instead of throwing.
+  std::vector<float> dst(4, 9.0f);
+  EXPECT_EQ(kelvoAudioResample(dst.data(), src.data(), kMax, 4, 1, 100), -5);
+  EXPECT_EQ(dst, std::vector(4, 9.0f));
+#endif
+}
+
+TEST(Resample, ChecksArgumentsInOrder) {
+  using Support::MessageOf;
+  EXPECT_EQ(MessageOf([] { CheckResample(0, 0, 0, 0); }), "Invalid dst_sample_rate value.");
+  EXPECT_EQ(MessageOf([] { CheckResample(1, 0, 0, 0); }), "Invalid dst_n size.");
+  EXPECT_EQ(MessageOf([] { CheckResample(1, 1, 0, 0); }), "Invalid src_sample_rate value.");
+  EXPECT_EQ(MessageOf([] { CheckResample(1, 1, 1, 0); }), "Invalid src_n size.");
+  EXPECT_EQ(MessageOf([] { CheckResampleLen(0, 0, 0); }), "Invalid dst_sample_rate value.");
+  EXPECT_EQ(MessageOf([] { CheckResampleLen(1, 0, 0); }), "Invalid src_sample_rate value.");
+  EXPECT_EQ(MessageOf([] { CheckResampleLen(1, 0, 1); }), "Invalid src_sample_n value.");
+  float value = 1.0f;
+  int length = 7;
+  EXPECT_EQ(kelvoAudioResample(nullptr, &value, 1, 1, 1, 1), -1);
+  EXPECT_EQ(kelvoAudioResample(&value, nullptr, 1, 1, 1, 1), -1);
+  EXPECT_EQ(kelvoAudioGetResampleLen(nullptr, 1, 1, 1), -1);
+  EXPECT_EQ(kelvoAudioGetResampleLen(&length, 1, 0, 1), -1);
+  EXPECT_EQ(length, 7);
+}
+
+}  // namespace
+}  // namespace kelvo::Filter

@@ -1,0 +1,155 @@
+// The zero-phase filter against two plain passes over a plainly extended signal.
+#include "filter/zero_phase_filter.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "filter/filter_checks.h"
+#include "filter/filter_initial_state.h"
+#include "filter/plain_filter.h"
+#include "kelvo_audio.h"
+#include "support/bits.h"
+#include "support/messages.h"
+#include "support/signals.h"
+
+namespace kelvo::Filter {
+namespace {
+
+using Support::SameBits;
+
+std::vector<float> Extend(const std::vector<float>& x, int pad_type, int pad_len) {
+  if (pad_type == 0) return x;
+  const auto n = static_cast<int>(x.size());
+  const auto at = [&](int j) { return x[static_cast<std::size_t>(j)]; };
+  std::vector<float> extended;
+  for (int j = -pad_len; j < n + pad_len; ++j) {
+    const int edge = j < 0 ? 0 : n - 1;
+    if (j >= 0 && j < n) {
+      extended.push_back(at(j));
+    } else if (pad_type == 3) {
+      extended.push_back(at(edge));
+    } else {
+      extended.push_back(pad_type == 1 ? (at(edge) + at(edge)) - at(2 * edge - j) : at(2 * edge - j));
+    }
+  }
+  return extended;
+}
+
+// Both passes over the whole extended signal, from its first padding sample on.
+std::vector<float> PlainZeroPhase(const std::vector<float>& x, const std::vector<float>& b, const std::vector<float>& a) {
+  std::vector<double> settled(std::max(b.size(), a.size()) - 1);
+  LinerFilterZi<double>(settled, b, a);
+  std::vector<double> state = settled;
+  for (double& value : state) value *= double{x[0]};
+  const std::vector<double> forward = Support::PlainFilter<double>(x, b, a, state);
+  state = settled;
+  for (double& value : state) value *= forward.back();
+  return Support::PlainFilter<float>(forward, b, a, state, true);
+}
+
+int FilterFilter(std::vector<float>& dst, const std::vector<float>& src, const std::vector<float>& b,
+                 const std::vector<float>& a, int pad_type, int pad_len) {
+  return kelvoAudioFilterFilter(dst.data(), src.data(), b.data(), a.data(), static_cast<int>(dst.size()),
+                                static_cast<int>(src.size()), static_cast<int>(b.size()), static_cast<int>(a.size()),
+                                pad_type, pad_len);
+}
+
+TEST(ZeroPhaseFilter, EqualsTwoPlainPassesForEveryPadding) {
+  const std::vector<float> x = Support::Noise(300, 1);
+  for (const std::size_t length : {1u, 2u, 3u, 5u, 6u, 9u, 17u}) {
+    const std::vector<float> b = Support::Noise(length, 2);
+    std::vector<float> a = Support::Noise(length, 3);
+    for (float& value : a) value /= static_cast<float>(length);
+    a[0] = 1.0f;
+    for (int pad_type = 0; pad_type <= 3; ++pad_type) {
+      for (const int pad_len : {0, 1, 51, 299}) {
+        const std::vector<float> whole = PlainZeroPhase(Extend(x, pad_type, pad_len), b, a);
+        const std::size_t first = pad_type == 0 ? 0 : static_cast<std::size_t>(pad_len);
+        // Up to the end of the extended signal; what lies beyond stays.
+        for (const std::size_t dst_n : {std::size_t{1}, std::size_t{299}, std::size_t{300}, std::size_t{301},
+                                        std::size_t{320}, std::size_t{1000}}) {
+          std::vector<float> expected(dst_n, 9.0f);
+          std::copy_n(whole.begin() + static_cast<std::ptrdiff_t>(first), std::min(dst_n, whole.size() - first),
+                      expected.begin());
+          for (const Simd::Level level : Simd::SupportedLevels()) {
+            std::vector<float> dst(dst_n, 9.0f);
+            FilterFilterCore(dst, x, b, a, pad_type, pad_len, level);
+            ASSERT_TRUE(SameBits(dst, expected)) << "length " << length << ", padding " << pad_type << ' ' << pad_len
+                                                 << ", dst_n " << dst_n << ", " << Simd::LevelName(level);
+          }
+        }
+        std::vector<float> in_place = x;
+        ASSERT_EQ(FilterFilter(in_place, in_place, b, a, pad_type, pad_len), 0);
+        EXPECT_TRUE(SameBits(in_place, std::span(whole).subspan(first, x.size()))) << "in place";
+      }
+    }
+  }
+}
+
+TEST(ZeroPhaseFilter, ExtendsAsDescribed) {
+  const std::vector<float> src = {1.0f, 2.0f, 3.0f, 4.0f};
+  // A gain of 1 shows the extension to the right; the one to the left is cut off, so it is asked for directly.
+  const std::vector<float> right[] = {{}, {5.0f, 6.0f}, {3.0f, 2.0f}, {4.0f, 4.0f}};
+  for (int pad_type = 1; pad_type <= 3; ++pad_type) {
+    std::vector<float> dst(7, 9.0f);
+    ASSERT_EQ(FilterFilter(dst, src, {1.0f}, {1.0f}, pad_type, 2), 0);
+    const auto& beyond = right[pad_type];
+    EXPECT_EQ(dst, (std::vector{1.0f, 2.0f, 3.0f, 4.0f, beyond[0], beyond[1], 9.0f}));
+  }
+  std::vector<float> frame(8);
+  ExtractFrameOdd(frame, src, 0, 2);
+  EXPECT_EQ(frame, (std::vector{-1.0f, 0.0f, 1.0f, 2.0f, 3.0f, 4.0f, 5.0f, 6.0f}));
+  ExtractFrameEdge(frame, src, 0, 2);
+  EXPECT_EQ(frame, (std::vector{1.0f, 1.0f, 1.0f, 2.0f, 3.0f, 4.0f, 4.0f, 4.0f}));
+  // The doubled edge overflows before the difference is formed.
+  const std::vector<float> steep = {3e38f, 2e38f};
+  frame.resize(4);
+  ExtractFrameOdd(frame, steep, 0, 1);
+  EXPECT_EQ(frame[0], std::numeric_limits<float>::infinity());
+}
+
+TEST(ZeroPhaseFilter, KeepsAConstantInItsSteadyState) {
+  const std::vector<float> b = {0.2f, 0.3f, 0.1f}, a = {1.0f, -0.4f, 0.2f};
+  const double gain = (0.2 + 0.3 + 0.1) / (1.0 - 0.4 + 0.2);
+  const std::vector<float> x(100, 0.5f);
+  for (const int pad_type : {0, 1, 2, 3}) {
+    std::vector<float> dst(100);
+    ASSERT_EQ(FilterFilter(dst, x, b, a, pad_type, 9), 0);
+    for (const float y : dst) EXPECT_NEAR(double{y}, 0.5 * gain * gain, 1e-7);  // the coefficients are floats
+  }
+}
+
+TEST(ZeroPhaseFilter, BoundsThePadding) {
+  using Support::MessageOf;
+  const std::vector<float> x = Support::Noise(10);
+  const std::vector<float> b = {1.0f, 0.5f}, a = {1.0f};
+  struct Row {
+    int pad_type, pad_len, status;
+  };
+  constexpr int kMax = 2147483647;
+  for (const Row row : {Row{1, 9, 0}, Row{1, 10, -1}, Row{1, kMax, -1}, Row{2, 9, 0}, Row{2, 10, -1}, Row{3, 10, 0},
+                        Row{3, 1000, 0}, Row{3, 1 << 30, -128}, Row{3, kMax, -128}, Row{3, (kMax - 10) / 2 + 1, -128},
+                        Row{0, kMax, 0}, Row{0, -1, -1}, Row{3, -1, -1}, Row{4, 1, -1}, Row{-1, 1, -1}}) {
+    std::vector<float> dst(10, 9.0f);
+    EXPECT_EQ(FilterFilter(dst, x, b, a, row.pad_type, row.pad_len), row.status) << row.pad_type << ' ' << row.pad_len;
+    if (row.status != 0) {
+      EXPECT_EQ(dst, std::vector(10, 9.0f));
+    }
+  }
+  EXPECT_EQ(MessageOf([] { CheckFilterFilter(1, 4, 1, 1, 1, 4); }), "Invalid pad_len value.");
+  EXPECT_EQ(MessageOf([] { CheckFilterFilter(1, 4, 1, 1, 2, 4); }), "Invalid pad_len value.");
+  EXPECT_EQ(MessageOf([] { CheckFilterFilter(1, 1, 1, 1, 1, 0); }), "");
+  EXPECT_EQ(MessageOf([] { CheckFilterFilter(0, 0, 0, 0, 4, -1); }), "Invalid dst_n size.");
+  EXPECT_EQ(MessageOf([] { CheckFilterFilter(1, 0, 0, 0, 4, -1); }), "Invalid src_n size.");
+  EXPECT_EQ(MessageOf([] { CheckFilterFilter(1, 1, 1, 0, 4, -1); }), "Invalid n_coef_n size.");
+  EXPECT_EQ(MessageOf([] { CheckFilterFilter(1, 1, 1, 1, 4, -1); }), "Invalid pad_type format.");
+  EXPECT_EQ(MessageOf([] { CheckFilterFilter(1, 1, 1, 1, 3, -1); }), "Invalid pad_len value.");
+  std::vector<float> dst(10);
+  EXPECT_EQ(MessageOf([&] { FilterFilterCore(dst, x, b, a, 4, 1, Simd::Level::scalar); }), "Invalid pad_type.");
+  EXPECT_EQ(MessageOf([&] { FilterFilterCore(dst, x, b, a, 4, 0, Simd::Level::scalar); }), "");
+}
+
+}  // namespace
+}  // namespace kelvo::Filter
