@@ -77,6 +77,51 @@ KELVO_INLINE Lanes<T, N> SelectLess(Lanes<T, N> a, Lanes<T, N> b, Lanes<T, N> ye
   return {a.v < b.v ? yes.v : no.v};
 }
 
+// a == b ? yes : no
+template <class T, std::size_t N>
+KELVO_INLINE Lanes<T, N> SelectEqual(Lanes<T, N> a, Lanes<T, N> b, Lanes<T, N> yes, Lanes<T, N> no) {
+  return {a.v == b.v ? yes.v : no.v};
+}
+
+// Lanes of bits: +, - and Broadcast work on them as on numbers, modulo 2^32.
+template <std::size_t N>
+using BitLanes = Lanes<unsigned, N>;
+
+template <std::size_t N>
+KELVO_INLINE BitLanes<N> operator&(BitLanes<N> a, unsigned mask) { return {a.v & BitLanes<N>::Broadcast(mask).v}; }
+template <std::size_t N>
+KELVO_INLINE BitLanes<N> operator|(BitLanes<N> a, BitLanes<N> b) { return {a.v | b.v}; }
+template <std::size_t N>
+KELVO_INLINE BitLanes<N> operator^(BitLanes<N> a, BitLanes<N> b) { return {a.v ^ b.v}; }
+template <std::size_t N>
+KELVO_INLINE BitLanes<N> operator>>(BitLanes<N> a, int shift) { return {a.v >> shift}; }
+
+template <std::size_t N>
+KELVO_INLINE BitLanes<N> ToBits(Lanes<float, N> a) {
+  if constexpr (N == 1) {
+    return {__builtin_bit_cast(unsigned, a.v)};
+  } else {
+    return {(typename BitLanes<N>::Vector)a.v};  // a cast between vector types of one size keeps the bits
+  }
+}
+template <std::size_t N>
+KELVO_INLINE Lanes<float, N> FromBits(BitLanes<N> a) {
+  if constexpr (N == 1) {
+    return {__builtin_bit_cast(float, a.v)};
+  } else {
+    return {(typename Lanes<float, N>::Vector)a.v};
+  }
+}
+// Numbers below 2^24 as floats; the conversion is a signed one because older CPUs lack the other.
+template <std::size_t N>
+KELVO_INLINE Lanes<float, N> SmallToFloat(BitLanes<N> a) {
+  if constexpr (N == 1) {
+    return {static_cast<float>(static_cast<int>(a.v))};
+  } else {
+    return {__builtin_convertvector((typename Lanes<int, N>::Vector)a.v, typename Lanes<float, N>::Vector)};
+  }
+}
+
 KELVO_INLINE Lanes<float, 1> Sqrt(Lanes<float, 1> a) { return {__builtin_sqrtf(a.v)}; }
 #if defined(__SSE2__)
 KELVO_INLINE Lanes<float, 4> Sqrt(Lanes<float, 4> a) { return {_mm_sqrt_ps(a.v)}; }
@@ -108,6 +153,12 @@ KELVO_INLINE Lanes<float, N> ToFloat(Lanes<double, N> a) {
     return {__builtin_convertvector(a.v, typename Lanes<float, N>::Vector)};
   }
 }
+
+#if defined(__AVX512F__)
+// GCC halves these conversions. The masked forms have the one that takes no undefined vector, of which it warns.
+KELVO_INLINE Lanes<double, 8> ToDouble(Lanes<float, 8> a) { return {_mm512_maskz_cvtps_pd(0xFF, a.v)}; }
+KELVO_INLINE Lanes<float, 8> ToFloat(Lanes<double, 8> a) { return {_mm512_maskz_cvtpd_ps(0xFF, a.v)}; }
+#endif
 
 // Compile-time lane numbers for the shuffles below; kernels take no standard header that could supply them.
 template <int... kIndex>
@@ -207,6 +258,46 @@ template <int kHalf, class T>
 KELVO_INLINE Lanes<T, 8> Halves(Lanes<T, 8> a, Lanes<T, 8> b) {
   return HalvesBy<kHalf>(a, b, LaneNumbersOf<8>{});
 }
+
+// The lower and the upper half of the lanes, and both together again: a vector of floats is two vectors of doubles.
+template <class T, std::size_t N, int... kIndex>
+KELVO_INLINE LanePair<T, N / 2> SplitBy(Lanes<T, N> a, LaneNumbers<kIndex...>) {
+  return {{__builtin_shufflevector(a.v, a.v, kIndex...)},
+          {__builtin_shufflevector(a.v, a.v, (static_cast<int>(N / 2) + kIndex)...)}};
+}
+template <class T, std::size_t N>
+KELVO_INLINE LanePair<T, N / 2> Split(Lanes<T, N> a) { return SplitBy(a, LaneNumbersOf<N / 2>{}); }
+template <class T, std::size_t N, int... kIndex>
+KELVO_INLINE Lanes<T, 2 * N> JoinBy(Lanes<T, N> low, Lanes<T, N> high, LaneNumbers<kIndex...>) {
+  return {__builtin_shufflevector(low.v, high.v, kIndex...)};
+}
+template <class T, std::size_t N>
+KELVO_INLINE Lanes<T, 2 * N> Join(Lanes<T, N> low, Lanes<T, N> high) { return JoinBy(low, high, LaneNumbersOf<2 * N>{}); }
+
+// table[index], lane by lane. The table has 16 entries and lies on a cache line; bits of the index above the lowest four
+// do not count.
+template <std::size_t N>
+KELVO_INLINE Lanes<double, N> LookUp16(const double* table, BitLanes<N> index) {
+  if constexpr (N == 1) {
+    return {table[index.v & 15]};
+  } else {
+    Lanes<double, N> found;
+    for (std::size_t i = 0; i < N; ++i) found.v[i] = table[index.v[i] & 15];
+    return found;
+  }
+}
+#if defined(__AVX2__)
+KELVO_INLINE Lanes<double, 4> LookUp16(const double* table, BitLanes<4> index) {
+  return {_mm256_mask_i32gather_pd(_mm256_setzero_pd(), table, (__m128i)(index & 15).v,
+                                   (__m256d)_mm256_set1_epi64x(-1), sizeof(double))};
+}
+#endif
+#if defined(__AVX512F__)
+KELVO_INLINE Lanes<double, 8> LookUp16(const double* table, BitLanes<8> index) {
+  return {_mm512_permutex2var_pd(_mm512_load_pd(table), _mm512_maskz_cvtepu32_epi64(0xFF, (__m256i)index.v),
+                                 _mm512_load_pd(table + 8))};
+}
+#endif
 
 // Transposes N rows of N lanes: first 4 x 4 tiles, which floats have within 128 bits, then the tiles.
 template <class T, std::size_t N>

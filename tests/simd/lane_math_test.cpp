@@ -1,0 +1,128 @@
+// The functions of lanes beside the runtime's. This is a sweep over a sample of all floats; the program in
+// tests/exhaustive walks through every one of them.
+#define KELVO_LEVEL lane_math_test
+#define KELVO_LANE_BYTES 16
+#include "simd/lane_math.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <limits>
+
+#include "support/bits.h"
+
+namespace kelvo::Simd {
+namespace {
+
+using Support::Bits;
+using Support::UlpDistance;
+
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+constexpr std::uint32_t kStride = 4099;  // a prime, so that no bit of the patterns stays the same
+
+float FromWord(std::uint32_t word) { return std::bit_cast<float>(word); }
+
+// Calls visit(x) for a sample of the floats from first to last, both in bits and themselves included.
+template <class Visit>
+void Sweep(std::uint32_t first, std::uint32_t last, Visit visit) {
+  for (std::uint64_t word = first; word < last; word += kStride) visit(FromWord(static_cast<std::uint32_t>(word)));
+  visit(FromWord(last));
+}
+
+// The runtime's result within an ulp; zeros and infinities are its own, sign included.
+testing::AssertionResult IsClose(float actual, float runtime) {
+  const bool exact = runtime == 0.0f || std::isinf(runtime) || std::isnan(runtime);
+  if (exact ? Bits(actual) == Bits(runtime) : UlpDistance(actual, runtime) <= 1) return testing::AssertionSuccess();
+  return testing::AssertionFailure() << actual << " beside " << runtime;
+}
+
+struct Row {
+  const char* name;
+  std::uint32_t first, last;
+  Lanes<float, 1> (*one)(Lanes<float, 1>);
+  Floats (*many)(Floats);
+  float (*runtime)(float);
+};
+
+const Row kRows[] = {
+    {"log10", 0x00800000, 0x7F800000, [](auto x) { return Log10(x); }, [](Floats x) { return Log10(x); },
+     [](float x) { return std::log10(x); }},
+    {"log1p of what is not negative", 0x00000000, 0x7F800000, [](auto x) { return Log1p(x); },
+     [](Floats x) { return Log1p(x); }, [](float x) { return std::log1p(x); }},
+    {"log1p of negative values", 0x80000000, 0xFF800000, [](auto x) { return Log1p(x); },
+     [](Floats x) { return Log1p(x); }, [](float x) { return std::log1p(x); }},
+    {"log1p of NaN", 0x7FC00000, 0x7FFFFFFF, [](auto x) { return Log1p(x); }, [](Floats x) { return Log1p(x); },
+     [](float x) { return std::log1p(x); }},
+    {"log1p about sqrt(2) - 1", 0x3ED413C0, 0x3ED413F0, [](auto x) { return Log1p(x); },
+     [](Floats x) { return Log1p(x); }, [](float x) { return std::log1p(x); }},
+    {"cos to pi", 0x00000000, 0x40490FDB, [](auto x) { return CosSin(x).first; },
+     [](Floats x) { return CosSin(x).first; }, [](float x) { return std::cos(x); }},
+    {"sin to pi", 0x00000000, 0x40490FDB, [](auto x) { return CosSin(x).second; },
+     [](Floats x) { return CosSin(x).second; }, [](float x) { return std::sin(x); }},
+    {"cos from -pi", 0x80000000, 0xC0490FDB, [](auto x) { return CosSin(x).first; },
+     [](Floats x) { return CosSin(x).first; }, [](float x) { return std::cos(x); }},
+    {"sin from -pi", 0x80000000, 0xC0490FDB, [](auto x) { return CosSin(x).second; },
+     [](Floats x) { return CosSin(x).second; }, [](float x) { return std::sin(x); }},
+};
+
+TEST(LaneMath, IsWithinAnUlpOfTheRuntimeAndTheSameInEveryLane) {
+  for (const Row& row : kRows) {
+    int failures = 0;
+    Sweep(row.first, row.last, [&](float x) {
+      const float one = row.one({x}).v;
+      // The lane under test lies among others that are busy with something else.
+      float lanes[Floats::kSize] = {-3.0f, kNan, x, 1e30f};
+      row.many(Floats::Load(lanes)).Store(lanes);
+      if (failures < 5 && (!IsClose(one, row.runtime(x)) || Bits(lanes[2]) != Bits(one))) {
+        ADD_FAILURE() << row.name << " of " << x << " (0x" << std::hex << Bits(x) << "): " << one << ", among others "
+                      << lanes[2] << ", the runtime's " << row.runtime(x);
+        ++failures;
+      }
+    });
+  }
+}
+
+TEST(LaneMath, AnglesAreTheRuntimesInAllQuadrantsAndAtTheirSeams) {
+  const float values[] = {0.0f,  1e-45f, 1e-38f, 1e-20f, 0.1f,   0.4142f, 0.4375f,  0.6875f, 1.0f,      1.1875f,
+                          2.4375f, 3.0f, 1e3f,   3e8f,   1e20f, 1e38f,   0x1p-126f, kInfinity, kNan, 0x1.fffffep127f};
+  for (const float magnitude_y : values) {
+    for (const float magnitude_x : values) {
+      for (const float y : {magnitude_y, -magnitude_y}) {
+        for (const float x : {magnitude_x, -magnitude_x}) {
+          const float one = Atan2(Lanes<float, 1>{y}, Lanes<float, 1>{x}).v;
+          EXPECT_TRUE(IsClose(one, std::atan2(y, x))) << y << " " << x;
+          float lanes[Floats::kSize];
+          Atan2(Floats::Broadcast(y), Floats::Broadcast(x)).Store(lanes);
+          EXPECT_EQ(Bits(lanes[Floats::kSize - 1]), Bits(one)) << y << " " << x;
+        }
+      }
+    }
+  }
+  Sweep(0x00000000, 0x7F800000, [](float y) {
+    for (const float x : {1.0f, -0.37f}) EXPECT_TRUE(IsClose(Atan2(Lanes<float, 1>{y}, {x}).v, std::atan2(y, x))) << y;
+  });
+}
+
+// Two powers have a form of their own; its neighbours, which do not, lie close by.
+TEST(LaneMath, PowersOfMagnitudesAreTheRuntimes) {
+  const float values[] = {0.0f, -0.0f, 3.0f, -4.0f, 1e-23f, 1e-30f, 1e30f, 0.7f, kInfinity, -kInfinity, kNan};
+  const float powers[] = {0.0f,      1e-45f, 0.3f,    0x1.fffffep-1f, 1.0f,      0x1.000002p0f, 1.5f, 0x1.fffffep0f, 2.0f,
+                          0x1.000002p1f, 3.0f,   100.0f, kInfinity,       kNan};
+  for (const float re : values) {
+    for (const float im : values) {
+      for (const float power : powers) {
+        const float squared = std::pow(im, 2.0f) + std::pow(re, 2.0f);
+        const float one = Power(Lanes<float, 1>{re}, Lanes<float, 1>{im}, power).v;
+        EXPECT_TRUE(IsClose(one, std::pow(squared, power * 0.5f))) << re << " " << im << " " << power;
+        float lanes[Floats::kSize];
+        Power(Floats::Broadcast(re), Floats::Broadcast(im), power).Store(lanes);
+        EXPECT_EQ(Bits(lanes[0]), Bits(one)) << re << " " << im << " " << power;
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace kelvo::Simd

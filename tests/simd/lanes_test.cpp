@@ -1,0 +1,153 @@
+// The operations of lanes, at the vector width of this file's own compilation and at one lane. The wider levels run the
+// same source; that they agree is tested through the kernels.
+#define KELVO_LEVEL lanes_test
+#define KELVO_LANE_BYTES 16
+#include "simd/lanes.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "support/bits.h"
+
+namespace kelvo::Simd {
+namespace {
+
+using Support::SameBits;
+
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+
+template <class T, std::size_t N>
+std::vector<T> Values(Lanes<T, N> lanes) {
+  std::vector<T> values(N);
+  lanes.Store(values.data());
+  return values;
+}
+
+// first, first + 1, ...
+template <class Lane>
+Lane Count(int first) {
+  typename Lane::Element values[Lane::kSize];
+  for (std::size_t i = 0; i < Lane::kSize; ++i) values[i] = static_cast<typename Lane::Element>(first + static_cast<int>(i));
+  return Lane::Load(values);
+}
+
+template <class Lane>
+class LanesOf : public testing::Test {};
+using LaneTypes = testing::Types<Lanes<float, 1>, Lanes<float, 2>, Floats, Lanes<double, 1>, Doubles>;
+TYPED_TEST_SUITE(LanesOf, LaneTypes);
+
+TYPED_TEST(LanesOf, BroadcastKeepsTheSignOfZeroAndNan) {
+  using T = typename TypeParam::Element;
+  for (const T value : Values(TypeParam::Broadcast(T(-0.0)))) EXPECT_TRUE(value == T(0) && std::signbit(value));
+  for (const T value : Values(TypeParam::Broadcast(T(0.0)))) EXPECT_TRUE(value == T(0) && !std::signbit(value));
+  for (const T value : Values(TypeParam::Broadcast(std::numeric_limits<T>::quiet_NaN()))) EXPECT_TRUE(std::isnan(value));
+  for (const T value : Values(-TypeParam::Broadcast(T(0.0)))) EXPECT_TRUE(std::signbit(value));
+}
+
+TYPED_TEST(LanesOf, LoadAndStoreTouchTheirLanesOnly) {
+  using T = typename TypeParam::Element;
+  std::vector<T> values(TypeParam::kSize + 2, T(7));
+  Count<TypeParam>(1).Store(values.data() + 1);
+  EXPECT_EQ(values.front(), T(7));
+  EXPECT_EQ(values.back(), T(7));
+  EXPECT_EQ(Values(TypeParam::Load(values.data() + 1)), Values(Count<TypeParam>(1)));
+}
+
+TYPED_TEST(LanesOf, SelectsCompareAsScalarsDo) {
+  using T = typename TypeParam::Element;
+  const T nan = std::numeric_limits<T>::quiet_NaN();
+  const T samples[] = {T(-1), T(-0.0), T(0.0), T(1), std::numeric_limits<T>::infinity(), nan};
+  const auto yes = TypeParam::Broadcast(T(1)), no = TypeParam::Broadcast(T(2));
+  for (const T a : samples) {
+    for (const T b : samples) {
+      const auto left = TypeParam::Broadcast(a), right = TypeParam::Broadcast(b);
+      for (const T value : Values(SelectLess(left, right, yes, no))) EXPECT_EQ(value, a < b ? T(1) : T(2)) << a << b;
+      for (const T value : Values(SelectEqual(left, right, yes, no))) EXPECT_EQ(value, a == b ? T(1) : T(2)) << a << b;
+    }
+  }
+  for (const T value : Values(SelectLess(no, yes, yes, TypeParam::Broadcast(nan)))) EXPECT_TRUE(std::isnan(value));
+}
+
+TYPED_TEST(LanesOf, ShufflesMoveEveryLaneToItsPlace) {
+  using T = typename TypeParam::Element;
+  constexpr int n = static_cast<int>(TypeParam::kSize);
+  const auto low = Count<TypeParam>(0), high = Count<TypeParam>(n);
+  const auto parts = Deinterleave(low, high);
+  const auto even = Values(parts.first), odd = Values(parts.second), reversed = Values(Reverse(low));
+  const auto pairs = Interleave(low, high);
+  const auto first = Values(pairs.first), second = Values(pairs.second);
+  for (int i = 0; i < n; ++i) {
+    const auto at = static_cast<std::size_t>(i);
+    EXPECT_EQ(even[at], T(2 * i));
+    EXPECT_EQ(odd[at], T(2 * i + 1));
+    EXPECT_EQ(reversed[at], T(n - 1 - i));
+    EXPECT_EQ(first[at], T(i % 2 * n + i / 2));
+    EXPECT_EQ(second[at], T((i + n) % 2 * n + (i + n) / 2));
+  }
+  if constexpr (n > 2) {
+    const auto halves = Split(low);
+    EXPECT_EQ(Values(halves.first), Values(Count<Lanes<T, TypeParam::kSize / 2>>(0)));
+    EXPECT_EQ(Values(halves.second), Values(Count<Lanes<T, TypeParam::kSize / 2>>(n / 2)));
+    EXPECT_EQ(Values(Join(halves.first, halves.second)), Values(low));
+  }
+}
+
+TYPED_TEST(LanesOf, TransposeSwapsRowsAndLanes) {
+  constexpr std::size_t n = TypeParam::kSize;
+  TypeParam rows[n];
+  for (std::size_t row = 0; row < n; ++row) rows[row] = Count<TypeParam>(static_cast<int>(100 * row));
+  Transpose(rows);
+  for (std::size_t row = 0; row < n; ++row) {
+    const auto values = Values(rows[row]);
+    for (std::size_t lane = 0; lane < n; ++lane) EXPECT_EQ(values[lane], 100 * lane + row);
+  }
+}
+
+template <std::size_t N>
+void ExpectRoundingsOfScalars() {
+  // Halfway cases, both sides of them, the ends of float's range, and what no conversion may lose.
+  const double doubles[] = {1.0 + 0x1p-24, 1.0 + 0x1p-24 + 0x1p-50, 1.0 + 0x3p-24, -0.0, 1e300, -1e300, 1e-46, 0x1p-149,
+                            static_cast<double>(kInfinity), static_cast<double>(kNan)};
+  for (const double value : doubles) {
+    const auto narrowed = Values(ToFloat(Lanes<double, N>::Broadcast(value)));
+    EXPECT_TRUE(SameBits(narrowed, std::vector<float>(N, static_cast<float>(value)))) << value;
+  }
+  for (const float value : {2.0f, -0.0f, 1e-45f, 0x1.fffffep127f, kInfinity, kNan, -1.0f}) {
+    const auto lanes = Lanes<float, N>::Broadcast(value);
+    EXPECT_TRUE(SameBits(Values(ToFloat(ToDouble(lanes))), Values(lanes))) << value;
+    EXPECT_TRUE(SameBits(Values(FromBits(ToBits(lanes))), Values(lanes))) << value;
+    if constexpr (N == 1 || N == Floats::kSize) {
+      EXPECT_TRUE(SameBits(Values(Sqrt(lanes)), std::vector<float>(N, std::sqrt(value)))) << value;
+    }
+  }
+}
+
+TEST(Lanes, ConversionsAndRootsRoundAsScalarsDo) {
+  ExpectRoundingsOfScalars<1>();
+  ExpectRoundingsOfScalars<2>();
+  ExpectRoundingsOfScalars<4>();
+}
+
+TEST(Lanes, BitsShiftMaskAndWrap) {
+  const unsigned word[] = {0x80000001u, 0xFFFFFFFFu, 7u, 0x3F800000u};
+  const auto bits = BitLanes<4>::Load(word);
+  EXPECT_EQ(Values(bits >> 23), (std::vector<unsigned>{0x100, 0x1FF, 0, 0x7F}));
+  EXPECT_EQ(Values(bits & 0xF), (std::vector<unsigned>{1, 15, 7, 0}));
+  EXPECT_EQ(Values(bits + BitLanes<4>::Broadcast(1)), (std::vector<unsigned>{0x80000002u, 0, 8, 0x3F800001u}));
+  EXPECT_TRUE(SameBits(Values(SmallToFloat(bits & 0x00FFFFFF)), std::vector<float>{1.0f, 16777215.0f, 7.0f, 8388608.0f}));
+}
+
+TEST(Lanes, LookUpUsesTheLowestFourBits) {
+  alignas(64) double table[16];
+  for (int i = 0; i < 16; ++i) table[i] = 0.5 * i;
+  const unsigned index[] = {0, 15, 0xFFFFFFF3u, 0x10u};
+  EXPECT_EQ(Values(LookUp16(table, BitLanes<4>::Load(index))), (std::vector<double>{0.0, 7.5, 1.5, 0.0}));
+  EXPECT_EQ(Values(LookUp16(table, BitLanes<1>{0x1Fu})), std::vector<double>{7.5});
+}
+
+}  // namespace
+}  // namespace kelvo::Simd

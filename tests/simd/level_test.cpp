@@ -1,0 +1,36 @@
+// The choice of a level.
+#include "simd/level.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+#include <string>
+
+#include "api/elementwise_kernels.h"
+
+namespace kelvo::Simd {
+namespace {
+
+TEST(Level, TheBestIsTheLastOfAnAscendingListThatStartsWithScalar) {
+  const auto levels = SupportedLevels();
+  ASSERT_FALSE(levels.empty());
+  EXPECT_EQ(levels.front(), Level::scalar);
+  EXPECT_TRUE(std::ranges::is_sorted(levels));
+  EXPECT_EQ(levels.back(), BestLevel());
+}
+
+// Two levels that share a table would mean that tests of the one never see the other.
+TEST(Level, EachHasItsOwnKernelsAndName) {
+  std::set<const void*> tables;
+  std::set<std::string> names;
+  for (const Level level : SupportedLevels()) {
+    tables.insert(&KernelsFor<Api::ElementwiseKernels>(level));
+    names.insert(LevelName(level));
+  }
+  EXPECT_EQ(tables.size(), SupportedLevels().size());
+  EXPECT_EQ(names.size(), SupportedLevels().size());
+}
+
+}  // namespace
+}  // namespace kelvo::Simd
