@@ -6,8 +6,9 @@
 #include "api/elementwise_kernels.h"
 
 namespace kelvo::Api {
-void ComputeLog1p(std::span<float> dst, std::span<const float> src, Simd::Level) {
-  for (std::size_t i = 0; i < src.size(); ++i) dst[i] = ::log1pf(src[i]);
+
+void ComputeLog1p(std::span<float> dst, std::span<const float> src, Simd::Level level) {
+  Simd::KernelsFor<ElementwiseKernels>(level).log1p(dst.data(), src.data(), src.size());
 }
 
 void Standardize(std::span<float> dst, std::span<const float> src, Simd::Level level) {

@@ -1,0 +1,67 @@
+// What the library's exceptions say and carry.
+#include "api/exceptions.h"
+
+#include <gtest/gtest.h>
+
+#include <type_traits>
+
+namespace kelvo::Util::Exceptions {
+namespace {
+
+TEST(Exceptions, AFreshOneSaysItsMessageOnEveryFace) {
+  const KelvoInvalidArgument error("Invalid fft_n size.");
+  EXPECT_STREQ(error.what(), "Invalid fft_n size.");
+  EXPECT_STREQ(error.GetErrorMessage(), "Invalid fft_n size.");
+  EXPECT_STREQ(error.GetDetail(), "");
+  EXPECT_EQ(error.GetLayerName(), "");
+  EXPECT_EQ(error.GetStatus(), -1);
+}
+
+TEST(Exceptions, TheInnermostLayerNameWins) {
+  KelvoInvalidArgument error("Invalid src_n size.");
+  error.SetLayerName("Conv", "c1");
+  error.SetLayerName("Dense", "d2");
+  EXPECT_EQ(error.GetLayerName(), "Conv(c1)");
+  EXPECT_STREQ(error.what(), "Layer:Conv(c1) Error:Invalid src_n size.");
+  EXPECT_STREQ(error.GetErrorMessage(), "Layer:Conv(c1) Error:Invalid src_n size.");
+}
+
+TEST(Exceptions, ACopyKeepsEverything) {
+  KelvoInvalidArgument error("text");
+  error.SetLayerName("", "");
+  ASSERT_EQ(error.GetLayerName(), "()");
+  const KelvoInvalidArgument copy = error;
+  EXPECT_STREQ(copy.what(), "Layer:() Error:text");
+  EXPECT_EQ(copy.GetStatus(), -1);
+}
+
+// The status is what was given; only the invalid arguments fix it.
+TEST(Exceptions, TheRootCarriesAnyStatus) {
+  const KelvoException error("text", -77);
+  EXPECT_EQ(error.GetStatus(), -77);
+  EXPECT_STREQ(error.GetDetail(), "");
+  EXPECT_FALSE((std::is_base_of_v<std::exception, KelvoException>));
+}
+
+template <class Face>
+bool IsCaughtAs() {
+  try {
+    throw KelvoInvalidArgument("text");
+  } catch (const Face&) {
+    return true;
+  } catch (...) {
+    return false;
+  }
+}
+
+TEST(Exceptions, AnInvalidArgumentIsCaughtAsEachOfItsBases) {
+  EXPECT_TRUE(IsCaughtAs<KelvoInvalidArgument>());
+  EXPECT_TRUE(IsCaughtAs<KelvoInvalidArgumentExceptionBase>());
+  EXPECT_TRUE(IsCaughtAs<std::invalid_argument>());
+  EXPECT_TRUE(IsCaughtAs<std::logic_error>());
+  EXPECT_TRUE(IsCaughtAs<std::exception>());
+  EXPECT_TRUE(IsCaughtAs<KelvoException>());
+}
+
+}  // namespace
+}  // namespace kelvo::Util::Exceptions
