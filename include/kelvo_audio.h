@@ -380,8 +380,7 @@ KELVO_AUDIO_API int kelvoAudioComplexNorm(float* dst, const float* src, int src_
  * power       in   >= 0; with 0 every magnitude is 1
  * phase_form  in   KELVO_AUDIO_PHASE_...
  *
- * Returns OK, BAD_ARGUMENT (null dst_mag, dst_phase or src; freq_n; frame_n; power; phase_form) or OUT_OF_MEMORY.
- * [any thread]
+ * Returns OK or BAD_ARGUMENT (null dst_mag, dst_phase or src; freq_n; frame_n; power; phase_form). [any thread]
  */
 KELVO_AUDIO_API int kelvoAudioMagPhase(float* dst_mag, float* dst_phase, const float* src, int freq_n, int frame_n,
                                        float power, int phase_form);

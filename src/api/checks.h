@@ -50,6 +50,9 @@ inline void CheckMelNorm(int mel_norm) { FailIf(!IsAcceptedValue(mel_norm, {0, 1
 inline void CheckMelFormula(int mel_formula) {
   FailIf(!IsAcceptedValue(mel_formula, {1, 0}), "Invalid mel_formula format.");
 }
+inline void CheckPhaseForm(int phase_form) {
+  FailIf(!IsAcceptedValue(phase_form, {1, 0}), "Invalid phase_form format.");
+}
 inline void CheckBand(float f_min, float f_max) {
   FailIf(f_min < 0.0f, "Invalid f_min value.");
   FailIf(f_max < 0.0f, "Invalid f_max value.");

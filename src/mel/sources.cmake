@@ -6,5 +6,8 @@ set(sources
   mel_spectrogram.cpp
   mel_spectrogram_checks.cpp
   mel_spectrogram_exports.cpp
+  spectral_conversion_checks.cpp
+  spectral_conversion_exports.cpp
+  spectral_conversions.cpp
 )
-set(kernels mel_kernels.cpp)
+set(kernels mel_kernels.cpp spectral_kernels.cpp)

@@ -1,4 +1,5 @@
 set(sources
   mel_filter_bank_test.cpp
   mel_scale_test.cpp
+  spectral_conversions_test.cpp
 )
