@@ -8,6 +8,9 @@ namespace {
 
 using namespace Simd;
 
+// As many as the widest vectors hold; narrower ones take turns.
+constexpr std::size_t kFramesInFlight = 8;
+
 template <class Sum, class Samples>
 KELVO_INLINE Sum AddSquare(Sum sum, Samples samples) {
   const Sum wide = ToDouble(samples);
@@ -15,35 +18,43 @@ KELVO_INLINE Sum AddSquare(Sum sum, Samples samples) {
 }
 
 // One frame per lane: a frame's sum is in sample order, so it can only go faster beside other frames. Each frame's next
-// few samples are one load; a transpose brings them into the order in which they are added.
-template <class Sum>
+// few samples are one load; a transpose brings them into the order in which they are added. Several groups of lanes
+// take turns, since each addition waits for the one before it in its own lane.
+template <class Sum, std::size_t kGroupN>
 KELVO_INLINE std::size_t SumSquaresFrom(std::size_t t, double* sums, const float* frames, std::size_t frame_n,
                                         std::size_t hop_n, std::size_t win_n) {
   constexpr std::size_t kLaneN = Sum::kSize;
   using Samples = Lanes<float, kLaneN>;
-  for (; t + kLaneN <= frame_n; t += kLaneN) {
-    const float* first = frames + t * hop_n;
-    Sum sum = Sum::Broadcast(0.0);
+  for (; t + kGroupN * kLaneN <= frame_n; t += kGroupN * kLaneN) {
+    Sum group_sums[kGroupN];
+    for (Sum& sum : group_sums) sum = Sum::Broadcast(0.0);
     std::size_t i = 0;
     for (; i + kLaneN <= win_n; i += kLaneN) {
-      Samples samples[kLaneN];
-      for (std::size_t lane = 0; lane < kLaneN; ++lane) samples[lane] = Samples::Load(first + lane * hop_n + i);
-      Transpose(samples);
-      for (const Samples& next : samples) sum = AddSquare(sum, next);
+      std::size_t next = t * hop_n + i;
+      for (Sum& sum : group_sums) {
+        Samples samples[kLaneN];
+        for (std::size_t lane = 0; lane < kLaneN; ++lane, next += hop_n) samples[lane] = Samples::Load(frames + next);
+        Transpose(samples);
+        for (const Samples& column : samples) sum = AddSquare(sum, column);
+      }
     }
     for (; i < win_n; ++i) {
-      float samples[kLaneN];
-      for (std::size_t lane = 0; lane < kLaneN; ++lane) samples[lane] = first[lane * hop_n + i];
-      sum = AddSquare(sum, Samples::Load(samples));
+      std::size_t next = t * hop_n + i;
+      for (Sum& sum : group_sums) {
+        float column[kLaneN];
+        for (std::size_t lane = 0; lane < kLaneN; ++lane, next += hop_n) column[lane] = frames[next];
+        sum = AddSquare(sum, Samples::Load(column));
+      }
     }
-    sum.Store(sums + t);
+    for (std::size_t group = 0; group < kGroupN; ++group) group_sums[group].Store(sums + t + group * kLaneN);
   }
   return t;
 }
 
 void SumSquares(double* sums, const float* frames, std::size_t frame_n, std::size_t hop_n, std::size_t win_n) {
-  const std::size_t t = SumSquaresFrom<Doubles>(0, sums, frames, frame_n, hop_n, win_n);
-  SumSquaresFrom<Lanes<double, 1>>(t, sums, frames, frame_n, hop_n, win_n);
+  std::size_t t = SumSquaresFrom<Doubles, kFramesInFlight / Doubles::kSize>(0, sums, frames, frame_n, hop_n, win_n);
+  t = SumSquaresFrom<Doubles, 1>(t, sums, frames, frame_n, hop_n, win_n);
+  SumSquaresFrom<Lanes<double, 1>, 1>(t, sums, frames, frame_n, hop_n, win_n);
 }
 
 constexpr SilenceKernels kKernels{SumSquares};
