@@ -134,6 +134,13 @@ TEST(MelFilterBank, KeepsTheSignOfZeroAndEveryNan) {
   }
 }
 
+// Two edges fall together on the bin at 200 Hz: its rise is infinity times zero, and the smaller of that and the fall's
+// 1 is the rise, since a NaN is not greater than anything.
+TEST(MelFilterBank, RiseWithoutWidthGivesNanOnItsBin) {
+  const MelFilterBank bank = Build({2, 200.0f, 0x1.900002p+7f, 1, 400, 0, false});
+  EXPECT_TRUE(SameBits(bank.weights, std::vector{0.0f, kNan}));
+}
+
 TEST(MelFilterBank, BandsAboveTheLastBinAreZeros) {
   const MelFilterBank bank = Build({101, 0.0f, 40000.0f, 20, 16000, 1, false});
   EXPECT_NE(bank.bands.front().last, 0u);

@@ -55,6 +55,14 @@ TEST(MelScale, SlaneyIsAProductBelowTheBreak) {
   }
 }
 
+// Dividing by 2595 instead gives another exponent for 9 of these, which moves the result by up to 5 ulp.
+TEST(MelScale, HtkMultipliesByTheRoundedReciprocal) {
+  for (float mel = 2500.0f; mel < 4500.0f; mel += 7.3f) {
+    const double exponent = static_cast<double>(mel * 0x1.941356p-12f);
+    ASSERT_LE(UlpDistance(MelToHzHtk(mel), static_cast<float>(700.0 * (std::pow(10.0, exponent) - 1.0))), 2) << mel;
+  }
+}
+
 TEST(MelScale, EqualsTheFormulasInDouble) {
   for (double hz = 1000.0; hz < 50000.0; hz *= 1.013) {
     const auto rounded = static_cast<float>(hz);

@@ -67,6 +67,8 @@ TEST(FrameCount, SinglePrecisionRoundsUpWhereItAlwaysDid) {
     EXPECT_EQ(ComputeFrameCount(row.span_n + 512, 512, row.hop_n, 0), row.span_n / row.hop_n + 2)
         << row.span_n << " " << row.hop_n;
   }
+  // Here adding 1 before rounding up would lose the fraction that makes the last frame.
+  EXPECT_EQ(ComputeFrameCount(13106801, 512, 400, 2), 32769);
 }
 
 TEST(FrameCount, OneTooHighIsCutInsideTheSignal) {

@@ -75,7 +75,7 @@ TEST(Silence, HasItsClosedFormAnswers) {
 TEST(Silence, NanSilencesOnlyItsOwnFrames) {
   std::vector<float> signal(1000, 1.0f);
   signal[0] = kNan;  // in the frames centred on 0 and 160
-  const NonSilentSpan span = FindNonSilentSpan(signal, 400, 160, 60.0f, Simd::BestLevel());
+  const NonSilentSpan span = FindNonSilentSpan(signal, 400, 160, 200.0f, Simd::BestLevel());
   EXPECT_EQ(span.start_pos, 320);
   EXPECT_EQ(span.nonsilent_n, 680);
 }
@@ -89,6 +89,19 @@ TEST(Silence, LengthIsNeverNegative) {
   const NonSilentSpan span = FindNonSilentSpan(signal, 1, hop_n, 60.0f, Simd::BestLevel());
   EXPECT_EQ(span.start_pos, sample_n);
   EXPECT_EQ(span.nonsilent_n, 0);
+}
+
+TEST(Silence, FindsASingleSampleAnywhere) {
+  const int sample_n = 300;
+  for (const Simd::Level level : Simd::SupportedLevels()) {
+    for (int position = 0; position < sample_n; ++position) {
+      const NonSilentSpan span =
+          FindNonSilentSpan(Burst(sample_n, position, position + 1, 1.0f), 1, 1, 60.0f, level);
+      ASSERT_EQ(span.start_pos, position) << Simd::LevelName(level);
+      // The last frame is centred past the end and sees the sample before the last one.
+      ASSERT_EQ(span.nonsilent_n, position == sample_n - 2 ? 2 : 1) << Simd::LevelName(level) << " " << position;
+    }
+  }
 }
 
 // Frame by frame and in one loop: what blocks, mirrored ends and lanes must not change.
