@@ -80,8 +80,8 @@ class SegmentedResampler {
         static_cast<std::int64_t>(block_output_n_ - 1) * filter.down / filter.up + 1 + static_cast<std::int64_t>(kTapN));
     const std::size_t row_n = segments_.segment_n;
     edges_.resize(row_n * block_input_n);
-    interleaved_ = Api::AlignedBuffer(2 * row_n * block_input_n);
-    output_ = Api::AlignedBuffer(row_n * block_output_n_);
+    interleaved_ = Api::ScratchBuffer(2 * row_n * block_input_n);
+    output_ = Api::ScratchBuffer(row_n * block_output_n_);
   }
 
   // dst is as long as the conversion.
@@ -137,8 +137,8 @@ class SegmentedResampler {
   Segments segments_;
   std::size_t block_output_n_;
   std::vector<float> edges_;
-  Api::AlignedBuffer interleaved_;
-  Api::AlignedBuffer output_;
+  Api::ScratchBuffer interleaved_;
+  Api::ScratchBuffer output_;
 };
 
 bool Overlap(std::span<const float> a, std::span<const float> b) {
