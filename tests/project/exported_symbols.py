@@ -1,0 +1,31 @@
+"""The shared object exports the functions of the export map, which are those that the header declares, and nothing else.
+
+Usage: exported_symbols.py NM LIBRARY PROJECT
+"""
+import re
+import subprocess
+import sys
+from pathlib import Path
+
+
+def defined_symbols(nm, library, *options):
+    lines = subprocess.run([nm, "--defined-only", *options, library], check=True, capture_output=True, text=True).stdout
+    for line in lines.splitlines():
+        *_, kind, name = line.split()
+        yield kind, name.split("@")[0]
+
+
+nm, library, project = sys.argv[1], sys.argv[2], Path(sys.argv[3])
+# The map's version node is a symbol too, an absolute one.
+exported = {name for kind, name in defined_symbols(nm, library, "--dynamic") if kind != "A"}
+mapped = set(re.findall(r"^ *(\w+);$", (project / "cmake/kelvo_audio.map").read_text(), re.M))
+declared = set(re.findall(r"^KELVO_AUDIO_API int (\w+)\(", (project / "include/kelvo_audio.h").read_text(), re.M))
+
+faults = [f"{name}: exported, but not in the map" for name in exported - mapped]
+faults += [f"{name}: in the map, but not exported" for name in mapped - exported]
+faults += [f"{name}: in the map or the header, but not in both" for name in mapped ^ declared]
+# A unique symbol pins the library in memory: dlclose would never unload it.
+for options in ([], ["--dynamic"]):
+    faults += [f"{name}: a unique symbol" for kind, name in defined_symbols(nm, library, *options) if kind == "u"]
+print("\n".join(sorted(faults)) or f"{len(exported)} functions exported")
+sys.exit(bool(faults))
