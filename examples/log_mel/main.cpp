@@ -3,7 +3,9 @@
 #include <chrono>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <list>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -19,18 +21,63 @@ namespace {
 
 double Seconds(std::size_t sample_n) { return static_cast<double>(sample_n) / kSampleRate; }
 
-// Median of a few runs. The first, which builds the library's tables, is only one of them.
-double MeasureSeconds(auto&& run) {
+// What this run writes, named after the recording. Files appear under their names when all of them are complete.
+class Outputs {
+ public:
+  explicit Outputs(const Options& options) : base_(options.output_folder / options.recording.stem()) {}
+
+  const std::filesystem::path& Add(const std::string& suffix) {
+    if (base_.has_parent_path()) std::filesystem::create_directories(base_.parent_path());
+    return files_.emplace_back(base_.string() + suffix).TemporaryPath();
+  }
+  void Commit() {
+    for (OutputFile& file : files_) {
+      file.Commit();
+      std::printf("wrote         %s\n", file.Path().c_str());
+    }
+  }
+
+ private:
+  std::filesystem::path base_;
+  std::list<OutputFile> files_;
+};
+
+// The recording at kSampleRate, filtered if the options say so.
+std::vector<float> LoadSamples(const Options& options, Outputs& outputs) {
+  auto [samples, sample_rate] = ReadRecording(options.recording);
+  std::printf("recording     %s: %zu samples at %d Hz\n", options.recording.c_str(), samples.size(), sample_rate);
+  if (sample_rate != kSampleRate) {
+    samples = Resample(samples, sample_rate);
+    std::printf("resampled     to %d Hz: %zu samples\n", kSampleRate, samples.size());
+  }
+  if (options.band_pass) {
+    samples = BandPass(samples, *options.band_pass);
+    WriteWav(outputs.Add("-band-pass.wav"), samples, kSampleRate);
+    std::printf("band-pass     %g to %g Hz\n", options.band_pass->low, options.band_pass->high);
+  }
+  return samples;
+}
+
+// The features, and the median time of a few runs; the first, which builds the library's tables, is only one of them.
+LogMel MeasureLogMel(std::span<const float> samples) {
   using Clock = std::chrono::steady_clock;
+  LogMel log_mel;
   std::vector<double> times;
   const auto begin = Clock::now();
   while (times.size() < 5 || (times.size() < 101 && Clock::now() - begin < std::chrono::milliseconds(200))) {
     const auto start = Clock::now();
-    run();
+    log_mel = ComputeLogMel(samples);
     times.push_back(std::chrono::duration<double>(Clock::now() - start).count());
   }
-  std::ranges::nth_element(times, times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2));
-  return times[times.size() / 2];
+  const auto median = times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2);
+  std::ranges::nth_element(times, median);
+
+  const auto [low, high] = std::ranges::minmax(log_mel.db);
+  std::printf("log-mel       %d bands x %d frames, %.1f to %.1f dB\n", kMelN, log_mel.frame_n,
+              static_cast<double>(low), static_cast<double>(high));
+  std::printf("time          %.3f ms, %.0f times faster than real time\n", *median * 1e3,
+              Seconds(samples.size()) / *median);
+  return log_mel;
 }
 
 // What can be drawn whatever the encoding of file names.
@@ -40,55 +87,23 @@ std::string Printable(std::string text) {
 }
 
 void Run(const Options& options) {
-  const Recording recording = ReadRecording(options.recording);
-  std::printf("recording     %s: %zu samples at %d Hz\n", options.recording.c_str(), recording.samples.size(),
-              recording.sample_rate);
-
-  // Files appear under their names when all of them are complete.
-  std::list<OutputFile> files;
-  const auto new_file = [&](const std::string& suffix) -> const std::filesystem::path& {
-    files.emplace_back(options.output_folder / (options.recording.stem().string() + suffix));
-    return files.back().TemporaryPath();
-  };
-  std::filesystem::create_directories(options.output_folder);
-
-  std::vector<float> samples = recording.samples;
-  if (recording.sample_rate != kSampleRate) {
-    samples = Resample(samples, recording.sample_rate);
-    std::printf("resampled     to %d Hz: %zu samples\n", kSampleRate, samples.size());
-  }
-  if (options.band_pass) {
-    samples = BandPass(samples, *options.band_pass);
-    WriteWav(new_file("-band-pass.wav"), samples, kSampleRate);
-    std::printf("band-pass     %g to %g Hz\n", options.band_pass->low, options.band_pass->high);
-  }
-
-  LogMel log_mel;
-  const double seconds = MeasureSeconds([&] { log_mel = ComputeLogMel(samples); });
-  const auto [low, high] = std::ranges::minmax(log_mel.db);
-  std::printf("log-mel       %d bands x %d frames, %.1f to %.1f dB\n", kMelN, log_mel.frame_n,
-              static_cast<double>(low), static_cast<double>(high));
-  std::printf("time          %.3f ms, %.0f times faster than real time\n", seconds * 1e3,
-              Seconds(samples.size()) / seconds);
+  Outputs outputs(options);
+  const std::vector<float> samples = LoadSamples(options, outputs);
+  const LogMel log_mel = MeasureLogMel(samples);
 
   const Stretch stretch = FindNonSilentStretch(samples);
-  const auto trimmed = std::span(samples).subspan(static_cast<std::size_t>(stretch.start),
-                                                  static_cast<std::size_t>(stretch.length));
-  std::printf("not silent    %.2f to %.2f s\n", Seconds(static_cast<std::size_t>(stretch.start)),
-              Seconds(static_cast<std::size_t>(stretch.start) + trimmed.size()));
+  const auto start = static_cast<std::size_t>(stretch.start);
+  const auto trimmed = std::span(samples).subspan(start, static_cast<std::size_t>(stretch.length));
+  std::printf("not silent    %.2f to %.2f s\n", Seconds(start), Seconds(start + trimmed.size()));
 
   const std::vector<float> resynthesised = Resynthesise(trimmed);
-  WriteWav(new_file("-resynthesised.wav"), resynthesised, kSampleRate);
+  WriteWav(outputs.Add("-resynthesised.wav"), resynthesised, kSampleRate);
   std::printf("resynthesis   signal-to-noise ratio %.1f dB\n", SignalToNoiseRatio(trimmed, resynthesised));
 
   const std::string title = Printable(options.recording.filename().string()) + ": " + std::to_string(kMelN) +
                             " mel bands, " + std::to_string(log_mel.frame_n) + " frames";
-  WritePng(new_file(".png"), {title, samples, stretch, log_mel});
-
-  for (OutputFile& file : files) {
-    file.Commit();
-    std::printf("wrote         %s\n", file.Path().c_str());
-  }
+  WritePng(outputs.Add(".png"), {title, samples, stretch, log_mel});
+  outputs.Commit();
 }
 
 }  // namespace
