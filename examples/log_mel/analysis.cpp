@@ -91,7 +91,7 @@ LogMel ComputeLogMel(std::span<const float> samples) {
 }
 
 Stretch FindNonSilentStretch(std::span<const float> samples) {
-  constexpr float kThresholdDb = 40.0f;
+  constexpr float kThresholdDb = 30.0f;
 
   Stretch stretch{};
   Check(kelvoAudioGetNonSilentPos(&stretch.start, &stretch.length, samples.data(), Count(samples), kFftN, kHopN,
