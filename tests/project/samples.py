@@ -16,8 +16,8 @@ C_VERSIONS, CXX_VERSIONS = ["c99", "c11"], ["c++11", "c++20"]
 # Header samples are bodies of a function that has a signal and gives back its last status.
 SAMPLE_FRAME = """#include <stdlib.h>
 #include "kelvo_audio.h"
-int Sample(const float* samples, int sample_n);
-int Sample(const float* samples, int sample_n) {{
+int Sample(float* samples, int sample_n);
+int Sample(float* samples, int sample_n) {{
   (void)samples;
   (void)sample_n;
 {body}
