@@ -74,7 +74,8 @@ std::vector<float> Resample(std::span<const float> samples, int sample_rate) {
 }
 
 std::vector<float> BandPass(std::span<const float> samples, Band band) {
-  return FilterZeroPhase(FilterZeroPhase(samples, Butterworth(Pass::high, band.low)), Butterworth(Pass::low, band.high));
+  const std::vector<float> above = FilterZeroPhase(samples, Butterworth(Pass::high, band.low));
+  return FilterZeroPhase(above, Butterworth(Pass::low, band.high));
 }
 
 LogMel ComputeLogMel(std::span<const float> samples) {

@@ -36,8 +36,8 @@ std::vector<float> BandPass(std::span<const float> samples, Band band);
 
 LogMel ComputeLogMel(std::span<const float> samples);
 
-// From the first to the last frame that is less than 30 dB below the loudest; at least kFftN samples, as there must be in
-// the signal.
+// From the first to the last frame that is less than 30 dB below the loudest; at least kFftN samples, as there must
+// be in the signal.
 Stretch FindNonSilentStretch(std::span<const float> samples);
 
 // To the complex spectrogram and back.

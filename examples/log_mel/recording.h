@@ -13,8 +13,8 @@ struct Recording {
   int sample_rate;
 };
 
-// Reads any file that libsndfile knows and averages its channels. Throws Failure, also for a file without samples and for
-// samples that are not finite.
+// Reads any file that libsndfile knows and averages its channels. Throws Failure, also for a file without samples and
+// for samples that are not finite.
 Recording ReadRecording(const std::filesystem::path& path);
 
 // 32-bit float samples: nothing is rounded or clipped on the way.

@@ -109,8 +109,8 @@ def spectrogram(signal: ArrayLike, fft_n: int = 400, hop_n: int = 160, win_n: in
     frame_n = frame_count(source.size, fft_n, hop_n, center)
     bins = np.empty((fft_n // 2 + 1, frame_n), np.complex64)
     # The library wants at least one column, although a signal that is too short fills none.
-    _call("kelvoAudioGetSpectrogram", bins, source, source.size, fft_n, hop_n, fft_n if win_n is None else win_n, int(window),
-          max(frame_n, 1), int(center), float(power), int(norm))
+    _call("kelvoAudioGetSpectrogram", bins, source, source.size, fft_n, hop_n, fft_n if win_n is None else win_n,
+          int(window), max(frame_n, 1), int(center), float(power), int(norm))
     return np.ascontiguousarray(bins.real) if power > 0 else bins
 
 
@@ -123,8 +123,8 @@ def inverse_spectrogram(bins: ArrayLike, hop_n: int = 160, win_n: int | None = N
     if sample_n is None:
         sample_n = _query("kelvoAudioGetSampleLen", frame_n, freq_n, hop_n, int(center))
     signal = np.zeros(sample_n, np.float32)
-    _call("kelvoAudioGetInverseSpectrogram", signal, source, frame_n, freq_n, hop_n, 2 * freq_n - 2 if win_n is None else win_n, int(window),
-          sample_n, int(center), int(norm))
+    _call("kelvoAudioGetInverseSpectrogram", signal, source, frame_n, freq_n, hop_n,
+          2 * freq_n - 2 if win_n is None else win_n, int(window), sample_n, int(center), int(norm))
     return signal
 
 
@@ -137,9 +137,9 @@ def mel_spectrogram(signal: ArrayLike, sample_rate: int = 16000, fft_n: int = 40
     source = _array(signal, np.float32, 1)
     frame_n = frame_count(source.size, fft_n, hop_n, center)
     mel = np.empty((mel_n, frame_n), np.float32)
-    _call("kelvoAudioGetMelSpectrogram", mel, source, source.size, sample_rate, fft_n, hop_n, fft_n if win_n is None else win_n, int(window),
-          max(frame_n, 1), int(center), float(power), int(norm), float(f_min),
-          sample_rate / 2 if f_max is None else float(f_max), mel_n, int(mel_norm), int(mel_scale))
+    _call("kelvoAudioGetMelSpectrogram", mel, source, source.size, sample_rate, fft_n, hop_n,
+          fft_n if win_n is None else win_n, int(window), max(frame_n, 1), int(center), float(power), int(norm),
+          float(f_min), sample_rate / 2 if f_max is None else float(f_max), mel_n, int(mel_norm), int(mel_scale))
     return mel
 
 

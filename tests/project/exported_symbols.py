@@ -1,4 +1,4 @@
-"""The shared object exports the functions of the export map, which are those that the header declares, and nothing else.
+"""The shared object exports the functions of the export map, which are those of the header, and nothing else.
 
 Usage: exported_symbols.py NM LIBRARY PROJECT
 """

@@ -21,7 +21,8 @@ for path in objects:
         *_, kind, name = line.split()
         if kind in "WVu":
             faults.append(f"{where}: weak symbol {name}")
-    code = subprocess.run([objdump, "--disassemble", "--no-show-raw-insn", path], check=True, capture_output=True, text=True)
-    faults += [f"{where}: fused multiply-add {found}" for found in sorted(set(FUSED.findall(code.stdout)))]
+    disassemble = [objdump, "--disassemble", "--no-show-raw-insn", path]
+    code = subprocess.run(disassemble, check=True, capture_output=True, text=True).stdout
+    faults += [f"{where}: fused multiply-add {found}" for found in sorted(set(FUSED.findall(code)))]
 print("\n".join(faults) or f"{len(objects)} kernel objects are clean")
 sys.exit(bool(faults) or not objects)

@@ -32,16 +32,18 @@ with tempfile.TemporaryDirectory() as folder:
     prefix, consumer = shutil.move(f"{folder}/made", f"{folder}/moved"), Path(folder) / "consumer"
     consumer.mkdir()
     (consumer / "CMakeLists.txt").write_text(CONSUMER)
-    (consumer / "program.c").write_text(re.search(r"^```c\n(.*?)^```", (project / "README.md").read_text(), re.M | re.S)[1])
+    program = re.search(r"^```c\n(.*?)^```", (project / "README.md").read_text(), re.M | re.S)[1]
+    (consumer / "program.c").write_text(program)
     run(cmake, "-S", consumer, "-B", consumer / "build", f"-DCMAKE_PREFIX_PATH={prefix}", f"-DCMAKE_C_COMPILER={cc}")
     run(cmake, "--build", consumer / "build")
     outputs = [run(consumer / "build/program")]
 
     if shutil.which("pkg-config"):
         (library,) = Path(prefix).rglob("kelvo_audio.pc")
-        flags = run("pkg-config", "--cflags", "--libs", "kelvo_audio", env={**os.environ, "PKG_CONFIG_PATH": library.parent})
+        environment = {**os.environ, "PKG_CONFIG_PATH": library.parent, "LD_LIBRARY_PATH": library.parent.parent}
+        flags = run("pkg-config", "--cflags", "--libs", "kelvo_audio", env=environment)
         run(cc, consumer / "program.c", *flags.split(), "-lm", "-o", f"{folder}/program")
-        outputs.append(run(f"{folder}/program", env={**os.environ, "LD_LIBRARY_PATH": library.parent.parent}))
+        outputs.append(run(f"{folder}/program", env=environment))
 print(*outputs, sep="")
 # 440 Hz lie in band 11, the loudest: the program prints what README.md says it computes.
 sys.exit(any(not re.fullmatch(r"101 frames, band 11 at -?0\.0 dB\n", output) for output in outputs))

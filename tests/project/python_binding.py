@@ -26,17 +26,17 @@ SINE = np.sin(2 * np.pi * 440 * np.arange(16000) / 16000).astype(np.float32)
 
 
 def noise_db(signal, copy):
-    return 10 * np.log10(np.sum(np.square(signal - copy, dtype=float)) / np.sum(np.square(signal, dtype=float)))
+    return 20 * np.log10(np.linalg.norm(np.subtract(signal, copy, dtype=complex)) / np.linalg.norm(signal))
 
 
 class Binding(unittest.TestCase):
     def test_fft_and_spectrogram_agree_with_numpy(self):
-        self.assertLess(noise_db(np.fft.fft(SIGNAL[:1000]).view(float), ka.fft(SIGNAL[:1000]).astype(complex).view(float)), -130)
+        self.assertLess(noise_db(np.fft.fft(SIGNAL[:1000]), ka.fft(SIGNAL[:1000])), -130)
         bins = ka.spectrogram(SIGNAL, 512, 128)
         self.assertEqual(bins.shape, (257, 126))
         window = 0.5 - 0.5 * np.cos(2 * np.pi * np.arange(512) / 512)
         expected = np.fft.rfft(SIGNAL[128 * 50 - 256 : 128 * 50 + 256] * window)
-        self.assertLess(noise_db(expected.view(float), bins[:, 50].astype(complex).view(float)), -120)
+        self.assertLess(noise_db(expected, bins[:, 50]), -120)
         np.testing.assert_allclose(ka.spectrogram(SIGNAL, 512, 128, power=1), np.abs(bins), rtol=1e-5)
 
     def test_spectrogram_round_trip(self):
@@ -75,7 +75,8 @@ class Binding(unittest.TestCase):
             with wave.open(recording, "wb") as file:
                 file.setparams((2, 2, 8000, 0, "NONE", ""))
                 file.writeframes((np.repeat(SINE, 2) * 10000).astype("<i2").tobytes())
-            done = subprocess.run([sys.executable, EXAMPLES / "log_mel.py", recording, features], capture_output=True, text=True)
+            command = [sys.executable, EXAMPLES / "log_mel.py", recording, features]
+            done = subprocess.run(command, capture_output=True, text=True)
             self.assertEqual(done.stdout, "80 bands x 201 frames, -80.0 to 0.0 dB\n", done.stderr)
             self.assertEqual(np.load(features).shape, (80, 201))
 
