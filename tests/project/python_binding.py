@@ -3,6 +3,7 @@
 Usage: python_binding.py LIBRARY PROJECT
 """
 import os
+import re
 import subprocess
 import sys
 import tempfile
@@ -16,7 +17,7 @@ except ImportError:
     print("NumPy is missing")
     sys.exit(77)
 
-LIBRARY, EXAMPLES = sys.argv[1], Path(sys.argv[2]) / "examples/python"
+LIBRARY, README, EXAMPLES = sys.argv[1], Path(sys.argv[2]) / "README.md", Path(sys.argv[2]) / "examples/python"
 os.environ["KELVO_AUDIO_LIBRARY"] = LIBRARY
 sys.path.insert(0, str(EXAMPLES))
 import kelvo_audio as ka  # noqa: E402
@@ -68,6 +69,12 @@ class Binding(unittest.TestCase):
                      lambda: ka.spectrogram(SIGNAL, 400, 160, 401), lambda: ka.resample(SIGNAL, 0, 8000)):
             self.assertRaises(ValueError, call)
         self.assertEqual(ka.mel_spectrogram(SIGNAL[:399]).shape, (80, 0))
+
+    def test_sample_in_readme(self):
+        names = {}
+        for sample in re.findall(r"^```python\n(.*?)^```", README.read_text(), re.M | re.S):
+            exec(sample, names)
+        self.assertEqual(names["log_mel"].shape, (80, 101))
 
     def test_sample_program(self):
         with tempfile.TemporaryDirectory() as folder:
