@@ -6,27 +6,25 @@ root=$(cd "$(dirname "$0")" && pwd)
 default_recording=/usr/share/pocketsphinx/test/data/librivox/sense_and_sensibility_01_austen_64kb-0890.wav
 
 arguments=("$@")
-recording_given=false
+recording=("$default_recording")
 while [ $# -gt 0 ]; do
   case $1 in
     --band-pass) shift $(($# < 3 ? $# : 3)) ;;
     --output) shift $(($# < 2 ? $# : 2)) ;;
-    *) recording_given=true && shift ;;
+    *) recording=() && shift ;;
   esac
 done
 
 source "$root/cmake/install_missing.sh"
 install_missing g++ cmake make pkg-config libsndfile1-dev libcairo2-dev
-if ! $recording_given; then
-  install_missing pocketsphinx-testdata
-  arguments+=("$default_recording")
-fi
+[ ${#recording[@]} -eq 0 ] || install_missing pocketsphinx-testdata
 
 build=$root/build/demo
 mkdir -p "$build"
+echo "building in $build"
 if ! (cd "$root" && cmake --preset demo && cmake --build "$build" --parallel "$(nproc)") >"$build/build.log" 2>&1; then
   cat "$build/build.log" >&2
   exit 1
 fi
 # The last --output counts, so the caller's own overrides this one.
-exec "$build/log_mel" --output "$root/demo-output" "${arguments[@]}"
+exec "$build/log_mel" --output "$root/demo-output" "${recording[@]}" "${arguments[@]}"
