@@ -14,10 +14,17 @@ TEST(Buffers, AreZero) {
     const auto plain = MakeZeroBuffer(count);
     EXPECT_EQ(plain.size(), count);
     EXPECT_EQ(std::ranges::count(plain, 0.0f), static_cast<std::ptrdiff_t>(count));
-    AlignedBuffer aligned(count);
-    EXPECT_EQ(aligned.Size(), count);
-    EXPECT_EQ(std::count(aligned.Data(), aligned.Data() + count, 0.0f), static_cast<std::ptrdiff_t>(count));
-    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(aligned.Data()) % 64, 0u) << count;
+  }
+}
+
+TEST(Buffers, ScratchLiesOnACacheLineAndIsWholeBothOnTheStackAndOff) {
+  for (const std::uint64_t count : {1u, 31u, 32u, 33u, 1000u}) {
+    ScratchBuffer scratch(count);
+    SmallScratchBuffer<32> small(count);
+    for (float* const memory : {scratch.Data(), small.Data()}) {
+      std::fill_n(memory, count, 1.0f);
+      EXPECT_EQ(reinterpret_cast<std::uintptr_t>(memory) % 64, 0u) << count;
+    }
   }
 }
 
@@ -28,7 +35,7 @@ TEST(Buffers, ImpossibleCountsAreLengthErrors) {
   for (const std::uint64_t count : {~std::uint64_t{0}, ~std::uint64_t{0} - 15, ~std::uint64_t{0} - 16, most + 1,
                                     static_cast<std::uint64_t>(std::int64_t{INT32_MIN})}) {
     EXPECT_THROW(MakeZeroBuffer(count), std::length_error) << count;
-    EXPECT_THROW(AlignedBuffer{count}, std::length_error) << count;
+    EXPECT_THROW(ScratchBuffer{count}, std::length_error) << count;
   }
 }
 
