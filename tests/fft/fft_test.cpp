@@ -44,10 +44,16 @@ Spectrum ExactTransform(const Spectrum& x, double sign) {
   return result;
 }
 
-Spectrum FromReal(const std::vector<float>& x) { return {x.begin(), x.end()}; }
+Spectrum FromReal(const std::vector<float>& x) {
+  Spectrum values(x.size());
+  for (std::size_t i = 0; i < x.size(); ++i) values[i] = static_cast<double>(x[i]);
+  return values;
+}
 Spectrum FromPairs(const std::vector<float>& x) {
   Spectrum values(x.size() / 2);
-  for (std::size_t k = 0; k < values.size(); ++k) values[k] = {x[2 * k], x[2 * k + 1]};
+  for (std::size_t k = 0; k < values.size(); ++k) {
+    values[k] = {static_cast<double>(x[2 * k]), static_cast<double>(x[2 * k + 1])};
+  }
   return values;
 }
 
@@ -165,7 +171,9 @@ class Yardstick {
     Values natural(n_);
     for (std::size_t k = 0; k < n_; ++k) {
       std::size_t reversed = 0;
-      for (std::size_t bit = 1, mirror = n_ / 2; bit < n_; bit *= 2, mirror /= 2) reversed |= (k & bit) != 0 ? mirror : 0;
+      for (std::size_t bit = 1, mirror = n_ / 2; bit < n_; bit *= 2, mirror /= 2) {
+        if ((k & bit) != 0) reversed |= mirror;
+      }
       natural[reversed] = a[k];
     }
     return natural;
@@ -224,7 +232,9 @@ TEST(FftTest, ImpulseConstantAndShift) {
 
     const std::vector<float> constant = Forward(std::vector<float>(count, 1.0f), Simd::BestLevel());
     EXPECT_FLOAT_EQ(constant[0], static_cast<float>(n));
-    for (std::size_t i = 1; i < constant.size(); ++i) EXPECT_NEAR(constant[i], 0.0f, 2e-7f * static_cast<float>(n)) << n;
+    for (std::size_t i = 1; i < constant.size(); ++i) {
+      EXPECT_NEAR(constant[i], 0.0f, 2e-7f * static_cast<float>(n)) << n;
+    }
 
     std::vector<float> shifted(count, 0.0f);
     shifted[1 % count] = 1.0f;
