@@ -1,7 +1,11 @@
 // What a check says.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <string>
+#include <variant>
+#include <vector>
 
 #include "api/exceptions.h"
 
@@ -16,6 +20,33 @@ std::string MessageOf(Call&& call) {
     return error.what();
   }
   return "";
+}
+
+// An argument, what is said of its bad values, and a good one.
+template <class Arguments>
+struct CheckedArgument {
+  std::variant<int Arguments::*, float Arguments::*> field;
+  std::vector<double> bad;
+  double good;
+  const char* message;
+};
+
+// Starts with every argument bad: each is named in its turn, for each of its bad values, and only then mended.
+template <class Arguments, class Check>
+void ExpectChecksInOrder(Check&& check, const std::vector<CheckedArgument<Arguments>>& order) {
+  Arguments arguments{};
+  const auto set = [&](const CheckedArgument<Arguments>& argument, double value) {
+    std::visit([&]<class T>(T Arguments::*field) { arguments.*field = static_cast<T>(value); }, argument.field);
+  };
+  for (const auto& argument : order) set(argument, argument.bad.front());
+  for (const auto& argument : order) {
+    for (const double value : argument.bad) {
+      set(argument, value);
+      EXPECT_EQ(MessageOf([&] { check(arguments); }), argument.message) << value;
+    }
+    set(argument, argument.good);
+  }
+  EXPECT_EQ(MessageOf([&] { check(arguments); }), "");
 }
 
 }  // namespace kelvo::Support

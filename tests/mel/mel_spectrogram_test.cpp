@@ -1,0 +1,237 @@
+// Mel spectrograms: the plain ordered sum to the bit, whatever is skipped, and the chain from the signal.
+#include "mel/mel_spectrogram.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
+#include <limits>
+#include <vector>
+
+#include "kelvo_audio.h"
+#include "mel/mel_spectrogram_checks.h"
+#include "support/bits.h"
+#include "support/messages.h"
+#include "support/short_time.h"
+#include "support/signals.h"
+
+namespace kelvo::Mel {
+namespace {
+
+using Support::kUntouched;
+using Support::Noise;
+using Support::SameBits;
+
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+
+// Every term of every sum, in ascending order: what skipping zeros must not change.
+std::vector<float> PlainProduct(const std::vector<float>& src, const std::vector<float>& bank, std::size_t mel_n) {
+  const std::size_t freq_n = bank.size() / mel_n;
+  const std::size_t frame_n = src.size() / freq_n;
+  std::vector<float> dst(mel_n * frame_n, 0.0f);
+  for (std::size_t m = 0; m < mel_n; ++m) {
+    for (std::size_t k = 0; k < freq_n; ++k) {
+      for (std::size_t t = 0; t < frame_n; ++t) {
+        dst[m * frame_n + t] = src[k * frame_n + t] * bank[m * freq_n + k] + dst[m * frame_n + t];
+      }
+    }
+  }
+  return dst;
+}
+
+TEST(MultiplyFilterBank, EqualsThePlainOrderedSumToTheBit) {
+  const int mel_n = 9;
+  const int freq_n = 23;
+  // Zeros at either end of a row and inside, of both signs, a row of zeros, weights below 0, and weights that are no
+  // number or infinite.
+  std::vector<float> bank = Noise(static_cast<std::size_t>(mel_n * freq_n), 5);
+  for (std::size_t i = 0; i < bank.size(); ++i) {
+    const std::size_t m = i / freq_n, k = i % freq_n;
+    if (m < 6 && (k < 2 * m || k > 2 * m + 8 || k == 2 * m + 3 || m == 4)) bank[i] = k % 2 == 0 ? 0.0f : -0.0f;
+  }
+  bank[6 * freq_n + 7] = kNan;
+  bank[7 * freq_n] = kInfinity;
+  for (int frame_n = 1; frame_n <= 70; ++frame_n) {
+    const std::vector<float> clean = Noise(static_cast<std::size_t>(freq_n * frame_n), 6);
+    // What one frame may hold: infinities that cancel in a total, numbers whose total overflows, vanishing products.
+    for (const std::vector<float>& special : std::vector<std::vector<float>>{{},
+                                                                             {kNan},
+                                                                             {kInfinity},
+                                                                             {-kInfinity},
+                                                                             {kInfinity, -kInfinity},
+                                                                             {3e38f, 3e38f},
+                                                                             {-3e38f, -3e38f},
+                                                                             {-1e-45f, -1e-42f}}) {
+      std::vector<float> src = clean;
+      const int t = frame_n * 5 / 7;
+      for (std::size_t i = 0; i < special.size(); ++i) {
+        src[(i == 0 ? 1u : 20u) * static_cast<std::size_t>(frame_n) + static_cast<std::size_t>(t)] = special[i];
+      }
+      std::vector<float> expected = PlainProduct(src, bank, mel_n);
+      expected.push_back(kUntouched);
+      for (const Simd::Level level : Simd::SupportedLevels()) {
+        std::vector<float> dst(expected.size(), kUntouched);
+        MultiplyFilterBank(dst.data(), src.data(), bank.data(), freq_n, frame_n, mel_n, level);
+        ASSERT_TRUE(SameBits(dst, expected))
+            << frame_n << " frames, " << (special.empty() ? 0.0f : special[0]) << ", " << Simd::LevelName(level);
+      }
+    }
+  }
+}
+
+// With one value behind the last that can be written.
+std::vector<float> MelSpectrogram(const std::vector<float>& signal, MelSettings settings, Simd::Level level) {
+  settings.short_time.sample_n = static_cast<int>(signal.size());
+  std::vector<float> dst(static_cast<std::size_t>(settings.mel_n) * Stft::CountFrames(settings.short_time) + 1,
+                         kUntouched);
+  ComputeMelSpectrogram(dst.data(), signal, settings, level);
+  return dst;
+}
+
+// The real parts of the columns that exist, packed, times the bank as the exports give it.
+std::vector<float> MelOfSpectrogram(const std::vector<float>& signal, MelSettings settings) {
+  Stft::ShortTimeSettings& short_time = settings.short_time;
+  short_time.sample_n = static_cast<int>(signal.size());
+  short_time.max_frame_n = static_cast<int>(Stft::CountFrames(short_time));
+  const std::vector<float> bins = Support::Spectrogram(signal, short_time, settings.power, Simd::Level::scalar);
+  std::vector<float> powers(bins.size() / 2);
+  for (std::size_t i = 0; i < powers.size(); ++i) powers[i] = bins[2 * i];
+  const int freq_n = short_time.fft_n / 2 + 1;
+  std::vector<float> bank(static_cast<std::size_t>(settings.mel_n * freq_n));
+  EXPECT_EQ(kelvoAudioGetFBMatrix(bank.data(), freq_n, settings.f_min, settings.f_max, settings.mel_n,
+                                  settings.sample_rate, settings.mel_norm, settings.mel_formula),
+            KELVO_AUDIO_STATUS_OK);
+  std::vector<float> mel = PlainProduct(powers, bank, static_cast<std::size_t>(settings.mel_n));
+  std::vector<float> converted(mel.size());
+  EXPECT_EQ(kelvoAudioConvertToMel(converted.data(), powers.data(), bank.data(), freq_n, short_time.max_frame_n,
+                                   settings.mel_n),
+            KELVO_AUDIO_STATUS_OK);
+  EXPECT_TRUE(SameBits(converted, mel));
+  mel.push_back(kUntouched);
+  return mel;
+}
+
+TEST(MelSpectrogram, EqualsTheBankTimesTheSpectrogramToTheBit) {
+  for (const MelSettings& settings : std::vector<MelSettings>{
+           // sample_n, fft_n, hop_n, win_n, win_type, max_frame_n, center, norm_type; power, f_min, f_max, mel_n, ...
+           {{0, 400, 160, 400, 1, 999, 1, 0}, 2.0f, 0.0f, 8000.0f, 80, 16000, 1, 0},
+           {{0, 400, 160, 399, 2, 999, 2, 2}, 1.0f, 50.0f, 7600.0f, 40, 16000, 0, 1},
+           {{0, 512, 200, 441, 1, 999, 0, 1}, 2.0f, 0.0f, 4000.0f, 23, 8000, 1, 1},
+           {{0, 45, 7, 45, 2, 999, 1, 0}, 0.7f, 0.0f, 4000.0f, 10, 8000, 1, 0},
+           {{0, 16, 3, 16, 1, 999, 0, 0}, 3.0f, 0.0f, 9000.0f, 8, 16000, 0, 0},  // as many bands as are accepted
+           {{0, 16, 16, 16, 2, 30, 0, 0}, 2.0f, 100.0f, kInfinity, 4, 16000, 0, 0},
+           {{0, 2, 50, 2, 2, 999, 2, 0}, 2.0f, 0.0f, 8000.0f, 1, 16000, 1, 0},
+           {{0, 20, 0, 20, 2, 5, 1, 0}, 2.0f, 0.0f, 8000.0f, 4, 16000, 1, 0},
+       }) {
+    const std::vector<float> clean = Noise(6000);
+    for (const float poison : {0.0f, kNan, -kInfinity, 1e38f, 3e18f}) {  // 3e18 squared overflows in a sum
+      std::vector<float> signal = clean;
+      std::fill(signal.begin() + 3000, signal.begin() + 3010, poison);
+      const std::vector<float> expected = MelOfSpectrogram(signal, settings);
+      for (const Simd::Level level : Simd::SupportedLevels()) {
+        ASSERT_TRUE(SameBits(MelSpectrogram(signal, settings, level), expected))
+            << settings.short_time << " " << poison << " " << Simd::LevelName(level);
+      }
+    }
+  }
+}
+
+TEST(MelSpectrogram, PowerOfZeroSumsTheWeightsAndNanIsPassedOn) {
+  MelSettings settings{{0, 64, 16, 64, 1, 7, 1, 0}, 0.0f, 0.0f, 8000.0f, 12, 16000, 1, 0};
+  std::vector<float> signal = Noise(400);
+  signal[9] = kNan;  // even a bin that is no number, to the power of 0, is 1
+  std::fill(signal.begin() + 150, signal.end(), 0.0f);
+  const std::vector<float>& bank = MelFilterBankCache::Get().GetFilterBank(settings.BankKey()).weights;
+  std::vector<float> expected = PlainProduct(std::vector<float>(33 * 7, 1.0f), bank, 12);
+  expected.push_back(kUntouched);
+  for (const Simd::Level level : Simd::SupportedLevels()) {
+    settings.power = 0.0f;
+    EXPECT_TRUE(SameBits(MelSpectrogram(signal, settings, level), expected)) << Simd::LevelName(level);
+    settings.power = kNan;
+    std::vector<float> nans(expected.size(), kNan);
+    nans.back() = kUntouched;
+    EXPECT_TRUE(SameBits(MelSpectrogram(signal, settings, level), nans)) << Simd::LevelName(level);
+  }
+}
+
+struct MelArguments : Stft::ShortTimeSettings, MelSettings {};
+
+TEST(MelChecks, SpeakInOrder) {
+  using Arguments = MelArguments;
+  Support::ExpectChecksInOrder<Arguments>(
+      [](Arguments arguments) {
+        arguments.short_time = arguments;
+        CheckMelSpectrogram(arguments);
+      },
+      {
+          {&Arguments::sample_n, {0, -1, INT_MIN}, 1, "Invalid sample_n size."},
+          {&Arguments::sample_rate, {0, -1, INT_MIN}, 1, "Invalid sample_rate value."},
+          {&Arguments::fft_n, {0, -1, INT_MIN}, 1, "Invalid fft_n value."},
+          {&Arguments::hop_n, {-1, INT_MIN}, 0, "Invalid hop_n value."},
+          {&Arguments::win_n, {0, -1, INT_MIN}, 7, "Invalid win_n value."},
+          {&Arguments::win_type, {0, 3, -1}, 2, "Invalid win_type format."},
+          {&Arguments::max_frame_n, {0, -1, INT_MIN}, 1, "Invalid max_frame_n size."},
+          {&Arguments::center, {3, -1}, 2, "Invalid center format."},
+          {&Arguments::power, {-1e-45, -kInfinity}, kNan, "Invalid power value."},
+          {&Arguments::norm_type, {3, -1}, 2, "Invalid fft_norm_type format."},
+          {&Arguments::f_min, {-1e-45, -kInfinity}, 10, "Invalid f_min value."},
+          {&Arguments::f_max, {-1e-45, -kInfinity}, 10, "Invalid f_max value."},
+          {&Arguments::f_max, {0, 9, 10}, 11, "f_max must be greater than f_min."},
+          {&Arguments::mel_n, {0, -1, INT_MIN}, 1, "Invalid mel_n size."},
+          // fft_n 1 has one bin, which accepts no number of bands.
+          {&Arguments::fft_n, {1}, 6, "mel_n must be lesser than freq_n( fft_n / 2 + 1)."},
+          {&Arguments::mel_n, {4, INT_MAX}, 3, "mel_n must be lesser than freq_n( fft_n / 2 + 1)."},
+          {&Arguments::mel_norm, {2, -1}, 1, "Invalid mel_norm format."},
+          {&Arguments::mel_formula, {2, -1}, 1, "Invalid mel_formula format."},
+          {&Arguments::win_n, {7, INT_MAX}, 6, "Invalid win_n value."},  // longer than the frame
+      });
+}
+
+struct ConvertArguments {
+  int freq_n, frame_n, mel_n;
+};
+
+TEST(ConvertToMelChecks, SpeakInOrder) {
+  using Arguments = ConvertArguments;
+  Support::ExpectChecksInOrder<Arguments>(
+      [](const Arguments& arguments) { CheckConvertToMel(arguments.freq_n, arguments.frame_n, arguments.mel_n); },
+      {
+          {&Arguments::freq_n, {0, -1, INT_MIN}, 4, "Invalid freq_n value."},
+          {&Arguments::mel_n, {0, -1, INT_MIN}, 4, "Invalid mel_n size."},
+          {&Arguments::mel_n, {4, 5, INT_MAX}, 3, "mel_n must be lesser than freq_n."},
+          {&Arguments::frame_n, {0, -1, INT_MIN}, 1, "Invalid frame_n value."},
+      });
+}
+
+TEST(MelExports, WriteOnlyOnSuccessAndPackTheirRows) {
+  const std::vector<float> src = Noise(40);
+  std::vector<float> dst(20, kUntouched);
+  const auto call = [&](float* to, const float* from, int fft_n, int win_n, int max_frame_n) {
+    return kelvoAudioGetMelSpectrogram(to, from, 40, 16000, fft_n, 8, win_n, 1, max_frame_n, 0, 2.0f, 0, 0.0f, 8000.0f,
+                                       2, 0, 0);
+  };
+  EXPECT_EQ(call(nullptr, src.data(), 16, 16, 9), KELVO_AUDIO_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(call(dst.data(), nullptr, 16, 16, 9), KELVO_AUDIO_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(call(dst.data(), src.data(), 16, 17, 9), KELVO_AUDIO_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(call(dst.data(), src.data(), 1 << 28, 16, 9), KELVO_AUDIO_STATUS_UNEXPECTED_ERROR);
+  EXPECT_EQ(call(dst.data(), src.data(), INT_MAX, 16, 9), KELVO_AUDIO_STATUS_UNEXPECTED_ERROR);
+  EXPECT_EQ(call(dst.data(), src.data(), 41, 16, 9), KELVO_AUDIO_STATUS_OK);  // no frame
+  for (const auto& arrays : std::vector<std::vector<const float*>>{
+           {nullptr, src.data(), src.data()}, {dst.data(), nullptr, src.data()}, {dst.data(), src.data(), nullptr}}) {
+    EXPECT_EQ(kelvoAudioConvertToMel(arrays[0] == nullptr ? nullptr : dst.data(), arrays[1], arrays[2], 3, 2, 1),
+              KELVO_AUDIO_STATUS_BAD_ARGUMENT);
+  }
+  EXPECT_EQ(kelvoAudioConvertToMel(dst.data(), src.data(), src.data(), 3, 2, 3), KELVO_AUDIO_STATUS_BAD_ARGUMENT);
+  EXPECT_TRUE(SameBits(dst, std::vector<float>(20, kUntouched)));
+
+  // Four frames exist: with room for more they are packed all the same, with room for fewer the rows are shorter.
+  ASSERT_EQ(call(dst.data(), src.data(), 16, 16, 9), KELVO_AUDIO_STATUS_OK);
+  std::vector<float> fewer(7, kUntouched);
+  ASSERT_EQ(call(fewer.data(), src.data(), 16, 16, 3), KELVO_AUDIO_STATUS_OK);
+  for (std::size_t i = 8; i < dst.size(); ++i) EXPECT_EQ(dst[i], kUntouched);
+  EXPECT_TRUE(SameBits(fewer, std::vector{dst[0], dst[1], dst[2], dst[4], dst[5], dst[6], kUntouched}));
+}
+
+}  // namespace
+}  // namespace kelvo::Mel

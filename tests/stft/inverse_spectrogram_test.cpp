@@ -1,0 +1,296 @@
+// The inverse spectrogram: against overlap-add in double precision, round trips in dB, and what each sample depends on.
+#include "stft/inverse_spectrogram.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <complex>
+#include <cstdio>
+#include <limits>
+#include <numbers>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "kelvo_audio.h"
+#include "stft/frames.h"
+#include "stft/inverse_checks.h"
+#include "stft/window.h"
+#include "support/bits.h"
+#include "support/messages.h"
+#include "support/short_time.h"
+#include "support/signals.h"
+
+namespace kelvo::Stft {
+
+static std::ostream& operator<<(std::ostream& out, const InverseSettings& s) {
+  return out << "frame_n " << s.frame_n << " freq_n " << s.freq_n << " hop_n " << s.hop_n << " win_n " << s.win_n
+             << " win_type " << s.win_type << " max_sample_n " << s.max_sample_n << " center " << s.center
+             << " norm_type " << s.norm_type;
+}
+
+namespace {
+
+using Support::kUntouched;
+using Support::MessageOf;
+using Support::Noise;
+using Support::SameBits;
+
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+
+// Some samples more than can be written; what is not stays kUntouched.
+std::vector<float> Inverse(const std::vector<float>& spectrogram, const InverseSettings& settings, Simd::Level level) {
+  std::vector<float> dst(static_cast<std::size_t>(settings.max_sample_n) + 5, kUntouched);
+  ComputeInverseSpectrogram(dst.data(), spectrogram.data(), settings, level);
+  return dst;
+}
+
+std::vector<float> NoiseBins(const InverseSettings& settings) {
+  return Noise(2 * static_cast<std::size_t>(settings.frame_n) * static_cast<std::size_t>(settings.freq_n));
+}
+
+struct OverlapAdd {
+  std::vector<double> sum;      // undivided
+  std::vector<float> envelope;  // in the library's precision, since its value decides whether to divide
+};
+
+OverlapAdd ExactOverlapAdd(const std::vector<float>& spectrogram, const InverseSettings& settings) {
+  const auto frame_n = static_cast<std::size_t>(settings.frame_n);
+  const auto hop = static_cast<std::size_t>(settings.hop_n);
+  const auto last_bin = static_cast<std::size_t>(settings.freq_n) - 1;
+  const std::size_t n = 2 * last_bin;
+  const std::vector<float>& window = WindowCache::Get().GetWindow(settings.win_n, settings.win_type);
+  const std::size_t margin = (n - window.size()) / 2;
+  const double scale = settings.norm_type == 2 ? 0.5 : 1.0 / static_cast<double>(n);
+  std::vector<std::complex<double>> turns(n);
+  for (std::size_t i = 0; i < n; ++i) {
+    turns[i] = std::polar(1.0, 2.0 * std::numbers::pi * static_cast<double>(i) / static_cast<double>(n));
+  }
+  OverlapAdd result{std::vector<double>(n + (frame_n - 1) * hop), std::vector<float>(n + (frame_n - 1) * hop)};
+  for (std::size_t t = 0; t < frame_n; ++t) {
+    for (std::size_t i = 0; i < window.size(); ++i) {
+      double sample = 0.0;
+      for (std::size_t k = 0; k <= last_bin; ++k) {
+        const float* const bin = &spectrogram[2 * (k * frame_n + t)];
+        const std::complex<double> turn = turns[k * (margin + i) % n];
+        const double mirrored = k == 0 || k == last_bin ? 1.0 : 2.0;
+        sample += mirrored * (static_cast<double>(bin[0]) * turn.real() -
+                              (mirrored == 1.0 ? 0.0 : static_cast<double>(bin[1]) * turn.imag()));
+      }
+      const std::size_t position = t * hop + margin + i;
+      result.sum[position] += sample * scale * static_cast<double>(window[i]);
+      result.envelope[position] += window[i] * window[i];
+    }
+  }
+  return result;
+}
+
+// Frames enough for several blocks, or for one lane; overlaps from none to nearly all of a frame.
+std::vector<InverseSettings> ManySettings() {
+  return {
+      // frame_n, freq_n, hop_n, win_n, win_type, max_sample_n, center, norm_type
+      {300, 9, 4, 16, 1, 2000, 0, 0},     {300, 10, 7, 15, 2, 1500, 0, 0},    {200, 9, 16, 11, 2, 4000, 0, 0},
+      {50, 6, 13, 10, 1, 1000, 0, 0},  // gaps between frames
+      {40, 6, 1, 7, 1, 60, 0, 0},         {7, 6, 0, 10, 2, 20, 0, 0},         {33, 2, 1, 2, 2, 50, 0, 0},
+      {20, 2, 5, 1, 1, 120, 0, 0},  // a window of 0
+      {20, 3, 3, 1, 2, 70, 0, 0},         {1, 3, 1, 4, 1, 4, 0, 0},           {1, 201, 160, 400, 1, 500, 0, 0},
+      {3, 201, 160, 300, 2, 800, 0, 0},   {19, 201, 160, 399, 1, 3000, 0, 0}, {20, 257, 200, 441, 1, 5000, 0, 0},
+      {20, 151, 1, 300, 1, 400, 0, 0},     // overlaps too many for frames side by side
+      {2, 513, 600, 1024, 1, 1700, 0, 0},  // the first envelopes are too low to divide by
+      {9, 504, 251, 1006, 2, 3100, 0, 0},  // twice a prime
+  };
+}
+
+TEST(InverseSpectrogram, MatchesOverlapAddInDoubleAtEveryLevel) {
+  for (InverseSettings settings : ManySettings()) {
+    const std::vector<float> bins = NoiseBins(settings);
+    for (settings.norm_type = 0; settings.norm_type <= 2; ++settings.norm_type) {
+      const OverlapAdd exact = ExactOverlapAdd(bins, settings);
+      double peak = 0.0;
+      for (const double value : exact.sum) peak = std::max(peak, std::fabs(value));
+      // Single precision rounds in each pass of the transform, in the window, in each addition and in the division.
+      const double bound = 0x1p-24 * peak * (4.0 + 2.0 * std::log2(settings.freq_n));
+      for (settings.center = 0; settings.center <= 2; ++settings.center) {
+        SCOPED_TRACE(testing::Message() << settings);
+        const std::vector<float> scalar = Inverse(bins, settings, Simd::Level::scalar);
+        const auto first = static_cast<std::size_t>(settings.center == 0 ? 0 : settings.freq_n - 1);
+        const std::size_t written_n = std::min(static_cast<std::size_t>(settings.max_sample_n), exact.sum.size());
+        for (std::size_t i = 0; i < scalar.size(); ++i) {
+          if (i >= written_n) {
+            ASSERT_EQ(scalar[i], kUntouched) << i;
+          } else if (first + i >= exact.sum.size() || exact.envelope[first + i] == 0.0f) {
+            ASSERT_EQ(scalar[i], 0.0f) << i;  // behind the last frame, or in no window
+          } else {
+            const auto envelope = static_cast<double>(exact.envelope[first + i]);
+            const double divisor = envelope > 1e-10 ? envelope : 1.0;
+            ASSERT_NEAR(static_cast<double>(scalar[i]) * divisor, exact.sum[first + i], bound) << i;
+          }
+        }
+        for (const Simd::Level level : Simd::SupportedLevels()) {
+          ASSERT_TRUE(SameBits(Inverse(bins, settings, level), scalar)) << Simd::LevelName(level);
+        }
+      }
+    }
+  }
+}
+
+// Fewer samples need fewer frames, which take another way through the kernels: one by one instead of side by side.
+TEST(InverseSpectrogram, ShorterOutputsArePrefixes) {
+  for (InverseSettings settings : ManySettings()) {
+    const std::vector<float> bins = NoiseBins(settings);
+    const int longest = settings.max_sample_n;
+    for (const int center : {0, 1}) {
+      settings.center = center;
+      settings.max_sample_n = longest;
+      for (const Simd::Level level : Simd::SupportedLevels()) {
+        const std::vector<float> whole = Inverse(bins, settings, level);
+        for (int n = 1; n < longest; n += 1 + n / 16) {
+          settings.max_sample_n = n;
+          std::vector<float> expected(whole.begin(), whole.begin() + n);
+          expected.resize(expected.size() + 5, kUntouched);
+          ASSERT_TRUE(SameBits(Inverse(bins, settings, level), expected)) << settings << " " << Simd::LevelName(level);
+        }
+        settings.max_sample_n = longest;
+      }
+    }
+  }
+}
+
+TEST(InverseSpectrogram, ImaginaryPartsOfTheEndBinsAreIgnored) {
+  for (const InverseSettings& settings : ManySettings()) {
+    const std::vector<float> bins = NoiseBins(settings);
+    std::vector<float> poisoned = bins;
+    const auto row_n = 2 * static_cast<std::size_t>(settings.frame_n);
+    for (std::size_t i = 1; i < row_n; i += 2) poisoned[i] = poisoned[poisoned.size() - i] = kNan;
+    for (const Simd::Level level : Simd::SupportedLevels()) {
+      EXPECT_TRUE(SameBits(Inverse(poisoned, settings, level), Inverse(bins, settings, level))) << settings;
+    }
+  }
+}
+
+TEST(InverseSpectrogram, NanStaysInTheSpanOfItsFrame) {
+  for (const InverseSettings& settings : std::vector<InverseSettings>{{40, 9, 4, 16, 2, 172, 0, 0},
+                                                                      {40, 9, 20, 12, 2, 796, 0, 2},
+                                                                      {40, 10, 5, 9, 2, 213, 0, 0},
+                                                                      {3, 9, 4, 16, 2, 24, 0, 0}}) {
+    const std::vector<float> bins = NoiseBins(settings);
+    const int fft_n = 2 * settings.freq_n - 2;
+    const int margin = (fft_n - settings.win_n) / 2;
+    for (const Simd::Level level : Simd::SupportedLevels()) {
+      const std::vector<float> clean = Inverse(bins, settings, level);
+      for (int t = 0; t < settings.frame_n; ++t) {
+        std::vector<float> poisoned = bins;
+        poisoned[static_cast<std::size_t>(2 * t)] = kNan;  // the constant, which every sample of the frame holds
+        std::vector<float> expected = clean;
+        // Where the window cannot lie in the middle, the sample after it is multiplied by 0, and a NaN stays one.
+        const auto begin = expected.begin() + t * settings.hop_n + margin;
+        std::fill(begin, begin + (fft_n - 2 * margin), kNan);
+        ASSERT_TRUE(SameBits(Inverse(poisoned, settings, level), expected)) << settings << " frame " << t;
+      }
+    }
+  }
+}
+
+TEST(InverseSpectrogram, RoundTripsKeepTheSignal) {
+  double lowest_db = 1000.0;
+  for (const int fft_n : {400, 512}) {
+    for (const int overlap : {2, 4, 8}) {
+      for (int mode = 0; mode < 18; ++mode) {
+        const int center = mode % 3, norm = mode / 3 % 3, win_type = 1 + mode / 9, hop_n = fft_n / overlap;
+        const auto sample_n = static_cast<std::size_t>(fft_n + 37 * hop_n);  // a multiple of the hop
+        const std::vector<float> signal = Noise(sample_n);
+        const int frame_n = ComputeFrameCount(static_cast<int>(sample_n), fft_n, hop_n, center);
+        const std::vector<float> bins =
+            Support::Spectrogram(signal, {0, fft_n, hop_n, fft_n, win_type, frame_n, center, norm}, 0.0f);
+        const int freq_n = fft_n / 2 + 1;
+        const int length = ComputeSampleCount(frame_n, freq_n, hop_n, center);
+        ASSERT_EQ(static_cast<std::size_t>(length), sample_n);
+        const std::vector<float> rebuilt =
+            Inverse(bins, {frame_n, freq_n, hop_n, fft_n, win_type, length, center, norm}, Simd::BestLevel());
+        double window_square = 0.0;
+        for (const float weight : WindowCache::Get().GetWindow(fft_n, win_type)) {
+          window_square += static_cast<double>(weight * weight);
+        }
+        // The factor of norm 1 is the caller's to undo.
+        const double gain = norm == 1 ? std::sqrt(window_square) : 1.0;
+        double error = 0.0;
+        double power = 0.0;
+        // Uncentred, the first and last frame stand alone where their window fades.
+        const std::size_t margin = center == 0 ? static_cast<std::size_t>(hop_n) : 0;
+        for (std::size_t i = margin; i < sample_n - margin; ++i) {
+          const auto sample = static_cast<double>(signal[i]);
+          error += std::pow(static_cast<double>(rebuilt[i]) * gain - sample, 2.0);
+          power += sample * sample;
+        }
+        const double snr_db = 10.0 * std::log10(power / error);
+        EXPECT_GT(snr_db, 130.0) << fft_n << " / " << overlap << " center " << center << " norm " << norm;
+        lowest_db = std::min(lowest_db, snr_db);
+      }
+    }
+  }
+  RecordProperty("lowest_snr_db", std::to_string(lowest_db));
+  std::printf("lowest signal-to-noise ratio: %.1f dB\n", lowest_db);
+}
+
+TEST(InverseChecks, SpeakInOrder) {
+  using Arguments = InverseSettings;
+  const float bins[4]{};
+  float dst = 0.0f;
+  Support::ExpectChecksInOrder<Arguments>(
+      [&](const Arguments& arguments) {
+        CheckInverseSpectrogram(arguments);
+        ComputeInverseSpectrogram(&dst, bins, arguments, Simd::BestLevel());
+      },
+      {
+          {&Arguments::frame_n, {0, -1, INT_MIN}, 1, "Invalid frame_n size."},
+          {&Arguments::freq_n, {0, -1, INT_MIN}, 1, "Invalid freq_n value."},
+          {&Arguments::hop_n, {-1, INT_MIN}, 0, "Invalid hop_n value."},
+          {&Arguments::win_n, {0, -1, INT_MIN}, 3, "Invalid win_n value."},
+          {&Arguments::win_type, {0, 3, -1}, 2, "Invalid win_type format."},
+          {&Arguments::max_sample_n, {0, -1, INT_MIN}, 1, "Invalid max_sample_n size."},
+          {&Arguments::center, {3, -1}, 2, "Invalid center format."},
+          {&Arguments::norm_type, {3, -1}, 2, "Invalid norm_type format."},
+          // One bin makes no transform, and from 2^30 + 1 bins on its length wraps round.
+          {&Arguments::freq_n, {1, 1073741825, INT_MAX}, 2, "Invalid value of fft points."},
+          {&Arguments::win_n, {3, INT_MAX}, 2, "Invalid win_n value."},
+      });
+}
+
+TEST(InverseExport, RefusesImpossibleLengthsBeforeTouchingAnything) {
+  const std::vector<float> src(8, 1.0f);
+  std::vector<float> dst(4, kUntouched);
+  const auto call = [&](int frame_n, int freq_n, int hop_n, int win_n) {
+    return kelvoAudioGetInverseSpectrogram(dst.data(), src.data(), frame_n, freq_n, hop_n, win_n, 2, 4, 0, 0);
+  };
+  struct Row {
+    int frame_n, freq_n, hop_n, win_n, status;
+  };
+  for (const Row& row : std::vector<Row>{{1, 1, 1, 4, KELVO_AUDIO_STATUS_BAD_ARGUMENT},
+                                         {1, 3, 1, 5, KELVO_AUDIO_STATUS_BAD_ARGUMENT},
+                                         {1, (1 << 30) + 1, 1, 4, KELVO_AUDIO_STATUS_BAD_ARGUMENT},
+                                         {1, 1 << 30, 1, 4, KELVO_AUDIO_STATUS_UNEXPECTED_ERROR},
+                                         {1, (1 << 29) + 1, 1, 4, KELVO_AUDIO_STATUS_UNEXPECTED_ERROR},
+                                         {1, (1 << 28) + 1, 1, 4, KELVO_AUDIO_STATUS_UNEXPECTED_ERROR},
+                                         {1, (1 << 27) + 1, 1, 4, KELVO_AUDIO_STATUS_UNEXPECTED_ERROR},
+                                         // The signal is longer than 32 bits can say, whatever they wrap round to.
+                                         {65537, 2, 65536, 2, KELVO_AUDIO_STATUS_UNEXPECTED_ERROR},
+                                         {2, 2, INT_MAX - 1, 2, KELVO_AUDIO_STATUS_UNEXPECTED_ERROR},
+                                         {INT_MAX, 2, INT_MAX, 2, KELVO_AUDIO_STATUS_UNEXPECTED_ERROR}}) {
+    EXPECT_EQ(call(row.frame_n, row.freq_n, row.hop_n, row.win_n), row.status) << row.frame_n << " " << row.freq_n;
+  }
+  EXPECT_EQ(kelvoAudioGetInverseSpectrogram(nullptr, src.data(), 1, 2, 1, 2, 2, 4, 0, 0),
+            KELVO_AUDIO_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(kelvoAudioGetInverseSpectrogram(dst.data(), nullptr, 1, 2, 1, 2, 2, 4, 0, 0),
+            KELVO_AUDIO_STATUS_BAD_ARGUMENT);
+  EXPECT_TRUE(SameBits(dst, std::vector<float>(4, kUntouched)));
+
+  // The longest signal there is costs no more than the samples asked for. Bins of 1 are an impulse at sample 0.
+  EXPECT_EQ(call(2, 2, INT_MAX - 2, 2), KELVO_AUDIO_STATUS_OK);
+  EXPECT_FLOAT_EQ(dst[0], 1.0f / WindowCache::Get().GetWindow(2, 2)[0]);
+  EXPECT_TRUE(SameBits({dst.begin() + 1, dst.end()}, std::vector<float>(3, 0.0f)));
+}
+
+}  // namespace
+}  // namespace kelvo::Stft

@@ -1,0 +1,314 @@
+// The spectrogram: each frame against a double-precision transform, and the same bits wherever a frame lies.
+#include "stft/spectrogram.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <complex>
+#include <limits>
+#include <numbers>
+#include <vector>
+
+#include "kelvo_audio.h"
+#include "stft/frames.h"
+#include "stft/spectrogram_checks.h"
+#include "stft/window.h"
+#include "support/bits.h"
+#include "support/messages.h"
+#include "support/short_time.h"
+#include "support/signals.h"
+
+namespace kelvo::Stft {
+namespace {
+
+using Support::Columns;
+using Support::kUntouched;
+using Support::Noise;
+using Support::SameBits;
+using Support::Spectrogram;
+
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+
+// A frame in double precision, at every bin_step-th bin.
+std::vector<std::complex<double>> ExactBins(const std::vector<float>& signal, const ShortTimeSettings& settings,
+                                            std::size_t index, std::size_t bin_step) {
+  const auto n = static_cast<std::size_t>(settings.fft_n);
+  std::vector<float> frame(n);
+  ExtractFrame(static_cast<CenterMode>(settings.center), frame, signal, static_cast<std::int64_t>(index),
+               settings.hop_n);
+  const std::vector<float>& window = WindowCache::Get().GetWindow(settings.win_n, settings.win_type);
+  const std::size_t margin = (n - window.size()) / 2;
+  std::vector<double> windowed(n, 0.0);
+  float window_square = 0.0f;  // summed as the library promises to, in order and in single precision
+  for (std::size_t i = 0; i < window.size(); ++i) {
+    windowed[margin + i] = static_cast<double>(frame[margin + i]) * static_cast<double>(window[i]);
+    window_square += window[i] * window[i];
+  }
+  std::vector<std::complex<double>> turns(n);
+  for (std::size_t i = 0; i < n; ++i) {
+    turns[i] = std::polar(1.0, -2.0 * std::numbers::pi * static_cast<double>(i) / static_cast<double>(n));
+  }
+  const double scale = settings.norm_type == 1   ? 1.0 / std::sqrt(static_cast<double>(window_square))
+                       : settings.norm_type == 2 ? 2.0 / static_cast<double>(n)
+                                                 : 1.0;
+  std::vector<std::complex<double>> bins;
+  for (std::size_t k = 0; k <= n / 2; k += bin_step) {
+    std::complex<double> sum = 0.0;
+    for (std::size_t i = 0; i < n; ++i) sum += windowed[i] * turns[i * k % n];
+    bins.push_back(sum * scale);
+  }
+  return bins;
+}
+
+void ExpectExactColumns(const std::vector<float>& spectrogram, const std::vector<float>& signal,
+                        const ShortTimeSettings& settings) {
+  const auto columns = static_cast<std::size_t>(settings.max_frame_n);
+  const std::size_t frame_n = CountFrames(settings);
+  const std::size_t bin_n = static_cast<std::size_t>(settings.fft_n) / 2 + 1;
+  const std::size_t bin_step = 1 + bin_n / 300;
+  // Each pass of a transform, the window and the scale round once; passes of a large prime grow with its root.
+  const double bound = 0x1p-24 * (3.0 + std::log2(settings.fft_n) + (settings.fft_n % 503 == 0 ? 15.0 : 0.0));
+  for (std::size_t t = 0; t < columns; ++t) {
+    const auto actual = [&](std::size_t k) {
+      const float* const bin = &spectrogram[2 * (k * columns + t)];
+      return std::complex<double>(static_cast<double>(bin[0]), static_cast<double>(bin[1]));
+    };
+    if (t >= frame_n) {
+      for (std::size_t k = 0; k < bin_n; ++k) ASSERT_EQ(actual(k), std::complex<double>(kUntouched, kUntouched)) << t;
+      continue;
+    }
+    const std::vector<std::complex<double>> exact = ExactBins(signal, settings, t, bin_step);
+    double error = 0.0;
+    double power = 0.0;
+    for (std::size_t i = 0; i < exact.size(); ++i) {
+      error += std::norm(actual(i * bin_step) - exact[i]);
+      power += std::norm(exact[i]);
+    }
+    ASSERT_LE(std::sqrt(error), bound * std::sqrt(power)) << "frame " << t;
+  }
+}
+
+TEST(Spectrogram, MatchesTheDoublePrecisionTransformAtEveryLevel) {
+  for (ShortTimeSettings settings : std::vector<ShortTimeSettings>{
+           // sample_n, fft_n, hop_n, win_n, win_type, max_frame_n
+           {1000, 400, 160, 400, 1, 8, 0, 0},
+           {1700, 400, 160, 300, 2, 9, 0, 0},
+           {3000, 512, 200, 441, 1, 12, 0, 0},  // an odd difference
+           {399, 400, 160, 400, 1, 2, 0, 0},    // no frame
+           {100, 16, 5, 16, 1, 30, 0, 0},
+           {100, 16, 5, 15, 2, 23, 0, 0},
+           {100, 16, 1, 11, 1, 90, 0, 0},
+           {60, 15, 4, 15, 2, 17, 0, 0},
+           {60, 15, 4, 12, 1, 17, 0, 0},
+           {40, 1, 1, 1, 2, 41, 0, 0},
+           {40, 1, 3, 1, 1, 20, 0, 0},  // a window of 0
+           {40, 2, 1, 2, 1, 41, 0, 0},
+           {40, 2, 3, 1, 2, 20, 0, 0},
+           {40, 3, 2, 2, 2, 20, 0, 0},
+           {100, 8, 3, 8, 1, 40, 0, 0},
+           {100, 18, 5, 18, 1, 30, 0, 0},
+           {1500, 503, 100, 503, 1, 17, 0, 0},
+           {1500, 1006, 250, 1000, 1, 8, 0, 0},
+           {100, 20, 0, 20, 1, 7, 0, 0},
+           {20, 20, 0, 20, 1, 2, 0, 0},
+           {400, 20, 20, 20, 1, 30, 0, 0},
+           {400, 20, 33, 19, 2, 30, 0, 0},
+           {100, 20, 200, 20, 2, 3, 0, 0},
+           {100, 20, INT_MAX, 20, 2, 3, 0, 0},
+           {5, 5, 1, 5, 1, 7, 0, 0},
+           {1, 1, 1, 1, 2, 3, 0, 0},
+           {2, 2, 1, 2, 2, 4, 0, 0},
+           {17000, 16384, 300, 16384, 1, 3, 0, 0},
+           {40000, 32768, 1000, 30000, 2, 2, 0, 0},
+       }) {
+    const std::vector<float> signal = Noise(static_cast<std::size_t>(settings.sample_n));
+    for (settings.center = 0; settings.center <= 2; ++settings.center) {
+      for (settings.norm_type = 0; settings.norm_type <= 2; ++settings.norm_type) {
+        // Half a window of 0 over the square root of 0 is no number.
+        if (settings.win_n == 1 && settings.win_type == 1 && settings.norm_type == 1) continue;
+        SCOPED_TRACE(testing::Message() << settings);
+        const std::vector<float> scalar = Spectrogram(signal, settings, 0.0f, Simd::Level::scalar);
+        ASSERT_NO_FATAL_FAILURE(ExpectExactColumns(scalar, signal, settings));
+        for (const Simd::Level level : Simd::SupportedLevels()) {
+          ASSERT_TRUE(SameBits(Spectrogram(signal, settings, 0.0f, level), scalar)) << Simd::LevelName(level);
+        }
+      }
+    }
+  }
+}
+
+// Signals whose frames go through the kernels in every way: several blocks of them, hops that share samples and hops
+// that share none, halved transforms and whole ones.
+std::vector<ShortTimeSettings> ManyFrames() {
+  return {{3000, 16, 10, 16, 1, 299, 0, 0}, {3000, 15, 10, 13, 2, 299, 0, 1},   {6000, 24, 24, 19, 1, 250, 0, 2},
+          {6000, 11, 40, 11, 2, 150, 0, 0}, {9000, 400, 160, 400, 1, 54, 0, 0}, {9000, 500, 7, 441, 1, 100, 0, 0}};
+}
+
+TEST(Spectrogram, FramesDoNotDependOnTheirPlaceOrNumber) {
+  for (const ShortTimeSettings& settings : ManyFrames()) {
+    const std::vector<float> signal = Noise(static_cast<std::size_t>(settings.sample_n));
+    const auto columns = static_cast<std::size_t>(settings.max_frame_n);
+    for (const Simd::Level level : Simd::SupportedLevels()) {
+      SCOPED_TRACE(testing::Message() << settings << " " << Simd::LevelName(level));
+      const std::vector<float> all = Spectrogram(signal, settings, 0.0f, level);
+      for (std::size_t t = 0; t < columns; ++t) {
+        const auto start = signal.begin() + static_cast<std::ptrdiff_t>(t) * settings.hop_n;
+        ShortTimeSettings alone = settings;
+        alone.max_frame_n = 1;
+        ASSERT_TRUE(
+            SameBits(Spectrogram({start, start + settings.fft_n}, alone, 0.0f, level), Columns(all, columns, t, 1)))
+            << "frame " << t;
+      }
+      for (std::size_t count = 1; count <= 40; ++count) {
+        ShortTimeSettings fewer = settings;
+        fewer.max_frame_n = static_cast<int>(count);
+        ASSERT_TRUE(SameBits(Spectrogram(signal, fewer, 0.0f, level), Columns(all, columns, 0, count))) << count;
+      }
+    }
+  }
+}
+
+TEST(Spectrogram, WhatOneFrameHoldsNeverReachesAnother) {
+  for (const int fft_n : {8, 15, 100}) {
+    for (const int hop_n : {fft_n, fft_n + 3}) {
+      const std::size_t frame_n = 37;
+      const std::size_t silent = 5;
+      const ShortTimeSettings settings{0, fft_n, hop_n, fft_n, 2, static_cast<int>(frame_n), 0, 0};
+      std::vector<float> signal = Noise(frame_n * static_cast<std::size_t>(hop_n));
+      std::fill_n(signal.begin() + static_cast<int>(silent) * hop_n, fft_n, 0.0f);
+      for (const Simd::Level level : Simd::SupportedLevels()) {
+        const std::vector<float> clean = Spectrogram(signal, settings, 0.0f, level);
+        for (const float value : Columns(clean, frame_n, silent, 1)) ASSERT_EQ(value, 0.0f);
+        for (std::size_t loud = 0; loud < frame_n; ++loud) {
+          if (loud == silent) continue;
+          for (const float poison : {kNan, kInfinity, 1e38f}) {
+            SCOPED_TRACE(testing::Message() << settings << " frame " << loud << " holds " << poison);
+            std::vector<float> poisoned = signal;
+            std::fill_n(poisoned.begin() + static_cast<int>(loud) * hop_n + fft_n / 2, poison == 1e38f ? fft_n / 2 : 1,
+                        poison);
+            const std::vector<float> actual = Spectrogram(poisoned, settings, 0.0f, level);
+            ASSERT_TRUE(SameBits(Columns(actual, frame_n, 0, loud), Columns(clean, frame_n, 0, loud)));
+            ASSERT_TRUE(SameBits(Columns(actual, frame_n, loud + 1, frame_n - loud - 1),
+                                 Columns(clean, frame_n, loud + 1, frame_n - loud - 1)));
+            ASSERT_FALSE(SameBits(Columns(actual, frame_n, loud, 1), Columns(clean, frame_n, loud, 1)));
+          }
+        }
+      }
+    }
+  }
+}
+
+TEST(Spectrogram, SamplesOutsideTheWindowAreReplacedNotMultiplied) {
+  for (const int max_frame_n : {1, 20}) {
+    const ShortTimeSettings settings{0, 20, 20, 10, 2, max_frame_n, 0, 0};  // samples 5 to 14 of each frame count
+    std::vector<float> quiet = Noise(400);
+    std::vector<float> loud = quiet;
+    for (std::size_t i = 0; i < loud.size(); ++i) {
+      if (i % 20 >= 5 && i % 20 < 15) continue;
+      quiet[i] = 0.0f;
+      loud[i] = i % 2 == 0 ? kInfinity : kNan;
+    }
+    for (const Simd::Level level : Simd::SupportedLevels()) {
+      EXPECT_TRUE(SameBits(Spectrogram(loud, settings, 0.0f, level), Spectrogram(quiet, settings, 0.0f, level)));
+    }
+  }
+}
+
+TEST(Spectrogram, PowerIsThatOfTheScaledComplexBins) {
+  const ShortTimeSettings settings{0, 100, 30, 99, 1, 33, 1, 2};
+  for (const float loudness : {1.0f, 1e-30f, 1e30f}) {  // squares vanish, squares overflow
+    std::vector<float> signal = Noise(960);
+    for (float& sample : signal) sample *= loudness;
+    for (const Simd::Level level : Simd::SupportedLevels()) {
+      const std::vector<float> bins = Spectrogram(signal, settings, 0.0f, level);
+      for (const float none : {-0.0f, kNan}) {
+        EXPECT_TRUE(SameBits(Spectrogram(signal, settings, none, level), bins)) << none;
+      }
+      for (const float power : {2.0f, 1.0f, 0.7f, 3.0f, 1e-30f, kInfinity}) {
+        const std::vector<float> powers = Spectrogram(signal, settings, power, level);
+        for (std::size_t i = 0; i < bins.size(); i += 2) {
+          const float squared = bins[i + 1] * bins[i + 1] + bins[i] * bins[i];
+          // powf itself may be an ulp off.
+          ASSERT_LE(Support::UlpDistance(powers[i], std::pow(squared, power * 0.5f)), 1) << power << " " << squared;
+          ASSERT_EQ(Support::Bits(powers[i + 1]), 0u);
+        }
+      }
+    }
+  }
+}
+
+// From 11 million samples on the count, formed in single precision, may be one frame more than the signal covers.
+TEST(Spectrogram, FrameTooManyFindsZerosBeyondTheSignal) {
+  for (const int fft_n : {8, 512}) {  // the hop is longer than a frame, or shorter
+    const std::vector<float> signal(static_cast<std::size_t>(13107199 + fft_n), 1.0f);
+    const int frame_n = 32769;
+    const ShortTimeSettings settings{static_cast<int>(signal.size()), fft_n, 400, fft_n, 2, frame_n, 0, 0};
+    ASSERT_EQ(CountFrames(settings), static_cast<std::size_t>(frame_n));
+    std::vector<float> last(static_cast<std::size_t>(fft_n), 1.0f);
+    last.back() = 0.0f;
+    ShortTimeSettings alone = settings;
+    alone.max_frame_n = 1;
+    EXPECT_TRUE(SameBits(Columns(Spectrogram(signal, settings, 0.0f), frame_n, frame_n - 1, 1),
+                         Spectrogram(last, alone, 0.0f)));
+  }
+}
+
+struct SpectrogramArguments : ShortTimeSettings {
+  float power;
+};
+
+TEST(SpectrogramChecks, SpeakInOrder) {
+  using Arguments = SpectrogramArguments;
+  Support::ExpectChecksInOrder<Arguments>(
+      [](const Arguments& arguments) { CheckSpectrogram(arguments, arguments.power); },
+      {
+          {&Arguments::sample_n, {0, -1, INT_MIN}, 1, "Invalid sample_n size."},
+          {&Arguments::fft_n, {0, -1, INT_MIN}, 4, "Invalid fft_n value."},
+          {&Arguments::hop_n, {-1, INT_MIN}, 0, "Invalid hop_n value."},
+          {&Arguments::win_n, {0, -1, INT_MIN}, 5, "Invalid win_n value."},
+          {&Arguments::win_type, {0, 3, -1}, 2, "Invalid win_type format."},
+          {&Arguments::max_frame_n, {0, -1, INT_MIN}, 1, "Invalid max_frame_n size."},
+          {&Arguments::center, {3, -1}, 2, "Invalid center format."},
+          {&Arguments::power, {-1e-45, -kInfinity}, kNan, "Invalid power value."},
+          {&Arguments::norm_type, {3, -1}, 2, "Invalid norm_type format."},
+          {&Arguments::win_n, {5, INT_MAX}, 4, "Invalid win_n value."},  // longer than the frame
+      });
+}
+
+TEST(SpectrogramExport, WritesOnlyOnSuccess) {
+  const std::vector<float> src(6, 1.0f);
+  std::vector<float> dst(3 * 2 * 2, kUntouched);
+  struct Row {
+    int fft_n, hop_n, win_n, status;
+  };
+  for (const Row& row : std::vector<Row>{{4, -1, 4, KELVO_AUDIO_STATUS_BAD_ARGUMENT},
+                                         {4, 1, 5, KELVO_AUDIO_STATUS_BAD_ARGUMENT},
+                                         {7, 1, 8, KELVO_AUDIO_STATUS_BAD_ARGUMENT},  // also where there is no frame
+                                         {7, 1, 7, KELVO_AUDIO_STATUS_OK},
+                                         {1 << 28, 1, 4, KELVO_AUDIO_STATUS_UNEXPECTED_ERROR},
+                                         {1 << 29, 1, 4, KELVO_AUDIO_STATUS_UNEXPECTED_ERROR},
+                                         {(1 << 30) + 1, 1, 4, KELVO_AUDIO_STATUS_UNEXPECTED_ERROR},
+                                         {INT_MAX, 1, 4, KELVO_AUDIO_STATUS_UNEXPECTED_ERROR}}) {
+    EXPECT_EQ(kelvoAudioGetSpectrogram(dst.data(), src.data(), 6, row.fft_n, row.hop_n, row.win_n, 1, 2, 0, 0.0f, 0),
+              row.status);
+  }
+  EXPECT_EQ(kelvoAudioGetSpectrogram(nullptr, src.data(), 6, 4, 3, 4, 1, 2, 0, 0.0f, 0),
+            KELVO_AUDIO_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(kelvoAudioGetSpectrogram(dst.data(), nullptr, 6, 4, 3, 4, 1, 2, 0, 0.0f, 0),
+            KELVO_AUDIO_STATUS_BAD_ARGUMENT);
+  EXPECT_TRUE(SameBits(dst, std::vector<float>(dst.size(), kUntouched)));
+
+  // A constant under a Hann window of four samples, closed form; only one frame exists.
+  ASSERT_EQ(kelvoAudioGetSpectrogram(dst.data(), src.data(), 6, 4, 3, 4, KELVO_AUDIO_WINDOW_HANN, 2,
+                                     KELVO_AUDIO_CENTER_NONE, 0.0f, KELVO_AUDIO_NORM_NONE),
+            KELVO_AUDIO_STATUS_OK);
+  const std::vector<float> expected{2.0f,       0.0f,       kUntouched, kUntouched, -1.0f,      0.0f,
+                                    kUntouched, kUntouched, 0.0f,       0.0f,       kUntouched, kUntouched};
+  for (std::size_t i = 0; i < dst.size(); ++i) EXPECT_NEAR(dst[i], expected[i], 3e-7f) << i;
+}
+
+}  // namespace
+}  // namespace kelvo::Stft
