@@ -144,8 +144,10 @@ void Synthesis::RunOneByOne() {
     float* const envelope = envelope_.data() + t * hop_ + settings_.begin;
     for (std::size_t i = 0; i < window_square_.size(); ++i) envelope[i] += window_square_[i];
   }
-  kernels_.divide(signal_.data(), envelope_.data(), signal_n_);
-  Deliver({signal_.data(), signal_n_}, 0);
+  // The delivered stretch may end in a gap behind the last frame that it needs.
+  const std::size_t reached_n = std::min(signal_n_, signal_.size());
+  kernels_.divide(signal_.data(), envelope_.data(), reached_n);
+  Deliver({signal_.data(), reached_n}, 0);
 }
 
 // The squared windows of the frames that began last_back to first_back columns ago, in that order, in one row.
