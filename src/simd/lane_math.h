@@ -135,27 +135,102 @@ KELVO_INLINE Lanes<float, N> Log1p(Lanes<float, N> x) {
   return SelectLess(-one, x, finite, SelectEqual(x, x, at_most_minus_one, x));
 }
 
-// The angle of x + i y as the runtime's atan2f gives it, lane by lane.
+// value, negated where the sign bit of `sign` is set
 template <std::size_t N>
-KELVO_INLINE Lanes<float, N> Atan2(Lanes<float, N> y, Lanes<float, N> x) {
-  float angles[N], divisors[N];
-  y.Store(angles);
-  x.Store(divisors);
-  for (std::size_t i = 0; i < N; ++i) angles[i] = __builtin_atan2f(angles[i], divisors[i]);
-  return Lanes<float, N>::Load(angles);
+KELVO_INLINE Lanes<float, N> TimesSignOf(Lanes<float, N> value, Lanes<float, N> sign) {
+  return FromBits(ToBits(value) ^ (ToBits(sign) & 0x80000000));
+}
+template <std::size_t N>
+KELVO_INLINE Lanes<float, N> Abs(Lanes<float, N> a) { return FromBits(ToBits(a) & 0x7FFFFFFF); }
+
+// atan(q) for q >= 0 or NaN, the steps of [Sun 1993] in their precision.
+template <class Lane>
+KELVO_INLINE Lane AtanOfPositive(Lane q) {
+  const auto all = [](float value) __attribute__((always_inline)) { return Lane::Broadcast(value); };
+  const Lane one = all(1.0f);
+  // One of six stretches, whose centre has the angle high + low; x is the tangent of what remains beyond it. From 2^25 on
+  // nothing remains.
+  Lane numerator = SelectLess(q, all(0x1p+25f), all(-1.0f), all(0.0f)), denominator = q, high = all(0x1.921fb4p+0f), low = all(0x1.4442dp-24f);
+  const auto below = [&](Lane limit, Lane top, Lane bottom, Lane angle, Lane rest) __attribute__((always_inline)) {
+    numerator = SelectLess(q, limit, top, numerator);
+    denominator = SelectLess(q, limit, bottom, denominator);
+    high = SelectLess(q, limit, angle, high);
+    low = SelectLess(q, limit, rest, low);
+  };
+  below(all(2.4375f), q - all(1.5f), one + all(1.5f) * q, all(0x1.f730bcp-1f), all(0x1.281f68p-25f));
+  below(all(1.1875f), q - one, q + one, all(0x1.921fb4p-1f), all(0x1.4442dp-25f));
+  below(all(0.6875f), all(2.0f) * q - one, all(2.0f) + q, all(0x1.dac67p-2f), all(0x1.586ed2p-28f));
+  below(all(0.4375f), q, one, all(0.0f), all(0.0f));
+  const Lane x = numerator / denominator;
+
+  const Lane z = x * x;
+  const Lane w = z * z;
+  constexpr float kOdd[] = {0x1.0ad3aep-6f, 0x1.97b4b2p-5f, 0x1.10d66ap-4f, 0x1.745cdcp-4f, 0x1.24924ap-3f, 0x1.555556p-2f};
+  constexpr float kEven[] = {-0x1.2b4442p-5f, -0x1.dde2d6p-5f, -0x1.3b0f2ap-4f, -0x1.c71c7p-4f, -0x1.99999ap-3f};
+  const Lane sum = z * Polynomial(w, kOdd) + w * Polynomial(w, kEven);
+  return high - ((x * sum - low) - x);
 }
 
-// Cosine and sine as the runtime's cosf and sinf give them, lane by lane.
+// The angle of x + i y, the steps of [Sun 1993] in their precision: below 1 ulp, and the bits of the runtime's atan2f
+// where that follows the same source. All floats.
 template <std::size_t N>
-KELVO_INLINE LanePair<float, N> CosSin(Lanes<float, N> x) {
-  float cosines[N], sines[N];
-  x.Store(cosines);
-  x.Store(sines);
-  for (std::size_t i = 0; i < N; ++i) {
-    cosines[i] = __builtin_cosf(sines[i]);
-    sines[i] = __builtin_sinf(sines[i]);
+KELVO_INLINE Lanes<float, N> Atan2(Lanes<float, N> y, Lanes<float, N> x) {
+  using Lane = Lanes<float, N>;
+  const Lane zero = Lane::Broadcast(0.0f);
+  const Lane one = Lane::Broadcast(1.0f);
+  const Lane infinity = Lane::Broadcast(__builtin_inff());
+  const Lane height = Abs(y);
+  const Lane width = Abs(x);
+  // 0 / 0 counts as 0 and inf / inf as 1.
+  Lane ratio = SelectEqual(height + width, zero, zero, height / width);
+  ratio = SelectEqual(width, infinity, SelectEqual(height, infinity, one, ratio), ratio);
+  const Lane angle = AtanOfPositive(ratio);
+  // pi less the angle, pi in two pieces; but on the axis itself the angle is pi / 2 as it stands.
+  const Lane left = Lane::Broadcast(0x1.921fb6p+1f) - (angle - Lane::Broadcast(-0x1.777a5cp-24f));
+  const Lane off_axis = SelectEqual(width, zero, SelectEqual(height, zero, left, angle),
+                                    SelectEqual(height, infinity, SelectEqual(width, infinity, left, angle), left));
+  const Lane is_left = TimesSignOf(one, x);
+  return TimesSignOf(SelectLess(is_left, zero, off_axis, angle), y);
+}
+
+// Cosine and sine of angles reduced to [0, pi] and rounded to float after all; see CosSin.
+template <std::size_t N>
+KELVO_INLINE LanePair<double, N> CosSinOfPositive(Lanes<double, N> x) {
+  using Lane = Lanes<double, N>;
+  // The nearest multiple of pi / 2 is 0, 1 or 2 of them.
+  const Lane quarter = Lane::Broadcast(0x1.921fb54442d18p-1);
+  const Lane three_quarters = Lane::Broadcast(0x1.2d97c7f3321d2p+1);
+  const auto by_quadrant = [&](Lane first, Lane second, Lane third) __attribute__((always_inline)) {
+    return SelectLess(x, quarter, first, SelectLess(x, three_quarters, second, third));
+  };
+  const Lane half_pi = Lane::Broadcast(0x1.921fb54442d18p+0);
+  const Lane r = x - by_quadrant(Lane::Broadcast(0.0), half_pi, half_pi + half_pi);
+  const Lane r2 = r * r;
+  const Lane r3 = r * r2;
+  const Lane r4 = r2 * r2;
+  const Lane sine = (r + r3 * Lane::Broadcast(-0x1.555545995a603p-3)) +
+                    (r3 * r2) * (Lane::Broadcast(0x1.1107605230bc4p-7) + r2 * Lane::Broadcast(-0x1.994eb3774cf24p-13));
+  const Lane cosine = ((Lane::Broadcast(1.0) + r2 * Lane::Broadcast(-0x1.ffffffd0c621cp-2)) +
+                       r4 * Lane::Broadcast(0x1.55553e1068f19p-5)) +
+                      (r4 * r2) * (Lane::Broadcast(-0x1.6c087e89a359dp-10) + r2 * Lane::Broadcast(0x1.99343027bf8c3p-16));
+  return {by_quadrant(cosine, -sine, -cosine), by_quadrant(sine, cosine, -sine)};
+}
+
+// Cosine and sine by the polynomials of [Arm 2018]: below 1 ulp, and within 1 ulp of the runtime's cosf and sinf.
+// Lanes of float in [-pi, pi], and NaN.
+template <std::size_t N>
+KELVO_INLINE LanePair<float, N> CosSin(Lanes<float, N> angle) {
+  const Lanes<float, N> x = Abs(angle);
+  if constexpr (N == 1) {
+    const auto wide = CosSinOfPositive(ToDouble(x));
+    return {ToFloat(wide.first), TimesSignOf(ToFloat(wide.second), angle)};
+  } else {
+    const auto halves = Split(x);
+    const auto low = CosSinOfPositive(ToDouble(halves.first));
+    const auto high = CosSinOfPositive(ToDouble(halves.second));
+    return {Join(ToFloat(low.first), ToFloat(high.first)),
+            TimesSignOf(Join(ToFloat(low.second), ToFloat(high.second)), angle)};
   }
-  return {Lanes<float, N>::Load(cosines), Lanes<float, N>::Load(sines)};
 }
 
 // base^exponent as the runtime's powf gives it, lane by lane.
