@@ -5,8 +5,8 @@
  *           Outputs come first in every parameter list. Unless a function says otherwise, an output may not overlap an
  *           input. Samples and features are 32-bit floats.
  * Layouts   A complex value is two consecutive floats, real part first. Matrices are row-major: a spectrogram
- *           [freq_n x frame_n] has one row per frequency bin, a mel spectrogram [mel_n x frame_n] one row per mel band, a
- *           filter bank [mel_n x freq_n] one row per filter.
+ *           [freq_n x frame_n] has one row per frequency bin, a mel spectrogram [mel_n x frame_n] one row per mel band,
+ *           a filter bank [mel_n x freq_n] one row per filter.
  * Errors    Every function returns a status. Checks run in the order in which a function lists them, null pointers
  *           first. On failure no output has been written, nothing is leaked, and later calls are unaffected.
  * Threads   Every function may be called from any thread at any time, as long as calls that run at once do not share an
@@ -165,8 +165,8 @@ KELVO_AUDIO_API int kelvoAudioGetWindow(float* dst, int window_n, int win_type);
  * Number of frames that kelvoAudioGetSpectrogram and kelvoAudioGetMelSpectrogram make of a signal.
  *
  * frame_n   out  0 when sample_n < fft_n, else floor((sample_n - fft_n) / hop_n + 1) uncentred, floor(sample_n / hop_n
- *                + 1) with reflection, ceil(sample_n / hop_n) + 1 with zeros, formed in single precision (from 11 million
- *                samples on it may be one frame more) and saturated to int, as for hop_n 0
+ *                + 1) with reflection, ceil(sample_n / hop_n) + 1 with zeros, formed in single precision (from 11
+ *                million samples on it may be one frame more) and saturated to int, as for hop_n 0
  * sample_n  in   samples, >= 1
  * fft_n     in   samples, >= 1
  * hop_n     in   samples, >= 0
@@ -190,8 +190,8 @@ KELVO_AUDIO_API int kelvoAudioGetFrameLen(int* frame_n, int sample_n, int fft_n,
 KELVO_AUDIO_API int kelvoAudioGetSampleLen(int* sample_n, int frame_n, int freq_n, int hop_n, int center);
 
 /**
- * Fits a matrix to a number of frames: cuts columns off, or appends columns of one value. For a complex spectrogram pass
- * twice the frame counts.
+ * Fits a matrix to a number of frames: cuts columns off, or appends columns of one value. For a complex spectrogram
+ * pass twice the frame counts.
  *
  * dst          out  [freq_n x dst_frame_n] floats
  * src          in   [freq_n x src_frame_n] floats
@@ -210,8 +210,8 @@ KELVO_AUDIO_API int kelvoAudioFixFrameLen(float* dst, const float* src, int freq
 /**
  * Short-time Fourier transform: frames of fft_n samples every hop_n samples, each windowed and transformed.
  *
- * dst          out  [fft_n / 2 + 1 x max_frame_n] complex; column t of each row is frame t; the columns beyond the frame
- *                   count are left as they are
+ * dst          out  [fft_n / 2 + 1 x max_frame_n] complex; column t of each row is frame t; the columns beyond the
+ *                   frame count are left as they are
  * src          in   [sample_n] floats
  * sample_n     in   samples, >= 1; fewer than fft_n give no frame at all
  * fft_n        in   as for kelvoAudioFFT
@@ -227,15 +227,16 @@ KELVO_AUDIO_API int kelvoAudioFixFrameLen(float* dst, const float* src, int freq
  * norm_type; win_n > fft_n), OUT_OF_MEMORY or UNEXPECTED_ERROR (fft_n beyond the limits of kelvoAudioFFT).
  * [any thread] [the first call per fft_n and window builds tables]
  */
-KELVO_AUDIO_API int kelvoAudioGetSpectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_n, int win_n,
-                                             int win_type, int max_frame_n, int center, float power, int norm_type);
+KELVO_AUDIO_API int kelvoAudioGetSpectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_n,
+                                             int win_n, int win_type, int max_frame_n, int center, float power,
+                                             int norm_type);
 
 /**
  * Signal of a one-sided complex spectrogram: inverse transforms, windowed, overlap-added, and divided by the sum of the
  * squared windows wherever that exceeds 1e-10 [Griffin and Lim 1984].
  *
- * dst           out  [min(L, max_sample_n)] floats, L = fft_n + (frame_n - 1) * hop_n with fft_n = 2 * freq_n - 2; samples
- *                    behind the last frame are 0, those beyond the count left as they are
+ * dst           out  [min(L, max_sample_n)] floats, L = fft_n + (frame_n - 1) * hop_n with fft_n = 2 * freq_n - 2;
+ *                    samples behind the last frame are 0, those beyond the count left as they are
  * src           in   [freq_n x frame_n] complex; the imaginary parts of the first and last bin are ignored
  * frame_n       in   frames, the columns and the row stride of src, >= 1
  * freq_n        in   bins, >= 2
@@ -291,8 +292,8 @@ KELVO_AUDIO_API int kelvoAudioGetNonSilentPos(int* start_pos, int* nonsilent_n, 
  * mel_norm      in   KELVO_AUDIO_MEL_NORM_...
  * mel_formula   in   KELVO_AUDIO_MEL_SLANEY or KELVO_AUDIO_MEL_HTK
  *
- * Returns OK, BAD_ARGUMENT (null dst; freq_n < 1; f_min; f_max; f_max <= f_min; mel_n < 1; freq_n <= mel_n; sample_rate;
- * mel_norm; mel_formula) or OUT_OF_MEMORY. [any thread] [the first call per settings builds a table]
+ * Returns OK, BAD_ARGUMENT (null dst; freq_n < 1; f_min; f_max; f_max <= f_min; mel_n < 1; freq_n <= mel_n;
+ * sample_rate; mel_norm; mel_formula) or OUT_OF_MEMORY. [any thread] [the first call per settings builds a table]
  *
  *     float bank[80 * 201];
  *     int status = kelvoAudioGetFBMatrix(bank, 201, 0, 8000, 80, 16000, KELVO_AUDIO_MEL_NORM_SLANEY,
@@ -305,8 +306,8 @@ KELVO_AUDIO_API int kelvoAudioGetFBMatrix(float* dst, int freq_n, float f_min, f
  * Mel spectrogram: the spectrogram's frames, |bin|^power, times the filter bank. Equal to kelvoAudioConvertToMel of
  * kelvoAudioGetSpectrogram's powers, bit for bit.
  *
- * dst                    out  [mel_n x frames] floats, frames = min(max_frame_n, count of kelvoAudioGetFrameLen): packed,
- *                             unlike kelvoAudioGetSpectrogram's output
+ * dst                    out  [mel_n x frames] floats, frames = min(max_frame_n, count of kelvoAudioGetFrameLen):
+ *                             packed, unlike kelvoAudioGetSpectrogram's output
  * src ... max_frame_n    in   as for kelvoAudioGetSpectrogram
  * sample_rate            in   Hz, >= 1
  * center, fft_norm_type  in   as center and norm_type of kelvoAudioGetSpectrogram
@@ -336,8 +337,8 @@ KELVO_AUDIO_API int kelvoAudioGetMelSpectrogram(float* dst, const float* src, in
  * Returns OK, BAD_ARGUMENT (null dst, src or fb_matrix; freq_n < 1; mel_n; freq_n <= mel_n; frame_n) or OUT_OF_MEMORY.
  * [any thread]
  */
-KELVO_AUDIO_API int kelvoAudioConvertToMel(float* dst, const float* src, const float* fb_matrix, int freq_n, int frame_n,
-                                           int mel_n);
+KELVO_AUDIO_API int kelvoAudioConvertToMel(float* dst, const float* src, const float* fb_matrix, int freq_n,
+                                           int frame_n, int mel_n);
 
 /* ---- Spectral conversions ---------------------------------------------------------------------------------------- */
 
@@ -388,8 +389,8 @@ KELVO_AUDIO_API int kelvoAudioMagPhase(float* dst_mag, float* dst_phase, const f
 /* ---- Filters ----------------------------------------------------------------------------------------------------- */
 
 /**
- * Filters a signal: d_coef[0] y[i] = sum over k of n_coef[k] x[i-k] - sum over k >= 1 of d_coef[k] y[i-k], in direct form
- * II transposed [Oppenheim and Schafer 2010], in double precision with a single-precision state.
+ * Filters a signal: d_coef[0] y[i] = sum over k of n_coef[k] x[i-k] - sum over k >= 1 of d_coef[k] y[i-k], in direct
+ * form II transposed [Oppenheim and Schafer 2010], in double precision with a single-precision state.
  *
  * dst       out     [dst_n] floats, of which min(dst_n, src_n) are written; may be src
  * src       in      [src_n] floats, of which min(dst_n, src_n) are read

@@ -29,7 +29,9 @@ inline void CheckHop(int hop_n) { FailIf(hop_n < 0, "Invalid hop_n value."); }
 inline void CheckWindowValue(bool failed) { FailIf(failed, "Invalid win_n value."); }
 inline void CheckWindowType(int win_type) { FailIf(!IsAcceptedValue(win_type, {1, 2}), "Invalid win_type format."); }
 inline void CheckCenter(int center) { FailIf(!IsAcceptedValue(center, {0, 1, 2}), "Invalid center format."); }
-inline void CheckNormType(int norm_type) { FailIf(!IsAcceptedValue(norm_type, {0, 1, 2}), "Invalid norm_type format."); }
+inline void CheckNormType(int norm_type) {
+  FailIf(!IsAcceptedValue(norm_type, {0, 1, 2}), "Invalid norm_type format.");
+}
 inline void CheckFftNormType(int norm_type) {
   FailIf(!IsAcceptedValue(norm_type, {0, 1, 2}), "Invalid fft_norm_type format.");
 }

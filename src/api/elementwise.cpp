@@ -27,7 +27,8 @@ void Standardize(std::span<float> dst, std::span<const float> src, Simd::Level l
   const float variance = inv_n * sum_sq - mean * mean;
   float deviation = ::sqrtf(variance);
   if (deviation == 0.0f) deviation = kDeviationOfConstant;
-  Simd::KernelsFor<ElementwiseKernels>(level).shift_and_scale(dst.data(), src.data(), src.size(), mean, 1.0f / deviation);
+  Simd::KernelsFor<ElementwiseKernels>(level).shift_and_scale(dst.data(), src.data(), src.size(), mean,
+                                                              1.0f / deviation);
 }
 
 }  // namespace kelvo::Api

@@ -34,8 +34,8 @@ Complex<float> UnitRoot(std::size_t index, std::size_t length) {
   }
 }
 
-// The radices of the passes: odd primes from the largest down, then fours, then a two where one is left. The last passes
-// are those that work on blocks side by side, best done on short blocks of a power of two.
+// The radices of the passes: odd primes from the largest down, then fours, then a two where one is left. The last
+// passes are those that work on blocks side by side, best done on short blocks of a power of two.
 std::vector<std::size_t> ChooseRadices(std::size_t length) {
   std::vector<std::size_t> radices;
   std::size_t odd = length;

@@ -48,8 +48,8 @@ class RealTransformPlan {
 
 struct FftPlan {
   // Of the signal: samples to bins in a forward plan. An inverse plan has it too, for even lengths, to end in real
-  // samples: the inverse transform is the forward one with real and imaginary parts exchanged on both sides, so it needs
-  // no tables of the other sign.
+  // samples: the inverse transform is the forward one with real and imaginary parts exchanged on both sides, so it
+  // needs no tables of the other sign.
   RealTransformPlan real;
   // Of complex samples, in inverse plans only: every forward transform of the library starts from real samples.
   TransformPlan complex;

@@ -1,8 +1,8 @@
 // The passes of a complex transform, for kernel files.
 //
 // There is one algorithm: decimation in frequency, pass by pass as the plan lists them. A pass of radix r takes the r
-// elements that lie `span` apart, applies an r-point transform to them and multiplies output s by its twiddle; after it,
-// each run of `span` elements is a transform of its own. After the last pass the outputs lie digit-reversed.
+// elements that lie `span` apart, applies an r-point transform to them and multiplies output s by its twiddle; after
+// it, each run of `span` elements is a transform of its own. After the last pass the outputs lie digit-reversed.
 //
 // The passes are templates over the lane that they carry and over what the lanes are:
 //   - several transforms side by side: element k of each is one vector, twiddles are broadcast (SideBySide);
@@ -121,8 +121,8 @@ KELVO_INLINE void Butterfly(Complex<Lane> (&x)[5]) {
   x[4] = middle1 - turned1;
 }
 
-// Runs `pass` over all blocks of a transform of `length` elements. In place neighbours must fill whole vectors: the last
-// vector of a block that they do not fill overlaps the one before, whose elements must still be there.
+// Runs `pass` over all blocks of a transform of `length` elements. In place neighbours must fill whole vectors: the
+// last vector of a block that they do not fill overlaps the one before, whose elements must still be there.
 template <std::size_t kRadix, class Placing, class Lane, class Source, class Target>
 static void RunPass(const Source& source, Target to, const Pass& pass, std::size_t length) {
   constexpr std::size_t kStep = Placing::template kStep<Lane>;
@@ -261,7 +261,8 @@ KELVO_INLINE std::size_t NeighbourPasses(const TransformView& plan) {
 
 // Transposes blocks into lanes: element i of the block that begins at begins[l] becomes lane l of vector i.
 template <class Lane>
-static void GatherBlocks(SideBySideElements<Lane> to, const NeighbourElements& from, const unsigned* begins, std::size_t block) {
+static void GatherBlocks(SideBySideElements<Lane> to, const NeighbourElements& from, const unsigned* begins,
+                         std::size_t block) {
   std::size_t i = 0;
   AtWidth(block < Lane::kSize ? block : Lane::kSize, [&]<class Tile>() __attribute__((always_inline)) {
     if constexpr (Tile::kSize > 1 && Tile::kSize <= Lane::kSize) {
@@ -335,7 +336,7 @@ static void TransformOne(const TransformView& plan, const Source& source, const 
     const auto lanes = SideBySideAt<Lane>(block_memory);
     for (std::size_t b = 0; b < block_n; b += Lane::kSize) {
       if (b + Lane::kSize > block_n) b = block_n - Lane::kSize;
-      // Outputs b, b + 1, ... of the passes so far begin the blocks that hold outputs b + r * block_n, ... of the whole.
+      // Outputs b, b + 1, ... of the passes so far begin the blocks with outputs b + r * block_n, ... of the whole.
       GatherBlocks<Lane>(lanes, elements, plan.position + b, block);
       for (std::size_t i = neighbour_passes; i < plan.pass_n; ++i) {
         RunAnyPass<SideBySide, Lane>(lanes, lanes, plan.passes[i], block, pass_scratch);

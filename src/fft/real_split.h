@@ -120,8 +120,8 @@ KELVO_INLINE void RealBinsOfOne(const RealTransformView& plan, const Source& sou
   });
 }
 
-// Elements of the inner transform out of a contiguous real signal: sample pairs if it is halved, else single samples with
-// imaginary part 0.
+// Elements of the inner transform out of a contiguous real signal: sample pairs if it is halved, else single samples
+// with imaginary part 0.
 struct SamplePairs {
   const float* samples;
   template <class Lane>

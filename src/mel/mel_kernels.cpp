@@ -15,8 +15,8 @@ KELVO_INLINE std::size_t MultiplyFrom(std::size_t t, const MelProduct& product) 
     const float* const src = product.src + t;
 
     // A weight of 0 adds nothing to a sum if the value it meets is finite: the product is a zero, and a sum that began
-    // at +0 is never -0. A total of all values tells, at the price of one addition each; should it overflow although all
-    // values are finite, the full rows give the same result more slowly.
+    // at +0 is never -0. A total of all values tells, at the price of one addition each; should it overflow although
+    // all values are finite, the full rows give the same result more slowly.
     Lane total[kVectorN];
 #pragma GCC unroll 4
     for (std::size_t v = 0; v < kVectorN; ++v) total[v] = Lane::Broadcast(0.0f);

@@ -53,8 +53,8 @@ void TakeAngles(float* dst, const float* src, std::size_t count) {
   TakeAnglesFrom<Lanes<float, 1>>(i, dst, src, count);
 }
 
-// The cosine and sine of the float angle. z / |z| would differ from them for infinities, and even for -1, whose angle is
-// not quite pi.
+// The cosine and sine of the float angle. z / |z| would differ from them for infinities, and even for -1, whose angle
+// is not quite pi.
 template <class Lane>
 KELVO_INLINE std::size_t TakeUnitPhasesFrom(std::size_t i, float* dst, const float* src, std::size_t count) {
   for (; i + Lane::kSize <= count; i += Lane::kSize) {
@@ -72,8 +72,8 @@ void TakeUnitPhases(float* dst, const float* src, std::size_t count) {
   TakeUnitPhasesFrom<Lanes<float, 1>>(i, dst, src, count);
 }
 
-// `<` is false for NaN: one in src[0] stays, a later one is passed over. Every lane starts from src[0] so that the lanes
-// keep this rule, and the order of the comparisons cannot show otherwise.
+// `<` is false for NaN: one in src[0] stays, a later one is passed over. Every lane starts from src[0] so that the
+// lanes keep this rule, and the order of the comparisons cannot show otherwise.
 float FindPeak(const float* src, std::size_t count) {
   constexpr std::size_t kChainN = 4;  // independent maxima, to hide the latency of a comparison
   Floats peaks[kChainN];

@@ -10,7 +10,9 @@
 
 namespace kelvo::Stft {
 
-inline std::size_t RoundUp(std::size_t value, std::size_t multiple) { return (value + multiple - 1) / multiple * multiple; }
+inline std::size_t RoundUp(std::size_t value, std::size_t multiple) {
+  return (value + multiple - 1) / multiple * multiple;
+}
 
 // Rows of a block lie an odd number of cache lines apart, so that a column of them is spread over all sets of a cache.
 inline std::size_t RowStride(std::size_t column_n) {

@@ -127,8 +127,7 @@ void ShortTimeTransform::ComputeBlock(std::span<const float> src, std::size_t fi
   }
   for (; t < count; ++t) {
     Extract({frame_, static_cast<std::size_t>(settings_.fft_n)}, src, first + t);
-    kernels_.transform_frame(frame_settings_, frame_, {bins_.re + t, bins_.im + (bins_.im != nullptr ? t : 0), bins_.stride},
-                             work_);
+    kernels_.transform_frame(frame_settings_, frame_, bins_.From(t), work_);
   }
 }
 

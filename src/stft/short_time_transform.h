@@ -40,9 +40,9 @@ std::size_t CountFrames(const ShortTimeSettings& settings);
 // Everything that a call needs: tables, and all of its scratch memory, so that nothing fails once frames are computed.
 //
 // Frames go side by side through the kernels, a block of them at a time: a block's part of the signal is first
-// transposed by the hop, so that a vector load takes one sample of several frames, and its bins are gathered in rows, so
-// that the caller's matrix is written in long runs. A few frames left over, and frames so long that several would not
-// fit the caches, are transformed one by one, with the same result to the bit.
+// transposed by the hop, so that a vector load takes one sample of several frames, and its bins are gathered in rows,
+// so that the caller's matrix is written in long runs. A few frames left over, and frames so long that several would
+// not fit the caches, are transformed one by one, with the same result to the bit.
 class ShortTimeTransform {
  public:
   enum class Output { Complex, Power };

@@ -65,7 +65,8 @@ struct ComplexForm {
 template <PowerForm kForm>
 struct RealForm {
   template <class Lane>
-  static KELVO_INLINE void Store(const FrameSettings& settings, const BinBlock& bins, std::size_t at, Lane re, Lane im) {
+  static KELVO_INLINE void Store(const FrameSettings& settings, const BinBlock& bins, std::size_t at, Lane re,
+                                 Lane im) {
     Power<kForm>(re, im, settings.power).Store(bins.re + at);
   }
 };
@@ -128,7 +129,7 @@ void TransformFramesAs(const FrameSettings& settings, const FrameColumns& column
   float* const scratch = work + 2 * settings.plan.inner.length * Floats::kSize;
   for (std::size_t t = 0; t < frame_n; t += Floats::kSize) {
     const WindowedFrames<kHalved> source{settings, columns.columns + t, columns.sample_offset};
-    const BinSink<true, Form, kScaled> sink{settings, {bins.re + t, bins.im + t, bins.stride}};
+    const BinSink<true, Form, kScaled> sink{settings, bins.From(t)};
     RealBinsSideBySide<Floats>(settings.plan, source, elements, scratch, sink);
   }
 }

@@ -31,6 +31,9 @@ struct BinBlock {
   float* re;
   float* im;
   std::size_t stride;
+
+  // The block without its first t frames.
+  BinBlock From(std::size_t t) const { return {re + t, im != nullptr ? im + t : nullptr, stride}; }
 };
 
 struct StftKernels {
@@ -45,7 +48,8 @@ struct StftKernels {
   // One frame, which is windowed in place; the same bits as side by side. `work` holds OneFrameScratch(...) floats.
   void (*transform_frame)(const FrameSettings& settings, float* frame, const BinBlock& bins, float* work);
   // Interleaves rows of re and im (zeros if im is null) into rows of complex values, dst_stride floats apart.
-  void (*store_complex)(float* dst, std::size_t dst_stride, const BinBlock& bins, std::size_t bin_n, std::size_t frame_n);
+  void (*store_complex)(float* dst, std::size_t dst_stride, const BinBlock& bins, std::size_t bin_n,
+                        std::size_t frame_n);
 };
 
 // `length` is that of the complex transform inside.
