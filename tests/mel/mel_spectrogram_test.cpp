@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cmath>
 #include <limits>
 #include <vector>
 
@@ -173,10 +174,10 @@ TEST(MelChecks, SpeakInOrder) {
           {&Arguments::win_type, {0, 3, -1}, 2, "Invalid win_type format."},
           {&Arguments::max_frame_n, {0, -1, INT_MIN}, 1, "Invalid max_frame_n size."},
           {&Arguments::center, {3, -1}, 2, "Invalid center format."},
-          {&Arguments::power, {-1e-45, -kInfinity}, kNan, "Invalid power value."},
+          {&Arguments::power, {-1e-45, -HUGE_VAL}, static_cast<double>(kNan), "Invalid power value."},
           {&Arguments::norm_type, {3, -1}, 2, "Invalid fft_norm_type format."},
-          {&Arguments::f_min, {-1e-45, -kInfinity}, 10, "Invalid f_min value."},
-          {&Arguments::f_max, {-1e-45, -kInfinity}, 10, "Invalid f_max value."},
+          {&Arguments::f_min, {-1e-45, -HUGE_VAL}, 10, "Invalid f_min value."},
+          {&Arguments::f_max, {-1e-45, -HUGE_VAL}, 10, "Invalid f_max value."},
           {&Arguments::f_max, {0, 9, 10}, 11, "f_max must be greater than f_min."},
           {&Arguments::mel_n, {0, -1, INT_MIN}, 1, "Invalid mel_n size."},
           // fft_n 1 has one bin, which accepts no number of bands.

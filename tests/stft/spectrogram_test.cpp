@@ -77,12 +77,11 @@ void ExpectExactColumns(const std::vector<float>& spectrogram, const std::vector
       return std::complex<double>(static_cast<double>(bin[0]), static_cast<double>(bin[1]));
     };
     if (t >= frame_n) {
-      for (std::size_t k = 0; k < bin_n; ++k) ASSERT_EQ(actual(k), std::complex<double>(kUntouched, kUntouched)) << t;
+      for (const float value : Columns(spectrogram, columns, t, 1)) ASSERT_EQ(value, kUntouched) << t;
       continue;
     }
     const std::vector<std::complex<double>> exact = ExactBins(signal, settings, t, bin_step);
-    double error = 0.0;
-    double power = 0.0;
+    double error = 0.0, power = 0.0;
     for (std::size_t i = 0; i < exact.size(); ++i) {
       error += std::norm(actual(i * bin_step) - exact[i]);
       power += std::norm(exact[i]);
@@ -91,39 +90,42 @@ void ExpectExactColumns(const std::vector<float>& spectrogram, const std::vector
   }
 }
 
+// Odd differences to the window, windows of 0, primes, hops of 0 and beyond the frame, hardly a sample, and frames too
+// long to go in blocks: sample_n, fft_n, hop_n, win_n, win_type, max_frame_n.
+std::vector<ShortTimeSettings> AwkwardSettings() {
+  return {{1000, 400, 160, 400, 1, 8, 0, 0},
+          {1700, 400, 160, 300, 2, 9, 0, 0},
+          {399, 400, 160, 400, 1, 2, 0, 0},
+          {3000, 512, 200, 441, 1, 12, 0, 0},
+          {100, 16, 5, 15, 2, 23, 0, 0},
+          {60, 15, 4, 12, 1, 17, 0, 0},
+          {100, 16, 5, 16, 1, 30, 0, 0},
+          {100, 16, 1, 11, 1, 90, 0, 0},
+          {60, 15, 4, 15, 2, 17, 0, 0},
+          {40, 1, 1, 1, 2, 41, 0, 0},
+          {40, 1, 3, 1, 1, 20, 0, 0},
+          {40, 2, 1, 2, 1, 41, 0, 0},
+          {40, 2, 3, 1, 2, 20, 0, 0},
+          {40, 3, 2, 2, 2, 20, 0, 0},
+          {100, 8, 3, 8, 1, 40, 0, 0},
+          {100, 18, 5, 18, 1, 30, 0, 0},
+          {1500, 503, 100, 503, 1, 17, 0, 0},
+          {1500, 1006, 250, 1000, 1, 8, 0, 0},
+          {100, 20, 0, 20, 1, 7, 0, 0},
+          {20, 20, 0, 20, 1, 2, 0, 0},
+          {400, 20, 20, 20, 1, 30, 0, 0},
+          {400, 20, 33, 19, 2, 30, 0, 0},
+          {100, 20, 200, 20, 2, 3, 0, 0},
+          {100, 20, INT_MAX, 20, 2, 3, 0, 0},
+          {5, 5, 1, 5, 1, 7, 0, 0},
+          {1, 1, 1, 1, 2, 3, 0, 0},
+          {2, 2, 1, 2, 2, 4, 0, 0},
+          {17000, 16384, 300, 16384, 1, 3, 0, 0},
+          {40000, 32768, 1000, 30000, 2, 2, 0, 0}};
+}
+
 TEST(Spectrogram, MatchesTheDoublePrecisionTransformAtEveryLevel) {
-  for (ShortTimeSettings settings : std::vector<ShortTimeSettings>{
-           // sample_n, fft_n, hop_n, win_n, win_type, max_frame_n
-           {1000, 400, 160, 400, 1, 8, 0, 0},
-           {1700, 400, 160, 300, 2, 9, 0, 0},
-           {3000, 512, 200, 441, 1, 12, 0, 0},  // an odd difference
-           {399, 400, 160, 400, 1, 2, 0, 0},    // no frame
-           {100, 16, 5, 16, 1, 30, 0, 0},
-           {100, 16, 5, 15, 2, 23, 0, 0},
-           {100, 16, 1, 11, 1, 90, 0, 0},
-           {60, 15, 4, 15, 2, 17, 0, 0},
-           {60, 15, 4, 12, 1, 17, 0, 0},
-           {40, 1, 1, 1, 2, 41, 0, 0},
-           {40, 1, 3, 1, 1, 20, 0, 0},  // a window of 0
-           {40, 2, 1, 2, 1, 41, 0, 0},
-           {40, 2, 3, 1, 2, 20, 0, 0},
-           {40, 3, 2, 2, 2, 20, 0, 0},
-           {100, 8, 3, 8, 1, 40, 0, 0},
-           {100, 18, 5, 18, 1, 30, 0, 0},
-           {1500, 503, 100, 503, 1, 17, 0, 0},
-           {1500, 1006, 250, 1000, 1, 8, 0, 0},
-           {100, 20, 0, 20, 1, 7, 0, 0},
-           {20, 20, 0, 20, 1, 2, 0, 0},
-           {400, 20, 20, 20, 1, 30, 0, 0},
-           {400, 20, 33, 19, 2, 30, 0, 0},
-           {100, 20, 200, 20, 2, 3, 0, 0},
-           {100, 20, INT_MAX, 20, 2, 3, 0, 0},
-           {5, 5, 1, 5, 1, 7, 0, 0},
-           {1, 1, 1, 1, 2, 3, 0, 0},
-           {2, 2, 1, 2, 2, 4, 0, 0},
-           {17000, 16384, 300, 16384, 1, 3, 0, 0},
-           {40000, 32768, 1000, 30000, 2, 2, 0, 0},
-       }) {
+  for (ShortTimeSettings settings : AwkwardSettings()) {
     const std::vector<float> signal = Noise(static_cast<std::size_t>(settings.sample_n));
     for (settings.center = 0; settings.center <= 2; ++settings.center) {
       for (settings.norm_type = 0; settings.norm_type <= 2; ++settings.norm_type) {
@@ -272,7 +274,7 @@ TEST(SpectrogramChecks, SpeakInOrder) {
           {&Arguments::win_type, {0, 3, -1}, 2, "Invalid win_type format."},
           {&Arguments::max_frame_n, {0, -1, INT_MIN}, 1, "Invalid max_frame_n size."},
           {&Arguments::center, {3, -1}, 2, "Invalid center format."},
-          {&Arguments::power, {-1e-45, -kInfinity}, kNan, "Invalid power value."},
+          {&Arguments::power, {-1e-45, -HUGE_VAL}, static_cast<double>(kNan), "Invalid power value."},
           {&Arguments::norm_type, {3, -1}, 2, "Invalid norm_type format."},
           {&Arguments::win_n, {5, INT_MAX}, 4, "Invalid win_n value."},  // longer than the frame
       });
