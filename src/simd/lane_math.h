@@ -98,8 +98,8 @@ KELVO_INLINE Lanes<float, N> Log10(Lanes<float, N> x) {
   return SelectLess(x, infinity, result, infinity);
 }
 
-// log(1 + x), the steps of [Sun 1993] in their precision: below 1 ulp (the worst is 0x?), and the bits of the runtime's
-// log1pf where that follows the same source. All floats: -1 gives -infinity, less gives NaN.
+// log(1 + x), the steps of [Sun 1993] in their precision: 1 ulp at worst, as at 0x1.94c588p-22, and the bits of the
+// runtime's log1pf where that follows the same source. All floats: -1 gives -infinity, less gives NaN.
 template <std::size_t N>
 KELVO_INLINE Lanes<float, N> Log1p(Lanes<float, N> x) {
   using Lane = Lanes<float, N>;
@@ -148,9 +148,12 @@ template <class Lane>
 KELVO_INLINE Lane AtanOfPositive(Lane q) {
   const auto all = [](float value) __attribute__((always_inline)) { return Lane::Broadcast(value); };
   const Lane one = all(1.0f);
-  // One of six stretches, whose centre has the angle high + low; x is the tangent of what remains beyond it. From 2^25 on
-  // nothing remains.
-  Lane numerator = SelectLess(q, all(0x1p+25f), all(-1.0f), all(0.0f)), denominator = q, high = all(0x1.921fb4p+0f), low = all(0x1.4442dp-24f);
+  // One of six stretches, whose centre has the angle high + low; x is the tangent of what remains beyond it. From 2^25
+  // on nothing remains.
+  Lane numerator = SelectLess(q, all(0x1p+25f), all(-1.0f), all(0.0f));
+  Lane denominator = q;
+  Lane high = all(0x1.921fb4p+0f);
+  Lane low = all(0x1.4442dp-24f);
   const auto below = [&](Lane limit, Lane top, Lane bottom, Lane angle, Lane rest) __attribute__((always_inline)) {
     numerator = SelectLess(q, limit, top, numerator);
     denominator = SelectLess(q, limit, bottom, denominator);
@@ -165,14 +168,15 @@ KELVO_INLINE Lane AtanOfPositive(Lane q) {
 
   const Lane z = x * x;
   const Lane w = z * z;
-  constexpr float kOdd[] = {0x1.0ad3aep-6f, 0x1.97b4b2p-5f, 0x1.10d66ap-4f, 0x1.745cdcp-4f, 0x1.24924ap-3f, 0x1.555556p-2f};
+  constexpr float kOdd[] = {0x1.0ad3aep-6f, 0x1.97b4b2p-5f, 0x1.10d66ap-4f,
+                            0x1.745cdcp-4f, 0x1.24924ap-3f, 0x1.555556p-2f};
   constexpr float kEven[] = {-0x1.2b4442p-5f, -0x1.dde2d6p-5f, -0x1.3b0f2ap-4f, -0x1.c71c7p-4f, -0x1.99999ap-3f};
   const Lane sum = z * Polynomial(w, kOdd) + w * Polynomial(w, kEven);
   return high - ((x * sum - low) - x);
 }
 
-// The angle of x + i y, the steps of [Sun 1993] in their precision: below 1 ulp, and the bits of the runtime's atan2f
-// where that follows the same source. All floats.
+// The angle of x + i y, the steps of [Sun 1993] in their precision, so that the bits are those of the runtime's atan2f
+// where that follows the same source. All floats; 0 / 0 and inf / inf as atan2f has them.
 template <std::size_t N>
 KELVO_INLINE Lanes<float, N> Atan2(Lanes<float, N> y, Lanes<float, N> x) {
   using Lane = Lanes<float, N>;
@@ -193,7 +197,7 @@ KELVO_INLINE Lanes<float, N> Atan2(Lanes<float, N> y, Lanes<float, N> x) {
   return TimesSignOf(SelectLess(is_left, zero, off_axis, angle), y);
 }
 
-// Cosine and sine of angles reduced to [0, pi] and rounded to float after all; see CosSin.
+// Cosine and sine of angles in [0, pi], to be rounded to float.
 template <std::size_t N>
 KELVO_INLINE LanePair<double, N> CosSinOfPositive(Lanes<double, N> x) {
   using Lane = Lanes<double, N>;
@@ -212,12 +216,13 @@ KELVO_INLINE LanePair<double, N> CosSinOfPositive(Lanes<double, N> x) {
                     (r3 * r2) * (Lane::Broadcast(0x1.1107605230bc4p-7) + r2 * Lane::Broadcast(-0x1.994eb3774cf24p-13));
   const Lane cosine = ((Lane::Broadcast(1.0) + r2 * Lane::Broadcast(-0x1.ffffffd0c621cp-2)) +
                        r4 * Lane::Broadcast(0x1.55553e1068f19p-5)) +
-                      (r4 * r2) * (Lane::Broadcast(-0x1.6c087e89a359dp-10) + r2 * Lane::Broadcast(0x1.99343027bf8c3p-16));
+                      (r4 * r2) * (Lane::Broadcast(-0x1.6c087e89a359dp-10) +
+                                   r2 * Lane::Broadcast(0x1.99343027bf8c3p-16));
   return {by_quadrant(cosine, -sine, -cosine), by_quadrant(sine, cosine, -sine)};
 }
 
-// Cosine and sine by the polynomials of [Arm 2018]: below 1 ulp, and within 1 ulp of the runtime's cosf and sinf.
-// Lanes of float in [-pi, pi], and NaN.
+// Cosine and sine by the polynomials of [Arm 2018], in double precision up to the end: below 1 ulp, and the bits of the
+// runtime's cosf and sinf where those follow the same source. Lanes of float in [-pi, pi], and NaN.
 template <std::size_t N>
 KELVO_INLINE LanePair<float, N> CosSin(Lanes<float, N> angle) {
   const Lanes<float, N> x = Abs(angle);

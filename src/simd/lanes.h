@@ -180,7 +180,8 @@ struct LanePair {
 // (a0 a1 ... b0 b1 ...) -> (a0 a2 ... b0 b2 ...), (a1 a3 ... b1 b3 ...): real and imaginary parts out of pairs.
 template <class T, std::size_t N, int... kIndex>
 KELVO_INLINE LanePair<T, N> DeinterleaveBy(Lanes<T, N> a, Lanes<T, N> b, LaneNumbers<kIndex...>) {
-  return {{__builtin_shufflevector(a.v, b.v, (2 * kIndex)...)}, {__builtin_shufflevector(a.v, b.v, (2 * kIndex + 1)...)}};
+  return {{__builtin_shufflevector(a.v, b.v, (2 * kIndex)...)},
+          {__builtin_shufflevector(a.v, b.v, (2 * kIndex + 1)...)}};
 }
 template <class T, std::size_t N>
 KELVO_INLINE LanePair<T, N> Deinterleave(Lanes<T, N> a, Lanes<T, N> b) {
@@ -272,10 +273,12 @@ KELVO_INLINE Lanes<T, 2 * N> JoinBy(Lanes<T, N> low, Lanes<T, N> high, LaneNumbe
   return {__builtin_shufflevector(low.v, high.v, kIndex...)};
 }
 template <class T, std::size_t N>
-KELVO_INLINE Lanes<T, 2 * N> Join(Lanes<T, N> low, Lanes<T, N> high) { return JoinBy(low, high, LaneNumbersOf<2 * N>{}); }
+KELVO_INLINE Lanes<T, 2 * N> Join(Lanes<T, N> low, Lanes<T, N> high) {
+  return JoinBy(low, high, LaneNumbersOf<2 * N>{});
+}
 
-// table[index], lane by lane. The table has 16 entries and lies on a cache line; bits of the index above the lowest four
-// do not count.
+// table[index], lane by lane. The table has 16 entries and lies on a cache line; bits of the index above the lowest
+// four do not count.
 template <std::size_t N>
 KELVO_INLINE Lanes<double, N> LookUp16(const double* table, BitLanes<N> index) {
   if constexpr (N == 1) {

@@ -50,11 +50,12 @@ TEST(Elementwise, EveryLevelAndTailAgrees) {
 TEST(Log1p, SpecialValues) {
   constexpr float kInfinity = std::numeric_limits<float>::infinity();
   constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
-  const std::vector<float> src{0.0f, -0.0f, -1.0f, -2.0f, kNan, kInfinity, -kInfinity, 1e-45f, -1e-45f, -0x1.fffffep-1f,
-                               0x1p-30f, std::numeric_limits<float>::max()};
+  const std::vector<float> src{0.0f,    -0.0f,           -1.0f,      -2.0f,
+                               kNan,    kInfinity,       -kInfinity, 1e-45f,
+                               -1e-45f, -0x1.fffffep-1f, 0x1p-30f,   std::numeric_limits<float>::max()};
   // The last three: log(2^-24), no rounding away of a small value, 128 log(2).
-  const std::vector<float> expected{0.0f,  -0.0f,   -kInfinity, kNan,           kNan,     kInfinity,
-                                    kNan, 1e-45f, -1e-45f,    -0x1.0a2b24p+4f, 0x1p-30f, 0x1.62e43p+6f};
+  const std::vector<float> expected{0.0f,   -0.0f,   -kInfinity,      kNan,     kNan,         kInfinity, kNan,
+                                    1e-45f, -1e-45f, -0x1.0a2b24p+4f, 0x1p-30f, 0x1.62e43p+6f};
   std::vector<float> dst(src.size());
   ASSERT_EQ(kelvoAudioLog1p(dst.data(), src.data(), static_cast<int>(src.size())), KELVO_AUDIO_STATUS_OK);
   EXPECT_TRUE(SameBits(dst, expected));

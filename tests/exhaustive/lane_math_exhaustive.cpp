@@ -54,24 +54,27 @@ void TakePhases(Simd::Level level, Block& dst, const Block& src, std::size_t par
 }
 
 const Row kRows[] = {
-    {"log1p", [](Simd::Level level, Block& dst, const Block& src) {
-       Elementwise(level).log1p(dst.data(), src.data(), kBlockN);
-     },
+    {"log1p",
+     [](Simd::Level level, Block& dst, const Block& src) { Elementwise(level).log1p(dst.data(), src.data(), kBlockN); },
      [](float x) { return std::log1p(x); }},
     // With the reference 1, whose logarithm is 0, and no lower limit.
-    {"decibels", [](Simd::Level level, Block& dst, const Block& src) {
+    {"decibels",
+     [](Simd::Level level, Block& dst, const Block& src) {
        Spectral(level).convert_to_db(dst.data(), src.data(), kBlockN, 1.0f, -HUGE_VALF);
      },
      [](float x) { return std::log10(x > 1e-10f ? x : 1e-10f) * 10.0f; }},
-    {"norm with power 1", [](Simd::Level level, Block& dst, const Block& src) {
+    {"norm with power 1",
+     [](Simd::Level level, Block& dst, const Block& src) {
        Spectral(level).raise_magnitudes(dst.data(), Complex(src, 0.0f).data(), kBlockN, 1.0f);
      },
      [](float x) { return std::pow(std::pow(0.0f, 2.0f) + std::pow(x, 2.0f), 0.5f); }},
-    {"norm with power 2", [](Simd::Level level, Block& dst, const Block& src) {
+    {"norm with power 2",
+     [](Simd::Level level, Block& dst, const Block& src) {
        Spectral(level).raise_magnitudes(dst.data(), Complex(src, 0.0f).data(), kBlockN, 2.0f);
      },
      [](float x) { return std::pow(std::pow(0.0f, 2.0f) + std::pow(x, 2.0f), 1.0f); }},
-    {"angle of x + 0.37 i", [](Simd::Level level, Block& dst, const Block& src) {
+    {"angle of x + 0.37 i",
+     [](Simd::Level level, Block& dst, const Block& src) {
        Spectral(level).take_angles(dst.data(), Complex(src, kHeight).data(), kBlockN);
      },
      [](float x) { return std::atan2(kHeight, x); }},
@@ -116,7 +119,8 @@ struct Findings {
 };
 
 // The runtime's values are the costly part, so that all levels are compared with each at once.
-std::vector<Findings> Walk(const Row& row, std::span<const Simd::Level> levels, std::uint64_t first, std::uint64_t step) {
+std::vector<Findings> Walk(const Row& row, std::span<const Simd::Level> levels, std::uint64_t first,
+                           std::uint64_t step) {
   std::vector<Findings> findings(levels.size());
   Block src, runtime, dst;
   for (std::uint64_t start = first * kBlockN; start < std::uint64_t{1} << 32; start += step * kBlockN) {

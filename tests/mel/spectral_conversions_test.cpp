@@ -167,8 +167,9 @@ MagPhase Take(const std::vector<float>& src, int freq_n, int frame_n, float powe
   const std::size_t count = src.size() / 2;
   // One value more than is due, to see that it stays.
   MagPhase result{std::vector<float>(count + 1, 8.0f), std::vector<float>((form == 1 ? 2 * count : count) + 1, 8.0f)};
-  EXPECT_EQ(kelvoAudioMagPhase(result.magnitudes.data(), result.phases.data(), src.data(), freq_n, frame_n, power, form),
-            KELVO_AUDIO_STATUS_OK);
+  EXPECT_EQ(
+      kelvoAudioMagPhase(result.magnitudes.data(), result.phases.data(), src.data(), freq_n, frame_n, power, form),
+      KELVO_AUDIO_STATUS_OK);
   EXPECT_EQ(result.magnitudes.back(), 8.0f);
   EXPECT_EQ(result.phases.back(), 8.0f);
   result.magnitudes.pop_back();
@@ -178,12 +179,13 @@ MagPhase Take(const std::vector<float>& src, int freq_n, int frame_n, float powe
 
 TEST(MagPhase, HasKnownValues) {
   constexpr float kPi = 3.14159274f;
-  const std::vector<float> src{0.0f,  0.0f, -0.0f, 0.0f,       -1.0f,     0.0f, -1.0f, -0.0f,
+  const std::vector<float> src{0.0f, 0.0f, -0.0f, 0.0f,      -1.0f,      0.0f, -1.0f, -0.0f,
                                3.0f, 4.0f, 0.0f,  kInfinity, -kInfinity, 0.0f, kNan,  1.0f};
   const MagPhase angles = Take(src, 4, 2, 1.0f, KELVO_AUDIO_PHASE_ANGLE);
-  EXPECT_TRUE(SameBits(angles.magnitudes, std::vector<float>{0.0f, 0.0f, 1.0f, 1.0f, 5.0f, kInfinity, kInfinity, kNan}));
-  EXPECT_TRUE(SameBits(angles.phases, std::vector<float>{0.0f, kPi, kPi, -kPi, std::atan2(4.0f, 3.0f), kPi / 2.0f, kPi,
-                                                         kNan}));
+  EXPECT_TRUE(
+      SameBits(angles.magnitudes, std::vector<float>{0.0f, 0.0f, 1.0f, 1.0f, 5.0f, kInfinity, kInfinity, kNan}));
+  EXPECT_TRUE(
+      SameBits(angles.phases, std::vector<float>{0.0f, kPi, kPi, -kPi, std::atan2(4.0f, 3.0f), kPi / 2.0f, kPi, kNan}));
   const MagPhase unit = Take(src, 4, 2, 0.0f, KELVO_AUDIO_PHASE_COMPLEX);
   EXPECT_TRUE(SameBits(unit.magnitudes, std::vector<float>(8, 1.0f)));
   EXPECT_TRUE(SameBits(std::span(unit.phases).first(2), std::vector<float>{1.0f, 0.0f}));

@@ -85,8 +85,8 @@ TEST(LaneMath, IsWithinAnUlpOfTheRuntimeAndTheSameInEveryLane) {
 }
 
 TEST(LaneMath, AnglesAreTheRuntimesInAllQuadrantsAndAtTheirSeams) {
-  const float values[] = {0.0f,  1e-45f, 1e-38f, 1e-20f, 0.1f,   0.4142f, 0.4375f,  0.6875f, 1.0f,      1.1875f,
-                          2.4375f, 3.0f, 1e3f,   3e8f,   1e20f, 1e38f,   0x1p-126f, kInfinity, kNan, 0x1.fffffep127f};
+  const float values[] = {0.0f,    1e-45f, 1e-38f, 1e-20f, 0.1f,  0.4142f, 0.4375f,   0.6875f,   1.0f, 1.1875f,
+                          2.4375f, 3.0f,   1e3f,   3e8f,   1e20f, 1e38f,   0x1p-126f, kInfinity, kNan, 0x1.fffffep127f};
   for (const float magnitude_y : values) {
     for (const float magnitude_x : values) {
       for (const float y : {magnitude_y, -magnitude_y}) {
@@ -108,8 +108,8 @@ TEST(LaneMath, AnglesAreTheRuntimesInAllQuadrantsAndAtTheirSeams) {
 // Two powers have a form of their own; its neighbours, which do not, lie close by.
 TEST(LaneMath, PowersOfMagnitudesAreTheRuntimes) {
   const float values[] = {0.0f, -0.0f, 3.0f, -4.0f, 1e-23f, 1e-30f, 1e30f, 0.7f, kInfinity, -kInfinity, kNan};
-  const float powers[] = {0.0f,      1e-45f, 0.3f,    0x1.fffffep-1f, 1.0f,      0x1.000002p0f, 1.5f, 0x1.fffffep0f, 2.0f,
-                          0x1.000002p1f, 3.0f,   100.0f, kInfinity,       kNan};
+  const float powers[] = {0.0f,          1e-45f, 0.3f,          0x1.fffffep-1f, 1.0f,   0x1.000002p0f, 1.5f,
+                          0x1.fffffep0f, 2.0f,   0x1.000002p1f, 3.0f,           100.0f, kInfinity,     kNan};
   for (const float re : values) {
     for (const float im : values) {
       for (const float power : powers) {

@@ -31,7 +31,8 @@ std::vector<T> Values(Lanes<T, N> lanes) {
 template <class Lane>
 Lane Count(int first) {
   typename Lane::Element values[Lane::kSize];
-  for (std::size_t i = 0; i < Lane::kSize; ++i) values[i] = static_cast<typename Lane::Element>(first + static_cast<int>(i));
+  for (std::size_t i = 0; i < Lane::kSize; ++i)
+    values[i] = static_cast<typename Lane::Element>(first + static_cast<int>(i));
   return Lane::Load(values);
 }
 
@@ -44,7 +45,8 @@ TYPED_TEST(LanesOf, BroadcastKeepsTheSignOfZeroAndNan) {
   using T = typename TypeParam::Element;
   for (const T value : Values(TypeParam::Broadcast(T(-0.0)))) EXPECT_TRUE(value == T(0) && std::signbit(value));
   for (const T value : Values(TypeParam::Broadcast(T(0.0)))) EXPECT_TRUE(value == T(0) && !std::signbit(value));
-  for (const T value : Values(TypeParam::Broadcast(std::numeric_limits<T>::quiet_NaN()))) EXPECT_TRUE(std::isnan(value));
+  for (const T value : Values(TypeParam::Broadcast(std::numeric_limits<T>::quiet_NaN())))
+    EXPECT_TRUE(std::isnan(value));
   for (const T value : Values(-TypeParam::Broadcast(T(0.0)))) EXPECT_TRUE(std::signbit(value));
 }
 
@@ -110,8 +112,16 @@ TYPED_TEST(LanesOf, TransposeSwapsRowsAndLanes) {
 template <std::size_t N>
 void ExpectRoundingsOfScalars() {
   // Halfway cases, both sides of them, the ends of float's range, and what no conversion may lose.
-  const double doubles[] = {1.0 + 0x1p-24, 1.0 + 0x1p-24 + 0x1p-50, 1.0 + 0x3p-24, -0.0, 1e300, -1e300, 1e-46, 0x1p-149,
-                            static_cast<double>(kInfinity), static_cast<double>(kNan)};
+  const double doubles[] = {1.0 + 0x1p-24,
+                            1.0 + 0x1p-24 + 0x1p-50,
+                            1.0 + 0x3p-24,
+                            -0.0,
+                            1e300,
+                            -1e300,
+                            1e-46,
+                            0x1p-149,
+                            static_cast<double>(kInfinity),
+                            static_cast<double>(kNan)};
   for (const double value : doubles) {
     const auto narrowed = Values(ToFloat(Lanes<double, N>::Broadcast(value)));
     EXPECT_TRUE(SameBits(narrowed, std::vector<float>(N, static_cast<float>(value)))) << value;
@@ -138,7 +148,8 @@ TEST(Lanes, BitsShiftMaskAndWrap) {
   EXPECT_EQ(Values(bits >> 23), (std::vector<unsigned>{0x100, 0x1FF, 0, 0x7F}));
   EXPECT_EQ(Values(bits & 0xF), (std::vector<unsigned>{1, 15, 7, 0}));
   EXPECT_EQ(Values(bits + BitLanes<4>::Broadcast(1)), (std::vector<unsigned>{0x80000002u, 0, 8, 0x3F800001u}));
-  EXPECT_TRUE(SameBits(Values(SmallToFloat(bits & 0x00FFFFFF)), std::vector<float>{1.0f, 16777215.0f, 7.0f, 8388608.0f}));
+  EXPECT_TRUE(
+      SameBits(Values(SmallToFloat(bits & 0x00FFFFFF)), std::vector<float>{1.0f, 16777215.0f, 7.0f, 8388608.0f}));
 }
 
 TEST(Lanes, LookUpUsesTheLowestFourBits) {
