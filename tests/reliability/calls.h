@@ -1,0 +1,91 @@
+// All exports in one table, so that a test can drive each of them without knowing it.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "support/guarded_buffer.h"
+
+namespace kelvo::Reliability {
+
+// A scalar argument: a count, a mode or a setting.
+using Scalar = std::variant<int, float>;
+using Scalars = std::vector<Scalar>;
+
+// What a call with certain scalars may touch and costs. Doubles, since products of counts pass 64 bits.
+struct Extent {
+  std::vector<double> lengths;  // of each array as documented, in elements of four bytes; 0 where no call can succeed
+  double operations;            // roughly, tables included
+};
+
+enum class Role { input, output, optional_state };
+
+struct Export {
+  const char* name;
+  std::vector<Role> arrays;         // in the order of the parameters, as all below
+  std::vector<Scalars> settings;    // that succeed; the first is the typical one
+  std::vector<int> key_step;        // added to the typical scalars to ask for tables never asked for; empty without any
+  std::vector<int> statuses;        // that are documented
+  Extent (*extent)(const Scalars&);
+  void (*address)();
+  int (*call)(void (*address)(), std::span<void* const> arrays, const Scalars&);
+
+  bool UsesCache() const { return !key_step.empty(); }
+  // The typical scalars moved by `index` steps: for each index a set of tables of its own.
+  Scalars FreshSettings(int index) const;
+};
+
+std::span<const Export> Exports();
+// For tests that take an export as their parameter.
+std::string NameOf(const testing::TestParamInfo<Export>& info);
+void PrintTo(const Export& subject, std::ostream* out);
+
+struct Placement {
+  bool at_end = true;      // flush against the unmapped page behind the array, or else before it
+  std::size_t offset = 0;  // elements between the page and the array
+};
+
+// The arrays of one call, each of exactly its documented length between unmapped pages. Inputs hold noise, outputs a
+// sentinel.
+class CallArrays {
+ public:
+  static constexpr double kMaxLength = 1 << 24;
+
+  // Readies the arrays; false if the call is too large for that.
+  bool Prepare(const Export& subject, const Scalars& scalars, Placement placement = {});
+  std::span<void* const> Pointers() const { return pointers_; }
+  void SetNull(std::size_t index) { pointers_[index] = nullptr; }
+
+  int Call(const Scalars& scalars) const { return Call(scalars, subject_->address); }
+  int Call(const Scalars& scalars, void (*address)()) const { return subject_->call(address, pointers_, scalars); }
+
+  // All inputs, and all that lies around the arrays, are as they were.
+  bool AreInputsIntact() const;
+  bool AreOutputsIntact() const;
+  // Of all elements, NaNs made equal. For exports that write ints, of their bits.
+  std::vector<std::uint32_t> OutputBits() const;
+
+ private:
+  struct Array {
+    Role role;
+    std::size_t length;
+    float* first;
+    std::size_t offset;
+    bool at_end;
+  };
+  float* Gap(const Array& array) const { return array.at_end ? array.first + array.length : array.first - array.offset; }
+
+  const Export* subject_ = nullptr;
+  std::vector<Array> arrays_;
+  std::vector<void*> pointers_;
+  std::vector<std::unique_ptr<Support::GuardedBuffer>> memory_;
+};
+
+}  // namespace kelvo::Reliability

@@ -1,0 +1,81 @@
+// Replaces the global allocation functions, all forms of them, so that every allocation of the library is seen.
+#include "reliability/failing_new.h"
+
+#include <cstdlib>
+#include <new>
+
+namespace kelvo::Reliability {
+namespace {
+
+struct State {
+  long seen = 0;
+  long first = 0;
+  long count = 0;
+  std::size_t limit = std::numeric_limits<std::size_t>::max();
+  long failed = 0;
+  long live = 0;
+};
+
+thread_local State state;
+
+bool Fails(std::size_t bytes) {
+  const long number = state.seen++;
+  const bool fails = bytes > state.limit || (number >= state.first && number - state.first < state.count);
+  state.failed += fails ? 1 : 0;
+  return fails;
+}
+
+void* Allocate(std::size_t bytes, std::size_t alignment) {
+  const std::size_t whole = (bytes == 0 ? alignment : bytes);
+  void* const block = Fails(bytes)                                  ? nullptr
+                      : alignment <= __STDCPP_DEFAULT_NEW_ALIGNMENT__ ? std::malloc(whole)
+                                                                    : std::aligned_alloc(alignment, (whole + alignment - 1) / alignment * alignment);
+  if (block == nullptr) throw std::bad_alloc();
+  ++state.live;
+  return block;
+}
+
+void Free(void* block) noexcept {
+  if (block == nullptr) return;
+  --state.live;
+  std::free(block);
+}
+
+}  // namespace
+
+AllocationFailures::AllocationFailures(long first, long count, std::size_t limit) {
+  const long live = state.live;
+  state = {0, first, count, limit, 0, live};
+}
+
+AllocationFailures::~AllocationFailures() {
+  const long live = state.live;
+  state = {};
+  state.live = live;
+}
+
+long AllocationFailures::Failed() const { return state.failed; }
+
+long LiveAllocations() { return state.live; }
+
+}  // namespace kelvo::Reliability
+
+using kelvo::Reliability::Allocate;
+using kelvo::Reliability::Free;
+
+void* operator new(std::size_t bytes) { return Allocate(bytes, 1); }
+void* operator new[](std::size_t bytes) { return Allocate(bytes, 1); }
+void* operator new(std::size_t bytes, std::align_val_t alignment) {
+  return Allocate(bytes, static_cast<std::size_t>(alignment));
+}
+void* operator new[](std::size_t bytes, std::align_val_t alignment) {
+  return Allocate(bytes, static_cast<std::size_t>(alignment));
+}
+void operator delete(void* block) noexcept { Free(block); }
+void operator delete[](void* block) noexcept { Free(block); }
+void operator delete(void* block, std::size_t) noexcept { Free(block); }
+void operator delete[](void* block, std::size_t) noexcept { Free(block); }
+void operator delete(void* block, std::align_val_t) noexcept { Free(block); }
+void operator delete[](void* block, std::align_val_t) noexcept { Free(block); }
+void operator delete(void* block, std::size_t, std::align_val_t) noexcept { Free(block); }
+void operator delete[](void* block, std::size_t, std::align_val_t) noexcept { Free(block); }

@@ -1,0 +1,29 @@
+// The global operator new of the test program, which can be told to fail.
+#pragma once
+
+#include <cstddef>
+#include <limits>
+
+namespace kelvo::Reliability {
+
+// All of it holds for the calling thread only, so that other threads of the test are not disturbed.
+
+// While one lives, allocations number first, first + 1 ... (`count` of them, from 0 on) fail, as do those above
+// `limit` bytes.
+class AllocationFailures {
+ public:
+  static constexpr long kForGood = std::numeric_limits<long>::max();
+
+  AllocationFailures(long first, long count, std::size_t limit = std::numeric_limits<std::size_t>::max());
+  AllocationFailures(const AllocationFailures&) = delete;
+  AllocationFailures& operator=(const AllocationFailures&) = delete;
+  ~AllocationFailures();
+
+  // Allocations that failed so far.
+  long Failed() const;
+};
+
+// Blocks that this thread allocated minus those it freed.
+long LiveAllocations();
+
+}  // namespace kelvo::Reliability
