@@ -1,0 +1,108 @@
+// Arrays flush against unmapped pages: every export, every small count, every alignment, every kernel level.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "reliability/calls.h"
+#include "reliability/level_override.h"
+
+namespace kelvo::Reliability {
+namespace {
+
+class GuardedArrays : public testing::TestWithParam<Export> {};
+
+// The status of a call, and its outputs. Anything that it may not touch, it has not.
+struct Result {
+  int status;
+  std::vector<std::uint32_t> bits;
+  bool operator==(const Result&) const = default;
+};
+
+Result Observe(CallArrays& arrays, const Export& subject, const Scalars& scalars, Placement placement) {
+  EXPECT_TRUE(arrays.Prepare(subject, scalars, placement));
+  const int status = arrays.Call(scalars);
+  EXPECT_NE(std::ranges::find(subject.statuses, status), subject.statuses.end()) << "status " << status;
+  EXPECT_TRUE(arrays.AreInputsIntact());
+  EXPECT_TRUE(status == 0 || arrays.AreOutputsIntact());
+  return {status, arrays.OutputBits()};
+}
+
+// At every level: the arrays before an unmapped page, and behind one.
+void ExpectSameResultEverywhere(CallArrays& arrays, const Export& subject, const Scalars& scalars) {
+  Result scalar_result{};
+  for (const Simd::Level level : Simd::SupportedLevels()) {
+    const LevelOverride use(level);
+    for (const bool at_end : {true, false}) {
+      const Result result = Observe(arrays, subject, scalars, {at_end, 0});
+      if (level == Simd::SupportedLevels().front() && at_end) scalar_result = result;
+      EXPECT_EQ(result, scalar_result) << Simd::LevelName(level);
+    }
+  }
+}
+
+std::string Describe(const Scalars& scalars) {
+  std::string text;
+  for (const Scalar& scalar : scalars) {
+    std::visit([&](auto value) { text += std::to_string(value) + " "; }, scalar);
+  }
+  return text;
+}
+
+TEST_P(GuardedArrays, AreKeptToAtEveryCount) {
+  constexpr int kMaxCount = 130;
+  const Export& subject = GetParam();
+  CallArrays arrays;
+  for (const Scalars& setting : subject.settings) {
+    for (std::size_t i = 0; i < setting.size(); ++i) {
+      Scalars scalars = setting;
+      if (std::holds_alternative<float>(scalars[i])) continue;
+      for (int count = 1; count <= kMaxCount; ++count) {
+        scalars[i] = count;
+        SCOPED_TRACE(Describe(scalars));
+        ExpectSameResultEverywhere(arrays, subject, scalars);
+        if (HasFailure()) return;
+      }
+    }
+  }
+}
+
+TEST_P(GuardedArrays, MayLieAtAnyMultipleOfFourBytes) {
+  constexpr std::size_t kCacheLine = 16;
+  const Export& subject = GetParam();
+  CallArrays arrays;
+  for (const Scalars& scalars : subject.settings) {
+    for (const Simd::Level level : Simd::SupportedLevels()) {
+      const LevelOverride use(level);
+      const Result aligned = Observe(arrays, subject, scalars, {false, 0});
+      ASSERT_EQ(aligned.status, 0);
+      for (std::size_t offset = 1; offset < kCacheLine; ++offset) {
+        SCOPED_TRACE(testing::Message() << Simd::LevelName(level) << ", offset " << offset);
+        EXPECT_EQ(Observe(arrays, subject, scalars, {false, offset}), aligned);
+        EXPECT_EQ(Observe(arrays, subject, scalars, {true, offset}), aligned);
+      }
+    }
+  }
+}
+
+// A null among the required pointers comes before any other bad argument.
+TEST_P(GuardedArrays, MayNotBeNull) {
+  const Export& subject = GetParam();
+  CallArrays arrays;
+  for (const int value : {1, -1}) {
+    Scalars scalars = subject.settings.front();
+    if (value < 0) std::ranges::replace_if(scalars, [](const Scalar& s) { return s.index() == 0; }, Scalar{value});
+    for (std::size_t i = 0; i < subject.arrays.size(); ++i) {
+      if (subject.arrays[i] == Role::optional_state) continue;
+      ASSERT_TRUE(arrays.Prepare(subject, scalars));
+      arrays.SetNull(i);
+      EXPECT_EQ(arrays.Call(scalars), -1);
+      EXPECT_TRUE(arrays.AreOutputsIntact());
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Exports, GuardedArrays, testing::ValuesIn(Exports()), NameOf);
+
+}  // namespace
+}  // namespace kelvo::Reliability
