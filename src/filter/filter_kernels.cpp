@@ -4,8 +4,8 @@
 // same operations in the same order for every value:
 //  - few state values: everything in registers, one sample at a time;
 //  - more: as many samples at a time as a vector has lanes. The first state values decide the outputs of these samples
-//    and are few; the others wait until all outputs are known and then run through the samples in lanes, each ending
-//    where it was bound for. Vectors are loaded and stored at the same places for every group, without a shift.
+//    and are few; the others travel through the samples in lanes, each ending where it was bound for. Vectors are loaded
+//    and stored at the same places for every group, without a shift.
 //  - no feedback (all a[k] = +0): an output is a chain of its own, from the oldest input to the newest, so outputs lie
 //    in lanes. See ChainsAreExact for where the products with a[k] = 0 could be seen.
 #include "filter/filter_kernels.h"
@@ -20,10 +20,22 @@ using namespace Simd;
 // The widest vectors of the blocked recurrence: the wider they are, the more of a group is decided one by one.
 using StateLanes = Lanes<double, (Doubles::kSize < 4 ? Doubles::kSize : 4)>;
 
+// Any register that holds floats.
+#if defined(__x86_64__)
+#define KELVO_FLOAT_REGISTER "v"
+#elif defined(__aarch64__)
+#define KELVO_FLOAT_REGISTER "w"
+#else
+#define KELVO_FLOAT_REGISTER "m"
+#endif
+
 template <class State, std::size_t N>
 KELVO_INLINE Lanes<double, N> RoundTo(Lanes<double, N> value) {
   if constexpr (sizeof(State) == sizeof(float)) {
-    return ToDouble(ToFloat(value));
+    Lanes<float, N> rounded = ToFloat(value);
+    // No instruction, but without it GCC 12 vectorises neighbouring scalars and then takes the two conversions for none.
+    asm("" : "+" KELVO_FLOAT_REGISTER(rounded.v));
+    return ToDouble(rounded);
   } else {
     return value;
   }
@@ -51,15 +63,34 @@ KELVO_INLINE Lane AdvanceState(Lane state, Lane b, Lane x, Lane a, Lane y) {
   return RoundTo<State>((b * x + state) - a * y);
 }
 
+// (a0 a1), (b0 b1) -> (a1 b0); the second pair may be missing.
+template <std::size_t kPairN>
+KELVO_INLINE Lanes<double, 2> ShiftedPair(const Lanes<double, 2> (&pairs)[kPairN], std::size_t p) {
+  const Lanes<double, 2> next = p + 1 < kPairN ? pairs[p + 1] : Lanes<double, 2>::Broadcast(-0.0);
+  return {__builtin_shufflevector(pairs[p].v, next.v, 1, 2)};
+}
+
+// The whole state in registers: the first few values one by one, where the recurrence waits for each, the others in
+// pairs. Wider vectors would convert to float and back more slowly than the recurrence turns.
 template <class State, std::size_t kStateN, class Output, class Input>
 KELVO_INLINE void FilterInRegisters(const FilterSignal<Output, Input>& signal, const FilterTables& filter) {
   using One = Lanes<double, 1>;
-  One b[kStateN + 1], a[kStateN + 1], z[kStateN + 1];
+  using Pair = Lanes<double, 2>;
+  constexpr std::size_t kPairN = kStateN <= 7 || Doubles::kSize == 1 ? 0 : (kStateN - 1) / 2;
+  constexpr std::size_t kHeadN = kStateN - 2 * kPairN;
+  One b[kHeadN + 1], a[kHeadN + 1], z[kHeadN + 1];
 #pragma GCC unroll 16
-  for (std::size_t k = 0; k <= kStateN; ++k) {
+  for (std::size_t k = 0; k <= kHeadN; ++k) {
     b[k] = {filter.b[k]};
     a[k] = {filter.a[k]};
-    z[k] = {k < kStateN ? filter.state[k] : -0.0};
+    z[k] = {filter.state[k]};
+  }
+  Pair pair_b[kPairN + 1], pair_a[kPairN + 1], pairs[kPairN + 1];
+#pragma GCC unroll 16
+  for (std::size_t p = 0; p <= kPairN; ++p) {
+    pair_b[p] = Pair::Load(filter.b + kHeadN + 1 + 2 * p);
+    pair_a[p] = Pair::Load(filter.a + kHeadN + 1 + 2 * p);
+    pairs[p] = Pair::Load(filter.state + kHeadN + 2 * p);
   }
   const Input* src = signal.src;
   Output* dst = signal.dst;
@@ -67,42 +98,67 @@ KELVO_INLINE void FilterInRegisters(const FilterSignal<Output, Input>& signal, c
     const One x = {static_cast<double>(*src)};
     const One y = b[0] * x + z[0];
     *dst = static_cast<Output>(y.v);
+    if constexpr (kPairN > 0) z[kHeadN] = {GetLane(pairs[0], 0)};
 #pragma GCC unroll 16
-    for (std::size_t k = 1; k < kStateN; ++k) z[k - 1] = AdvanceState<State>(z[k], b[k], x, a[k], y);
-    z[kStateN - 1] = RoundTo<State>(b[kStateN] * x - a[kStateN] * y);
-  }
+    for (std::size_t k = 1; k <= kHeadN; ++k) z[k - 1] = AdvanceState<State>(z[k], b[k], x, a[k], y);
 #pragma GCC unroll 16
-  for (std::size_t k = 0; k < kStateN; ++k) filter.state[k] = z[k].v;
-}
-
-// The state values at k, k + 1 ... after the group's samples, when they will be those at k - kGroupN, ... A value that
-// enters at the end of the state only while the group runs is held at -0 until then.
-template <class State, bool kIsLast, class Lane>
-KELVO_INLINE Lane AdvanceGroup(std::size_t k, const FilterTables& filter, const double* x, const double* y) {
-  Lane z = Lane::Load(filter.state + k);
-#pragma GCC unroll 8
-  for (std::size_t t = 0; t < Lane::kSize; ++t) {
-    const Lane advanced = AdvanceState<State>(z, Lane::Load(filter.b + k - t), Lane::Broadcast(x[t]),
-                                              Lane::Load(filter.a + k - t), Lane::Broadcast(y[t]));
-    if constexpr (kIsLast) {
-      const auto moved_to = static_cast<double>(k - t - 1);
-      z = SelectLess(LanePositions<Lane>() + Lane::Broadcast(moved_to),
-                     Lane::Broadcast(static_cast<double>(filter.length - 1)), advanced, Lane::Broadcast(-0.0));
-    } else {
-      z = advanced;
+    for (std::size_t p = 0; p < kPairN; ++p) {
+      pairs[p] = AdvanceState<State>(ShiftedPair(pairs, p), pair_b[p], Pair::Broadcast(x.v), pair_a[p],
+                                     Pair::Broadcast(y.v));
     }
   }
-  return z;
+#pragma GCC unroll 16
+  for (std::size_t k = 0; k < kHeadN; ++k) filter.state[k] = z[k].v;
+#pragma GCC unroll 16
+  for (std::size_t p = 0; p < kPairN; ++p) pairs[p].Store(filter.state + kHeadN + 2 * p);
 }
 
-template <class State, class Lane>
-KELVO_INLINE Lane AdvanceGroupAt(std::size_t k, const FilterTables& filter, const double* x, const double* y) {
-  return k + Lane::kSize <= filter.length - 1 ? AdvanceGroup<State, false, Lane>(k, filter, x, y)
-                                              : AdvanceGroup<State, true, Lane>(k, filter, x, y);
+// The state values at k, k + 1 ... on their way through the group's samples, at whose end they are those at k - kSize ...
+template <class Lane>
+struct TravellingState {
+  Lane value;
+  std::size_t k;
+  // Lanes below it have entered the state after the first sample. The others, not yet begun, are held at -0.
+  Lane entered_n;
+};
+
+template <class Lane>
+KELVO_INLINE TravellingState<Lane> LoadState(std::size_t k, const FilterTables& filter) {
+  return {Lane::Load(filter.state + k), k,
+          Lane::Broadcast(static_cast<double>(static_cast<std::ptrdiff_t>(filter.length - k)))};
 }
 
-// Groups of as many samples as there are lanes, from sample i on; needs as many state values. Returns the first sample
-// that is left over.
+// One step, through the group's sample t.
+template <class State, bool kIsLast, class Lane>
+KELVO_INLINE void Travel(TravellingState<Lane>& state, std::size_t t, const FilterTables& filter, double x, double y) {
+  const Lane advanced =
+      AdvanceState<State>(state.value, Lane::Load(filter.b + state.k - t), Lane::Broadcast(x),
+                          Lane::Load(filter.a + state.k - t), Lane::Broadcast(y));
+  if constexpr (kIsLast) {
+    state.value = SelectLess(LanePositions<Lane>(), state.entered_n + Lane::Broadcast(static_cast<double>(t)), advanced,
+                             Lane::Broadcast(-0.0));
+  } else {
+    state.value = advanced;
+  }
+}
+
+// Several vectors from k on take each step together: one after the other they would fill the CPU's window with waiting.
+template <class State, bool kIsLast, std::size_t kVectorN, class Lane>
+KELVO_INLINE void TravelThroughGroup(std::size_t k, const FilterTables& filter, const double* x, const double* y) {
+  TravellingState<Lane> states[kVectorN];
+#pragma GCC unroll 8
+  for (std::size_t v = 0; v < kVectorN; ++v) states[v] = LoadState<Lane>(k + v * Lane::kSize, filter);
+#pragma GCC unroll 8
+  for (std::size_t t = 0; t < Lane::kSize; ++t) {
+#pragma GCC unroll 8
+    for (std::size_t v = 0; v < kVectorN; ++v) Travel<State, kIsLast>(states[v], t, filter, x[t], y[t]);
+  }
+#pragma GCC unroll 8
+  for (std::size_t v = 0; v < kVectorN; ++v) states[v].value.Store(filter.state + k + v * Lane::kSize - Lane::kSize);
+}
+
+// Groups of as many samples as there are lanes, from sample i on; returns the first sample that is left over. Needs twice
+// as many state values as there are lanes, or one lane.
 template <class State, class Lane, class Output, class Input>
 KELVO_INLINE std::size_t FilterInGroups(std::size_t i, const FilterSignal<Output, Input>& signal,
                                         const FilterTables& filter) {
@@ -117,6 +173,8 @@ KELVO_INLINE std::size_t FilterInGroups(std::size_t i, const FilterSignal<Output
     double x[kGroupN], y[kGroupN];
 #pragma GCC unroll 8
     for (std::size_t t = 0; t < kGroupN; ++t) x[t] = static_cast<double>(src[static_cast<std::ptrdiff_t>(t) * signal.step]);
+    TravellingState<Lane> next_head = LoadState<Lane>(kGroupN, filter);
+    double first = 0.0;
 #pragma GCC unroll 8
     for (std::size_t t = 0; t < kGroupN; ++t) {
       y[t] = filter.b[0] * x[t] + head[t];
@@ -125,17 +183,19 @@ KELVO_INLINE std::size_t FilterInGroups(std::size_t i, const FilterSignal<Output
       for (std::size_t u = t + 1; u < kGroupN; ++u) {
         head[u] = AdvanceState<State>(One{head[u]}, One{filter.b[u - t]}, One{x[t]}, One{filter.a[u - t]}, One{y[t]}).v;
       }
+      // The next group's first sample waits for this one value: by itself it is sooner there than in its vector.
+      if (t + 1 == kGroupN) {
+        first = AdvanceState<State>(One{GetLane(next_head.value, 0)}, One{filter.b[1]}, One{x[t]}, One{filter.a[1]},
+                                    One{y[t]}).v;
+      }
+      Travel<State, false>(next_head, t, filter, x[t], y[t]);
     }
-    const Lane next_head = AdvanceGroupAt<State, Lane>(kGroupN, filter, x, y);
-    std::size_t k = 2 * kGroupN;
-    for (; k + kGroupN <= state_n; k += kGroupN) {
-      AdvanceGroup<State, false, Lane>(k, filter, x, y).Store(filter.state + k - kGroupN);
-    }
-    for (; k < state_n + kGroupN; k += kGroupN) {
-      AdvanceGroup<State, true, Lane>(k, filter, x, y).Store(filter.state + k - kGroupN);
-    }
+    head[0] = first;
 #pragma GCC unroll 8
-    for (std::size_t u = 0; u < kGroupN; ++u) head[u] = GetLane(next_head, u);
+    for (std::size_t u = 1; u < kGroupN; ++u) head[u] = GetLane(next_head.value, u);
+    std::size_t k = 2 * kGroupN;
+    for (; k + 4 * kGroupN <= state_n; k += 4 * kGroupN) TravelThroughGroup<State, false, 4, Lane>(k, filter, x, y);
+    for (; k < state_n + kGroupN; k += 2 * kGroupN) TravelThroughGroup<State, true, 2, Lane>(k, filter, x, y);
   }
   for (std::size_t u = 0; u < kGroupN; ++u) filter.state[u] = head[u];
   return i;
@@ -148,6 +208,22 @@ KELVO_INLINE void FilterRecursively(const FilterSignal<Output, Input>& signal, c
     case 2: return FilterInRegisters<State, 2>(signal, filter);
     case 3: return FilterInRegisters<State, 3>(signal, filter);
     case 4: return FilterInRegisters<State, 4>(signal, filter);
+    case 5: return FilterInRegisters<State, 5>(signal, filter);
+    case 6: return FilterInRegisters<State, 6>(signal, filter);
+    case 7: return FilterInRegisters<State, 7>(signal, filter);
+    case 8: return FilterInRegisters<State, 8>(signal, filter);
+    case 9: return FilterInRegisters<State, 9>(signal, filter);
+    case 10: return FilterInRegisters<State, 10>(signal, filter);
+    case 11: return FilterInRegisters<State, 11>(signal, filter);
+    case 12: return FilterInRegisters<State, 12>(signal, filter);
+    case 13: return FilterInRegisters<State, 13>(signal, filter);
+    case 14: return FilterInRegisters<State, 14>(signal, filter);
+    case 15: return FilterInRegisters<State, 15>(signal, filter);
+    case 16: return FilterInRegisters<State, 16>(signal, filter);
+    case 17: return FilterInRegisters<State, 17>(signal, filter);
+    case 18: return FilterInRegisters<State, 18>(signal, filter);
+    case 19: return FilterInRegisters<State, 19>(signal, filter);
+    case 20: return FilterInRegisters<State, 20>(signal, filter);
     default: break;
   }
   const std::size_t i = FilterInGroups<State, StateLanes>(0, signal, filter);

@@ -13,21 +13,7 @@
 #include "filter/filter_coefficients.h"
 #include "filter/filter_initial_state.h"
 #include "filter/linear_filter.h"
-#if __has_include("stft/frames.h")
 #include "stft/frames.h"
-#else
-namespace kelvo::Stft {
-static void ExtractFrameReflect(std::span<float> frame, std::span<const float> src, std::int64_t start,
-                                std::int64_t pad) {
-  const auto sample_n = static_cast<std::int64_t>(src.size());
-  for (std::size_t k = 0; k < frame.size(); ++k) {
-    std::int64_t j = start - pad + static_cast<std::int64_t>(k);
-    while (sample_n > 1 && (j < 0 || j >= sample_n)) j = j < 0 ? -j : 2 * sample_n - 2 - j;
-    frame[k] = src[sample_n > 1 ? static_cast<std::size_t>(j) : 0];
-  }
-}
-}  // namespace kelvo::Stft
-#endif
 
 namespace kelvo::Filter {
 namespace {
