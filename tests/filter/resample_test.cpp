@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <complex>
+#include <cstdio>
 #include <numbers>
 #include <string>
 #include <thread>
@@ -163,6 +165,76 @@ TEST(Resample, SurvivesExtremeRatios) {
   EXPECT_EQ(kelvoAudioResample(dst.data(), src.data(), kMax, 4, 1, 100), -5);
   EXPECT_EQ(dst, std::vector(4, 9.0f));
 #endif
+}
+
+struct Tone {
+  double gain_db;   // of the tone itself
+  double other_db;  // of everything else: images, aliases, rounding
+};
+
+// Resamples a tone, its frequency a fraction of the source rate, and fits it to the outputs' places in the input.
+Tone MeasureTone(int dst_rate, int src_rate, double frequency) {
+  constexpr int kSrcN = 6000;
+  const std::vector<float> src = Support::Sine(kSrcN, frequency, 1.0);
+  const int dst_n = ComputeResampleLen(dst_rate, kSrcN, src_rate);
+  std::vector<float> dst(static_cast<std::size_t>(dst_n));
+  EXPECT_EQ(kelvoAudioResample(dst.data(), src.data(), dst_rate, dst_n, src_rate, kSrcN), 0);
+  const ResampleFilter& filter = ResampleFilterCache::Get().GetFilterBank(dst_rate, src_rate);
+  const double half_phase = filter.up % 2 == 0 ? 0.5 / filter.up : 0.0;
+  // A Hann window keeps the ends out and the tone's mirror image apart.
+  const auto window_at = [](double place) {
+    const double inside = (place - 100.0) / (kSrcN - 200.0);
+    return inside < 0.0 || inside > 1.0 ? 0.0 : 0.5 - 0.5 * std::cos(2.0 * std::numbers::pi * inside);
+  };
+  const auto place_of = [&](int m) { return static_cast<double>(m) * filter.down / filter.up - half_phase; };
+  const auto phasor_at = [&](double place) { return std::polar(1.0, 2.0 * std::numbers::pi * frequency * place); };
+  std::complex<double> fit = 0.0;
+  double weight = 0.0;
+  for (int m = 0; m < dst_n; ++m) {
+    const double window = window_at(place_of(m));
+    fit += window * double{dst[static_cast<std::size_t>(m)]} * std::conj(phasor_at(place_of(m)));
+    weight += window;
+  }
+  const std::complex<double> amplitude = 2.0 * fit / weight;
+  double other = 1e-20;
+  for (int m = 0; m < dst_n; ++m) {
+    const double tone = (amplitude * phasor_at(place_of(m))).real();
+    const double rest = double{dst[static_cast<std::size_t>(m)]} - tone;
+    other += 2.0 * window_at(place_of(m)) * rest * rest / weight;
+  }
+  return {20.0 * std::log10(std::abs(amplitude)), 10.0 * std::log10(other)};
+}
+
+// docs/resampler.md states these figures.
+TEST(Resample, SoundsAsDocumented) {
+  struct Row {
+    int dst_rate, src_rate;
+    double pass_edge, stop_edge;  // fractions of the lower of the two Nyquist frequencies
+  };
+  for (const Row row : {Row{16000, 44100, 0.76, 1.24}, Row{16000, 48000, 0.73, 1.26}, Row{8000, 16000, 0.82, 1.17},
+                        Row{44100, 48000, 0.90, 1.0}, Row{48000, 44100, 0.91, 1.0}, Row{48000, 16000, 0.91, 1.0}}) {
+    const double nyquist = 0.5 * std::min(1.0, static_cast<double>(row.dst_rate) / row.src_rate);
+    double ripple = 0.0;
+    double images = -300.0;
+    for (int i = 1; i <= 24; ++i) {
+      const Tone tone = MeasureTone(row.dst_rate, row.src_rate, row.pass_edge * nyquist * i / 24.0);
+      ripple = std::max(ripple, std::abs(tone.gain_db));
+      images = std::max(images, tone.other_db);
+    }
+    double stop = -300.0;
+    for (int i = 0; i <= 24 && row.stop_edge > 1.0; ++i) {
+      const double from = row.stop_edge * nyquist;
+      const Tone tone = MeasureTone(row.dst_rate, row.src_rate, from + (0.499 - from) * i / 24.0);
+      stop = std::max({stop, tone.gain_db, tone.other_db});
+    }
+    const double cutoff_db = MeasureTone(row.dst_rate, row.src_rate, 0.995 * nyquist).gain_db;
+    std::printf("%5d to %5d: within %.4f dB up to %.2f, other tones below %.1f dB; %.1f dB at 0.995; "
+                "below %.1f dB from %.2f on\n",
+                row.src_rate, row.dst_rate, ripple, row.pass_edge, images, cutoff_db, stop, row.stop_edge);
+    EXPECT_LT(ripple, 0.002);
+    EXPECT_LT(images, -76.0);
+    EXPECT_LT(stop, -74.0);
+  }
 }
 
 TEST(Resample, ChecksArgumentsInOrder) {
