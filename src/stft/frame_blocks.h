@@ -38,6 +38,13 @@ class FrameBlocks {
     }
   }
 
+  // Has samples outside begin .. end - 1 found in the row of zeros.
+  void KeepOnly(std::size_t begin, std::size_t end) {
+    const auto zeros = static_cast<unsigned>(row_n_ * stride_);
+    std::fill(sample_offset_.begin(), sample_offset_.begin() + static_cast<std::ptrdiff_t>(begin), zeros);
+    std::fill(sample_offset_.begin() + static_cast<std::ptrdiff_t>(end), sample_offset_.end(), zeros);
+  }
+
   // Whether `length` complex elements a frame leave room for lane_n frames in the second-level cache, and frame_n is
   // enough of them.
   static bool GoSideBySide(std::size_t frame_n, std::size_t length, std::size_t lane_n) {
@@ -49,14 +56,15 @@ class FrameBlocks {
   std::size_t FrameCount() const { return frame_n_; }
   // Columns that the last frame of a block reaches beyond its own.
   std::size_t SharedColumnCount() const { return shared_column_n_; }
-  std::size_t FloatCount() const { return row_n_ * stride_; }
+  // Of all rows and of one more, for zeros.
+  std::size_t FloatCount() const { return (row_n_ + 1) * stride_; }
   const unsigned* SampleOffsets() const { return sample_offset_.data(); }
 
  private:
   static constexpr std::size_t kMostFloatsSideBySide = std::size_t{1} << 18;
   // A block shares that cache with the transforms.
   static constexpr std::size_t kMostFloats = std::size_t{3} << 15;
-  static constexpr std::size_t kMostFrames = 128;
+  static constexpr std::size_t kMostFrames = 64;
 
   std::size_t row_n_ = 0;
   std::size_t shared_column_n_ = 0;

@@ -100,7 +100,7 @@ Synthesis::Synthesis(float* dst, const float* src, const InverseSettings& settin
     return;
   }
   work_ = Api::ScratchBuffer(SideBySideScratch(length, lane_n));
-  blocks_ = FrameBlocks(fft_n, hop_, used_frame_n_, lane_n, 0);
+  blocks_ = FrameBlocks(fft_n, hop_, used_frame_n_, lane_n, fft_n);
   signal_ = Api::MakeZeroBuffer(blocks_.FloatCount());
   column_ = Api::MakeZeroBuffer(blocks_.RowCount());
   inner_envelope_ = Api::MakeZeroBuffer(blocks_.RowCount());

@@ -37,12 +37,9 @@ ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, Output
   const std::size_t margin = (fft_n - window.size()) / 2;
   frame_settings_.begin = margin;
   frame_settings_.end = fft_n - margin;
-  frame_settings_.window = window.data();
-  if (frame_settings_.end - frame_settings_.begin > window.size()) {
-    window_ = window;
-    window_.push_back(0.0f);
-    frame_settings_.window = window_.data();
-  }
+  window_ = Api::MakeZeroBuffer(fft_n);
+  std::copy(window.begin(), window.end(), window_.begin() + static_cast<std::ptrdiff_t>(margin));
+  frame_settings_.window = window_.data();
   switch (static_cast<SpectrumNorm>(settings.norm_type)) {
     case SpectrumNorm::WindowL2: frame_settings_.scale = WindowL2Factor(window); break;
     case SpectrumNorm::TwoOverN: frame_settings_.scale = 2.0f / static_cast<float>(settings.fft_n); break;
@@ -58,6 +55,7 @@ ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, Output
   side_by_side_ = FrameBlocks::GoSideBySide(frame_n_, length, lane_n);
   if (side_by_side_) {
     blocks_ = FrameBlocks(fft_n, static_cast<std::size_t>(settings.hop_n), frame_n_, lane_n, parts * BinCount());
+    blocks_.KeepOnly(frame_settings_.begin, frame_settings_.end);
   }
   bins_.stride = side_by_side_ ? RowStride(blocks_.FrameCount()) : 1;
 

@@ -31,18 +31,17 @@ void TransposeMatrix(float* dst, std::size_t dst_stride, const float* src, std::
   });
 }
 
-// The windowed samples of several frames as elements of the inner transform.
+// The windowed samples of several frames as elements of the inner transform. Samples outside the window come from a row
+// of zeros: to multiply the signal by zero would turn an infinity into a NaN, to ask for each sample takes time.
 template <bool kHalved>
 struct WindowedFrames {
-  const FrameSettings& settings;
+  const float* window;
   const float* columns;
   const unsigned* sample_offset;
 
   template <class Lane>
   KELVO_INLINE Lane Sample(std::size_t i) const {
-    // Beyond the window a sample is replaced, not multiplied: an infinity there must not turn into a NaN.
-    if (i < settings.begin || i >= settings.end) return Lane::Broadcast(0.0f);
-    return Lane::Load(columns + sample_offset[i]) * Lane::Broadcast(settings.window[i - settings.begin]);
+    return Lane::Load(columns + sample_offset[i]) * Lane::Broadcast(window[i]);
   }
   template <class Lane>
   KELVO_INLINE Complex<Lane> Load(std::size_t k) const {
@@ -128,7 +127,7 @@ void TransformFramesAs(const FrameSettings& settings, const FrameColumns& column
   const auto elements = SideBySideAt<Floats>(work);
   float* const scratch = work + 2 * settings.plan.inner.length * Floats::kSize;
   for (std::size_t t = 0; t < frame_n; t += Floats::kSize) {
-    const WindowedFrames<kHalved> source{settings, columns.columns + t, columns.sample_offset};
+    const WindowedFrames<kHalved> source{settings.window, columns.columns + t, columns.sample_offset};
     const BinSink<true, Form, kScaled> sink{settings, bins.From(t)};
     RealBinsSideBySide<Floats>(settings.plan, source, elements, scratch, sink);
   }
@@ -147,7 +146,7 @@ void TransformFrames(const FrameSettings& settings, const FrameColumns& columns,
 
 void ApplyWindowCentered(const FrameSettings& settings, float* frame) {
   for (std::size_t i = 0; i < settings.begin; ++i) frame[i] = 0.0f;
-  for (std::size_t i = settings.begin; i < settings.end; ++i) frame[i] = frame[i] * settings.window[i - settings.begin];
+  for (std::size_t i = settings.begin; i < settings.end; ++i) frame[i] = frame[i] * settings.window[i];
   for (std::size_t i = settings.end; i < settings.plan.fft_n; ++i) frame[i] = 0.0f;
 }
 

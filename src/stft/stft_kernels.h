@@ -11,7 +11,7 @@ namespace kelvo::Stft {
 // the bins are scaled if asked and end as complex values or as |bin|^power.
 struct FrameSettings {
   Fft::RealTransformView plan;
-  const float* window;  // [end - begin]
+  const float* window;  // [fft_n], zeros outside begin .. end - 1
   std::size_t begin;
   std::size_t end;
   bool is_scaled;
@@ -20,7 +20,8 @@ struct FrameSettings {
   float power;
 };
 
-// A signal in columns: sample i of frame t is at columns[sample_offset[i] + t].
+// A signal in columns: sample i of frame t is at columns[sample_offset[i] + t]. For samples outside the window the offset
+// may lead to a row of zeros.
 struct FrameColumns {
   float* columns;
   const unsigned* sample_offset;  // [fft_n]
