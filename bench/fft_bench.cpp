@@ -1,0 +1,47 @@
+// The FFT exports.
+#include <string>
+
+#include "jobs.h"
+#include "kelvo_audio.h"
+#include "peers/peers.h"
+#include "rows.h"
+#include "signals.h"
+
+namespace kelvo::Bench {
+
+void RunOurs(const ForwardFft& job, float* dst) { kelvoAudioFFT(dst, job.src.data(), Int(job.fft_n)); }
+
+void RunOurs(const InverseFft& job, float* dst) { kelvoAudioIFFT(dst, job.src.data(), Int(job.fft_n)); }
+
+void AddFftRows() {
+  struct Size {
+    std::size_t fft_n;
+    double goal;
+  };
+  for (const Size size : {Size{256, 1.3},
+                          {400, 1.3},
+                          {480, 1.3},
+                          {1000, 1.3},
+                          {1200, 1.3},
+                          {512, 1.5},
+                          {1024, 1.5},
+                          {2048, 1.5},
+                          {4096, 1.5},
+                          {16384, 1.7}}) {
+    AddRow({.section = "FFT of a real signal, all bins",
+            .name = std::to_string(size.fft_n),
+            .goal = size.goal,
+            .make_contest = [=] {
+              return AgainstPeers(ForwardFft{Noise(size.fft_n), size.fft_n});
+            }});
+  }
+  for (const Size size :
+       {Size{256, 1.0}, {400, 1.0}, {512, 1.0}, {1024, 1.0}, {2048, 1.0}, {4096, 1.1}, {16384, 1.5}}) {
+    AddRow(
+        {.section = "Inverse FFT, complex", .name = std::to_string(size.fft_n), .goal = size.goal, .make_contest = [=] {
+           return AgainstPeers(InverseFft{Noise(2 * size.fft_n), size.fft_n});
+         }});
+  }
+}
+
+}  // namespace kelvo::Bench
