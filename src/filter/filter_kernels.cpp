@@ -20,21 +20,23 @@ using namespace Simd;
 // The widest vectors of the blocked recurrence: the wider they are, the more of a group is decided one by one.
 using StateLanes = Lanes<double, (Doubles::kSize < 4 ? Doubles::kSize : 4)>;
 
-// Any register that holds floats.
-#if defined(__x86_64__)
-#define KELVO_FLOAT_REGISTER "v"
+// An empty statement through which the optimiser cannot see a vector of floats. GCC 12 vectorises neighbouring scalars
+// and then takes their conversion to float and back for none.
+#if defined(__clang__)
+#define KELVO_HIDE(vector)
+#elif defined(__x86_64__)
+#define KELVO_HIDE(vector) asm("" : "+v"(vector))
 #elif defined(__aarch64__)
-#define KELVO_FLOAT_REGISTER "w"
+#define KELVO_HIDE(vector) asm("" : "+w"(vector))
 #else
-#define KELVO_FLOAT_REGISTER "m"
+#define KELVO_HIDE(vector) asm("" : "+m"(vector))
 #endif
 
 template <class State, std::size_t N>
 KELVO_INLINE Lanes<double, N> RoundTo(Lanes<double, N> value) {
   if constexpr (sizeof(State) == sizeof(float)) {
     Lanes<float, N> rounded = ToFloat(value);
-    // No instruction, but without it GCC 12 vectorises neighbouring scalars and then takes the two conversions for none.
-    asm("" : "+" KELVO_FLOAT_REGISTER(rounded.v));
+    KELVO_HIDE(rounded.v);
     return ToDouble(rounded);
   } else {
     return value;
