@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <initializer_list>
 
+#include "api/fp_environment.h"
 #include "api/status.h"
 
 namespace kelvo::Api {
@@ -15,6 +16,8 @@ int StatusOfCurrentException();
 template <class Body>
 int RunExport(std::initializer_list<const void*> required, Body&& body) {
   if (std::find(required.begin(), required.end(), nullptr) != required.end()) return kStatusBadArgument;
+  // Around the handlers too, so that failures restore the host's settings as well.
+  const DefaultFpEnvironment environment;
   try {
     body();
     return kStatusOk;

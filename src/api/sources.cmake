@@ -4,6 +4,7 @@ set(sources
   elementwise_exports.cpp
   exceptions.cpp
   export_frame.cpp
+  fp_environment.cpp
   module_entry.cpp
 )
 set(kernels elementwise_kernels.cpp)

@@ -212,22 +212,26 @@ std::vector<Export> DescribeAll() {
 constexpr std::uint32_t kSentinel = 0xA5C3A5C3u;
 constexpr std::size_t kNoisePeriod = 1 << 16;
 
-// Sets or compares `count` elements, those of inputs to or with noise, all others to or with the sentinel.
-const std::vector<float>& Pattern(bool is_input) {
+const std::vector<float>& Pattern(Content content) {
   static const std::vector<float> noise = Support::Noise(kNoisePeriod);
   static const std::vector<float> sentinels(kNoisePeriod, std::bit_cast<float>(kSentinel));
-  return is_input ? noise : sentinels;
+  static const std::vector<float> tiny = [] {
+    std::vector<float> scaled = noise;
+    for (float& value : scaled) value *= 0x1p-127f;
+    return scaled;
+  }();
+  return content == Content::noise ? noise : content == Content::tiny_noise ? tiny : sentinels;
 }
 
-void Fill(float* first, std::size_t count, bool is_input) {
+void Fill(float* first, std::size_t count, Content content) {
   for (std::size_t i = 0; i < count; i += kNoisePeriod) {
-    std::memcpy(first + i, Pattern(is_input).data(), sizeof(float) * std::min(kNoisePeriod, count - i));
+    std::memcpy(first + i, Pattern(content).data(), sizeof(float) * std::min(kNoisePeriod, count - i));
   }
 }
 
-bool IsIntact(const float* first, std::size_t count, bool is_input) {
+bool Holds(const float* first, std::size_t count, Content content) {
   for (std::size_t i = 0; i < count; i += kNoisePeriod) {
-    if (std::memcmp(first + i, Pattern(is_input).data(), sizeof(float) * std::min(kNoisePeriod, count - i)) != 0) {
+    if (std::memcmp(first + i, Pattern(content).data(), sizeof(float) * std::min(kNoisePeriod, count - i)) != 0) {
       return false;
     }
   }
@@ -267,24 +271,27 @@ bool CallArrays::Prepare(const Export& subject, const Scalars& scalars, Placemen
     const std::size_t room = length + placement.offset;
     float* const begin = placement.at_end ? memory_[i]->AtEnd(room) : memory_[i]->AtStart();
     float* const first = placement.at_end ? begin : begin + placement.offset;
-    arrays_.push_back({subject.arrays[i], length, first, placement.offset, placement.at_end});
+    const Content content = !is_input                   ? Content::sentinels
+                            : placement.has_tiny_inputs ? Content::tiny_noise
+                                                        : Content::noise;
+    arrays_.push_back({subject.arrays[i], length, first, placement.offset, placement.at_end, content});
     pointers_.push_back(first);
-    Fill(first, length, is_input);
-    Fill(Gap(arrays_.back()), placement.offset, false);
+    Fill(first, length, content);
+    Fill(Gap(arrays_.back()), placement.offset, Content::sentinels);
   }
   return true;
 }
 
 bool CallArrays::AreInputsIntact() const {
   return std::ranges::all_of(arrays_, [&](const Array& array) {
-    return IsIntact(Gap(array), array.offset, false) &&
-           (array.role != Role::input || IsIntact(array.first, array.length, true));
+    return Holds(Gap(array), array.offset, Content::sentinels) &&
+           (array.role != Role::input || Holds(array.first, array.length, array.content));
   });
 }
 
 bool CallArrays::AreOutputsIntact() const {
   return std::ranges::all_of(arrays_, [](const Array& array) {
-    return array.role == Role::input || IsIntact(array.first, array.length, false);
+    return array.role == Role::input || Holds(array.first, array.length, Content::sentinels);
   });
 }
 

@@ -25,6 +25,9 @@ struct Extent {
   double operations;            // roughly, tables included
 };
 
+// What an array holds before a call.
+enum class Content { noise, tiny_noise, sentinels };
+
 enum class Role { input, output, optional_state };
 
 struct Export {
@@ -50,6 +53,7 @@ void PrintTo(const Export& subject, std::ostream* out);
 struct Placement {
   bool at_end = true;      // flush against the unmapped page behind the array, or else before it
   std::size_t offset = 0;  // elements between the page and the array
+  bool has_tiny_inputs = false;  // below the smallest normal float
 };
 
 // The arrays of one call, each of exactly its documented length between unmapped pages. Inputs hold noise, outputs a
@@ -79,6 +83,7 @@ class CallArrays {
     float* first;
     std::size_t offset;
     bool at_end;
+    Content content;
   };
   float* Gap(const Array& array) const { return array.at_end ? array.first + array.length : array.first - array.offset; }
 

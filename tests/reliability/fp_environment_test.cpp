@@ -1,0 +1,71 @@
+// Hosts that flush denormals, round otherwise or let exceptions trap: the same bits, and their settings left alone.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "reliability/calls.h"
+#include "reliability/failing_new.h"
+#include "reliability/fp_state.h"
+
+namespace kelvo::Reliability {
+namespace {
+
+// A call in a host's environment: its status, and the environment it left.
+struct Outcome {
+  int status;
+  FpState state;
+};
+
+Outcome CallIn(FpState state, const CallArrays& arrays, const Scalars& scalars) {
+  Outcome outcome;
+  SetFpState(state);
+  outcome.status = arrays.Call(scalars);
+  outcome.state = CurrentFpState();
+  SetFpState(kDefaultFpState);
+  return outcome;
+}
+
+class HostEnvironment : public testing::TestWithParam<Export> {};
+
+TEST_P(HostEnvironment, ChangesNothingAndIsNotChanged) {
+  const Export& subject = GetParam();
+  CallArrays arrays;
+  int fresh = 200;
+  for (const HostSetting& host : kHostSettings) {
+    SCOPED_TRACE(host.name);
+    const FpState state = host.replaces ? host.bits : kDefaultFpState | host.bits;
+    std::vector<Scalars> settings = subject.settings;
+    // A table that is built in the host's environment must be the one that others find right.
+    if (subject.UsesCache()) settings.push_back(subject.FreshSettings(fresh++));
+    for (const Scalars& scalars : settings) {
+      for (const bool has_tiny_inputs : {true, false}) {
+        const Placement placement{.has_tiny_inputs = has_tiny_inputs};
+        ASSERT_TRUE(arrays.Prepare(subject, scalars, placement));
+        const Outcome outcome = CallIn(state, arrays, scalars);
+        const std::vector<std::uint32_t> bits = arrays.OutputBits();
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_EQ(outcome.state, state);
+        ASSERT_TRUE(arrays.Prepare(subject, scalars, placement));
+        ASSERT_EQ(CallIn(kDefaultFpState, arrays, scalars).status, 0);
+        EXPECT_EQ(arrays.OutputBits(), bits);
+      }
+    }
+    // Failures: no memory, a bad argument, a null.
+    const Scalars& usual = subject.settings.front();
+    Scalars bad = usual;
+    std::ranges::replace_if(bad, [](const Scalar& scalar) { return std::holds_alternative<int>(scalar); }, Scalar{-1});
+    ASSERT_TRUE(arrays.Prepare(subject, usual));
+    {
+      const AllocationFailures failures(0, AllocationFailures::kForGood);
+      EXPECT_EQ(CallIn(state, arrays, usual).state, state);
+    }
+    EXPECT_EQ(CallIn(state, arrays, bad).state, state);
+    arrays.SetNull(0);
+    EXPECT_EQ(CallIn(state, arrays, usual).state, state);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Exports, HostEnvironment, testing::ValuesIn(Exports()), NameOf);
+
+}  // namespace
+}  // namespace kelvo::Reliability

@@ -1,0 +1,46 @@
+// The floating-point environment of the calling thread, as the CPU's register has it.
+#pragma once
+
+#include <cstdint>
+
+#if defined(__SSE__)
+#include <xmmintrin.h>
+#endif
+
+namespace kelvo::Reliability {
+
+using FpState = std::uint64_t;
+
+// What a host may have set before it calls.
+struct HostSetting {
+  const char* name;
+  FpState bits;  // in place of, or added to, those of the default
+  bool replaces = false;
+};
+
+#if defined(__SSE__)
+inline FpState CurrentFpState() { return _mm_getcsr(); }
+inline void SetFpState(FpState state) { _mm_setcsr(static_cast<unsigned>(state)); }
+inline constexpr FpState kDefaultFpState = 0x1F80;
+inline constexpr HostSetting kHostSettings[]{
+    {"flush to zero", 0x8000},        {"denormals are zero", 0x0040},
+    {"both", 0x8040},                 {"round down", 0x2000},
+    {"round up", 0x4000},             {"round to zero", 0x6000},
+    {"flags raised", 0x003F},         {"exceptions unmasked", 0x0000, true},
+    {"all of it", 0xE07F, true},
+};
+#elif defined(__aarch64__)
+inline FpState CurrentFpState() {
+  FpState state;
+  __asm__ volatile("mrs %0, fpcr" : "=r"(state));
+  return state;
+}
+inline void SetFpState(FpState state) { __asm__ volatile("msr fpcr, %0" ::"r"(state)); }
+inline constexpr FpState kDefaultFpState = 0;
+inline constexpr HostSetting kHostSettings[]{
+    {"flush to zero", 1u << 24}, {"default NaN", 1u << 25},  {"round up", 1u << 22},
+    {"round down", 2u << 22},    {"round to zero", 3u << 22},
+};
+#endif
+
+}  // namespace kelvo::Reliability
