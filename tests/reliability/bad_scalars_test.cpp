@@ -1,0 +1,160 @@
+// Scalars at every boundary, in pairs and all at once, with arrays of exactly the documented length.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cfloat>
+#include <climits>
+#include <cmath>
+#include <limits>
+#include <numeric>
+#include <random>
+
+#include "reliability/calls.h"
+#include "reliability/failing_new.h"
+
+namespace kelvo::Reliability {
+namespace {
+
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+
+const std::vector<Scalar>& BoundaryValues(const Scalar& like) {
+  static const std::vector<Scalar> ints{
+      INT_MIN, -1, 0, 1, 2, 46340, 46341, 46349, 65535, 65536, 65537, (1 << 24) - 1, 1 << 24, (1 << 24) + 1,
+      1 << 28, 1 << 30, INT_MAX};
+  static const std::vector<Scalar> floats{
+      NAN, kInfinity, -kInfinity, 0.0f, -0.0f, 1e-45f, std::nextafter(1e-10f, 0.0f), 1e-10f,
+      std::nextafter(1e-10f, 1.0f), -1.0f, 1.0f, 2.0f, 1e9f, FLT_MAX, -FLT_MAX};
+  return std::holds_alternative<int>(like) ? ints : floats;
+}
+
+// What one allocation may take: a machine whose memory is nearly exhausted, the same in every run.
+constexpr std::size_t kMostBytes = std::size_t{1} << 28;
+
+class BadScalars : public testing::TestWithParam<Export> {
+ protected:
+  // Calls unless it would take more operations than `budget`.
+  void CallWith(const Scalars& scalars, double budget) {
+    const Export& subject = GetParam();
+    const Extent extent = subject.extent(scalars);
+    const double array_n = std::accumulate(extent.lengths.begin(), extent.lengths.end(), 0.0);
+    if (extent.operations + array_n > budget || !arrays_.Prepare(subject, scalars, {call_n_ % 2 == 0})) return;
+    int status;
+    {
+      const AllocationFailures failures(0, 0, kMostBytes);
+      status = arrays_.Call(scalars);
+    }
+    ++call_n_;
+    const bool is_documented = std::ranges::find(subject.statuses, status) != subject.statuses.end();
+    if (is_documented && arrays_.AreInputsIntact() && (status == 0 || arrays_.AreOutputsIntact())) return;
+    std::string text;
+    for (const Scalar& scalar : scalars) std::visit([&](auto value) { text += std::to_string(value) + " "; }, scalar);
+    ADD_FAILURE() << "status " << status << " with " << text;
+  }
+
+  CallArrays arrays_;
+  long call_n_ = 0;
+};
+
+TEST_P(BadScalars, GiveADocumentedStatus) {
+  constexpr double kMostOfASingle = 2e7;
+  constexpr double kMostOfAPair = 1e5;
+  constexpr int kMixtureN = 3000;
+  const Export& subject = GetParam();
+  for (const Scalars& setting : subject.settings) {
+    for (std::size_t i = 0; i < setting.size(); ++i) {
+      Scalars scalars = setting;
+      for (const Scalar& first : BoundaryValues(setting[i])) {
+        scalars[i] = first;
+        CallWith(scalars, kMostOfASingle);
+        for (std::size_t j = i + 1; j < setting.size(); ++j) {
+          for (const Scalar& second : BoundaryValues(setting[j])) {
+            scalars[j] = second;
+            CallWith(scalars, kMostOfAPair);
+          }
+          scalars[j] = setting[j];
+        }
+      }
+    }
+  }
+  std::mt19937 random(1);
+  for (int k = 0; k < kMixtureN; ++k) {
+    Scalars scalars = subject.settings[random() % subject.settings.size()];
+    for (Scalar& scalar : scalars) {
+      const auto& values = BoundaryValues(scalar);
+      if (random() % 2 == 0) scalar = values[random() % values.size()];
+    }
+    CallWith(scalars, kMostOfAPair);
+  }
+  std::cout << call_n_ << " calls\n";
+
+  // After all that, usual calls are as they should be.
+  for (const Scalars& setting : subject.settings) {
+    ASSERT_TRUE(arrays_.Prepare(subject, setting));
+    EXPECT_EQ(arrays_.Call(setting), 0);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Exports, BadScalars, testing::ValuesIn(Exports()), NameOf);
+
+// Sizes that no memory holds. The arrays are not looked at, so small ones do.
+struct Impossible {
+  const char* name;
+  Scalars scalars;
+  int status;
+};
+
+const Impossible kImpossible[]{
+    {"FFT", {1 << 28}, -128},
+    {"FFT", {1 << 29}, -128},
+    {"FFT", {1 << 30}, -128},
+    {"FFT", {INT_MAX}, -128},
+    {"IFFT", {1 << 28}, -128},
+    {"IFFT", {INT_MAX}, -128},
+    // Just below the limits the sizes are possible, and it is memory that is missing.
+    {"FFT", {1 << 27}, -5},
+    {"FFT", {3 << 27}, -5},
+    {"IFFT", {1 << 27}, -5},
+    {"GetWindow", {INT_MAX, 1}, -5},
+    {"GetSpectrogram", {1, 1 << 28, 1, 1, 1, 1, 1, 0.0f, 0}, -128},
+    {"GetSpectrogram", {INT_MAX, 1 << 30, 1, 1, 1, 1, 1, 0.0f, 0}, -128},
+    {"GetSpectrogram", {INT_MAX, 1 << 27, 1, 1, 1, 1, 1, 0.0f, 0}, -5},
+    {"GetMelSpectrogram", {1, 1, 1 << 28, 1, 1, 1, 1, 0, 2.0f, 0, 0.0f, 1.0f, 1, 0, 0}, -128},
+    {"GetMelSpectrogram", {1, 1, INT_MAX, 1, 1, 1, 1, 0, 2.0f, 0, 0.0f, 1.0f, 1, 0, 0}, -128},
+    // Transforms of 2^28, 2^30, 2^31 - 2 and of a length that wraps round.
+    {"GetInverseSpectrogram", {1, (1 << 27) + 1, 1, 1, 1, 1, 0, 0}, -128},
+    {"GetInverseSpectrogram", {1, (1 << 29) + 1, 1, 1, 1, 1, 0, 0}, -128},
+    {"GetInverseSpectrogram", {1, 1 << 30, 1, 1, 1, 1, 0, 0}, -128},
+    {"GetInverseSpectrogram", {1, (1 << 30) + 1, 1, 1, 1, 1, 0, 0}, -1},
+    {"GetInverseSpectrogram", {1, INT_MAX, 1, 1, 1, 1, 0, 0}, -1},
+    // Signals of 2^32 + 2 samples, which wrap round to 2, and of 2^31.
+    {"GetInverseSpectrogram", {65537, 2, 65536, 2, 1, 1, 0, 0}, -128},
+    {"GetInverseSpectrogram", {3, 2, (1 << 30) - 1, 2, 1, 1, 0, 0}, -128},
+    {"GetInverseSpectrogram", {INT_MAX, 2, INT_MAX, 2, 1, 1, 1, 0}, -128},
+    {"GetNonSilentPos", {100, 10, 0, 3.0f}, -5},
+    {"GetFBMatrix", {INT_MAX, 0.0f, 1.0f, INT_MAX - 1, 1, 0, 0}, -5},
+    {"FilterFilter", {1, 1, 1, 1, 3, 1 << 30}, -128},
+    {"FilterFilter", {1, 1, 1, 1, 3, INT_MAX}, -128},
+    {"FilterFilter", {1, 1, 1, 1, 3, (1 << 30) - 1}, -5},
+    {"Resample", {INT_MAX, 1, 1, 2}, -5},
+    {"Resample", {INT_MAX, 1, INT_MAX - 1, 2}, -5},
+};
+
+TEST(ImpossibleSizes, FailWithoutATrace) {
+  CallArrays arrays;
+  for (const Impossible& row : kImpossible) {
+    const auto is_named = [&](const Export& subject) { return subject.name == std::string(row.name); };
+    const Export& subject = *std::ranges::find_if(Exports(), is_named);
+    SCOPED_TRACE(testing::Message() << row.name << ", row " << &row - kImpossible);
+    ASSERT_TRUE(arrays.Prepare(subject, subject.settings.front()));
+    const long live = LiveAllocations();
+    {
+      const AllocationFailures failures(0, 0, kMostBytes);
+      EXPECT_EQ(arrays.Call(row.scalars), row.status);
+    }
+    EXPECT_EQ(LiveAllocations(), live);
+    EXPECT_TRUE(arrays.AreOutputsIntact());
+  }
+}
+
+}  // namespace
+}  // namespace kelvo::Reliability
