@@ -145,6 +145,8 @@ RealTransformPlan::RealTransformPlan(int fft_n)
   }
 }
 
+const ForkGuard FftPlanCache::fork_guard_([]() -> std::mutex& { return Get().plans_.Mutex(); });
+
 FftPlanCache& FftPlanCache::Get() {
   static FftPlanCache cache;
   return cache;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "fft/plan_view.h"
+#include "fft/fork_guard.h"
 #include "fft/table_cache.h"
 
 namespace kelvo::Fft {
@@ -64,6 +65,8 @@ class FftPlanCache {
   const FftPlan& GetInversePlan(int fft_n);
 
  private:
+  static const ForkGuard fork_guard_;
+
   TableCache<int, FftPlan, 2> plans_;  // forward, inverse
 };
 

@@ -3,5 +3,6 @@ set(sources
   fft_checks.cpp
   fft_exports.cpp
   fft_plan.cpp
+  fork_guard.cpp
 )
 set(kernels fft_kernels.cpp)

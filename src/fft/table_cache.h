@@ -27,6 +27,9 @@ class TableCache {
     return tables.emplace(key, std::forward<Build>(build)(key)).first->second;
   }
 
+  // For a ForkGuard.
+  std::mutex& Mutex() { return mutex_; }
+
  private:
   std::array<std::map<Key, Table, Less>, kMapN> maps_;
   std::mutex mutex_;

@@ -52,6 +52,8 @@ ResampleFilter BuildRatio(int up, int down) {
   return filter;
 }
 
+const Fft::ForkGuard ResampleFilterCache::fork_guard_([]() -> std::mutex& { return Get().filters_.Mutex(); });
+
 ResampleFilterCache& ResampleFilterCache::Get() {
   static ResampleFilterCache cache;
   return cache;

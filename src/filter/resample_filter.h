@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "fft/fork_guard.h"
 #include "fft/table_cache.h"
 #include "filter/resample_kernels.h"
 
@@ -39,6 +40,8 @@ class ResampleFilterCache {
     int down;
     auto operator<=>(const Ratio&) const = default;
   };
+  static const Fft::ForkGuard fork_guard_;
+
   Fft::TableCache<Ratio, ResampleFilter> filters_;
 };
 

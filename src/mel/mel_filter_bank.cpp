@@ -111,6 +111,8 @@ std::vector<Band> FindBands(std::span<const float> weights, std::size_t freq_n) 
   return bands;
 }
 
+const Fft::ForkGuard MelFilterBankCache::fork_guard_([]() -> std::mutex& { return Get().banks_.Mutex(); });
+
 MelFilterBankCache& MelFilterBankCache::Get() {
   static MelFilterBankCache cache;
   return cache;

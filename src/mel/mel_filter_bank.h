@@ -6,6 +6,7 @@
 #include <span>
 #include <vector>
 
+#include "fft/fork_guard.h"
 #include "fft/table_cache.h"
 #include "mel/band.h"
 
@@ -57,6 +58,8 @@ class MelFilterBankCache {
   const MelFilterBank& GetFilterBank(const MelFilterBankKey& key);
 
  private:
+  static const Fft::ForkGuard fork_guard_;
+
   Fft::TableCache<MelFilterBankKey, MelFilterBank> banks_;
 };
 

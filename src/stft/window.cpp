@@ -21,6 +21,8 @@ std::vector<float> BuildWindow(int win_n, float offset, float scale) {
 
 }  // namespace
 
+const Fft::ForkGuard WindowCache::fork_guard_([]() -> std::mutex& { return Get().windows_.Mutex(); });
+
 WindowCache& WindowCache::Get() {
   static WindowCache cache;
   return cache;

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "fft/fork_guard.h"
 #include "fft/table_cache.h"
 
 namespace kelvo::Stft {
@@ -22,6 +23,8 @@ class WindowCache {
  private:
   static constexpr std::size_t kHannMap = 0;
   static constexpr std::size_t kHammingMap = 1;
+
+  static const Fft::ForkGuard fork_guard_;
 
   Fft::TableCache<int, std::vector<float>, 2> windows_;
 };

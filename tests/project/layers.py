@@ -8,7 +8,7 @@ from pathlib import Path
 
 # Each folder may include itself and those before it. filter stands beside mel and takes only these from above api.
 ORDER = ["simd", "api", "fft", "stft", "mel"]
-FILTER_MAY_INCLUDE = {"stft/frames.h", "fft/table_cache.h"}
+FILTER_MAY_INCLUDE = {"stft/frames.h", "fft/fork_guard.h", "fft/table_cache.h"}
 # An inline function of any other header, left in an object of a high CPU level, would be a weak symbol, and the linker
 # may give that copy to the whole library.
 KERNELS_MAY_INCLUDE = {"cstddef", "immintrin.h", "arm_neon.h"}

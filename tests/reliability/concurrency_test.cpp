@@ -1,0 +1,145 @@
+// Many threads that ask for the same new tables, processes forked meanwhile, and locks that fail.
+#include <gtest/gtest.h>
+
+#include <pthread.h>
+
+#include <algorithm>
+#include <atomic>
+#include <barrier>
+#include <cerrno>
+#include <thread>
+
+#include "reliability/calls.h"
+#include "reliability/child.h"
+#include "reliability/failing_new.h"
+#include "reliability/sanitizers.h"
+
+namespace kelvo::Reliability {
+namespace {
+
+std::vector<Export> CacheExports() {
+  std::vector<Export> found;
+  std::ranges::copy_if(Exports(), std::back_inserter(found), &Export::UsesCache);
+  return found;
+}
+
+// Behind the keys of the other tests of this program.
+constexpr int kFirstKey = 80;
+
+class SharedTables : public testing::TestWithParam<Export> {};
+
+TEST_P(SharedTables, AreTheSameForAllThreads) {
+  constexpr int kThreadN = 8;
+  constexpr int kKeyN = 12;
+  const Export& subject = GetParam();
+  using Outputs = std::vector<std::vector<std::uint32_t>>;
+  const auto call_all = [&](int first, Outputs& outputs) {
+    CallArrays arrays;
+    outputs.resize(kKeyN);
+    long kept = 0;
+    for (int i = 0; i < kKeyN; ++i) {
+      const int key = (first + i) % kKeyN;
+      const Scalars scalars = subject.FreshSettings(kFirstKey + key);
+      if (!arrays.Prepare(subject, scalars)) return -1L;
+      const long live = LiveAllocations();
+      if (arrays.Call(scalars) != 0) return -1L;
+      kept += LiveAllocations() - live;
+      outputs[static_cast<std::size_t>(key)] = arrays.OutputBits();
+    }
+    return kept;
+  };
+  // What one thread alone keeps, found in another process.
+  SharedArray<long> alone(1);
+  ASSERT_EQ(RunInChild([&] {
+              Outputs outputs;
+              alone[0] = call_all(0, outputs);
+              return 0;
+            }, 60), 0);
+  ASSERT_GT(alone[0], 0);
+
+  std::barrier start(kThreadN);
+  std::vector<Outputs> outputs(kThreadN);
+  std::vector<long> kept(kThreadN);
+  std::vector<std::thread> threads;
+  for (std::size_t t = 0; t < kThreadN; ++t) {
+    threads.emplace_back([&, t] {
+      start.arrive_and_wait();
+      // Two threads each in the same order, the others shifted.
+      kept[t] = call_all(static_cast<int>(t / 2), outputs[t]);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  long all_kept = 0;
+  for (std::size_t t = 0; t < kThreadN; ++t) {
+    EXPECT_GE(kept[t], 0);
+    EXPECT_EQ(outputs[t], outputs[0]);
+    all_kept += kept[t];
+  }
+  EXPECT_EQ(all_kept, alone[0]);
+}
+
+INSTANTIATE_TEST_SUITE_P(Exports, SharedTables, testing::ValuesIn(CacheExports()), NameOf);
+
+// The sanitizers' own allocators and locks do not survive a fork of several threads.
+TEST(Fork, LeavesTheCachesOfTheChildUsable) {
+  if (kIsSanitized) GTEST_SKIP();
+  constexpr int kRoundN = 200;
+  const std::vector<Export> subjects = CacheExports();
+  std::atomic<bool> is_done = false;
+  std::thread builder([&] {
+    CallArrays arrays;
+    for (int key = 2 * kFirstKey; !is_done; ++key) {
+      // Short tables in an endless row would fill the memory.
+      const Export& subject = subjects[static_cast<std::size_t>(key) % subjects.size()];
+      const Scalars scalars = subject.FreshSettings(2 * kFirstKey + key % 2000);
+      if (arrays.Prepare(subject, scalars)) arrays.Call(scalars);
+    }
+  });
+  int failed_n = 0;
+  for (int round = 0; round < kRoundN; ++round) {
+    const auto call_all = [&] {
+      CallArrays arrays;
+      for (const Export& subject : subjects) {
+        const Scalars scalars = subject.FreshSettings(kFirstKey + 30);
+        if (!arrays.Prepare(subject, scalars) || arrays.Call(scalars) != 0) return 1;
+      }
+      return 0;
+    };
+    failed_n += RunInChild(call_all, 5) != 0 ? 1 : 0;
+    if (failed_n > 2) break;  // each that hangs takes its seconds
+  }
+  is_done = true;
+  builder.join();
+  EXPECT_EQ(failed_n, 0);
+}
+
+thread_local bool locks_fail = false;
+
+TEST(FailingLock, IsReportedByTheExportsThatUseACache) {
+  CallArrays arrays;
+  for (const Export& subject : Exports()) {
+    SCOPED_TRACE(subject.name);
+    const Scalars scalars = subject.UsesCache() ? subject.FreshSettings(kFirstKey + 40) : subject.settings.front();
+    ASSERT_TRUE(arrays.Prepare(subject, scalars));
+    const long live = LiveAllocations();
+    locks_fail = true;
+    const int status = arrays.Call(scalars);
+    locks_fail = false;
+    EXPECT_EQ(status, subject.UsesCache() ? -128 : 0);
+    EXPECT_EQ(LiveAllocations(), live);
+    if (subject.UsesCache()) {
+      EXPECT_TRUE(arrays.AreOutputsIntact());
+    }
+    EXPECT_EQ(arrays.Call(scalars), 0);
+  }
+}
+
+}  // namespace
+
+int RealLock(pthread_mutex_t* mutex) __asm__("__real_pthread_mutex_lock");
+int LockUnderTest(pthread_mutex_t* mutex) __asm__("__wrap_pthread_mutex_lock");
+
+// The linker sends the library's locking here.
+int LockUnderTest(pthread_mutex_t* mutex) { return locks_fail ? EAGAIN : RealLock(mutex); }
+
+}  // namespace kelvo::Reliability
