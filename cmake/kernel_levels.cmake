@@ -38,6 +38,11 @@ function(kelvo_add_kernels)
     target_compile_definitions(${target} PRIVATE KELVO_LEVEL=${level} KELVO_LANE_BYTES=${kelvo_bytes_${level}})
     # -Wno-psabi: vectors are passed between functions only where those are inlined.
     target_compile_options(${target} PRIVATE ${kelvo_flags_${level}} -fno-math-errno -Wno-psabi)
+    if(KELVO_AUDIO_SANITIZE)
+      # Inlined to the last call, kernels take minutes to compile with every check at full optimisation. They read and
+      # write vectors by memcpy, so the checks left out here have nothing to find that an address check would not.
+      target_compile_options(${target} PRIVATE -O1 -g1 -fno-sanitize=null,alignment,object-size,vptr)
+    endif()
     target_sources(kelvo_audio_internal PRIVATE $<TARGET_OBJECTS:${target}>)
     target_sources(kelvo_audio PRIVATE $<TARGET_OBJECTS:${target}>)
     string(TOUPPER ${level} upper)
