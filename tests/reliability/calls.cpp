@@ -196,7 +196,7 @@ std::vector<Export> DescribeAll() {
                {{100, 100, 3, 4, 1, 12}, {150, 60, 5, 1, 2, 59}, {20, 20, 1, 3, 3, 40}, {30, 30, 2, 2, 0, 0}}, {}, kAll),
       Describe("Resample", kelvoAudioResample,
                [](int dst_rate, int dst_n, int src_rate, int src_n) {
-                 const double taps = 65.0 * Length(dst_rate) / std::max(1, std::gcd(dst_rate, src_rate));
+                 const double taps = 65.0 * Length(dst_rate) / std::gcd(std::max(dst_rate, 1), std::max(src_rate, 1));
                  return Extent{{Length(dst_n), Length(src_n)}, taps + 65.0 * Length(dst_n)};
                },
                {{160, 80, 441, 200}, {3, 400, 2, 200}, {1, 60, 1, 60}, {2, 30, 7, 90}}, {1, 0, 0, 0}, kNoMemory),
