@@ -472,15 +472,15 @@ KELVO_AUDIO_API int kelvoAudioFilterFilter(float* dst, const float* src, const f
  * src_sample_rate  in   >= 1
  * src_n            in   >= 1
  *
- * With U : D the rates in lowest terms, output m is centred on input m D / U, for even U on m D / U - 1 / (2 U). Outputs
- * end where that reaches the last input: the last few are 0, and so is all of dst for src_n 1.
+ * With U : D the rates in lowest terms, output m is centred on input m D / U, for even U on m D / U - 1 / (2 U).
+ * Outputs end where that reaches the last input: the last few are 0, and so is all of dst for src_n 1.
  *
  * Returns OK, BAD_ARGUMENT (null dst or src; dst_sample_rate; dst_n; src_sample_rate; src_n) or OUT_OF_MEMORY (also for
  * ratios of enormous numbers: dst_sample_rate in lowest terms needs 520 bytes a unit).
  * [any thread] [the first call per ratio builds a table]
  */
-KELVO_AUDIO_API int kelvoAudioResample(float* dst, const float* src, int dst_sample_rate, int dst_n, int src_sample_rate,
-                                       int src_n);
+KELVO_AUDIO_API int kelvoAudioResample(float* dst, const float* src, int dst_sample_rate, int dst_n,
+                                       int src_sample_rate, int src_n);
 
 /**
  * Number of samples that kelvoAudioResample makes of a signal.

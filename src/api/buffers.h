@@ -14,26 +14,28 @@ inline std::vector<float> MakeZeroBuffer(std::uint64_t count) { return std::vect
 
 // Memory that is written before it is read. Its first element lies on a cache line, where the widest vectors load and
 // store best.
-class ScratchBuffer {
+template <class Element>
+class ScratchArray {
  public:
-  ScratchBuffer() = default;
+  ScratchArray() = default;
   // A count that came out negative fails as in MakeZeroBuffer.
-  explicit ScratchBuffer(std::uint64_t count) {
-    if (count > std::vector<float>().max_size() - kLineBytes) throw std::length_error("vector too long");
+  explicit ScratchArray(std::uint64_t count) {
+    if (count > std::vector<Element>().max_size() - kLineBytes) throw std::length_error("vector too long");
     // Aligned by hand: the aligned operator new of common runtimes costs more than a small transform.
-    memory_ = std::make_unique_for_overwrite<float[]>(count + kLineBytes / sizeof(float));
+    memory_ = std::make_unique_for_overwrite<Element[]>(count + kLineBytes / sizeof(Element));
     const auto address = reinterpret_cast<std::uintptr_t>(memory_.get());
-    data_ = memory_.get() + (kLineBytes - address % kLineBytes) % kLineBytes / sizeof(float);
+    data_ = memory_.get() + (kLineBytes - address % kLineBytes) % kLineBytes / sizeof(Element);
   }
 
-  float* Data() { return data_; }
+  Element* Data() { return data_; }
 
  private:
   static constexpr std::size_t kLineBytes = 64;
 
-  std::unique_ptr<float[]> memory_;
-  float* data_ = nullptr;
+  std::unique_ptr<Element[]> memory_;
+  Element* data_ = nullptr;
 };
+using ScratchBuffer = ScratchArray<float>;
 
 // The same, on the stack where kInlineN floats are enough: a short transform is done in the time of an allocation.
 template <std::size_t kInlineN>

@@ -14,7 +14,8 @@ NormalizedCoefficients::NormalizedCoefficients(std::span<const float> n_coef, st
   const auto a = values_.begin() + static_cast<std::ptrdiff_t>(length_ + slack);
   // Quotients, not products with a reciprocal: each coefficient is rounded once.
   for (std::size_t k = 0; k < n_coef.size(); ++k) values_[k] = static_cast<double>(n_coef[k]) / divisor;
-  for (std::size_t k = 0; k < d_coef.size(); ++k) a[static_cast<std::ptrdiff_t>(k)] = static_cast<double>(d_coef[k]) / divisor;
+  for (std::size_t k = 0; k < d_coef.size(); ++k)
+    a[static_cast<std::ptrdiff_t>(k)] = static_cast<double>(d_coef[k]) / divisor;
 }
 
 }  // namespace kelvo::Filter

@@ -10,8 +10,8 @@ namespace kelvo::Filter {
 // b and a divided by a[0], in double precision, the shorter list continued with zeros to the length of the longer one.
 class NormalizedCoefficients {
  public:
-  // `slack` further zeros follow each list, so that vectors may be loaded across its end. Fails with KelvoInvalidArgument
-  // where a list is empty. An a[0] of zero is no error: it gives infinities and NaN.
+  // `slack` further zeros follow each list, so that vectors may be loaded across its end. Fails with
+  // KelvoInvalidArgument where a list is empty. An a[0] of zero is no error: it gives infinities and NaN.
   NormalizedCoefficients(std::span<const float> n_coef, std::span<const float> d_coef, std::size_t slack = 0);
 
   std::size_t Length() const { return length_; }

@@ -1,11 +1,11 @@
 // The linear filter in lanes.
 //
-// The recurrence binds a sample to the one before: y needs z[0], z[0] needs the last y. Three forms run it, all with the
-// same operations in the same order for every value:
+// The recurrence binds a sample to the one before: y needs z[0], z[0] needs the last y. Three forms run it, all with
+// the same operations in the same order for every value:
 //  - few state values: everything in registers, one sample at a time;
 //  - more: as many samples at a time as a vector has lanes. The first state values decide the outputs of these samples
-//    and are few; the others travel through the samples in lanes, each ending where it was bound for. Vectors are loaded
-//    and stored at the same places for every group, without a shift.
+//    and are few; the others travel through the samples in lanes, each ending where it was bound for. Vectors are
+//    loaded and stored at the same places for every group, without a shift.
 //  - no feedback (all a[k] = +0): an output is a chain of its own, from the oldest input to the newest, so outputs lie
 //    in lanes. See ChainsAreExact for where the products with a[k] = 0 could be seen.
 #include "filter/filter_kernels.h"
@@ -105,8 +105,8 @@ KELVO_INLINE void FilterInRegisters(const FilterSignal<Output, Input>& signal, c
     for (std::size_t k = 1; k <= kHeadN; ++k) z[k - 1] = AdvanceState<State>(z[k], b[k], x, a[k], y);
 #pragma GCC unroll 16
     for (std::size_t p = 0; p < kPairN; ++p) {
-      pairs[p] = AdvanceState<State>(ShiftedPair(pairs, p), pair_b[p], Pair::Broadcast(x.v), pair_a[p],
-                                     Pair::Broadcast(y.v));
+      pairs[p] =
+          AdvanceState<State>(ShiftedPair(pairs, p), pair_b[p], Pair::Broadcast(x.v), pair_a[p], Pair::Broadcast(y.v));
     }
   }
 #pragma GCC unroll 16
@@ -115,7 +115,7 @@ KELVO_INLINE void FilterInRegisters(const FilterSignal<Output, Input>& signal, c
   for (std::size_t p = 0; p < kPairN; ++p) pairs[p].Store(filter.state + kHeadN + 2 * p);
 }
 
-// The state values at k, k + 1 ... on their way through the group's samples, at whose end they are those at k - kSize ...
+// The state values from k on, on their way through the group's samples, at whose end they are those from k - kSize on.
 template <class Lane>
 struct TravellingState {
   Lane value;
@@ -133,9 +133,8 @@ KELVO_INLINE TravellingState<Lane> LoadState(std::size_t k, const FilterTables& 
 // One step, through the group's sample t.
 template <class State, bool kIsLast, class Lane>
 KELVO_INLINE void Travel(TravellingState<Lane>& state, std::size_t t, const FilterTables& filter, double x, double y) {
-  const Lane advanced =
-      AdvanceState<State>(state.value, Lane::Load(filter.b + state.k - t), Lane::Broadcast(x),
-                          Lane::Load(filter.a + state.k - t), Lane::Broadcast(y));
+  const Lane advanced = AdvanceState<State>(state.value, Lane::Load(filter.b + state.k - t), Lane::Broadcast(x),
+                                            Lane::Load(filter.a + state.k - t), Lane::Broadcast(y));
   if constexpr (kIsLast) {
     state.value = SelectLess(LanePositions<Lane>(), state.entered_n + Lane::Broadcast(static_cast<double>(t)), advanced,
                              Lane::Broadcast(-0.0));
@@ -159,8 +158,8 @@ KELVO_INLINE void TravelThroughGroup(std::size_t k, const FilterTables& filter, 
   for (std::size_t v = 0; v < kVectorN; ++v) states[v].value.Store(filter.state + k + v * Lane::kSize - Lane::kSize);
 }
 
-// Groups of as many samples as there are lanes, from sample i on; returns the first sample that is left over. Needs twice
-// as many state values as there are lanes, or one lane.
+// Groups of as many samples as there are lanes, from sample i on; returns the first sample that is left over. Needs
+// twice as many state values as there are lanes, or one lane.
 template <class State, class Lane, class Output, class Input>
 KELVO_INLINE std::size_t FilterInGroups(std::size_t i, const FilterSignal<Output, Input>& signal,
                                         const FilterTables& filter) {
@@ -174,7 +173,8 @@ KELVO_INLINE std::size_t FilterInGroups(std::size_t i, const FilterSignal<Output
     Output* const dst = signal.dst + static_cast<std::ptrdiff_t>(i) * signal.step;
     double x[kGroupN], y[kGroupN];
 #pragma GCC unroll 8
-    for (std::size_t t = 0; t < kGroupN; ++t) x[t] = static_cast<double>(src[static_cast<std::ptrdiff_t>(t) * signal.step]);
+    for (std::size_t t = 0; t < kGroupN; ++t)
+      x[t] = static_cast<double>(src[static_cast<std::ptrdiff_t>(t) * signal.step]);
     TravellingState<Lane> next_head = LoadState<Lane>(kGroupN, filter);
     double first = 0.0;
 #pragma GCC unroll 8
@@ -188,7 +188,8 @@ KELVO_INLINE std::size_t FilterInGroups(std::size_t i, const FilterSignal<Output
       // The next group's first sample waits for this one value: by itself it is sooner there than in its vector.
       if (t + 1 == kGroupN) {
         first = AdvanceState<State>(One{GetLane(next_head.value, 0)}, One{filter.b[1]}, One{x[t]}, One{filter.a[1]},
-                                    One{y[t]}).v;
+                                    One{y[t]})
+                    .v;
       }
       Travel<State, false>(next_head, t, filter, x[t], y[t]);
     }
@@ -282,8 +283,7 @@ KELVO_INLINE void ComputeState(double* state, const double* input_end, const Fil
     Lane z = Lane::Broadcast(-0.0);
     // Value k has passed coefficients `last` to k + 1; the lanes stop one after the other.
     for (std::size_t j = last; j > k; --j) {
-      const Lane advanced =
-          RoundTo<State>(Lane::Broadcast(filter.b[j]) * Lane::Load(input_end + k - j) + z);
+      const Lane advanced = RoundTo<State>(Lane::Broadcast(filter.b[j]) * Lane::Load(input_end + k - j) + z);
       z = SelectLess(lane, Lane::Broadcast(static_cast<double>(j - k)), advanced, z);
     }
     z.Store(state + k);
@@ -316,8 +316,8 @@ KELVO_INLINE bool AllFinite(const double* values, std::size_t count) {
 
 // Chains leave out "- a[k] y" with a[k] = +0. If y is finite the product is a zero, and subtracting it changes nothing
 // unless y has its sign set: then it turns a -0 into +0. So the recurrence's values equal the chains', except that some
-// -0 may be +0, and what is +0 in a chain is +0 in the recurrence. A difference shows only where a chain ends in -0, and
-// it needs a y with its sign set, in this block or in the past of the state that the block begins with.
+// -0 may be +0, and what is +0 in a chain is +0 in the recurrence. A difference shows only where a chain ends in -0,
+// and it needs a y with its sign set, in this block or in the past of the state that the block begins with.
 KELVO_INLINE bool ChainsAreExact(ZeroSigns outputs, ZeroSigns state, bool began_exact) {
   return (began_exact && !outputs.negative) || !(outputs.minus_zero || state.minus_zero);
 }

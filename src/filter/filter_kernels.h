@@ -19,8 +19,8 @@ struct FilterTables {
   std::size_t length;  // coefficients per list
   const double* b;     // [length + kFilterSlack]
   const double* a;     // [length + kFilterSlack]
-  // [length - 1 + kFilterSlack]: the state, whatever type it is rounded to. The slack is -0.0, which as an addend changes
-  // nothing: the last state value has no successor.
+  // [length - 1 + kFilterSlack]: the state, whatever type it is rounded to. The slack is -0.0, which as an addend
+  // changes nothing: the last state value has no successor.
   double* state;
 };
 
@@ -40,7 +40,8 @@ struct FilterPair {
   // The recurrence. Every other form must give its bits.
   void (*recursive)(const FilterSignal<Output, Input>& signal, const FilterTables& filter);
   // The same for a[k] = +0 for all k >= 1.
-  void (*feed_forward)(const FilterSignal<Output, Input>& signal, const FilterTables& filter, const FirScratch& scratch);
+  void (*feed_forward)(const FilterSignal<Output, Input>& signal, const FilterTables& filter,
+                       const FirScratch& scratch);
 };
 
 struct FilterKernels {

@@ -30,7 +30,8 @@ const FilterPair<Output, Input>& KernelsOf(const FilterKernels& kernels) {
 // A product with -0 has the other sign, so only +0 will do.
 bool HasFeedback(const NormalizedCoefficients& coefficients) {
   const double* const a = coefficients.Denominator();
-  return std::any_of(a + 1, a + coefficients.Length(), [](double value) { return std::bit_cast<std::uint64_t>(value) != 0; });
+  return std::any_of(a + 1, a + coefficients.Length(),
+                     [](double value) { return std::bit_cast<std::uint64_t>(value) != 0; });
 }
 
 // Long enough to outweigh the restart at a block's end, which costs half a filter length of samples.

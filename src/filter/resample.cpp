@@ -76,11 +76,11 @@ class SegmentedResampler {
     // Between two outputs n apart the position advances by at most n down / up + 1.
     const auto apart = static_cast<std::int64_t>(kBlockInputN - kTapN - 1) * filter.up / filter.down;
     block_output_n_ = std::min({static_cast<std::size_t>(apart) + 1, kBlockOutputN, segments_.output_n});
-    const auto block_input_n = static_cast<std::size_t>(
-        static_cast<std::int64_t>(block_output_n_ - 1) * filter.down / filter.up + 1 + static_cast<std::int64_t>(kTapN));
+    block_input_n_ = static_cast<std::size_t>(static_cast<std::int64_t>(block_output_n_ - 1) * filter.down / filter.up +
+                                              1 + static_cast<std::int64_t>(kTapN));
     const std::size_t row_n = segments_.segment_n;
-    edges_.resize(row_n * block_input_n);
-    interleaved_ = Api::ScratchBuffer(2 * row_n * block_input_n);
+    edges_ = Api::ScratchBuffer(row_n * block_input_n_);
+    interleaved_ = Api::ScratchArray<double>(row_n * block_input_n_);
     output_ = Api::ScratchBuffer(row_n * block_output_n_);
   }
 
@@ -106,10 +106,9 @@ class SegmentedResampler {
       // An empty segment computes along with the first one.
       inputs[s] = counts[s] == 0 ? inputs[0] : CutInput(s, position, input_n);
     }
-    auto* const interleaved = reinterpret_cast<double*>(interleaved_.Data());
-    kernels_.interleave(interleaved, inputs.data(), segments_.segment_n, input_n);
+    kernels_.interleave(interleaved_.Data(), inputs.data(), segments_.segment_n, input_n);
     const auto up = static_cast<std::size_t>(filter_.up);
-    kernels_.filter(output_.Data(), interleaved, segments_.segment_n, count,
+    kernels_.filter(output_.Data(), interleaved_.Data(), segments_.segment_n, count,
                     {filter_.taps.data(), filter_.phase.data(), filter_.step.data(), up, first % up});
     kernels_.deinterleave(outputs.data(), counts.data(), output_.Data(), segments_.segment_n);
   }
@@ -121,7 +120,7 @@ class SegmentedResampler {
     const auto src_n = static_cast<std::int64_t>(src_.size());
     const auto end = begin + static_cast<std::int64_t>(count);
     if (begin >= 0 && end <= src_n) return src_.data() + begin;
-    float* const edge = edges_.data() + s * (edges_.size() / segments_.segment_n);
+    float* const edge = edges_.Data() + s * block_input_n_;
     const std::int64_t inside = std::clamp<std::int64_t>(-begin, 0, static_cast<std::int64_t>(count));
     const std::int64_t after = std::clamp<std::int64_t>(src_n - begin, inside, static_cast<std::int64_t>(count));
     std::fill(edge, edge + inside, 0.0f);
@@ -136,8 +135,9 @@ class SegmentedResampler {
   std::size_t output_n_;
   Segments segments_;
   std::size_t block_output_n_;
-  std::vector<float> edges_;
-  Api::ScratchBuffer interleaved_;
+  std::size_t block_input_n_;  // at most
+  Api::ScratchBuffer edges_;
+  Api::ScratchArray<double> interleaved_;
   Api::ScratchBuffer output_;
 };
 
@@ -157,8 +157,8 @@ int ComputeResampleLen(int dst_sample_rate, int src_n, int src_sample_rate) {
 void Resample(std::span<float> dst, std::span<const float> src, int dst_sample_rate, int src_sample_rate,
               Simd::Level level) {
   const ResampleFilter& filter = ResampleFilterCache::Get().GetFilterBank(dst_sample_rate, src_sample_rate);
-  const auto length = static_cast<std::size_t>(
-      ComputeResampleLen(dst_sample_rate, static_cast<int>(src.size()), src_sample_rate));
+  const auto length =
+      static_cast<std::size_t>(ComputeResampleLen(dst_sample_rate, static_cast<int>(src.size()), src_sample_rate));
   std::size_t output_n = 0;
   if (src.size() > 1) {
     // Segments are read and written in turn, so they may not share memory.

@@ -23,8 +23,8 @@ struct ResampleFilter {
   std::vector<int> step;     // [up]: how far the input position advances behind it
 };
 
-// Windowed sincs [Crochiere and Rabiner 1983] under a Blackman window [Blackman and Tukey 1958], cut off at the lower of
-// the two Nyquist frequencies.
+// Windowed sincs [Crochiere and Rabiner 1983] under a Blackman window [Blackman and Tukey 1958], cut off at the lower
+// of the two Nyquist frequencies.
 ResampleFilter BuildRatio(int up, int down);
 
 class ResampleFilterCache {

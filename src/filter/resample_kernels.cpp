@@ -1,8 +1,8 @@
 // The resampler in lanes.
 //
-// The sum of an output is bound to its order, so lanes lie across outputs; and all lanes must use the same filter, so they
-// lie whole cycles of phases apart: each lane walks through a segment of its own. With the segments interleaved, every
-// load is one vector, whatever the ratio.
+// The sum of an output is bound to its order, so lanes lie across outputs; and all lanes must use the same filter, so
+// they lie whole cycles of phases apart: each lane walks through a segment of its own. With the segments interleaved,
+// every load is one vector, whatever the ratio.
 #include "filter/resample_kernels.h"
 
 #include "simd/lanes.h"
@@ -17,8 +17,8 @@ constexpr std::size_t kSumN = 8;
 
 constexpr std::size_t Smaller(std::size_t a, std::size_t b) { return a < b ? a : b; }
 
-// kOutputN consecutive outputs of kVectorN vectors of segments. x[q] points to the oldest input of output q, h[q] to the
-// tap that it meets, the last of its filter.
+// kOutputN consecutive outputs of kVectorN vectors of segments. x[q] points to the oldest input of output q, h[q] to
+// the tap that it meets, the last of its filter.
 template <class Lane, std::size_t kOutputN, std::size_t kVectorN>
 KELVO_INLINE void ComputeOutputs(float* output, std::size_t row, const double* const (&x)[kOutputN],
                                  const double* const (&h)[kOutputN]) {
@@ -138,7 +138,8 @@ void Deinterleave(float* const* segments, const std::size_t* counts, const float
       DeinterleaveSegments<kSquare>(segments + s, counts + s, output + s, segment_n);
     }
   } else {
-    for (std::size_t s = 0; s < segment_n; ++s) DeinterleaveSegments<1>(segments + s, counts + s, output + s, segment_n);
+    for (std::size_t s = 0; s < segment_n; ++s)
+      DeinterleaveSegments<1>(segments + s, counts + s, output + s, segment_n);
   }
 }
 

@@ -19,7 +19,8 @@ namespace {
 std::vector<float> ZiCoef(const std::vector<float>& b, const std::vector<float>& a, std::size_t count) {
   std::vector<float> dst(count, 9.0f);
   EXPECT_EQ(kelvoAudioGetLinerFilterZiCoef(dst.data(), b.data(), a.data(), static_cast<int>(count),
-                                           static_cast<int>(b.size()), static_cast<int>(a.size())), 0);
+                                           static_cast<int>(b.size()), static_cast<int>(a.size())),
+            0);
   return dst;
 }
 
@@ -32,8 +33,8 @@ TEST(FilterInitialState, StartsAStepInItsSteadyState) {
     LinerFilterZi<double>(state, b, a);
     double b_sum = 0.0, a_sum = 0.0;
     for (std::size_t k = 0; k < length; ++k) {
-      b_sum += double{b[k]};
-      a_sum += double{a[k]};
+      b_sum += static_cast<double>(b[k]);
+      a_sum += static_cast<double>(a[k]);
     }
     for (const double y : Support::PlainFilter<double>(std::vector(50, 1.0f), b, a, state)) {
       EXPECT_NEAR(y, b_sum / a_sum, 1e-14 * static_cast<double>(length)) << length;  // a rounding a coefficient
@@ -60,8 +61,9 @@ TEST(FilterInitialState, FillsWhateverLengthIsAsked) {
 
 TEST(FilterInitialState, FollowsThePrescribedOrderOfOperations) {
   const std::vector<float> b = {0.3f, 0.7f, -0.2f}, a = {1.1f, 0.4f, -0.6f};
-  const double b0 = double{b[0]} / double{a[0]}, b1 = double{b[1]} / double{a[0]}, b2 = double{b[2]} / double{a[0]};
-  const double a1 = double{a[1]} / double{a[0]}, a2 = double{a[2]} / double{a[0]};
+  const auto quotient = [&](float value) { return static_cast<double>(value) / static_cast<double>(a[0]); };
+  const double b0 = quotient(b[0]), b1 = quotient(b[1]), b2 = quotient(b[2]);
+  const double a1 = quotient(a[1]), a2 = quotient(a[2]);
   std::vector<double> state(2);
   LinerFilterZi<double>(state, b, a);
   EXPECT_EQ(state[0], ((b1 - a1 * b0) + (b2 - a2 * b0)) / ((1.0 + a1) + a2));

@@ -96,9 +96,14 @@ TEST(LinearFilter, HasTheBitsOfTheRecurrenceForSpecialValues) {
       {"huge", {kHuge, kHuge, -kHuge, kHuge}},
       {"tiny", {1e-38f, -1e-38f, kTiny, -kTiny, 1e-30f}},
   };
-  const std::vector<std::vector<float>> denominators = {{1.0f},       {1.0f, 0.0f, 0.0f},  {1.0f, -0.0f, 0.0f},
-                                                        {-2.0f},      {-2.0f, 0.0f, 0.0f}, {1.0f, -0.5f, 0.25f, 0.125f, 0.0625f, -0.1f, 0.2f},
-                                                        {0.0f, 1.0f}, {kNan}};
+  const std::vector<std::vector<float>> denominators = {{1.0f},
+                                                        {1.0f, 0.0f, 0.0f},
+                                                        {1.0f, -0.0f, 0.0f},
+                                                        {-2.0f},
+                                                        {-2.0f, 0.0f, 0.0f},
+                                                        {1.0f, -0.5f, 0.25f, 0.125f, 0.0625f, -0.1f, 0.2f},
+                                                        {0.0f, 1.0f},
+                                                        {kNan}};
   const std::vector<float> noise = Support::Noise(3000, 5);
   std::vector<std::pair<std::string, std::vector<float>>> signals = {
       {"zeros", std::vector<float>(3000, 0.0f)},
@@ -204,7 +209,8 @@ TEST(LinearFilter, ExportHonoursEveryCount) {
                         Row{8, 8, 2147483647, true}, Row{8, 8, -2147483647 - 1, false}}) {
     std::vector<float> dst(8, 9.0f), zi = {0.0f, 0.0f, 9.0f};
     ASSERT_EQ(kelvoAudioLinerFilter(dst.data(), x.data(), b.data(), a.data(), zi.data(), row.dst_n, row.src_n, 3, 2,
-                                    row.zi_n), 0);
+                                    row.zi_n),
+              0);
     const auto count = static_cast<std::size_t>(std::min(row.dst_n, row.src_n));
     EXPECT_TRUE(SameBits(std::span(dst).first(count), std::span(expected).first(count)));
     for (std::size_t i = count; i < dst.size(); ++i) EXPECT_EQ(dst[i], 9.0f);

@@ -1,4 +1,4 @@
-// The recurrence of the linear filter, written down once more without regard to speed: the bits that all forms must give.
+// The recurrence of the linear filter, written down once more without regard to speed: the bits that all must give.
 #pragma once
 
 #include <algorithm>
@@ -14,8 +14,10 @@ std::vector<Output> PlainFilter(const std::vector<Input>& src, const std::vector
                                 const std::vector<float>& d_coef, std::vector<State>& state, bool reverse = false) {
   const std::size_t length = std::max(n_coef.size(), d_coef.size());
   std::vector<double> b(length), a(length);
-  for (std::size_t k = 0; k < n_coef.size(); ++k) b[k] = double{n_coef[k]} / double{d_coef[0]};
-  for (std::size_t k = 0; k < d_coef.size(); ++k) a[k] = double{d_coef[k]} / double{d_coef[0]};
+  for (std::size_t k = 0; k < n_coef.size(); ++k)
+    b[k] = static_cast<double>(n_coef[k]) / static_cast<double>(d_coef[0]);
+  for (std::size_t k = 0; k < d_coef.size(); ++k)
+    a[k] = static_cast<double>(d_coef[k]) / static_cast<double>(d_coef[0]);
   std::vector<Output> dst(src.size());
   for (std::size_t n = 0; n < src.size(); ++n) {
     const std::size_t i = reverse ? src.size() - 1 - n : n;

@@ -36,7 +36,8 @@ std::vector<float> PlainResample(const std::vector<float>& src, int dst_rate, in
   for (std::size_t m = 0; m < std::min(length, dst_n) && i + 65 < buffer.size(); ++m) {
     double sum = 0.0;
     for (std::size_t k = 0; k < 65; ++k) {
-      sum = sum + double{buffer[i + k]} * filter.taps[static_cast<std::size_t>(filter.phase[c]) * 65 + 64 - k];
+      sum = sum +
+            static_cast<double>(buffer[i + k]) * filter.taps[static_cast<std::size_t>(filter.phase[c]) * 65 + 64 - k];
     }
     dst[m] = static_cast<float>(sum);
     i += static_cast<std::size_t>(filter.step[c]);
@@ -48,9 +49,9 @@ std::vector<float> PlainResample(const std::vector<float>& src, int dst_rate, in
 struct Ratio {
   int dst_rate, src_rate;
 };
-constexpr Ratio kRatios[] = {{16000, 44100}, {16000, 48000}, {44100, 48000}, {48000, 44100}, {8000, 16000},
-                             {48000, 16000}, {22050, 22050}, {3, 2},         {1, 1000},      {1009, 1013},
-                             {5, 7919},      {7919, 5}};
+constexpr Ratio kRatios[] = {{16000, 44100}, {16000, 48000}, {44100, 48000}, {48000, 44100},
+                             {8000, 16000},  {48000, 16000}, {22050, 22050}, {3, 2},
+                             {1, 1000},      {1009, 1013},   {5, 7919},      {7919, 5}};
 
 TEST(Resample, HasTheBitsOfThePlainSums) {
   for (const auto [dst_rate, src_rate] : kRatios) {
@@ -86,8 +87,9 @@ TEST(Resample, WorksOnOverlappingArraysAndCarriesSpecialValues) {
     for (const std::size_t shift : {0u, 1u, 500u}) {
       std::vector<float> shared(kSrcN + dst_n + shift);
       std::copy(src.begin(), src.end(), shared.begin() + static_cast<std::ptrdiff_t>(shift));
-      ASSERT_EQ(kelvoAudioResample(shared.data(), shared.data() + shift, dst_rate, static_cast<int>(dst_n), src_rate,
-                                   kSrcN), 0);
+      ASSERT_EQ(
+          kelvoAudioResample(shared.data(), shared.data() + shift, dst_rate, static_cast<int>(dst_n), src_rate, kSrcN),
+          0);
       EXPECT_TRUE(SameBits(std::span(shared).first(dst_n), expected)) << dst_rate << ' ' << shift;
     }
   }
@@ -192,14 +194,14 @@ Tone MeasureTone(int dst_rate, int src_rate, double frequency) {
   double weight = 0.0;
   for (int m = 0; m < dst_n; ++m) {
     const double window = window_at(place_of(m));
-    fit += window * double{dst[static_cast<std::size_t>(m)]} * std::conj(phasor_at(place_of(m)));
+    fit += window * static_cast<double>(dst[static_cast<std::size_t>(m)]) * std::conj(phasor_at(place_of(m)));
     weight += window;
   }
   const std::complex<double> amplitude = 2.0 * fit / weight;
   double other = 1e-20;
   for (int m = 0; m < dst_n; ++m) {
     const double tone = (amplitude * phasor_at(place_of(m))).real();
-    const double rest = double{dst[static_cast<std::size_t>(m)]} - tone;
+    const double rest = static_cast<double>(dst[static_cast<std::size_t>(m)]) - tone;
     other += 2.0 * window_at(place_of(m)) * rest * rest / weight;
   }
   return {20.0 * std::log10(std::abs(amplitude)), 10.0 * std::log10(other)};
@@ -228,9 +230,10 @@ TEST(Resample, SoundsAsDocumented) {
       stop = std::max({stop, tone.gain_db, tone.other_db});
     }
     const double cutoff_db = MeasureTone(row.dst_rate, row.src_rate, 0.995 * nyquist).gain_db;
-    std::printf("%5d to %5d: within %.4f dB up to %.2f, other tones below %.1f dB; %.1f dB at 0.995; "
-                "below %.1f dB from %.2f on\n",
-                row.src_rate, row.dst_rate, ripple, row.pass_edge, images, cutoff_db, stop, row.stop_edge);
+    std::printf(
+        "%5d to %5d: within %.4f dB up to %.2f, other tones below %.1f dB; %.1f dB at 0.995; "
+        "below %.1f dB from %.2f on\n",
+        row.src_rate, row.dst_rate, ripple, row.pass_edge, images, cutoff_db, stop, row.stop_edge);
     EXPECT_LT(ripple, 0.002);
     EXPECT_LT(images, -76.0);
     EXPECT_LT(stop, -74.0);

@@ -38,11 +38,12 @@ std::vector<float> Extend(const std::vector<float>& x, int pad_type, int pad_len
 }
 
 // Both passes over the whole extended signal, from its first padding sample on.
-std::vector<float> PlainZeroPhase(const std::vector<float>& x, const std::vector<float>& b, const std::vector<float>& a) {
+std::vector<float> PlainZeroPhase(const std::vector<float>& x, const std::vector<float>& b,
+                                  const std::vector<float>& a) {
   std::vector<double> settled(std::max(b.size(), a.size()) - 1);
   LinerFilterZi<double>(settled, b, a);
   std::vector<double> state = settled;
-  for (double& value : state) value *= double{x[0]};
+  for (double& value : state) value *= static_cast<double>(x[0]);
   const std::vector<double> forward = Support::PlainFilter<double>(x, b, a, state);
   state = settled;
   for (double& value : state) value *= forward.back();
@@ -117,7 +118,8 @@ TEST(ZeroPhaseFilter, KeepsAConstantInItsSteadyState) {
   for (const int pad_type : {0, 1, 2, 3}) {
     std::vector<float> dst(100);
     ASSERT_EQ(FilterFilter(dst, x, b, a, pad_type, 9), 0);
-    for (const float y : dst) EXPECT_NEAR(double{y}, 0.5 * gain * gain, 1e-7);  // the coefficients are floats
+    for (const float y : dst)
+      EXPECT_NEAR(static_cast<double>(y), 0.5 * gain * gain, 1e-7);  // the coefficients are floats
   }
 }
 
