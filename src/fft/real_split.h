@@ -121,7 +121,7 @@ KELVO_INLINE void RealBinsOfOne(const RealTransformView& plan, const Source& sou
 }
 
 // Elements of the inner transform out of a contiguous real signal: sample pairs if it is halved, else single samples
-// with imaginary part 0.
+// as complex values without an imaginary part.
 struct SamplePairs {
   const float* samples;
   template <class Lane>
