@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <new>
 
 #include "api/buffers.h"
@@ -49,9 +50,12 @@ std::size_t SkipZeros(std::span<const float> row) {
   constexpr std::size_t kGroup = 16;
   std::size_t k = 0;
   const auto is_group_zero = [&] {
-    unsigned differs = 0;
-    for (std::size_t i = 0; i < kGroup; ++i) differs |= row[k + i] != 0.0f ? 1u : 0u;
-    return differs == 0;
+    // All bits but the signs: -0 is a zero, a NaN is none.
+    std::uint64_t bits[kGroup / 2];
+    std::memcpy(bits, &row[k], sizeof(bits));
+    std::uint64_t any = 0;
+    for (const std::uint64_t pair : bits) any |= pair;
+    return (any & 0x7FFFFFFF7FFFFFFF) == 0;
   };
   while (k + kGroup <= row.size() && is_group_zero()) k += kGroup;
   while (k < row.size() && row[k] == 0.0f) ++k;

@@ -18,16 +18,16 @@ KELVO_INLINE std::size_t MultiplyFrom(std::size_t t, const MelProduct& product) 
     // at +0 is never -0. A total of all values tells, at the price of one addition each; should it overflow although
     // all values are finite, the full rows give the same result more slowly.
     Lane total[kVectorN];
-#pragma GCC unroll 4
+#pragma GCC unroll 8
     for (std::size_t v = 0; v < kVectorN; ++v) total[v] = Lane::Broadcast(0.0f);
     for (std::size_t k = 0; k < product.freq_n; ++k) {
-#pragma GCC unroll 4
+#pragma GCC unroll 8
       for (std::size_t v = 0; v < kVectorN; ++v) {
         total[v] = total[v] + Lane::Load(src + k * product.src_stride + v * Lane::kSize);
       }
     }
     Lane difference = total[0] - total[0];
-#pragma GCC unroll 4
+#pragma GCC unroll 8
     for (std::size_t v = 1; v < kVectorN; ++v) difference = difference + (total[v] - total[v]);
     float is_zero[Lane::kSize];
     difference.Store(is_zero);
@@ -38,16 +38,16 @@ KELVO_INLINE std::size_t MultiplyFrom(std::size_t t, const MelProduct& product) 
     for (std::size_t m = 0; m < product.mel_n; ++m, weights += product.freq_n) {
       const Band band = is_finite ? product.bands[m] : Band{0, product.freq_n};
       Lane sum[kVectorN];
-#pragma GCC unroll 4
+#pragma GCC unroll 8
       for (std::size_t v = 0; v < kVectorN; ++v) sum[v] = Lane::Broadcast(0.0f);
       for (std::size_t k = band.first; k < band.last; ++k) {
         const Lane weight = Lane::Broadcast(weights[k]);
-#pragma GCC unroll 4
+#pragma GCC unroll 8
         for (std::size_t v = 0; v < kVectorN; ++v) {
           sum[v] = Lane::Load(src + k * product.src_stride + v * Lane::kSize) * weight + sum[v];
         }
       }
-#pragma GCC unroll 4
+#pragma GCC unroll 8
       for (std::size_t v = 0; v < kVectorN; ++v) {
         sum[v].Store(product.dst + m * product.dst_stride + t + v * Lane::kSize);
       }
@@ -57,7 +57,8 @@ KELVO_INLINE std::size_t MultiplyFrom(std::size_t t, const MelProduct& product) 
 }
 
 void Multiply(const MelProduct& product) {
-  std::size_t t = MultiplyFrom<Floats, 4>(0, product);
+  std::size_t t = MultiplyFrom<Floats, 8>(0, product);
+  t = MultiplyFrom<Floats, 4>(t, product);
   t = MultiplyFrom<Floats, 1>(t, product);
   if constexpr (Floats::kSize > 4) t = MultiplyFrom<Lanes<float, 4>, 1>(t, product);
   MultiplyFrom<Lanes<float, 1>, 1>(t, product);
