@@ -24,7 +24,7 @@ mark='<!-- Written by bench/run.sh from here on. -->'
 page=docs/performance.md
 grep -qxF -- "$mark" "$page"
 {
-  sed "/^${mark}\$/q" "$page"
+  sed "\|^${mark}\$|q" "$page"
   echo
   echo "- Command: \`bench/run.sh\`, $(date -u +%F)"
   echo "- Machine: $(lscpu | sed -n 's/^Model name: *//p'), $(nproc) cores, $(uname -m)," \
