@@ -8,60 +8,128 @@ namespace {
 
 using namespace Simd;
 
-// kVectorN vectors of frames go together, so that their sums, each a chain of additions, overlap.
+// A weight of 0 adds nothing to a sum if the value it meets is finite: the product is a zero, and a sum that began at +0
+// is never -0. Values are finite if their total is; should it overflow although they are, the full rows give the same
+// result more slowly.
 template <class Lane, std::size_t kVectorN>
-KELVO_INLINE std::size_t MultiplyFrom(std::size_t t, const MelProduct& product) {
+KELVO_INLINE bool AreFinite(const Lane (&total)[kVectorN]) {
+  Lane difference = total[0] - total[0];
+#pragma GCC unroll 4
+  for (std::size_t v = 1; v < kVectorN; ++v) difference = difference + (total[v] - total[v]);
+  float is_zero[Lane::kSize];
+  difference.Store(is_zero);
+  bool are_finite = true;
+  for (const float value : is_zero) are_finite = are_finite && value == 0.0f;
+  return are_finite;
+}
+
+template <class Lane, std::size_t kVectorN>
+KELVO_INLINE void SetZero(Lane (&lanes)[kVectorN]) {
+#pragma GCC unroll 4
+  for (std::size_t v = 0; v < kVectorN; ++v) lanes[v] = Lane::Broadcast(0.0f);
+}
+
+// The sums of kVectorN vectors of frames, which go together so that their chains of additions overlap.
+template <class Lane, std::size_t kVectorN>
+struct FrameVectors {
+  const MelProduct& product;
+  std::size_t t;
+
+  KELVO_INLINE Lane Load(std::size_t k, std::size_t v) const {
+    return Lane::Load(product.src + k * product.src_stride + t + v * Lane::kSize);
+  }
+  KELVO_INLINE void Store(std::size_t m, const Lane (&sum)[kVectorN]) const {
+#pragma GCC unroll 4
+    for (std::size_t v = 0; v < kVectorN; ++v) sum[v].Store(product.dst + m * product.dst_stride + t + v * Lane::kSize);
+  }
+};
+
+// Band by band, for any weights.
+template <class Lane, std::size_t kVectorN>
+KELVO_INLINE void MultiplyBands(const FrameVectors<Lane, kVectorN>& frames) {
+  const MelProduct& product = frames.product;
+  Lane total[kVectorN];
+  SetZero(total);
+  for (std::size_t k = 0; k < product.freq_n; ++k) {
+#pragma GCC unroll 4
+    for (std::size_t v = 0; v < kVectorN; ++v) total[v] = total[v] + frames.Load(k, v);
+  }
+  const bool are_finite = AreFinite(total);
+  const float* weights = product.weights;
+  for (std::size_t m = 0; m < product.mel_n; ++m, weights += product.freq_n) {
+    const Band band = are_finite ? product.bands[m] : Band{0, product.freq_n};
+    Lane sum[kVectorN];
+    SetZero(sum);
+    for (std::size_t k = band.first; k < band.last; ++k) {
+      const Lane weight = Lane::Broadcast(weights[k]);
+#pragma GCC unroll 4
+      for (std::size_t v = 0; v < kVectorN; ++v) sum[v] = frames.Load(k, v) * weight + sum[v];
+    }
+    frames.Store(m, sum);
+  }
+}
+
+// Whether no bin is in more than two bands, which are neighbours then.
+bool OverlapByPairs(const MelProduct& product) {
+  std::size_t reach = 0;
+  for (std::size_t m = 2; m < product.mel_n; ++m) {
+    if (product.bands[m - 2].last > reach) reach = product.bands[m - 2].last;
+    if (product.bands[m].last > 0 && product.bands[m].first < reach) return false;
+  }
+  return true;
+}
+
+// For bands that overlap by pairs: reads every bin once. A band is `next` while the one before it is the current band,
+// and has no weights earlier. Gives false, and sums that do not count, if a value is not finite.
+template <class Lane, std::size_t kVectorN>
+KELVO_INLINE bool MultiplyPairs(const FrameVectors<Lane, kVectorN>& frames) {
+  const MelProduct& product = frames.product;
+  Lane total[kVectorN];
+  Lane current[kVectorN];
+  Lane next[kVectorN];
+  SetZero(total);
+  SetZero(current);
+  SetZero(next);
+  std::size_t k = 0;
+  const float* weights = product.weights;
+  for (std::size_t m = 0; m < product.mel_n; ++m, weights += product.freq_n) {
+    const bool is_last = m + 1 == product.mel_n;
+    const float* const next_weights = is_last ? weights : weights + product.freq_n;
+    const std::size_t last = is_last ? product.freq_n : product.bands[m].last;
+    for (; k < last; ++k) {
+      const Lane weight = Lane::Broadcast(weights[k]);
+      const Lane next_weight = Lane::Broadcast(next_weights[k]);
+#pragma GCC unroll 4
+      for (std::size_t v = 0; v < kVectorN; ++v) {
+        const Lane value = frames.Load(k, v);
+        total[v] = total[v] + value;
+        current[v] = value * weight + current[v];
+        next[v] = value * next_weight + next[v];
+      }
+    }
+    frames.Store(m, current);
+#pragma GCC unroll 4
+    for (std::size_t v = 0; v < kVectorN; ++v) current[v] = next[v];
+    SetZero(next);
+  }
+  return AreFinite(total);
+}
+
+template <class Lane, std::size_t kVectorN>
+KELVO_INLINE std::size_t MultiplyFrom(std::size_t t, const MelProduct& product, bool by_pairs) {
   for (; t + kVectorN * Lane::kSize <= product.frame_n; t += kVectorN * Lane::kSize) {
-    const float* const src = product.src + t;
-
-    // A weight of 0 adds nothing to a sum if the value it meets is finite: the product is a zero, and a sum that began
-    // at +0 is never -0. A total of all values tells, at the price of one addition each; should it overflow although
-    // all values are finite, the full rows give the same result more slowly.
-    Lane total[kVectorN];
-#pragma GCC unroll 8
-    for (std::size_t v = 0; v < kVectorN; ++v) total[v] = Lane::Broadcast(0.0f);
-    for (std::size_t k = 0; k < product.freq_n; ++k) {
-#pragma GCC unroll 8
-      for (std::size_t v = 0; v < kVectorN; ++v) {
-        total[v] = total[v] + Lane::Load(src + k * product.src_stride + v * Lane::kSize);
-      }
-    }
-    Lane difference = total[0] - total[0];
-#pragma GCC unroll 8
-    for (std::size_t v = 1; v < kVectorN; ++v) difference = difference + (total[v] - total[v]);
-    float is_zero[Lane::kSize];
-    difference.Store(is_zero);
-    bool is_finite = true;
-    for (const float value : is_zero) is_finite = is_finite && value == 0.0f;
-
-    const float* weights = product.weights;
-    for (std::size_t m = 0; m < product.mel_n; ++m, weights += product.freq_n) {
-      const Band band = is_finite ? product.bands[m] : Band{0, product.freq_n};
-      Lane sum[kVectorN];
-#pragma GCC unroll 8
-      for (std::size_t v = 0; v < kVectorN; ++v) sum[v] = Lane::Broadcast(0.0f);
-      for (std::size_t k = band.first; k < band.last; ++k) {
-        const Lane weight = Lane::Broadcast(weights[k]);
-#pragma GCC unroll 8
-        for (std::size_t v = 0; v < kVectorN; ++v) {
-          sum[v] = Lane::Load(src + k * product.src_stride + v * Lane::kSize) * weight + sum[v];
-        }
-      }
-#pragma GCC unroll 8
-      for (std::size_t v = 0; v < kVectorN; ++v) {
-        sum[v].Store(product.dst + m * product.dst_stride + t + v * Lane::kSize);
-      }
-    }
+    const FrameVectors<Lane, kVectorN> frames{product, t};
+    if (!by_pairs || !MultiplyPairs(frames)) MultiplyBands(frames);
   }
   return t;
 }
 
 void Multiply(const MelProduct& product) {
-  std::size_t t = MultiplyFrom<Floats, 8>(0, product);
-  t = MultiplyFrom<Floats, 4>(t, product);
-  t = MultiplyFrom<Floats, 1>(t, product);
-  if constexpr (Floats::kSize > 4) t = MultiplyFrom<Lanes<float, 4>, 1>(t, product);
-  MultiplyFrom<Lanes<float, 1>, 1>(t, product);
+  const bool by_pairs = OverlapByPairs(product);
+  std::size_t t = MultiplyFrom<Floats, 4>(0, product, by_pairs);
+  t = MultiplyFrom<Floats, 1>(t, product, by_pairs);
+  if constexpr (Floats::kSize > 4) t = MultiplyFrom<Lanes<float, 4>, 1>(t, product, by_pairs);
+  MultiplyFrom<Lanes<float, 1>, 1>(t, product, by_pairs);
 }
 
 constexpr MelKernels kKernels{Multiply};
