@@ -65,21 +65,34 @@ KELVO_INLINE Lane AdvanceState(Lane state, Lane b, Lane x, Lane a, Lane y) {
   return RoundTo<State>((b * x + state) - a * y);
 }
 
-// (a0 a1), (b0 b1) -> (a1 b0); the second pair may be missing.
-template <std::size_t kPairN>
-KELVO_INLINE Lanes<double, 2> ShiftedPair(const Lanes<double, 2> (&pairs)[kPairN], std::size_t p) {
-  const Lanes<double, 2> next = p + 1 < kPairN ? pairs[p + 1] : Lanes<double, 2>::Broadcast(-0.0);
-  return {__builtin_shufflevector(pairs[p].v, next.v, 1, 2)};
+// (a0 a1 ...) -> (a1 a2 ... last)
+template <class T, std::size_t N, int... kIndex>
+KELVO_INLINE Lanes<T, N> ShiftDownBy(Lanes<T, N> a, Lanes<T, N> last, LaneNumbers<kIndex...>) {
+  return {__builtin_shufflevector(a.v, last.v, (kIndex + 1)...)};
+}
+template <class T, std::size_t N>
+KELVO_INLINE Lanes<T, N> ShiftDown(Lanes<T, N> a, T last) {
+  return ShiftDownBy(a, Lanes<T, N>::Broadcast(last), LaneNumbersOf<N>{});
 }
 
 // The whole state in registers: the first few values one by one, where the recurrence waits for each, the others in
-// pairs. Wider vectors would convert to float and back more slowly than the recurrence turns.
+// vectors. Neighbouring values are in neighbouring vectors, at the same lane: a value moves on with its vector, and no
+// vector waits for what it was itself a sample before.
 template <class State, std::size_t kStateN, class Output, class Input>
 KELVO_INLINE void FilterInRegisters(const FilterSignal<Output, Input>& signal, const FilterTables& filter) {
   using One = Lanes<double, 1>;
-  using Pair = Lanes<double, 2>;
-  constexpr std::size_t kPairN = kStateN <= 7 || Doubles::kSize == 1 ? 0 : (kStateN - 1) / 2;
-  constexpr std::size_t kHeadN = kStateN - 2 * kPairN;
+  // Wider vectors take longer to become float and double again than the recurrence takes to turn, so they are for states
+  // of many values only.
+  constexpr std::size_t kLaneN = kStateN >= 16 && Doubles::kSize >= 4 ? 4 : 2;
+  using Lane = Lanes<double, kLaneN>;
+  constexpr std::size_t kVectorN = kStateN <= 7 || Doubles::kSize == 1 ? 0 : (kStateN - 1) / kLaneN;
+  constexpr std::size_t kHeadN = kStateN - kLaneN * kVectorN;
+  const auto load = [](const double* values) __attribute__((always_inline)) {
+    double lanes[kLaneN];
+#pragma GCC unroll 4
+    for (std::size_t l = 0; l < kLaneN; ++l) lanes[l] = values[l * kVectorN];
+    return Lane::Load(lanes);
+  };
   One b[kHeadN + 1], a[kHeadN + 1], z[kHeadN + 1];
 #pragma GCC unroll 16
   for (std::size_t k = 0; k <= kHeadN; ++k) {
@@ -87,12 +100,12 @@ KELVO_INLINE void FilterInRegisters(const FilterSignal<Output, Input>& signal, c
     a[k] = {filter.a[k]};
     z[k] = {filter.state[k]};
   }
-  Pair pair_b[kPairN + 1], pair_a[kPairN + 1], pairs[kPairN + 1];
+  Lane vector_b[kVectorN + 1], vector_a[kVectorN + 1], vectors[kVectorN + 1];
 #pragma GCC unroll 16
-  for (std::size_t p = 0; p <= kPairN; ++p) {
-    pair_b[p] = Pair::Load(filter.b + kHeadN + 1 + 2 * p);
-    pair_a[p] = Pair::Load(filter.a + kHeadN + 1 + 2 * p);
-    pairs[p] = Pair::Load(filter.state + kHeadN + 2 * p);
+  for (std::size_t v = 0; v < kVectorN; ++v) {
+    vector_b[v] = load(filter.b + kHeadN + 1 + v);
+    vector_a[v] = load(filter.a + kHeadN + 1 + v);
+    vectors[v] = load(filter.state + kHeadN + v);
   }
   const Input* src = signal.src;
   Output* dst = signal.dst;
@@ -100,19 +113,25 @@ KELVO_INLINE void FilterInRegisters(const FilterSignal<Output, Input>& signal, c
     const One x = {static_cast<double>(*src)};
     const One y = b[0] * x + z[0];
     *dst = static_cast<Output>(y.v);
-    if constexpr (kPairN > 0) z[kHeadN] = {GetLane(pairs[0], 0)};
+    if constexpr (kVectorN > 0) {
+      z[kHeadN] = {GetLane(vectors[0], 0)};
+      vectors[kVectorN] = ShiftDown(vectors[0], -0.0);
+    }
 #pragma GCC unroll 16
     for (std::size_t k = 1; k <= kHeadN; ++k) z[k - 1] = AdvanceState<State>(z[k], b[k], x, a[k], y);
 #pragma GCC unroll 16
-    for (std::size_t p = 0; p < kPairN; ++p) {
-      pairs[p] =
-          AdvanceState<State>(ShiftedPair(pairs, p), pair_b[p], Pair::Broadcast(x.v), pair_a[p], Pair::Broadcast(y.v));
+    for (std::size_t v = 0; v < kVectorN; ++v) {
+      vectors[v] =
+          AdvanceState<State>(vectors[v + 1], vector_b[v], Lane::Broadcast(x.v), vector_a[v], Lane::Broadcast(y.v));
     }
   }
 #pragma GCC unroll 16
   for (std::size_t k = 0; k < kHeadN; ++k) filter.state[k] = z[k].v;
 #pragma GCC unroll 16
-  for (std::size_t p = 0; p < kPairN; ++p) pairs[p].Store(filter.state + kHeadN + 2 * p);
+  for (std::size_t v = 0; v < kVectorN; ++v) {
+#pragma GCC unroll 4
+    for (std::size_t l = 0; l < kLaneN; ++l) filter.state[kHeadN + v + l * kVectorN] = GetLane(vectors[v], l);
+  }
 }
 
 // The state values from k on, on their way through the group's samples, at whose end they are those from k - kSize on.
