@@ -9,7 +9,7 @@ namespace kelvo::Fft {
 namespace {
 
 // Up to some 400 complex elements, 16 KiB.
-constexpr std::size_t kSmallScratch = 4096;
+constexpr std::size_t kSmallScratch = 6144;
 
 }  // namespace
 

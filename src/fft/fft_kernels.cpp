@@ -55,16 +55,18 @@ struct ExchangedPairs {
   }
 };
 
-// Dividing by a power of two is multiplying by its reciprocal, to the bit; other lengths are divided by.
+// Multiplies by 1 / n in two parts, the larger rounded down: as accurate as a division but for the last rounding, and an
+// infinity stays one. The smaller part of a power of two would be 0 and is left out.
 struct ExchangedScaledPairs {
   float* dst;
-  float divisor;
-  float reciprocal;  // 0 unless exact
+  float reciprocal;
+  float remainder;
 
   template <class Lane>
   KELVO_INLINE void Store(std::size_t k, const Complex<Lane>& x) const {
     const auto scale = [&](Lane value) __attribute__((always_inline)) {
-      return reciprocal != 0.0f ? value * Lane::Broadcast(reciprocal) : value / Lane::Broadcast(divisor);
+      const Lane scaled = value * Lane::Broadcast(reciprocal);
+      return remainder != 0.0f ? scaled + value * Lane::Broadcast(remainder) : scaled;
     };
     const auto pairs = Interleave(scale(x.im), scale(x.re));
     pairs.first.Store(dst + 2 * k);
@@ -73,9 +75,11 @@ struct ExchangedScaledPairs {
 };
 
 void InverseComplex(float* dst, const float* src, const TransformView& plan, float* scratch) {
-  const auto divisor = static_cast<float>(plan.length);
-  const float reciprocal = (plan.length & (plan.length - 1)) == 0 ? 1.0f / divisor : 0.0f;
-  TransformOne(plan, ExchangedPairs{src}, ExchangedScaledPairs{dst, divisor, reciprocal}, scratch);
+  const double exact = 1.0 / static_cast<double>(plan.length);
+  auto reciprocal = static_cast<float>(exact);
+  if (static_cast<double>(reciprocal) > exact) reciprocal = __builtin_nextafterf(reciprocal, 0.0f);
+  const auto remainder = static_cast<float>(exact - static_cast<double>(reciprocal));
+  TransformOne(plan, ExchangedPairs{src}, ExchangedScaledPairs{dst, reciprocal, remainder}, scratch);
 }
 
 constexpr FftKernels kKernels{RealToBins, InverseComplex};

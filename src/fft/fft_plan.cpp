@@ -2,6 +2,7 @@
 #include "fft/fft_plan.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <numbers>
 #include <stdexcept>
@@ -34,25 +35,31 @@ Complex<float> UnitRoot(std::size_t index, std::size_t length) {
   }
 }
 
-// The radices of the passes: odd primes from the largest down, then fours, then a two where one is left. The last
-// passes are those that work on blocks side by side, best done on short blocks of a power of two.
+// The radices of the passes: odd primes from the largest down, then fours, then eights; a two where nothing else is left.
+// The last passes of a single transform work on blocks side by side, which are best as many as the lanes or more: so
+// two of the fours come first, if there are as many.
 std::vector<std::size_t> ChooseRadices(std::size_t length) {
   std::vector<std::size_t> radices;
   std::size_t odd = length;
   while (odd % 2 == 0) odd /= 2;
-  std::size_t two_power = length / odd;
+  const std::size_t two_power = length / odd;
   for (std::size_t p = 3; p * p <= odd; p += 2) {
     for (; odd % p == 0; odd /= p) radices.push_back(p);
   }
   if (odd > 1) radices.push_back(odd);
   std::reverse(radices.begin(), radices.end());
-  for (; two_power >= 4; two_power /= 4) radices.push_back(4);
-  if (two_power == 2) radices.push_back(2);
+  const int exponent = std::countr_zero(two_power);
+  int eights = std::max(0, (exponent - 4) / 3);
+  if ((exponent - 3 * eights) % 2 != 0) eights = eights > 0 ? eights - 1 : exponent / 3;
+  const int others = exponent - 3 * eights;
+  radices.insert(radices.end(), static_cast<std::size_t>(others / 2), 4);
+  if (others == 1) radices.push_back(2);
+  radices.insert(radices.end(), static_cast<std::size_t>(eights), 8);
   return radices;
 }
 
 // Radices whose butterfly is written out; the others are direct sums over the roots of unity.
-bool HasButterfly(std::size_t radix) { return radix <= 5; }
+bool HasButterfly(std::size_t radix) { return radix <= 5 || radix == 8; }
 
 std::size_t TableSize(std::size_t radix, std::size_t span) {
   return (span > 1 ? 2 * (radix - 1) * span : 0) + (HasButterfly(radix) ? 0 : 2 * radix);
@@ -131,6 +138,8 @@ TransformPlan::TransformPlan(std::size_t length) : length_(length) {
     block = span;
   }
   position_ = OutputPositions(length, passes_);
+  output_.resize(length);
+  for (std::size_t k = 0; k < length; ++k) output_[position_[k]] = static_cast<unsigned>(k);
 }
 
 RealTransformPlan::RealTransformPlan(int fft_n)

@@ -24,13 +24,14 @@ class TransformPlan {
  public:
   TransformPlan() = default;
   explicit TransformPlan(std::size_t length);
-  TransformView View() const { return {length_, passes_.size(), passes_.data(), position_.data()}; }
+  TransformView View() const { return {length_, passes_.size(), passes_.data(), position_.data(), output_.data()}; }
 
  private:
   std::size_t length_ = 0;
   std::vector<Pass> passes_;
   std::vector<float> tables_;  // what the passes point into
   std::vector<unsigned> position_;
+  std::vector<unsigned> output_;  // the other way round
 };
 
 class RealTransformPlan {

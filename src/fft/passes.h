@@ -41,6 +41,7 @@ struct Elements {
     value.re.Store(re + k * kStride);
     value.im.Store(im + k * kStride);
   }
+  KELVO_INLINE Elements From(std::size_t k) const { return {re + k * kStride, im + k * kStride}; }
 };
 
 // All real parts, then all imaginary parts, as the elements of one transform lie.
@@ -71,7 +72,7 @@ struct Neighbours {
   }
 };
 
-// Transforms of 2 to 5 points, in place, forward.
+// Transforms of 2, 3, 4, 5 and 8 points, in place, forward.
 template <class Lane>
 KELVO_INLINE void Butterfly(Complex<Lane> (&x)[2]) {
   const Complex<Lane> sum = x[0] + x[1];
@@ -121,6 +122,29 @@ KELVO_INLINE void Butterfly(Complex<Lane> (&x)[5]) {
   x[4] = middle1 - turned1;
 }
 
+template <class Lane>
+KELVO_INLINE void Butterfly(Complex<Lane> (&x)[8]) {
+  const Lane root_half = Lane::Broadcast(0x1.6a09e6p-1f);  // cos(pi / 4)
+  Complex<Lane> even[4];
+  Complex<Lane> odd[4];
+#pragma GCC unroll 4
+  for (std::size_t s = 0; s < 4; ++s) {
+    even[s] = x[s] + x[s + 4];
+    odd[s] = x[s] - x[s + 4];
+  }
+  // By exp(-2 pi i s / 8).
+  odd[1] = Scale(Complex<Lane>{odd[1].re + odd[1].im, odd[1].im - odd[1].re}, root_half);
+  odd[2] = TimesMinusI(odd[2]);
+  odd[3] = Scale(Complex<Lane>{odd[3].im - odd[3].re, -(odd[3].re + odd[3].im)}, root_half);
+  Butterfly(even);
+  Butterfly(odd);
+#pragma GCC unroll 4
+  for (std::size_t s = 0; s < 4; ++s) {
+    x[2 * s] = even[s];
+    x[2 * s + 1] = odd[s];
+  }
+}
+
 // Runs `pass` over all blocks of a transform of `length` elements. In place neighbours must fill whole vectors: the
 // last vector of a block that they do not fill overlaps the one before, whose elements must still be there.
 template <std::size_t kRadix, class Placing, class Lane, class Source, class Target>
@@ -131,18 +155,18 @@ static void RunPass(const Source& source, Target to, const Pass& pass, std::size
     for (std::size_t j = 0; j < span; j += kStep) {
       if (kStep > 1 && j + kStep > span) j = span - kStep;
       Complex<Lane> x[kRadix];
-#pragma GCC unroll 5
+#pragma GCC unroll 8
       for (std::size_t s = 0; s < kRadix; ++s) x[s] = source.template Load<Lane>(block + j + s * span);
       Butterfly(x);
       if (span > 1) {
-#pragma GCC unroll 5
+#pragma GCC unroll 8
         for (std::size_t s = 1; s < kRadix; ++s) {
           const std::size_t index = (s - 1) * span + j;
           x[s] = x[s] * Complex<Lane>{Placing::template LoadTwiddle<Lane>(pass.twiddle_re + index),
                                       Placing::template LoadTwiddle<Lane>(pass.twiddle_im + index)};
         }
       }
-#pragma GCC unroll 5
+#pragma GCC unroll 8
       for (std::size_t s = 0; s < kRadix; ++s) to.Store(block + j + s * span, x[s]);
     }
   }
@@ -203,22 +227,48 @@ KELVO_INLINE void RunAnyPass(const Source& source, Target to, const Pass& pass, 
     case 3: return RunPass<3, Placing, Lane>(source, to, pass, length);
     case 4: return RunPass<4, Placing, Lane>(source, to, pass, length);
     case 5: return RunPass<5, Placing, Lane>(source, to, pass, length);
+    case 8: return RunPass<8, Placing, Lane>(source, to, pass, length);
     default: return RunDirectPass<Placing, Lane>(source, to, pass, length, scratch);
   }
 }
 
+// Elements side by side that stay in the first-level cache from pass to pass, at 16 lanes.
+constexpr std::size_t kLongestNear = 256;
+
 // Transforms side by side, from `source` into `to`; output k ends at element plan.position[k]. `scratch` holds
 // 2 * (largest radix) vectors.
-template <class Lane, class Source, class Target>
-KELVO_INLINE void TransformSideBySide(const TransformView& plan, const Source& source, Target to, float* scratch) {
+//
+// The first pass leaves blocks that are transforms of their own. Of a long transform all passes of one block are run
+// before the next, while it lies in a near cache, and its outputs are used at once: use(s, step) is called when outputs
+// s, s + step, ... and step - s, 2 * step - s, ... are complete, for s = 0 .. step / 2.
+template <class Lane, class Source, class Target, class Use>
+KELVO_INLINE void TransformSideBySide(const TransformView& plan, const Source& source, Target to, float* scratch,
+                                      const Use& use) {
   if (plan.pass_n == 0) {
     to.Store(0, source.template Load<Lane>(0));
-    return;
+    return use(0, 1);
   }
   RunAnyPass<SideBySide, Lane>(source, to, plan.passes[0], plan.length, scratch);
-  for (std::size_t i = 1; i < plan.pass_n; ++i) {
-    RunAnyPass<SideBySide, Lane>(to, to, plan.passes[i], plan.length, scratch);
+  const auto run_later_passes = [&](std::size_t begin, std::size_t length) __attribute__((always_inline)) {
+    for (std::size_t i = 1; i < plan.pass_n; ++i) {
+      RunAnyPass<SideBySide, Lane>(to.From(begin), to.From(begin), plan.passes[i], length, scratch);
+    }
+  };
+  if (plan.length <= kLongestNear) {
+    run_later_passes(0, plan.length);
+    return use(0, 1);
   }
+  const std::size_t radix = plan.passes[0].radix;
+  const std::size_t span = plan.passes[0].span;
+  for (std::size_t s = 0; s <= radix / 2; ++s) {
+    run_later_passes(s * span, span);
+    if (s > 0 && s < radix - s) run_later_passes((radix - s) * span, span);
+    use(s, radix);
+  }
+}
+template <class Lane, class Source, class Target>
+KELVO_INLINE void TransformSideBySide(const TransformView& plan, const Source& source, Target to, float* scratch) {
+  TransformSideBySide<Lane>(plan, source, to, scratch, [](std::size_t, std::size_t) {});
 }
 
 // Calls run.operator()<Lane>() with the widest lanes of which `available` fill at least one vector.
@@ -239,19 +289,20 @@ KELVO_INLINE std::size_t WidthFor(std::size_t available) {
   return Floats::kSize > 4 && available >= 4 ? 4 : 1;
 }
 
-// How many passes of a single transform run over neighbours; the others run over blocks side by side.
+// How many passes of a single transform run over neighbours; the others run over blocks side by side, the last one
+// always, since it leaves no neighbours.
 KELVO_INLINE std::size_t NeighbourPasses(const TransformView& plan) {
   if constexpr (Floats::kSize == 1) return 0;
-  // The work of a pass is inverse to its lanes. A block of 256 elements side by side still fits the first-level cache.
-  constexpr std::size_t kLongestBlock = 256;
+  // The work of a pass is inverse to its lanes.
   std::size_t best = 0;
   std::size_t best_cost = ~std::size_t{0};
   std::size_t cost_before = 0;
-  for (std::size_t i = 0; i <= plan.pass_n; ++i) {
+  for (std::size_t i = 0; i < plan.pass_n; ++i) {
     const std::size_t block = i == 0 ? plan.length : plan.passes[i - 1].span;
     if (i > 0) cost_before += Floats::kSize / WidthFor(block);
     const std::size_t cost = cost_before + (plan.pass_n - i) * (Floats::kSize / WidthFor(plan.length / block));
-    if (cost < best_cost && (block <= kLongestBlock || i == 0)) {
+    // Long blocks are for a single pass, which gains nothing from a near cache.
+    if (cost < best_cost && (block <= kLongestNear || i == 0 || i + 1 == plan.pass_n)) {
       best = i;
       best_cost = cost;
     }
@@ -292,8 +343,26 @@ static void GatherBlocks(SideBySideElements<Lane> to, const NeighbourElements& f
   }
 }
 
+// Arrays of one transform lie an odd number of cache lines apart, so that those of a length that is a power of two do not
+// share the sets of a cache.
+constexpr std::size_t ArrayStride(std::size_t length) { return ((length + 15) / 16 | 1) * 16; }
+
 // Floats of scratch that TransformOne needs.
-constexpr std::size_t TransformOneScratch(std::size_t length) { return 8 * length + 8 * Floats::kSize; }
+constexpr std::size_t TransformOneScratch(std::size_t length) { return 8 * ArrayStride(length) + 8 * Floats::kSize; }
+
+// Takes the elements of blocks side by side, as the last pass computes them, to the sink of the whole transform: element
+// i of the blocks from `first_block` on is an output of each, and these are neighbours.
+template <class Sink>
+struct OutputsOfBlocks {
+  const Sink& sink;
+  const unsigned* output;
+  std::size_t first_block;
+
+  template <class Lane>
+  KELVO_INLINE void Store(std::size_t i, const Complex<Lane>& x) const {
+    sink.Store(first_block + output[i], x);
+  }
+};
 
 // One transform from `source` to `sink`, which is given each output once or, with equal values, twice:
 // sink.Store<Lane>(k, x) with outputs k, k + 1, ... in the lanes of x. The source has been read to its end before the
@@ -301,10 +370,11 @@ constexpr std::size_t TransformOneScratch(std::size_t length) { return 8 * lengt
 template <class Source, class Sink>
 static void TransformOne(const TransformView& plan, const Source& source, const Sink& sink, float* scratch) {
   const std::size_t length = plan.length;
-  NeighbourElements elements{scratch, scratch + length};
-  NeighbourElements other{scratch + 2 * length, scratch + 3 * length};
-  float* const block_memory = scratch + 4 * length;
-  float* const pass_scratch = scratch + 6 * length;
+  const std::size_t stride = ArrayStride(length);
+  NeighbourElements elements{scratch, scratch + stride};
+  NeighbourElements other{scratch + 2 * stride, scratch + 3 * stride};
+  float* const block_memory = scratch + 4 * stride;
+  float* const pass_scratch = scratch + 6 * stride;
 
   const std::size_t neighbour_passes = NeighbourPasses(plan);
   if (neighbour_passes == 0) {
@@ -338,12 +408,11 @@ static void TransformOne(const TransformView& plan, const Source& source, const 
       if (b + Lane::kSize > block_n) b = block_n - Lane::kSize;
       // Outputs b, b + 1, ... of the passes so far begin the blocks with outputs b + r * block_n, ... of the whole.
       GatherBlocks<Lane>(lanes, elements, plan.position + b, block);
-      for (std::size_t i = neighbour_passes; i < plan.pass_n; ++i) {
+      for (std::size_t i = neighbour_passes; i + 1 < plan.pass_n; ++i) {
         RunAnyPass<SideBySide, Lane>(lanes, lanes, plan.passes[i], block, pass_scratch);
       }
-      for (std::size_t r = 0; r < block; ++r) {
-        sink.Store(b + r * block_n, lanes.template Load<Lane>(plan.position[r * block_n]));
-      }
+      RunAnyPass<SideBySide, Lane>(lanes, OutputsOfBlocks<Sink>{sink, plan.output, b}, plan.passes[plan.pass_n - 1],
+                                   block, pass_scratch);
     }
   });
 }

@@ -18,12 +18,13 @@ struct Pass {
   const float* root_im;
 };
 
-// A forward complex transform. In-place passes leave output k at element position[k].
+// A forward complex transform. In-place passes leave output k at element position[k]; element i is output[i] then.
 struct TransformView {
   std::size_t length;
   std::size_t pass_n;
   const Pass* passes;
   const unsigned* position;
+  const unsigned* output;
 };
 
 // The transform of fft_n real samples. Halved, sample pairs are the elements of a transform of half the length, and a

@@ -32,12 +32,15 @@ KELVO_INLINE void EndBins(const RealTransformView& plan, const Output& output, c
   sink.Alone(plan.fft_n / 2, Complex<Lane>{first.re - first.im, zero});
 }
 
+// The others: bins `first`, `first` + `step` ... below the middle, with their mirror images where those are made from the
+// same outputs. Neighbours take all, with a step of 1.
 template <class Placing, class Lane, class Output, class Sink>
-KELVO_INLINE void InnerBins(const RealTransformView& plan, const Output& output, const Sink& sink) {
+KELVO_INLINE void InnerBins(const RealTransformView& plan, const Output& output, const Sink& sink, std::size_t first,
+                            std::size_t step) {
   constexpr std::size_t kStep = Placing::template kStep<Lane>;
   if (!plan.IsHalved()) {
     const std::size_t last = (plan.fft_n - 1) / 2;
-    for (std::size_t k = 1; k <= last; k += kStep) {
+    for (std::size_t k = first; k <= last; k += kStep * step) {
       if (kStep > 1 && k + kStep > last + 1) k = last + 1 - kStep;
       sink.Ascending(k, output.template At<Lane>(k));
     }
@@ -46,7 +49,7 @@ KELVO_INLINE void InnerBins(const RealTransformView& plan, const Output& output,
   const std::size_t half_n = plan.fft_n / 2;
   const std::size_t last = half_n / 2;
   const Lane half = Lane::Broadcast(0.5f);
-  for (std::size_t k = 1; k <= last; k += kStep) {
+  for (std::size_t k = first; k <= last; k += kStep * step) {
     if (kStep > 1 && k + kStep > last + 1) k = last + 1 - kStep;
     // Halved before they are added, so that a bin within range never passes through an infinity.
     const Complex<Lane> a = Scale(output.template At<Lane>(k), half);
@@ -99,10 +102,13 @@ struct NaturalOutput {
 template <class Lane, class Source, class Sink>
 KELVO_INLINE void RealBinsSideBySide(const RealTransformView& plan, const Source& source, SideBySideElements<Lane> work,
                                      float* scratch, const Sink& sink) {
-  TransformSideBySide<Lane>(plan.inner, source, work, scratch);
   const ReversedOutput<SideBySideElements<Lane>> output{work, plan.inner.position};
-  EndBins<Lane>(plan, output, sink);
-  InnerBins<SideBySide, Lane>(plan, output, sink);
+  TransformSideBySide<Lane>(plan.inner, source, work, scratch,
+                            [&](std::size_t s, std::size_t step) __attribute__((always_inline)) {
+    if (s == 0) EndBins<Lane>(plan, output, sink);
+    InnerBins<SideBySide, Lane>(plan, output, sink, s > 0 ? s : step, step);
+    if (s > 0 && s < step - s) InnerBins<SideBySide, Lane>(plan, output, sink, step - s, step);
+  });
 }
 
 // Floats of scratch that RealBinsOfOne needs.
@@ -116,7 +122,7 @@ KELVO_INLINE void RealBinsOfOne(const RealTransformView& plan, const Source& sou
   TransformOne(plan.inner, source, output, scratch + 2 * length);
   EndBins<Lanes<float, 1>>(plan, output, sink);
   AtWidth(plan.IsHalved() ? length / 2 : (length - 1) / 2, [&]<class Lane>() __attribute__((always_inline)) {
-    InnerBins<Neighbours, Lane>(plan, output, sink);
+    InnerBins<Neighbours, Lane>(plan, output, sink, 1, 1);
   });
 }
 

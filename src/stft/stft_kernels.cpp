@@ -11,24 +11,40 @@ namespace {
 using namespace Fft;
 using namespace Simd;
 
+struct Transposition {
+  float* dst;
+  std::size_t dst_stride;
+  const float* src;
+  std::size_t src_stride;
+  std::size_t rows, columns;
+};
+
+// From row r on, in tiles of Tile::kSize rows and columns, as many as fit; the last tile of a row overlaps the one
+// before. Returns the first row that is left.
+template <class Tile>
+KELVO_INLINE std::size_t TransposeRows(std::size_t r, const Transposition& t) {
+  constexpr std::size_t kSize = Tile::kSize;
+  if (t.columns < kSize) return r;
+  for (; r + kSize <= t.rows; r += kSize) {
+    for (std::size_t c = 0; c < t.columns; c += kSize) {
+      if (c + kSize > t.columns) c = t.columns - kSize;
+      Tile tile[kSize];
+#pragma GCC unroll 16
+      for (std::size_t i = 0; i < kSize; ++i) tile[i] = Tile::Load(t.src + (r + i) * t.src_stride + c);
+      Transpose(tile);
+#pragma GCC unroll 16
+      for (std::size_t i = 0; i < kSize; ++i) tile[i].Store(t.dst + (c + i) * t.dst_stride + r);
+    }
+  }
+  return r;
+}
+
 void TransposeMatrix(float* dst, std::size_t dst_stride, const float* src, std::size_t src_stride, std::size_t rows,
                      std::size_t columns) {
-  AtWidth(rows < columns ? rows : columns, [&]<class Tile>() __attribute__((always_inline)) {
-    constexpr std::size_t kSize = Tile::kSize;
-    // The last tiles of a row or column overlap the ones before.
-    for (std::size_t r = 0; r < rows; r += kSize) {
-      if (r + kSize > rows) r = rows - kSize;
-      for (std::size_t c = 0; c < columns; c += kSize) {
-        if (c + kSize > columns) c = columns - kSize;
-        Tile tile[kSize];
-#pragma GCC unroll 16
-        for (std::size_t i = 0; i < kSize; ++i) tile[i] = Tile::Load(src + (r + i) * src_stride + c);
-        Transpose(tile);
-#pragma GCC unroll 16
-        for (std::size_t i = 0; i < kSize; ++i) tile[i].Store(dst + (c + i) * dst_stride + r);
-      }
-    }
-  });
+  const Transposition t{dst, dst_stride, src, src_stride, rows, columns};
+  std::size_t r = TransposeRows<Floats>(0, t);
+  if constexpr (Floats::kSize > 4) r = TransposeRows<Lanes<float, 4>>(r, t);
+  if constexpr (Floats::kSize > 1) TransposeRows<Lanes<float, 1>>(r, t);
 }
 
 // The windowed samples of several frames as elements of the inner transform. Samples outside the window come from a row

@@ -55,6 +55,6 @@ struct StftKernels {
 
 // `length` is that of the complex transform inside.
 constexpr std::size_t SideBySideScratch(std::size_t length, std::size_t lane_n) { return 4 * length * lane_n; }
-constexpr std::size_t OneFrameScratch(std::size_t length) { return 12 * length + 256; }
+constexpr std::size_t OneFrameScratch(std::size_t length) { return 12 * length + 512; }
 
 }  // namespace kelvo::Stft
