@@ -31,8 +31,15 @@
 #ifndef KELVO_AUDIO_H
 #define KELVO_AUDIO_H
 
+/* The version; before 1.0 a new minor version may change the interface. */
+#define KELVO_AUDIO_VERSION_MAJOR 0
+#define KELVO_AUDIO_VERSION_MINOR 1
+#define KELVO_AUDIO_VERSION_PATCH 0
+
 #if defined(_WIN32)
-#if defined(KELVO_AUDIO_BUILD)
+#if defined(KELVO_AUDIO_STATIC) /* for programs that link the static library */
+#define KELVO_AUDIO_API
+#elif defined(KELVO_AUDIO_BUILD)
 #define KELVO_AUDIO_API __declspec(dllexport)
 #else
 #define KELVO_AUDIO_API __declspec(dllimport)

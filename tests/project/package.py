@@ -1,6 +1,9 @@
-"""The installed package serves CMake projects and pkg-config: README.md's C program builds with either, and runs.
+"""The library serves other projects: README.md's C program, outside the tree, is built and run in every way there is.
 
-Usage: package.py CMAKE CC PROJECT BUILD
+The shared library of the build is installed, and its prefix moved; the static one is built and installed as a part of
+the consumer. Each is then used through find_package, pkg-config and bare compiler flags.
+
+Usage: package.py CMAKE CC NM PROJECT BUILD
 """
 import os
 import re
@@ -10,40 +13,92 @@ import sys
 import tempfile
 from pathlib import Path
 
-CONSUMER = """cmake_minimum_required(VERSION 3.25)
-project(consumer LANGUAGES C)
-find_package(kelvo_audio 1.0 REQUIRED)
-add_executable(program program.c)
-target_link_libraries(program PRIVATE kelvo_audio::kelvo_audio $<$<PLATFORM_ID:Linux>:m>)
-"""
+# 440 Hz lie in band 11, the loudest: the program prints what README.md says it computes.
+EXPECTED = r"101 frames, band 11 at -?0\.0 dB\n"
+
+cmake, cc, nm, project, build = sys.argv[1], sys.argv[2], sys.argv[3], Path(sys.argv[4]), sys.argv[5]
+header = (project / "include/kelvo_audio.h").read_text()
+functions = sorted(re.findall(r"^KELVO_AUDIO_API int (\w+)\(", header, re.M))
+version = ".".join(re.findall(r"^#define KELVO_AUDIO_VERSION_\w+ (\d+)$", header, re.M))
+faults = []
 
 
 def run(*command, **options):
-    done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, **options)
+    done = subprocess.run([str(word) for word in command], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
+                          **options)
     if done.returncode != 0:
-        sys.exit(f"{' '.join(map(str, command))} gives {done.returncode}\n{done.stdout}")
+        sys.exit(f"{' '.join(map(str, command))} gives {done.returncode}\n{done.stdout[-4000:]}")
     return done.stdout
 
 
-cmake, cc, project, build = sys.argv[1], sys.argv[2], Path(sys.argv[3]), sys.argv[4]
-with tempfile.TemporaryDirectory() as folder:
-    # Moved after the installation: nothing may point to where the package was made.
-    run(cmake, "--install", build, "--prefix", f"{folder}/made")
-    prefix, consumer = shutil.move(f"{folder}/made", f"{folder}/moved"), Path(folder) / "consumer"
-    consumer.mkdir()
-    (consumer / "CMakeLists.txt").write_text(CONSUMER)
+def expect(what, found, expected):
+    print(f"{what}: {found if isinstance(found, str) else len(found)}".strip())
+    if found != expected:
+        faults.append(f"{what}: {found}, not {expected}")
+
+
+def expect_program(what, path, **options):
+    output = run(path, **options)
+    print(f"{what}: {output}".strip())
+    if not re.fullmatch(EXPECTED, output):
+        faults.append(f"{what}: wrong output")
+
+
+def pkg_config(folder, *arguments):
+    return run("pkg-config", *arguments, "kelvo_audio", env={**os.environ, "PKG_CONFIG_PATH": str(folder)}).strip()
+
+
+def configure(source, target, *settings):
+    run(cmake, "-S", source, "-B", target, f"-DCMAKE_C_COMPILER={cc}", *settings)
+    return target
+
+
+def use(kind, prefix, bare_libraries):
+    """Builds the program against an installed library in three ways."""
+    by_cmake = configure(consumer, folder / f"{kind}-cmake", f"-DCMAKE_PREFIX_PATH={prefix}")
+    run(cmake, "--build", by_cmake)
+    expect_program(f"{kind}, find_package", by_cmake / "program")
+
+    libraries = next(prefix.rglob("libkelvo_audio.*")).parent
+    environment = {**os.environ, "LD_LIBRARY_PATH": str(libraries)}
+    command = [cc, "-std=c99", consumer / "program.c", "-o", folder / "program"]
+    run(*command, f"-I{prefix}/include", f"-L{libraries}", "-lkelvo_audio", *bare_libraries)
+    expect_program(f"{kind}, bare flags", folder / "program", env=environment)
+    if shutil.which("pkg-config"):
+        static = ["--static"] if kind == "static" else []
+        flags = pkg_config(libraries / "pkgconfig", "--cflags", "--libs", *static)
+        run(*command, *flags.split(), "-lm")
+        expect_program(f"{kind}, pkg-config", folder / "program", env=environment)
+        expect(f"{kind}, version", pkg_config(libraries / "pkgconfig", "--modversion"), version)
+
+
+with tempfile.TemporaryDirectory() as temporary:
+    folder = Path(temporary)
+    consumer = Path(shutil.copytree(project / "tests/consumer", folder / "consumer"))
     program = re.search(r"^```c\n(.*?)^```", (project / "README.md").read_text(), re.M | re.S)[1]
     (consumer / "program.c").write_text(program)
-    run(cmake, "-S", consumer, "-B", consumer / "build", f"-DCMAKE_PREFIX_PATH={prefix}", f"-DCMAKE_C_COMPILER={cc}")
-    run(cmake, "--build", consumer / "build")
-    outputs = [run(consumer / "build/program")]
 
+    # Moved after the installation: nothing may point to where the package was made.
+    run(cmake, "--install", build, "--prefix", folder / "made")
+    use("shared", Path(shutil.move(folder / "made", folder / "moved")), ["-lm"])
+
+    # One level is enough here, and quickly built.
+    fetched = configure(consumer, folder / "fetched", f"-DLIBRARY_SOURCE={project}", "-DBUILD_SHARED_LIBS=OFF",
+                        "-DKELVO_AUDIO_INSTALL=ON", "-DKELVO_AUDIO_MAX_LEVEL=scalar", "-DCMAKE_BUILD_TYPE=Debug")
+    run(cmake, "--build", fetched)
+    expect_program("static, FetchContent", fetched / "program")
+    run(cmake, "--install", fetched, "--prefix", folder / "static")
+    (archive,) = (folder / "static").rglob("libkelvo_audio.a")
+    symbols = run(nm, "--defined-only", "--extern-only", archive).splitlines()
+    expect("static, names to be seen", sorted(line.split()[-1] for line in symbols if " " in line), functions)
+    use("static", folder / "static", pkg_config(archive.parent / "pkgconfig", "--libs-only-l", "--static").split()[1:]
+        if shutil.which("pkg-config") else ["-lstdc++", "-lm"])
+
+    # Folders outside the prefix, as some distributions have them, are named as they are.
     if shutil.which("pkg-config"):
-        (library,) = Path(prefix).rglob("kelvo_audio.pc")
-        environment = {**os.environ, "PKG_CONFIG_PATH": library.parent, "LD_LIBRARY_PATH": library.parent.parent}
-        flags = run("pkg-config", "--cflags", "--libs", "kelvo_audio", env=environment)
-        run(cc, consumer / "program.c", *flags.split(), "-lm", "-o", f"{folder}/program")
-        outputs.append(run(f"{folder}/program", env=environment))
-print(*outputs, sep="")
-# 440 Hz lie in band 11, the loudest: the program prints what README.md says it computes.
-sys.exit(any(not re.fullmatch(r"101 frames, band 11 at -?0\.0 dB\n", output) for output in outputs))
+        elsewhere = configure(project, folder / "elsewhere", "-DCMAKE_INSTALL_LIBDIR=/elsewhere/lib",
+                              "-DCMAKE_INSTALL_INCLUDEDIR=/elsewhere/include")
+        expect("absolute folders", pkg_config(elsewhere, "--cflags", "--libs"),
+               "-I/elsewhere/include -L/elsewhere/lib -lkelvo_audio")
+print(*faults, sep="\n")
+sys.exit(bool(faults))
