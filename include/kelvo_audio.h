@@ -8,7 +8,8 @@
  *           [freq_n x frame_n] has one row per frequency bin, a mel spectrogram [mel_n x frame_n] one row per mel band,
  *           a filter bank [mel_n x freq_n] one row per filter.
  * Errors    Every function returns a status. Checks run in the order in which a function lists them, null pointers
- *           first. On failure no output has been written, nothing is leaked, and later calls are unaffected.
+ *           first. On failure no output has been written, nothing is leaked, and later calls are unaffected. Nothing is
+ *           ever printed or logged.
  * Threads   Every function may be called from any thread at any time, as long as calls that run at once do not share an
  *           output array. The first call with new settings builds a table (FFT, window, filter bank, resampling filter)
  *           that is kept until the process exits; calls must not run on once exit() has begun. errno is unspecified
@@ -414,8 +415,10 @@ KELVO_AUDIO_API int kelvoAudioMagPhase(float* dst_mag, float* dst_phase, const f
  * zi_n      in      any
  *
  * Blocks filtered one after the other with the same zi give the same output as one call. A d_coef[0] of 0 gives
- * infinities or NaN. Returns OK, BAD_ARGUMENT (null dst, src, n_coef or d_coef; dst_n; src_n; n_coef_n; d_coef_n) or
- * OUT_OF_MEMORY; on failure dst and zi are untouched. [any thread]
+ * infinities or NaN.
+ *
+ * Returns OK, BAD_ARGUMENT (null dst, src, n_coef or d_coef; dst_n; src_n; n_coef_n; d_coef_n) or OUT_OF_MEMORY; on
+ * failure dst and zi are untouched. [any thread]
  *
  *     float b[3] = {0.0675f, 0.1349f, 0.0675f}, a[3] = {1, -1.1430f, 0.4128f}, state[2];
  *     int status = kelvoAudioGetLinerFilterZiCoef(state, b, a, 2, 3, 3);
