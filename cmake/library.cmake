@@ -33,12 +33,17 @@ else()
   target_compile_definitions(kelvo_audio PUBLIC KELVO_AUDIO_STATIC)
   # Programs in C are linked by the C compiler, which knows nothing of the C++ runtime.
   target_link_libraries(kelvo_audio PRIVATE ${cxx_runtime})
-  if(elf AND CMAKE_OBJCOPY AND CMAKE_LINKER AND NOT KELVO_AUDIO_SANITIZE)
-    # An archive has no list of exports. Linked into one object, the library can keep its other names to itself; the
-    # groups of C++ templates must be dissolved first, or a program's copy would replace what is private here.
+  # An archive has no list of exports. Linked into one object, the library can keep its other names to itself; the
+  # groups of C++ templates must be dissolved first, or a program's copy would replace what is private here. Not every
+  # linker can do that; then the names stay visible.
+  if(elf AND CMAKE_OBJCOPY AND NOT KELVO_AUDIO_SANITIZE)
+    execute_process(COMMAND ${CMAKE_CXX_COMPILER} -Wl,--help OUTPUT_VARIABLE linker_help ERROR_QUIET)
+  endif()
+  if(linker_help MATCHES "--force-group-allocation")
     set(object ${CMAKE_CURRENT_BINARY_DIR}/kelvo_audio.o)
     add_custom_command(TARGET kelvo_audio POST_BUILD VERBATIM
-      COMMAND ${CMAKE_LINKER} -r --force-group-allocation --whole-archive $<TARGET_FILE:kelvo_audio> -o ${object}
+      COMMAND ${CMAKE_CXX_COMPILER} -r -nostdlib -Wl,--force-group-allocation,--whole-archive
+              $<TARGET_FILE:kelvo_audio> -o ${object}
       COMMAND ${CMAKE_OBJCOPY} --wildcard --keep-global-symbol=kelvoAudio* ${object}
       COMMAND ${CMAKE_COMMAND} -E remove $<TARGET_FILE:kelvo_audio>
       COMMAND ${CMAKE_AR} qcs $<TARGET_FILE:kelvo_audio> ${object})

@@ -1,8 +1,8 @@
 """The public header compiles in every language version that callers use, and so do the samples in it and in README.md.
 
-Given the library, README.md's C programs are linked with it and run as well.
+Given the library, README.md's C programs are linked with it and run as well, by the emulator if it is for another system.
 
-Usage: samples.py CC CXX PROJECT [LIBRARY]
+Usage: samples.py CC CXX PROJECT [LIBRARY [EMULATOR ...]]
 """
 import os
 import re
@@ -25,7 +25,7 @@ int Sample(float* samples, int sample_n) {{
 }}
 """
 
-cc, cxx, project, library = sys.argv[1], sys.argv[2], Path(sys.argv[3]), sys.argv[4:]
+cc, cxx, project, library, emulator = sys.argv[1], sys.argv[2], Path(sys.argv[3]), sys.argv[4:5], sys.argv[5:]
 faults = []
 
 
@@ -66,12 +66,14 @@ for program in programs:
         check("C program in README.md", program, cc, "c", version)
     if library:
         with tempfile.TemporaryDirectory() as folder:
-            executable = os.path.join(folder, "program")
+            executable = os.path.join(folder, "program.exe")
             run("C program in README.md", [cc, "-x", "c", "-", "-I", str(project / "include"), "-x", "none", library[0],
                                            f"-Wl,-rpath,{os.path.dirname(library[0])}", "-lm", "-o", executable],
                 input=program)
             if not faults:
-                run("C program in README.md", [executable])
+                # Windows has no run path; Wine is told the folder in this way.
+                run("C program in README.md", [*emulator, executable],
+                    env={**os.environ, "WINEPATH": os.path.dirname(library[0])})
 
 if not samples or not programs:
     faults.append(f"found {len(samples)} samples in the header and {len(programs)} C programs in README.md")

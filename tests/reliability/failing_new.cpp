@@ -25,11 +25,20 @@ bool Fails(std::size_t bytes) {
   return fails;
 }
 
+#if defined(_WIN32)
+void* AllocateBlock(std::size_t bytes, std::size_t alignment) { return ::_aligned_malloc(bytes, alignment); }
+void FreeBlock(void* block) { ::_aligned_free(block); }
+#else
+void* AllocateBlock(std::size_t bytes, std::size_t alignment) {
+  if (alignment <= __STDCPP_DEFAULT_NEW_ALIGNMENT__) return std::malloc(bytes);
+  return std::aligned_alloc(alignment, (bytes + alignment - 1) / alignment * alignment);
+}
+void FreeBlock(void* block) { std::free(block); }
+#endif
+
 void* Allocate(std::size_t bytes, std::size_t alignment) {
   const std::size_t whole = (bytes == 0 ? alignment : bytes);
-  void* const block = Fails(bytes)                                  ? nullptr
-                      : alignment <= __STDCPP_DEFAULT_NEW_ALIGNMENT__ ? std::malloc(whole)
-                                                                    : std::aligned_alloc(alignment, (whole + alignment - 1) / alignment * alignment);
+  void* const block = Fails(bytes) ? nullptr : AllocateBlock(whole, alignment);
   if (block == nullptr) throw std::bad_alloc();
   ++state.live;
   return block;
@@ -38,7 +47,7 @@ void* Allocate(std::size_t bytes, std::size_t alignment) {
 void Free(void* block) noexcept {
   if (block == nullptr) return;
   --state.live;
-  std::free(block);
+  FreeBlock(block);
 }
 
 }  // namespace
@@ -63,8 +72,8 @@ long LiveAllocations() { return state.live; }
 using kelvo::Reliability::Allocate;
 using kelvo::Reliability::Free;
 
-void* operator new(std::size_t bytes) { return Allocate(bytes, 1); }
-void* operator new[](std::size_t bytes) { return Allocate(bytes, 1); }
+void* operator new(std::size_t bytes) { return Allocate(bytes, __STDCPP_DEFAULT_NEW_ALIGNMENT__); }
+void* operator new[](std::size_t bytes) { return Allocate(bytes, __STDCPP_DEFAULT_NEW_ALIGNMENT__); }
 void* operator new(std::size_t bytes, std::align_val_t alignment) {
   return Allocate(bytes, static_cast<std::size_t>(alignment));
 }

@@ -1,29 +1,53 @@
 // Memory between two pages that may not be touched.
 #pragma once
 
+#if defined(_WIN32)
+#include <windows.h>
+#else
 #include <sys/mman.h>
 #include <unistd.h>
+#endif
 
 #include <cstddef>
 #include <new>
 
 namespace kelvo::Support {
 
+// Pages that may not be touched until they are opened.
+#if defined(_WIN32)
+inline std::size_t PageSize() { return 4096; }
+inline void* ReservePages(std::size_t bytes) { return ::VirtualAlloc(nullptr, bytes, MEM_RESERVE, PAGE_NOACCESS); }
+inline bool OpenPages(void* pages, std::size_t bytes) {
+  return ::VirtualAlloc(pages, bytes, MEM_COMMIT, PAGE_READWRITE) != nullptr;
+}
+inline void ReleasePages(void* pages, std::size_t) { ::VirtualFree(pages, 0, MEM_RELEASE); }
+#else
+inline std::size_t PageSize() { return static_cast<std::size_t>(::sysconf(_SC_PAGESIZE)); }
+inline void* ReservePages(std::size_t bytes) {
+  void* const pages = ::mmap(nullptr, bytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  return pages == MAP_FAILED ? nullptr : pages;
+}
+inline bool OpenPages(void* pages, std::size_t bytes) {
+  return ::mprotect(pages, bytes, PROT_READ | PROT_WRITE) == 0;
+}
+inline void ReleasePages(void* pages, std::size_t bytes) { ::munmap(pages, bytes); }
+#endif
+
 // Room for arrays of floats that lie flush against an unmapped page, so that one element too many ends the process.
 class GuardedBuffer {
  public:
   explicit GuardedBuffer(std::size_t capacity) {
-    const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+    const std::size_t page = PageSize();
     bytes_ = (capacity * sizeof(float) + page - 1) / page * page;
     whole_bytes_ = bytes_ + 2 * page;
-    whole_ = ::mmap(nullptr, whole_bytes_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-    if (whole_ == MAP_FAILED) throw std::bad_alloc();
+    whole_ = ReservePages(whole_bytes_);
+    if (whole_ == nullptr) throw std::bad_alloc();
     inner_ = static_cast<std::byte*>(whole_) + page;
-    if (::mprotect(inner_, bytes_, PROT_READ | PROT_WRITE) != 0) throw std::bad_alloc();
+    if (!OpenPages(inner_, bytes_)) throw std::bad_alloc();
   }
   GuardedBuffer(const GuardedBuffer&) = delete;
   GuardedBuffer& operator=(const GuardedBuffer&) = delete;
-  ~GuardedBuffer() { ::munmap(whole_, whole_bytes_); }
+  ~GuardedBuffer() { ReleasePages(whole_, whole_bytes_); }
 
   std::size_t Capacity() const { return bytes_ / sizeof(float); }
   // `count` floats right behind the first unmapped page, and right before the last one.
