@@ -10,4 +10,5 @@ install_missing cmake make g++-aarch64-linux-gnu qemu-user googletest python3
 # The Python that the packages above belong to, whatever other one comes first in the path.
 cmake --preset aarch64 -D Python3_EXECUTABLE=/usr/bin/python3
 cmake --build build/aarch64 --parallel "$(nproc)"
-ctest --test-dir build/aarch64 --parallel "$(nproc)" --output-on-failure --no-tests=error "$@"
+# The longest transforms take a quarter of an hour in emulation.
+ctest --test-dir build/aarch64 --parallel "$(nproc)" --timeout 7200 --output-on-failure --no-tests=error "$@"

@@ -31,10 +31,17 @@ void Sweep(std::uint32_t first, std::uint32_t last, Visit visit) {
   visit(FromWord(last));
 }
 
+// Log10 follows the steps of glibc's log10f, 2 ulp at worst; other runtimes are closer to the truth, so farther from it.
+#if defined(__GLIBC__)
+constexpr int kLog10Ulp = 1;
+#else
+constexpr int kLog10Ulp = 2;
+#endif
+
 // The runtime's result within an ulp; zeros and infinities are its own, sign included.
-testing::AssertionResult IsClose(float actual, float runtime) {
+testing::AssertionResult IsClose(float actual, float runtime, int ulp = 1) {
   const bool exact = runtime == 0.0f || std::isinf(runtime) || std::isnan(runtime);
-  if (exact ? Bits(actual) == Bits(runtime) : UlpDistance(actual, runtime) <= 1) return testing::AssertionSuccess();
+  if (exact ? Bits(actual) == Bits(runtime) : UlpDistance(actual, runtime) <= ulp) return testing::AssertionSuccess();
   return testing::AssertionFailure() << actual << " beside " << runtime;
 }
 
@@ -44,11 +51,12 @@ struct Row {
   Lanes<float, 1> (*one)(Lanes<float, 1>);
   Floats (*many)(Floats);
   float (*runtime)(float);
+  int ulp = 1;
 };
 
 const Row kRows[] = {
     {"log10", 0x00800000, 0x7F800000, [](auto x) { return Log10(x); }, [](Floats x) { return Log10(x); },
-     [](float x) { return std::log10(x); }},
+     [](float x) { return std::log10(x); }, kLog10Ulp},
     {"log1p of what is not negative", 0x00000000, 0x7F800000, [](auto x) { return Log1p(x); },
      [](Floats x) { return Log1p(x); }, [](float x) { return std::log1p(x); }},
     {"log1p of negative values", 0x80000000, 0xFF800000, [](auto x) { return Log1p(x); },
@@ -75,7 +83,7 @@ TEST(LaneMath, IsWithinAnUlpOfTheRuntimeAndTheSameInEveryLane) {
       // The lane under test lies among others that are busy with something else.
       float lanes[Floats::kSize] = {-3.0f, kNan, x, 1e30f};
       row.many(Floats::Load(lanes)).Store(lanes);
-      if (failures < 5 && (!IsClose(one, row.runtime(x)) || Bits(lanes[2]) != Bits(one))) {
+      if (failures < 5 && (!IsClose(one, row.runtime(x), row.ulp) || Bits(lanes[2]) != Bits(one))) {
         ADD_FAILURE() << row.name << " of " << x << " (0x" << std::hex << Bits(x) << "): " << one << ", among others "
                       << lanes[2] << ", the runtime's " << row.runtime(x);
         ++failures;
