@@ -55,7 +55,8 @@ def configure(source, target, *settings):
 
 def use(kind, prefix, bare_libraries):
     """Builds the program against an installed library in three ways."""
-    by_cmake = configure(consumer, folder / f"{kind}-cmake", f"-DCMAKE_PREFIX_PATH={prefix}")
+    by_cmake = configure(consumer, folder / f"{kind}-cmake", f"-DCMAKE_PREFIX_PATH={prefix}",
+                         f"-DLIBRARY_VERSION={version}")
     run(cmake, "--build", by_cmake)
     expect_program(f"{kind}, find_package", by_cmake / "program")
 
