@@ -8,8 +8,8 @@
  *           [freq_n x frame_n] has one row per frequency bin, a mel spectrogram [mel_n x frame_n] one row per mel band,
  *           a filter bank [mel_n x freq_n] one row per filter.
  * Errors    Every function returns a status. Checks run in the order in which a function lists them, null pointers
- *           first. On failure no output has been written, nothing is leaked, and later calls are unaffected. Nothing is
- *           ever printed or logged.
+ *           first. On failure no output has been written, nothing is leaked, and later calls are unaffected.
+ *           Nothing is ever printed or logged.
  * Threads   Every function may be called from any thread at any time, as long as calls that run at once do not share an
  *           output array. The first call with new settings builds a table (FFT, window, filter bank, resampling filter)
  *           that is kept until the process exits; calls must not run on once exit() has begun. errno is unspecified

@@ -1,6 +1,7 @@
 """The public header compiles in every language version that callers use, and so do the samples in it and in README.md.
 
-Given the library, README.md's C programs are linked with it and run as well, by the emulator if it is for another system.
+Given the library, README.md's C programs are linked with it and run as well: by the emulator, if it is for another
+system.
 
 Usage: samples.py CC CXX PROJECT [LIBRARY [EMULATOR ...]]
 """

@@ -31,7 +31,8 @@ void Sweep(std::uint32_t first, std::uint32_t last, Visit visit) {
   visit(FromWord(last));
 }
 
-// Log10 follows the steps of glibc's log10f, 2 ulp at worst; other runtimes are closer to the truth, so farther from it.
+// Log10 follows the steps of glibc's log10f, 2 ulp at worst; other runtimes are nearer to the truth, thus
+// farther from it.
 #if defined(__GLIBC__)
 constexpr int kLog10Ulp = 1;
 #else
