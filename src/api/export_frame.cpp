@@ -19,8 +19,9 @@ int StatusOfCurrentException() {
     return kStatusOutOfMemory;
   } catch (const Util::Exceptions::KelvoException& error) {
     return error.GetStatus();
-  } catch (const Util::Exceptions::KelvoException* error) {
     // Nothing here throws a pointer, but code that we call might; its object is not ours to delete.
+    // NOLINTNEXTLINE(cert-err09-cpp,cert-err61-cpp): it has a status like any other.
+  } catch (const Util::Exceptions::KelvoException* error) {
     return error->GetStatus();
   } catch (...) {
     return kStatusUnexpectedError;

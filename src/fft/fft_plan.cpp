@@ -154,7 +154,7 @@ RealTransformPlan::RealTransformPlan(int fft_n)
   }
 }
 
-const ForkGuard FftPlanCache::fork_guard_([]() -> std::mutex& { return Get().plans_.Mutex(); });
+const ForkGuard FftPlanCache::fork_guard_([]() -> Mutex& { return Get().plans_.GetMutex(); });
 
 FftPlanCache& FftPlanCache::Get() {
   static FftPlanCache cache;

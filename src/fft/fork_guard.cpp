@@ -15,32 +15,33 @@ constexpr std::size_t kMaxCaches = 8;
 
 // Of constant initialisation, since guards in other files are made while the library is loaded.
 constinit std::array<ForkGuard::FindMutex, kMaxCaches> find_mutex_of{};
-constinit std::array<std::mutex*, kMaxCaches> locked{};
+constinit std::array<Mutex*, kMaxCaches> locked{};
 constinit std::size_t cache_n = 0;
 
-// A lock that cannot be taken is left alone: no exception may leave a handler.
-void LockAll() {
+// A lock that cannot be taken is left alone: no exception may leave a handler. The compiler cannot follow locks that
+// one function takes and another gives back.
+void LockAll() KELVO_NO_THREAD_ANALYSIS {
   for (std::size_t i = 0; i < cache_n; ++i) {
     try {
-      std::mutex& mutex = find_mutex_of[i]();
-      mutex.lock();
+      Mutex& mutex = find_mutex_of[i]();
+      mutex.Lock();
       locked[i] = &mutex;
     } catch (const std::system_error&) {
     }
   }
 }
 
-void UnlockAll() {
+void UnlockAll() KELVO_NO_THREAD_ANALYSIS {
   for (std::size_t i = cache_n; i-- > 0;) {
-    std::mutex* const mutex = locked[i];
+    Mutex* const mutex = locked[i];
     locked[i] = nullptr;
-    if (mutex != nullptr) mutex->unlock();
+    if (mutex != nullptr) mutex->Unlock();
   }
 }
 
 }  // namespace
 
-ForkGuard::ForkGuard(FindMutex find_mutex) {
+ForkGuard::ForkGuard(FindMutex find_mutex) noexcept {
   // The system forgets the handlers of a library that is unloaded.
   if (cache_n == 0) ::pthread_atfork(LockAll, UnlockAll, UnlockAll);
   if (cache_n < kMaxCaches) find_mutex_of[cache_n++] = find_mutex;
@@ -50,7 +51,7 @@ ForkGuard::ForkGuard(FindMutex find_mutex) {
 #else
 namespace kelvo::Fft {
 
-ForkGuard::ForkGuard(FindMutex) {}
+ForkGuard::ForkGuard(FindMutex) noexcept {}
 
 }  // namespace kelvo::Fft
 #endif

@@ -1,7 +1,7 @@
 // Keeps the caches usable in a process that is forked while another thread holds one of their locks.
 #pragma once
 
-#include <mutex>
+#include "fft/mutex.h"
 
 namespace kelvo::Fft {
 
@@ -11,9 +11,9 @@ class ForkGuard {
  public:
   // Gives the lock of the cache, which it builds where that has not happened yet: the child must not find a cache that
   // is half built.
-  using FindMutex = std::mutex& (*)();
+  using FindMutex = Mutex& (*)();
 
-  explicit ForkGuard(FindMutex find_mutex);
+  explicit ForkGuard(FindMutex find_mutex) noexcept;
 };
 
 }  // namespace kelvo::Fft

@@ -5,8 +5,9 @@
 #include <cstddef>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <utility>
+
+#include "fft/mutex.h"
 
 namespace kelvo::Fft {
 
@@ -20,7 +21,7 @@ class TableCache {
   // trace and the next request builds again.
   template <class Build>
   const Table& GetTable(std::size_t map_index, const Key& key, Build&& build) {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     auto& tables = maps_[map_index];
     const auto found = tables.find(key);
     if (found != tables.end()) return found->second;
@@ -28,11 +29,11 @@ class TableCache {
   }
 
   // For a ForkGuard.
-  std::mutex& Mutex() { return mutex_; }
+  Mutex& GetMutex() { return mutex_; }
 
  private:
-  std::array<std::map<Key, Table, Less>, kMapN> maps_;
-  std::mutex mutex_;
+  Mutex mutex_;
+  std::array<std::map<Key, Table, Less>, kMapN> maps_ KELVO_GUARDED_BY(mutex_);
 };
 
 }  // namespace kelvo::Fft

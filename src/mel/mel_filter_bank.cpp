@@ -115,7 +115,7 @@ std::vector<Band> FindBands(std::span<const float> weights, std::size_t freq_n) 
   return bands;
 }
 
-const Fft::ForkGuard MelFilterBankCache::fork_guard_([]() -> std::mutex& { return Get().banks_.Mutex(); });
+const Fft::ForkGuard MelFilterBankCache::fork_guard_([]() -> Fft::Mutex& { return Get().banks_.GetMutex(); });
 
 MelFilterBankCache& MelFilterBankCache::Get() {
   static MelFilterBankCache cache;

@@ -21,7 +21,7 @@ std::vector<float> BuildWindow(int win_n, float offset, float scale) {
 
 }  // namespace
 
-const Fft::ForkGuard WindowCache::fork_guard_([]() -> std::mutex& { return Get().windows_.Mutex(); });
+const Fft::ForkGuard WindowCache::fork_guard_([]() -> Fft::Mutex& { return Get().windows_.GetMutex(); });
 
 WindowCache& WindowCache::Get() {
   static WindowCache cache;

@@ -1,0 +1,42 @@
+// A mutex that the compiler keeps watch over: clang reports every use of what it guards without the lock.
+#pragma once
+
+#include <mutex>
+
+// The standard library's own mutex carries no such attributes, and GCC knows none of them.
+#if defined(__clang__)
+#define KELVO_THREAD_ATTRIBUTE(attribute) __attribute__((attribute))
+#else
+#define KELVO_THREAD_ATTRIBUTE(attribute)
+#endif
+
+#define KELVO_GUARDED_BY(mutex) KELVO_THREAD_ATTRIBUTE(guarded_by(mutex))
+#define KELVO_ACQUIRES(...) KELVO_THREAD_ATTRIBUTE(acquire_capability(__VA_ARGS__))
+#define KELVO_RELEASES(...) KELVO_THREAD_ATTRIBUTE(release_capability(__VA_ARGS__))
+#define KELVO_NO_THREAD_ANALYSIS KELVO_THREAD_ATTRIBUTE(no_thread_safety_analysis)
+
+namespace kelvo::Fft {
+
+class KELVO_THREAD_ATTRIBUTE(capability("mutex")) Mutex {
+ public:
+  // Fails with std::system_error.
+  void Lock() KELVO_ACQUIRES() { mutex_.lock(); }
+  void Unlock() KELVO_RELEASES() { mutex_.unlock(); }
+
+ private:
+  std::mutex mutex_;
+};
+
+// Holds the lock while it lives.
+class KELVO_THREAD_ATTRIBUTE(scoped_lockable) MutexLock {
+ public:
+  explicit MutexLock(Mutex& mutex) KELVO_ACQUIRES(mutex) : mutex_(mutex) { mutex.Lock(); }
+  MutexLock(const MutexLock&) = delete;
+  MutexLock& operator=(const MutexLock&) = delete;
+  ~MutexLock() KELVO_RELEASES() { mutex_.Unlock(); }
+
+ private:
+  Mutex& mutex_;
+};
+
+}  // namespace kelvo::Fft
