@@ -11,6 +11,7 @@
 
 #include "fft/fft_checks.h"
 #include "fft/fft_plan.h"
+#include "fft/spectra.h"
 #include "kelvo_audio.h"
 #include "support/bits.h"
 #include "support/messages.h"
@@ -18,8 +19,6 @@
 
 namespace kelvo::Fft {
 namespace {
-
-using Spectrum = std::vector<std::complex<double>>;
 
 // Any length in double precision: prime factors one by one, direct sums at the leaves.
 Spectrum ExactTransform(const Spectrum& x, double sign) {
@@ -42,41 +41,6 @@ Spectrum ExactTransform(const Spectrum& x, double sign) {
     }
   }
   return result;
-}
-
-Spectrum FromReal(const std::vector<float>& x) {
-  Spectrum values(x.size());
-  for (std::size_t i = 0; i < x.size(); ++i) values[i] = static_cast<double>(x[i]);
-  return values;
-}
-Spectrum FromPairs(const std::vector<float>& x) {
-  Spectrum values(x.size() / 2);
-  for (std::size_t k = 0; k < values.size(); ++k) {
-    values[k] = {static_cast<double>(x[2 * k]), static_cast<double>(x[2 * k + 1])};
-  }
-  return values;
-}
-
-// Root-mean-square error over root-mean-square value.
-double RelativeError(const Spectrum& actual, const Spectrum& exact) {
-  double error = 0.0;
-  double power = 0.0;
-  for (std::size_t k = 0; k < exact.size(); ++k) {
-    error += std::norm(actual[k] - exact[k]);
-    power += std::norm(exact[k]);
-  }
-  return std::sqrt(error / power);
-}
-
-// Rounding errors grow with the number of passes; 2^-24 is half a unit in the last place. Direct sums over large primes
-// grow with the square root of their length.
-double ErrorBound(std::size_t n) {
-  double largest_prime = 2.0;
-  std::size_t rest = n;
-  for (std::size_t p = 2; p <= rest; ++p) {
-    for (; rest % p == 0; rest /= p) largest_prime = static_cast<double>(p);
-  }
-  return 0x1p-24 * (1.5 + 0.8 * std::log2(static_cast<double>(n) + 1.0) + 0.6 * std::sqrt(largest_prime));
 }
 
 std::vector<int> Lengths() {
@@ -217,33 +181,6 @@ TEST(FftTest, IsNeverLessAccurateThanTheYardstick) {
       yardstick_square += std::pow(RelativeError(yardstick.Transform(x), exact), 2.0);
     }
     EXPECT_LE(actual_square, yardstick_square) << n << " " << actual_square / yardstick_square;
-  }
-}
-
-TEST(FftTest, ImpulseConstantAndShift) {
-  for (const int n : {1, 2, 3, 4, 8, 15, 20, 400, 1024}) {
-    const auto count = static_cast<std::size_t>(n);
-    std::vector<float> impulse(count, 0.0f);
-    impulse[0] = 1.0f;
-    std::vector<float> ones(2 * count, 0.0f);
-    for (std::size_t k = 0; k < count; ++k) ones[2 * k] = 1.0f;
-    const std::vector<float> bins = Forward(impulse, Simd::BestLevel());
-    for (std::size_t i = 0; i < bins.size(); ++i) EXPECT_EQ(bins[i], ones[i]) << n << " " << i;
-
-    const std::vector<float> constant = Forward(std::vector<float>(count, 1.0f), Simd::BestLevel());
-    EXPECT_FLOAT_EQ(constant[0], static_cast<float>(n));
-    for (std::size_t i = 1; i < constant.size(); ++i) {
-      EXPECT_NEAR(constant[i], 0.0f, 2e-7f * static_cast<float>(n)) << n;
-    }
-
-    std::vector<float> shifted(count, 0.0f);
-    shifted[1 % count] = 1.0f;
-    const std::vector<float> turns = Forward(shifted, Simd::BestLevel());
-    for (std::size_t k = 0; k < count; ++k) {
-      const double angle = n == 1 ? 0.0 : -2.0 * std::numbers::pi * static_cast<double>(k) / n;
-      EXPECT_NEAR(turns[2 * k], std::cos(angle), 3e-7) << n << " " << k;
-      EXPECT_NEAR(turns[2 * k + 1], std::sin(angle), 3e-7) << n << " " << k;
-    }
   }
 }
 
