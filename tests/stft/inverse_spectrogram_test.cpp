@@ -16,8 +16,11 @@
 #include "kelvo_audio.h"
 #include "stft/frames.h"
 #include "stft/inverse_checks.h"
+#include "stft/inverse_kernels.h"
 #include "stft/window.h"
+#include "reliability/sanitizers.h"
 #include "support/bits.h"
+#include "support/guarded_buffer.h"
 #include "support/messages.h"
 #include "support/short_time.h"
 #include "support/signals.h"
@@ -132,6 +135,31 @@ TEST(InverseSpectrogram, MatchesOverlapAddInDoubleAtEveryLevel) {
   }
 }
 
+// The last row of bins begins beyond 2^31 floats. Only what a call touches takes memory.
+TEST(InverseSpectrogram, FindsBinsWhoseOffsetsLeave32Bits) {
+  if (Reliability::kIsSanitized) GTEST_SKIP() << "shadow memory takes as much again";
+  constexpr std::size_t kFrameN = 1'047'553;
+  constexpr int kFreqN = 1025, kHopN = 300, kFewN = 2;
+  const std::vector<float> signal = Noise(2048 + kHopN);
+  ShortTimeSettings settings{0, 2048, kHopN, 2048, 1, kFewN, 0, 0};
+  const std::vector<float> few = Support::Spectrogram(signal, settings, 0.0f);
+  settings.max_frame_n = kFrameN;
+  settings.sample_n = static_cast<int>(signal.size());
+  Support::GuardedBuffer memory(2 * kFreqN * kFrameN);
+  ComputeSpectrogram(memory.AtStart(), signal, settings, 0.0f, Simd::BestLevel());
+  for (std::size_t k = 0; k < kFreqN; ++k) {
+    const float* const row = memory.AtStart() + 2 * k * kFrameN;
+    ASSERT_TRUE(SameBits({row, 2 * kFewN}, std::span(few).subspan(2 * k * kFewN, 2 * kFewN)));
+  }
+  // Only these frames reach the first hops.
+  std::vector<float> rebuilt(2 * kHopN), expected(2 * kHopN);
+  ComputeInverseSpectrogram(rebuilt.data(), memory.AtStart(), {kFrameN, kFreqN, kHopN, 2048, 1, 2 * kHopN, 0, 0},
+                            Simd::BestLevel());
+  ComputeInverseSpectrogram(expected.data(), few.data(), {kFewN, kFreqN, kHopN, 2048, 1, 2 * kHopN, 0, 0},
+                            Simd::BestLevel());
+  EXPECT_TRUE(SameBits(rebuilt, expected));
+}
+
 // Fewer samples need fewer frames, which take another way through the kernels: one by one instead of side by side.
 TEST(InverseSpectrogram, ShorterOutputsArePrefixes) {
   for (InverseSettings settings : ManySettings()) {
@@ -226,6 +254,29 @@ TEST(InverseSpectrogram, RoundTripsKeepTheSignal) {
     }
   }
   std::printf("lowest signal-to-noise ratio: %.1f dB\n", lowest_db);
+}
+
+// 1e-10 lies between two floats; the upper one is divided by.
+TEST(InverseKernels, CompareTheEnvelopeInDoublePrecision) {
+  constexpr float kUpper = 1e-10f;
+  static_assert(static_cast<double>(kUpper) > 1e-10);
+  std::vector<float> envelopes;
+  for (const float envelope : {0.0f, std::nextafter(kUpper, 0.0f), kUpper, 1e-9f, 1.5f}) {
+    envelopes.insert(envelopes.end(), 37, envelope);
+  }
+  const std::vector<float> signal = Noise(envelopes.size());
+  std::vector<float> expected = signal;
+  for (std::size_t i = 0; i < signal.size(); ++i) {
+    if (static_cast<double>(envelopes[i]) > 1e-10) expected[i] /= envelopes[i];
+  }
+  for (const Simd::Level level : Simd::SupportedLevels()) {
+    const auto& kernels = Simd::KernelsFor<InverseKernels>(level);
+    std::vector<float> each = signal, blocks = signal;
+    kernels.divide(each.data(), envelopes.data(), each.size());
+    for (std::size_t i = 0; i < blocks.size(); i += 37) kernels.divide_by_constant(&blocks[i], envelopes[i], 37);
+    EXPECT_TRUE(SameBits(each, expected)) << Simd::LevelName(level);
+    EXPECT_TRUE(SameBits(blocks, expected)) << Simd::LevelName(level);
+  }
 }
 
 TEST(InverseChecks, SpeakInOrder) {
