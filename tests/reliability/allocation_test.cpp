@@ -13,12 +13,6 @@ namespace {
 constexpr int kOutOfMemory = -5;
 constexpr int kMaxPoints = 64;  // more than any call allocates, in both ways of failing together
 
-std::uint64_t Hash(const std::vector<std::uint32_t>& bits) {
-  std::uint64_t hash = 14695981039346656037u;
-  for (const std::uint32_t word : bits) hash = (hash ^ word) * 1099511628211u;
-  return hash;
-}
-
 struct Outcome {
   int status;
   std::uint64_t bits;

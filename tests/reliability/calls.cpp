@@ -5,6 +5,8 @@
 #include <bit>
 #include <cmath>
 #include <cstring>
+#include <iterator>
+#include <limits>
 #include <numeric>
 #include <tuple>
 #include <type_traits>
@@ -144,7 +146,8 @@ std::vector<Export> DescribeAll() {
                  const double weights = Length(mel_n) * Length(freq_n);
                  return Extent{{weights}, weights};
                },
-               {{33, 0.0f, 8000.0f, 5, 16000, 1, 1}, {65, 20.0f, 4000.0f, 9, 8000, 0, 0}}, {1, 0, 0, 0, 0, 0, 0},
+               {{33, 0.0f, 8000.0f, 5, 16000, 1, 1}, {65, 20.0f, 4000.0f, 9, 8000, 0, 0}, {12, 50.0f, 950.0f, 4, 2100, 1, 0}},
+               {1, 0, 0, 0, 0, 0, 0},
                kNoMemory),
       Describe("GetMelSpectrogram", kelvoAudioGetMelSpectrogram,
                [](int sample_n, int, int fft_n, int hop_n, int win_n, int, int max_frame_n, int, float, int, float,
@@ -220,7 +223,21 @@ const std::vector<float>& Pattern(Content content) {
     for (float& value : scaled) value *= 0x1p-127f;
     return scaled;
   }();
-  return content == Content::noise ? noise : content == Content::tiny_noise ? tiny : sentinels;
+  static const std::vector<float> mixed = [] {
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
+    constexpr float kSpecial[]{-0.0f, 0x1p-149f, 0.0f, 0x1.fffffep127f, kInfinity, -0.0f, -kInfinity, NAN};
+    constexpr std::size_t kStep = 19;
+    std::vector<float> values = noise;
+    for (std::size_t i = 4; i < values.size(); i += kStep) values[i] = kSpecial[i / kStep % std::size(kSpecial)];
+    return values;
+  }();
+  switch (content) {
+    case Content::noise: return noise;
+    case Content::tiny_noise: return tiny;
+    case Content::mixed_noise: return mixed;
+    case Content::sentinels: break;
+  }
+  return sentinels;
 }
 
 void Fill(float* first, std::size_t count, Content content) {
@@ -256,6 +273,12 @@ std::span<const Export> Exports() {
 std::string NameOf(const testing::TestParamInfo<Export>& info) { return info.param.name; }
 void PrintTo(const Export& subject, std::ostream* out) { *out << subject.name; }
 
+std::uint64_t Hash(std::span<const std::uint32_t> bits, std::uint64_t seed) {
+  std::uint64_t hash = seed ^ 14695981039346656037u;
+  for (const std::uint32_t word : bits) hash = (hash ^ word) * 1099511628211u;
+  return hash;
+}
+
 bool CallArrays::Prepare(const Export& subject, const Scalars& scalars, Placement placement) {
   subject_ = &subject;
   arrays_.clear();
@@ -271,9 +294,7 @@ bool CallArrays::Prepare(const Export& subject, const Scalars& scalars, Placemen
     const std::size_t room = length + placement.offset;
     float* const begin = placement.at_end ? memory_[i]->AtEnd(room) : memory_[i]->AtStart();
     float* const first = placement.at_end ? begin : begin + placement.offset;
-    const Content content = !is_input                   ? Content::sentinels
-                            : placement.has_tiny_inputs ? Content::tiny_noise
-                                                        : Content::noise;
+    const Content content = is_input ? placement.inputs : Content::sentinels;
     arrays_.push_back({subject.arrays[i], length, first, placement.offset, placement.at_end, content});
     pointers_.push_back(first);
     Fill(first, length, content);

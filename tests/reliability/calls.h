@@ -25,8 +25,8 @@ struct Extent {
   double operations;            // roughly, tables included
 };
 
-// What an array holds before a call.
-enum class Content { noise, tiny_noise, sentinels };
+// What an array holds before a call: noise, noise below the smallest normal float, noise with all special values in it.
+enum class Content { noise, tiny_noise, mixed_noise, sentinels };
 
 enum class Role { input, output, optional_state };
 
@@ -50,10 +50,13 @@ std::span<const Export> Exports();
 std::string NameOf(const testing::TestParamInfo<Export>& info);
 void PrintTo(const Export& subject, std::ostream* out);
 
+// FNV-1a, word by word.
+std::uint64_t Hash(std::span<const std::uint32_t> bits, std::uint64_t seed = 0);
+
 struct Placement {
   bool at_end = true;      // flush against the unmapped page behind the array, or else before it
   std::size_t offset = 0;  // elements between the page and the array
-  bool has_tiny_inputs = false;  // below the smallest normal float
+  Content inputs = Content::noise;
 };
 
 // The arrays of one call, each of exactly its documented length between unmapped pages. Inputs hold noise, outputs a

@@ -38,8 +38,8 @@ TEST_P(HostEnvironment, ChangesNothingAndIsNotChanged) {
     // A table that is built in the host's environment must be the one that others find right.
     if (subject.UsesCache()) settings.push_back(subject.FreshSettings(fresh++));
     for (const Scalars& scalars : settings) {
-      for (const bool has_tiny_inputs : {true, false}) {
-        const Placement placement{.has_tiny_inputs = has_tiny_inputs};
+      for (const Content inputs : {Content::tiny_noise, Content::noise}) {
+        const Placement placement{.inputs = inputs};
         ASSERT_TRUE(arrays.Prepare(subject, scalars, placement));
         const Outcome outcome = CallIn(state, arrays, scalars);
         const std::vector<std::uint32_t> bits = arrays.OutputBits();
