@@ -204,21 +204,8 @@ TEST(FftExportTest, RoundTripInPlaceIsHermitian) {
   }
 }
 
-TEST(FftExportTest, RefusesImpossibleLengthsBeforeTouchingAnything) {
-  std::vector<float> dst(4, 7.0f);
-  const std::vector<float> src(4, 1.0f);
-  for (const auto transform : {kelvoAudioFFT, kelvoAudioIFFT}) {
-    EXPECT_EQ(transform(nullptr, src.data(), 0), KELVO_AUDIO_STATUS_BAD_ARGUMENT);
-    EXPECT_EQ(transform(dst.data(), nullptr, 4), KELVO_AUDIO_STATUS_BAD_ARGUMENT);
-    for (const int n : {0, -1, INT32_MIN}) {
-      EXPECT_EQ(transform(dst.data(), src.data(), n), KELVO_AUDIO_STATUS_BAD_ARGUMENT) << n;
-    }
-    for (const int n : {1 << 28, 1 << 29, 1 << 30, (1 << 30) + 1, INT32_MAX}) {
-      EXPECT_EQ(transform(dst.data(), src.data(), n), KELVO_AUDIO_STATUS_UNEXPECTED_ERROR) << n;
-    }
-  }
-  EXPECT_EQ(dst, std::vector<float>(4, 7.0f));
-  EXPECT_EQ(Support::MessageOf([] { CheckFft(0); }), "Invalid fft_n size.");
+TEST(FftChecks, NameTheLength) {
+  for (const int bad : {0, -1, INT32_MIN}) EXPECT_EQ(Support::MessageOf([=] { CheckFft(bad); }), "Invalid fft_n size.");
 }
 
 TEST(FftPlanCacheTest, SharesPlansAndRefusesWhatIsNoLength) {

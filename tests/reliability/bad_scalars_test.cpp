@@ -53,9 +53,7 @@ class BadScalars : public testing::TestWithParam<Export> {
     ++call_n_;
     const bool is_documented = std::ranges::find(subject.statuses, status) != subject.statuses.end();
     if (is_documented && arrays_.AreInputsIntact() && (status == 0 || arrays_.AreOutputsIntact())) return;
-    std::string text;
-    for (const Scalar& scalar : scalars) std::visit([&](auto value) { text += std::to_string(value) + " "; }, scalar);
-    ADD_FAILURE() << "status " << status << " with " << text;
+    ADD_FAILURE() << "status " << status << " with " << TextOf(scalars);
   }
 
   CallArrays arrays_;
@@ -121,8 +119,10 @@ const Impossible kImpossible[]{
     {"FFT", {1 << 28}, -128},
     {"FFT", {1 << 29}, -128},
     {"FFT", {1 << 30}, -128},
+    {"FFT", {(1 << 30) + 1}, -128},
     {"FFT", {INT_MAX}, -128},
     {"IFFT", {1 << 28}, -128},
+    {"IFFT", {(1 << 30) + 1}, -128},
     {"IFFT", {INT_MAX}, -128},
     // Just below the limits the sizes are possible, and it is memory that is missing.
     {"FFT", {1 << 27}, -5},
@@ -134,15 +134,19 @@ const Impossible kImpossible[]{
     {"GetSpectrogram", {INT_MAX, 1 << 27, 1, 1, 1, 1, 1, 0.0f, 0}, -5},
     {"GetMelSpectrogram", {1, 1, 1 << 28, 1, 1, 1, 1, 0, 2.0f, 0, 0.0f, 1.0f, 1, 0, 0}, -128},
     {"GetMelSpectrogram", {1, 1, INT_MAX, 1, 1, 1, 1, 0, 2.0f, 0, 0.0f, 1.0f, 1, 0, 0}, -128},
-    // Transforms of 2^28, 2^30, 2^31 - 2 and of a length that wraps round.
+    // Transforms of 2^28 to 2^30, 2^31 - 2 and of a length that wraps round; of none, and shorter than the window.
     {"GetInverseSpectrogram", {1, (1 << 27) + 1, 1, 1, 1, 1, 0, 0}, -128},
+    {"GetInverseSpectrogram", {1, (1 << 28) + 1, 1, 1, 1, 1, 0, 0}, -128},
     {"GetInverseSpectrogram", {1, (1 << 29) + 1, 1, 1, 1, 1, 0, 0}, -128},
     {"GetInverseSpectrogram", {1, 1 << 30, 1, 1, 1, 1, 0, 0}, -128},
     {"GetInverseSpectrogram", {1, (1 << 30) + 1, 1, 1, 1, 1, 0, 0}, -1},
     {"GetInverseSpectrogram", {1, INT_MAX, 1, 1, 1, 1, 0, 0}, -1},
+    {"GetInverseSpectrogram", {1, 1, 1, 1, 1, 4, 0, 0}, -1},
+    {"GetInverseSpectrogram", {1, 3, 1, 5, 1, 4, 0, 0}, -1},
     // Signals of 2^32 + 2 samples, which wrap round to 2, and of 2^31.
     {"GetInverseSpectrogram", {65537, 2, 65536, 2, 1, 1, 0, 0}, -128},
     {"GetInverseSpectrogram", {3, 2, (1 << 30) - 1, 2, 1, 1, 0, 0}, -128},
+    {"GetInverseSpectrogram", {2, 2, INT_MAX - 1, 2, 1, 1, 0, 0}, -128},
     {"GetInverseSpectrogram", {INT_MAX, 2, INT_MAX, 2, 1, 1, 1, 0}, -128},
     // Without a frame there is nothing to do and no table to build, however long the transform.
     {"GetSpectrogram", {600, 601, 16, 599, 1, 40, 0, 0.0f, 1}, 0},
@@ -173,7 +177,7 @@ TEST(ImpossibleSizes, FailWithoutATrace) {
   CallArrays arrays;
   for (const Impossible& row : kImpossible) {
     const AllocationFailures failures(0, 0, kMostBytes);
-    EXPECT_EQ(Complaint(row, arrays), nullptr) << row.name << ", row " << &row - kImpossible;
+    EXPECT_EQ(Complaint(row, arrays), nullptr) << row.name << " with " << TextOf(row.scalars);
   }
 }
 
@@ -192,7 +196,9 @@ TEST(ImpossibleSizes, FailWithoutATraceWhereTheAddressSpaceIsExhausted) {
   };
   ASSERT_EQ(RunInChild(work, 60), 0);
   // The texts lie at the same addresses in both processes.
-  for (std::size_t i = 0; i < kRowN; ++i) EXPECT_EQ(complaints[i], nullptr) << kImpossible[i].name << ", row " << i;
+  for (std::size_t i = 0; i < kRowN; ++i) {
+    EXPECT_EQ(complaints[i], nullptr) << kImpossible[i].name << " with " << TextOf(kImpossible[i].scalars);
+  }
 }
 
 }  // namespace

@@ -273,6 +273,14 @@ std::span<const Export> Exports() {
 std::string NameOf(const testing::TestParamInfo<Export>& info) { return info.param.name; }
 void PrintTo(const Export& subject, std::ostream* out) { *out << subject.name; }
 
+std::string TextOf(const Scalars& scalars) {
+  std::string text;
+  for (const Scalar& scalar : scalars) {
+    std::visit([&](auto value) { text += std::to_string(value) + " "; }, scalar);
+  }
+  return text;
+}
+
 std::uint64_t Hash(std::span<const std::uint32_t> bits, std::uint64_t seed) {
   std::uint64_t hash = seed ^ 14695981039346656037u;
   for (const std::uint32_t word : bits) hash = (hash ^ word) * 1099511628211u;

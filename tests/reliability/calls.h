@@ -49,6 +49,7 @@ std::span<const Export> Exports();
 // For tests that take an export as their parameter.
 std::string NameOf(const testing::TestParamInfo<Export>& info);
 void PrintTo(const Export& subject, std::ostream* out);
+std::string TextOf(const Scalars& scalars);
 
 // FNV-1a, word by word.
 std::uint64_t Hash(std::span<const std::uint32_t> bits, std::uint64_t seed = 0);

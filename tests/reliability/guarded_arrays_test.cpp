@@ -48,14 +48,6 @@ void ExpectSameResultEverywhere(CallArrays& arrays, const Export& subject, const
   }
 }
 
-std::string Describe(const Scalars& scalars) {
-  std::string text;
-  for (const Scalar& scalar : scalars) {
-    std::visit([&](auto value) { text += std::to_string(value) + " "; }, scalar);
-  }
-  return text;
-}
-
 TEST_P(GuardedArrays, AreKeptToAtEveryCount) {
   constexpr int kMaxCount = 130;
   const Export& subject = GetParam();
@@ -66,7 +58,7 @@ TEST_P(GuardedArrays, AreKeptToAtEveryCount) {
       if (std::holds_alternative<float>(scalars[i])) continue;
       for (int count = 1; count <= kMaxCount; ++count) {
         scalars[i] = count;
-        SCOPED_TRACE(Describe(scalars));
+        SCOPED_TRACE(TextOf(scalars));
         ExpectSameResultEverywhere(arrays, subject, scalars);
         if (HasFailure()) return;
       }
@@ -106,6 +98,22 @@ TEST_P(GuardedArrays, MayNotBeNull) {
       EXPECT_EQ(arrays.Call(scalars), -1);
       EXPECT_TRUE(arrays.AreOutputsIntact());
     }
+  }
+}
+
+// Where -1 is no value like any other, each parameter is checked.
+TEST_P(GuardedArrays, RefuseMinusOne) {
+  const Export& subject = GetParam();
+  const std::string pad_value = "FixFrameLen", top_db = "ConvertPowerToDB", zi_n = "LinerFilter";
+  CallArrays arrays;
+  for (std::size_t i = 0; i < subject.settings.front().size(); ++i) {
+    Scalars scalars = subject.settings.front();
+    std::visit([](auto& value) { value = -1; }, scalars[i]);
+    const bool is_last = i + 1 == scalars.size();
+    const bool is_good = is_last && (subject.name == pad_value || subject.name == top_db || subject.name == zi_n);
+    ASSERT_TRUE(arrays.Prepare(subject, scalars));
+    EXPECT_EQ(arrays.Call(scalars), is_good ? 0 : -1) << "parameter " << i;
+    EXPECT_TRUE(is_good || arrays.AreOutputsIntact());
   }
 }
 
