@@ -41,17 +41,6 @@ TEST(Window, StartsAtExactValues) {
   EXPECT_EQ(WindowCache::Get().GetWindow(4, 1)[2], 1.0f);
 }
 
-TEST(WindowCache, KeepsOneTablePerLengthAndType) {
-  WindowCache& cache = WindowCache::Get();
-  const std::vector<float>* hann = &cache.GetWindow(37, 1);
-  const std::vector<float>* hamming = &cache.GetWindow(37, 2);
-  EXPECT_NE(hann, hamming);
-  for (int win_n = 1; win_n < 100; ++win_n) cache.GetWindow(win_n, 1);
-  EXPECT_EQ(&cache.GetWindow(37, 1), hann);
-  EXPECT_EQ(&cache.GetWindow(37, 2), hamming);
-  EXPECT_EQ(&cache.GetWindow(37, 0), hann) << "every type but Hamming is Hann";
-}
-
 TEST(WindowExport, ChecksInOrderThenCopies) {
   EXPECT_EQ(MessageOf([] { CheckWindow(0, 0); }), "Invalid window_n size.");
   EXPECT_EQ(MessageOf([] { CheckWindow(1, 3); }), "Invalid win_type format.");
