@@ -61,9 +61,8 @@ Export Describe(const char* name, int (*function)(P...), Measure, std::vector<Sc
   result.extent = [](const Scalars& scalars) {
     return std::apply(Measure{}, TakeAll<ScalarTuple>::From({}, scalars));
   };
-  result.address = reinterpret_cast<void (*)()>(function);
-  result.call = [](void (*address)(), std::span<void* const> arrays, const Scalars& scalars) {
-    return std::apply(reinterpret_cast<int (*)(P...)>(address), TakeAll<std::tuple<P...>>::From(arrays, scalars));
+  result.call = [function](std::span<void* const> arrays, const Scalars& scalars) {
+    return std::apply(function, TakeAll<std::tuple<P...>>::From(arrays, scalars));
   };
   return result;
 }
@@ -309,6 +308,14 @@ bool CallArrays::Prepare(const Export& subject, const Scalars& scalars, Placemen
     Fill(Gap(arrays_.back()), placement.offset, Content::sentinels);
   }
   return true;
+}
+
+int CallArrays::CheckedCall(const Scalars& scalars) const {
+  const int status = Call(scalars);
+  const bool is_documented = std::ranges::find(subject_->statuses, status) != subject_->statuses.end();
+  EXPECT_TRUE(is_documented && AreInputsIntact() && (status == 0 || AreOutputsIntact()))
+      << "status " << status << " with " << TextOf(scalars);
+  return status;
 }
 
 bool CallArrays::AreInputsIntact() const {

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -37,8 +38,7 @@ struct Export {
   std::vector<int> key_step;        // added to the typical scalars to ask for tables never asked for; empty without any
   std::vector<int> statuses;        // that are documented
   Extent (*extent)(const Scalars&);
-  void (*address)();
-  int (*call)(void (*address)(), std::span<void* const> arrays, const Scalars&);
+  std::function<int(std::span<void* const> arrays, const Scalars&)> call;
 
   bool UsesCache() const { return !key_step.empty(); }
   // The typical scalars moved by `index` steps: for each index a set of tables of its own.
@@ -71,8 +71,9 @@ class CallArrays {
   std::span<void* const> Pointers() const { return pointers_; }
   void SetNull(std::size_t index) { pointers_[index] = nullptr; }
 
-  int Call(const Scalars& scalars) const { return Call(scalars, subject_->address); }
-  int Call(const Scalars& scalars, void (*address)()) const { return subject_->call(address, pointers_, scalars); }
+  int Call(const Scalars& scalars) const { return subject_->call(pointers_, scalars); }
+  // Expects what holds for every call: a documented status, inputs as they were, outputs too if it failed.
+  int CheckedCall(const Scalars& scalars) const;
 
   // All inputs, and all that lies around the arrays, are as they were.
   bool AreInputsIntact() const;
