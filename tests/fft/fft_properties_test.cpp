@@ -78,7 +78,7 @@ TEST(FftProperties, HoldAtEveryLength) {
   std::vector<std::size_t> lengths;
   for (std::size_t n = 1; n <= 2048; n += Reliability::kIsSanitized && n > 64 ? 61 : 1) lengths.push_back(n);
   // Indices and their products leave 16, 24 and 32 bits.
-  lengths.insert(lengths.end(), {46340, 46341, 65535, 131072, 1048575, 1048576});
+  if (!Reliability::kIsSanitized) lengths.insert(lengths.end(), {46340, 46341, 65535, 131072, 1048575, 1048576});
   ExpectProperties(lengths);
 }
 
