@@ -24,8 +24,8 @@ def read_wav(path: str) -> tuple[np.ndarray, int]:
 def main(recording: str, features: str | None = None) -> None:
     signal, rate = read_wav(recording)
     if rate != MODEL_RATE:
-        signal = kelvo_audio.resample(signal, rate, MODEL_RATE)
-    log_mel = kelvo_audio.power_to_db(kelvo_audio.mel_spectrogram(signal, MODEL_RATE))
+        signal = kelvo_audio.resample(signal, dst_sample_rate=MODEL_RATE, src_sample_rate=rate)
+    log_mel = kelvo_audio.power_to_db(kelvo_audio.mel_spectrogram(signal, sample_rate=MODEL_RATE))
     print(f"{log_mel.shape[0]} bands x {log_mel.shape[1]} frames, {log_mel.min():.1f} to {log_mel.max():.1f} dB")
     if features:
         np.save(features, log_mel)

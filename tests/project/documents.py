@@ -10,9 +10,10 @@ from pathlib import Path
 CITATION = re.compile(r"\[((?:[A-Z][\w'. ]+ \d{4}(?:, |(?=\])))+)\]")
 
 project = Path(sys.argv[1])
-code = [path for folder in ("include", "src", "examples") for path in (project / folder).rglob("*.*")
+code = [path for folder in ("include", "src", "examples", "python") for path in (project / folder).rglob("*.*")
         if path.suffix in (".h", ".cpp", ".py")]
-documents = [project / "README.md", *(project / "docs").glob("*.md"), *(project / "examples").rglob("*.md")]
+documents = [project / "README.md", *(project / "docs").glob("*.md"), *(project / "examples").rglob("*.md"),
+             project / "python/README.md"]
 entries = re.findall(r"^- \*\*(.+?)\*\*", (project / "docs/references.md").read_text(), re.M)
 faults = [f"docs/references.md: {key} stands twice" for key in entries if entries.count(key) > 1]
 

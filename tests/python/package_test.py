@@ -1,0 +1,241 @@
+"""The Python package over the built library: agreement with the header, values, errors, and the samples.
+
+Usage: package_test.py PROJECT, with the package in PYTHONPATH and KELVO_AUDIO_LIBRARY set
+"""
+import inspect
+import random
+import re
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+import unittest
+import wave
+from pathlib import Path
+
+import numpy as np
+
+import kelvo_audio as ka
+from kelvo_audio import _checks, _library
+
+PROJECT = Path(sys.argv[1])
+HEADER = (PROJECT / "include/kelvo_audio.h").read_text()
+SIGNAL = np.random.default_rng(1).standard_normal(16000).astype(np.float32)
+SINE = np.sin(2 * np.pi * 440 * np.arange(16000) / 16000).astype(np.float32)
+FUNCTIONS = {name: getattr(ka, name) for name in ka.__all__ if inspect.isfunction(getattr(ka, name))}
+SECTIONS = [[0.25, 0.5, 0.25, 1, -0.5, 0.1], [0.5, -0.5, 0, 2, 0.3, 0]]
+
+
+def noise_db(signal, copy):
+    return 20 * np.log10(np.linalg.norm(np.subtract(signal, copy, dtype=complex)) / np.linalg.norm(signal))
+
+
+class Header(unittest.TestCase):
+    def test_parameter_types(self):
+        declared = {}
+        for name, parameters in re.findall(r"^KELVO_AUDIO_API int (\w+)\((.*?)\);", HEADER, re.M | re.S):
+            letters = ["p" if "*" in each else each.split()[0][0] for each in parameters.split(",")]
+            declared[name] = "".join(letters)
+        self.assertEqual(_library.EXPORTS, declared)
+
+    def test_modes(self):
+        prefixes = {ka.Window: "WINDOW", ka.Center: "CENTER", ka.Norm: "NORM", ka.MelNorm: "MEL_NORM",
+                    ka.MelFormula: "MEL", ka.Phase: "PHASE", ka.Pad: "PAD"}
+        here = {f"KELVO_AUDIO_{prefix}_{each.name}": each.value for modes, prefix in prefixes.items() for each in modes}
+        there = {name: int(value) for name, value in re.findall(r"(KELVO_AUDIO_\w+) = (-?\d+)", HEADER)
+                 if "STATUS" not in name}
+        self.assertEqual(here, there)
+
+    def test_parameter_names(self):
+        declared = set(re.findall(r"(\w+)(?:,|\);)", " ".join(re.findall(r"^KELVO_AUDIO_API[^;]*;", HEADER, re.M))))
+        for name, function in FUNCTIONS.items():
+            self.assertEqual(set(inspect.signature(function).parameters) - declared - {"sos"}, set(), name)
+
+
+class Values(unittest.TestCase):
+    def test_against_numpy(self):
+        window = 0.5 - 0.5 * np.cos(2 * np.pi * np.arange(512) / 512)
+        bins = ka.spectrogram(SIGNAL, fft_n=512, hop_n=128)
+        bank = ka.mel_filter_bank(freq_n=257, mel_n=40)
+        power = ka.spectrogram(SIGNAL, fft_n=512, hop_n=128, power=2)
+        magnitude, phase = ka.mag_phase(bins)
+        step = ka.lfilter([0.5, 0.5], [1, -0.5], np.ones(100))
+        for name, expected, got, limit_db in (
+            ("fft", np.fft.fft(SIGNAL[:1000]), ka.fft(SIGNAL[:1000]), -130),
+            ("ifft", np.fft.ifft(bins[:, 9]), ka.ifft(bins[:, 9]), -130),
+            ("get_window", window, ka.get_window(512), -140),
+            ("spectrogram", np.fft.rfft(SIGNAL[128 * 50 - 256 : 128 * 50 + 256] * window), bins[:, 50], -130),
+            ("power", np.abs(bins) ** 2, power, -130),
+            ("complex_norm", np.abs(bins), ka.complex_norm(bins), -130),
+            ("mag_phase", bins, magnitude * phase, -130),
+            ("angle", np.angle(bins), ka.mag_phase(bins, phase_form=ka.Phase.ANGLE)[1], -130),
+            ("convert_to_mel", bank @ power, ka.convert_to_mel(power, bank), -120),
+            ("inverse_spectrogram", SIGNAL, ka.inverse_spectrogram(bins, hop_n=128), -120),
+            ("log1p", np.log1p(SIGNAL ** 2), ka.log1p(SIGNAL ** 2), -140),
+            ("standardize", (SIGNAL - SIGNAL.mean()) / SIGNAL.std(), ka.standardize(SIGNAL), -110),
+            ("lfilter", 2 - 1.5 * 0.5 ** np.arange(100.0), step, -130),
+            ("filtfilt", SINE[20:-20] * np.cos(np.pi * 440 / 16000) ** 4,
+             ka.filtfilt([0.25, 0.5, 0.25], [1], SINE)[20:-20], -120),
+        ):
+            with self.subTest(name):
+                self.assertEqual(got.shape, expected.shape)
+                self.assertLess(noise_db(expected, got), limit_db)
+        np.testing.assert_array_equal(ka.mel_spectrogram(SIGNAL, fft_n=512, hop_n=128, mel_n=40),
+                                      ka.convert_to_mel(power, bank))
+
+    def test_shapes_and_types(self):
+        bins, short = ka.spectrogram(SIGNAL), SIGNAL[:399]
+        for got, shape, dtype in (
+            (bins, (201, 101), np.complex64),
+            (ka.spectrogram(SIGNAL, power=1), (201, 101), np.float32),
+            (ka.spectrogram(SIGNAL, max_frame_n=7, center=ka.Center.NONE), (201, 7), np.complex64),
+            (ka.spectrogram(short), (201, 0), np.complex64),
+            (ka.mel_spectrogram(short, mel_n=np.int64(64)), (64, 0), np.float32),
+            (ka.mel_spectrogram(SIGNAL, hop_n=0, max_frame_n=3), (80, 3), np.float32),
+            (ka.inverse_spectrogram(bins[:, :1]), (0,), np.float32),
+            (ka.inverse_spectrogram(bins, max_sample_n=20000), (20000,), np.float32),
+            (ka.fix_frame_len(bins, 120), (201, 120), np.complex64),
+            (ka.fix_frame_len(bins.real, 90, -1), (201, 90), np.float32),
+            (ka.power_to_db(np.ones((2, 3, 4))), (2, 3, 4), np.float32),
+            (ka.lfilter_zi([1], [1]), (0,), np.float32),
+            (ka.sosfilt_zi(SECTIONS), (2, 2), np.float32),
+            (ka.resample(SIGNAL, dst_sample_rate=16000, src_sample_rate=44100), (5805,), np.float32),
+        ):
+            with self.subTest(shape=shape):
+                self.assertEqual((got.shape, got.dtype), (shape, dtype))
+                self.assertTrue(got.flags.c_contiguous)
+        self.assertEqual(ka.sample_len(101), 16000)
+        silence = np.zeros(16000)
+        self.assertEqual(ka.non_silent_pos(np.concatenate((silence, SINE, silence)), hop_n=500), (15000, 18500))
+
+    def test_layouts_give_the_same_result(self):
+        strided = np.stack((SIGNAL, SIGNAL), axis=1)[:, 0]
+        unaligned = np.frombuffer(b"-" + SIGNAL.tobytes(), np.float32, offset=1)
+        read_only = np.frombuffer(SIGNAL.tobytes(), np.float32)
+        for same in (strided, unaligned, read_only, SIGNAL.astype(">f4"), SIGNAL.astype(float), SIGNAL.tolist()):
+            np.testing.assert_array_equal(ka.mel_spectrogram(same), ka.mel_spectrogram(SIGNAL))
+        self.assertIs(_checks.floats("src", read_only), read_only)
+        self.assertTrue(_checks.floats("src", unaligned).flags.aligned)
+
+    def test_carried_state(self):
+        zi = ka.sosfilt_zi(SECTIONS) * SIGNAL[0]
+        first, state = ka.sosfilt(SECTIONS, SIGNAL[:777], zi)
+        second, state = ka.sosfilt(SECTIONS, SIGNAL[777:], state)
+        whole, last = ka.sosfilt(SECTIONS, SIGNAL, zi)
+        np.testing.assert_array_equal(np.concatenate((first, second)), whole)
+        np.testing.assert_array_equal(state, last)
+        for section in SECTIONS:  # a constant stays constant, and the caller's own state untouched
+            settled = ka.lfilter_zi(section[:3], section[3:])
+            kept = settled.copy()
+            constant, _ = ka.lfilter(section[:3], section[3:], np.ones(9), settled)
+            np.testing.assert_allclose(constant, sum(section[:3]) / sum(section[3:]), rtol=1e-6)
+            np.testing.assert_array_equal(settled, kept)
+
+    def test_threads_agree(self):
+        expected, results = ka.mel_spectrogram(SIGNAL, mel_n=77), [None] * 8
+
+        def work(index):
+            results[index] = ka.mel_spectrogram(SIGNAL, mel_n=77)
+
+        threads = [threading.Thread(target=work, args=(index,)) for index in range(len(results))]
+        for thread in threads:
+            thread.start()
+        for thread in threads:
+            thread.join()
+        for result in results:
+            np.testing.assert_array_equal(result, expected)
+
+    def test_other_threads_run_during_a_call(self):
+        slow = threading.Thread(target=ka.fft, args=(np.resize(SIGNAL, 20011),))  # of prime length, hence quadratic
+        slow.start()
+        ticks = 0
+        while slow.is_alive():
+            time.sleep(0.001)
+            ticks += 1
+        # With the interpreter's lock held there would be the few before the call.
+        self.assertGreater(ticks, 30)
+
+
+class Errors(unittest.TestCase):
+    def test_name_the_argument(self):
+        bins, bank = ka.spectrogram(SIGNAL), ka.mel_filter_bank()
+        for name, kind, call in (
+            ("src", ValueError, lambda: ka.fft([])),
+            ("src", ValueError, lambda: ka.fft(np.ones((2, 2)))),
+            ("src", TypeError, lambda: ka.mel_spectrogram(bins[:, 0])),
+            ("src", TypeError, lambda: ka.log1p(["a"])),
+            ("src", ValueError, lambda: ka.inverse_spectrogram(np.ones((1, 5)))),
+            ("fft_n", TypeError, lambda: ka.spectrogram(SIGNAL, fft_n=400.0)),
+            ("fft_n", ValueError, lambda: ka.spectrogram(SIGNAL, fft_n=2**28)),
+            ("hop_n", ValueError, lambda: ka.spectrogram(SIGNAL, hop_n=-1)),
+            ("hop_n", ValueError, lambda: ka.mel_spectrogram(SIGNAL, hop_n=0)),
+            ("win_n", ValueError, lambda: ka.spectrogram(SIGNAL, win_n=401)),
+            ("win_type", ValueError, lambda: ka.get_window(5, 3)),
+            ("center", ValueError, lambda: ka.frame_len(5, center="reflect")),
+            ("max_frame_n", ValueError, lambda: ka.spectrogram(SIGNAL, max_frame_n=0)),
+            ("power", ValueError, lambda: ka.mel_spectrogram(SIGNAL, power=-1)),
+            ("power", ValueError, lambda: ka.complex_norm(bins, power=1e-50)),  # 0 in single precision
+            ("f_max", ValueError, lambda: ka.mel_filter_bank(f_min=1000, f_max=1000 + 1e-9)),
+            ("mel_n", ValueError, lambda: ka.mel_spectrogram(SIGNAL, mel_n=201)),
+            ("fb_matrix", ValueError, lambda: ka.convert_to_mel(bins.real[1:], bank)),
+            ("frame_n", ValueError, lambda: ka.sample_len(2**30, hop_n=3)),
+            ("pad_value", ValueError, lambda: ka.fix_frame_len(bins, 200, 1)),
+            ("thr_db", TypeError, lambda: ka.non_silent_pos(SIGNAL, thr_db="60")),
+            ("zi", ValueError, lambda: ka.lfilter([1, 1], [1, 1], SIGNAL, [0, 0])),
+            ("zi", ValueError, lambda: ka.sosfilt(SECTIONS, SIGNAL, np.zeros((1, 2)))),
+            ("sos", ValueError, lambda: ka.sosfiltfilt(np.ones((2, 5)), SIGNAL)),
+            ("pad_len", ValueError, lambda: ka.filtfilt([1, 1], [1], SIGNAL[:6])),
+            ("src_sample_rate", ValueError, lambda: ka.resample(SIGNAL, dst_sample_rate=1, src_sample_rate=0)),
+        ):
+            with self.subTest(name), self.assertRaisesRegex(kind, rf"\A{name}: "):
+                call()
+
+    def test_any_arguments_give_a_result_or_a_name(self):
+        """No refusal is left to the library, which could not name the argument."""
+        draw = random.Random(7)
+        arrays = [[], [1], np.ones(5), SIGNAL[:60], np.ones((1, 1)), np.ones((3, 6)), SIGNAL[:60].reshape(10, 6),
+                  np.ones((3, 10)), SIGNAL[:60].reshape(6, 10) * 1j]
+        pools = {"src n_coef d_coef zi sos fb_matrix": arrays, "center win_type phase_form mel_norm": range(-1, 5),
+                 "norm_type fft_norm_type mel_formula pad_type": range(-1, 5),
+                 "power f_min f_max thr_db top_db pad_value": [-1, 0, 1e-50, 0.5, 2, 8000, float("nan"), float("inf")]}
+        pool_of = {name: pool for names, pool in pools.items() for name in names.split()}
+        counts = [-1, 0, 1, 2, 3, 5, 8, 9, 16, 64, 2**31]
+        outcomes = {name: set() for name in FUNCTIONS}
+        for trial in range(300 * len(FUNCTIONS)):
+            name = list(FUNCTIONS)[trial % len(FUNCTIONS)]
+            parameters = inspect.signature(FUNCTIONS[name]).parameters
+            arguments = {each: draw.choice(pool_of.get(each, counts)) for each, parameter in parameters.items()
+                         if parameter.default is inspect.Parameter.empty or draw.random() < 0.5}
+            try:
+                FUNCTIONS[name](**arguments)
+                outcomes[name].add("result")
+            except (ValueError, TypeError) as error:
+                self.assertIn(str(error).split(":")[0], parameters, f"{name}({arguments}): {error}")
+                outcomes[name].add("error")
+        self.assertEqual(outcomes, {name: {"result", "error"} for name in FUNCTIONS})
+
+
+class Samples(unittest.TestCase):
+    def test_readmes(self):
+        for page in ("README.md", "python/README.md"):
+            names = {}
+            for sample in re.findall(r"^```python\n(.*?)^```", (PROJECT / page).read_text(), re.M | re.S):
+                exec(sample, names)
+            self.assertEqual(names["log_mel"].shape, (80, 101))
+
+    def test_log_mel(self):
+        with tempfile.TemporaryDirectory() as folder:
+            recording, features = f"{folder}/stereo.wav", f"{folder}/features.npy"
+            with wave.open(recording, "wb") as file:
+                file.setparams((2, 2, 8000, 0, "NONE", ""))
+                file.writeframes((np.repeat(SINE, 2) * 10000).astype("<i2").tobytes())
+            command = [sys.executable, PROJECT / "examples/python/log_mel.py", recording, features]
+            done = subprocess.run(command, capture_output=True, text=True)
+            self.assertEqual(done.stdout, "80 bands x 201 frames, -80.0 to 0.0 dB\n", done.stderr)
+            self.assertEqual(np.load(features).shape, (80, 201))
+
+
+if __name__ == "__main__":
+    np.seterr(all="ignore")  # infinities among the arguments
+    unittest.main(argv=sys.argv[:1])
