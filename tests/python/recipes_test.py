@@ -1,0 +1,77 @@
+"""docs/recipes.md: its code gives the stored values of other packages, as closely as its table says.
+
+Usage: recipes_test.py PROJECT, with the package in PYTHONPATH and KELVO_AUDIO_LIBRARY set
+"""
+import re
+import sys
+import unittest
+from pathlib import Path
+
+import numpy as np
+
+PROJECT = Path(sys.argv[1])
+sys.path.insert(0, str(PROJECT / "tests/golden"))
+import kelvo_audio as ka  # noqa: E402
+from signals import phrase, sweep  # noqa: E402
+
+PAGE = (PROJECT / "docs/recipes.md").read_text()
+GOLDEN = dict(np.load(PROJECT / "tests/golden/golden.npz"))
+ROWS = [[cell.strip(" `") for cell in row.split(" | ")] for row in re.findall(r"^\| (`.*\)` \| .*) \|$", PAGE, re.M)]
+COSTS = {call: (float(largest), float(mean)) for call, largest, mean in ROWS if re.fullmatch(r"[\d.]+", largest)}
+PARITY = {call: bound for call, _, bound in ROWS if call not in COSTS}
+
+names = {"x": sweep(), "phrase": phrase, **{name: GOLDEN.pop(name) for name in ("b", "a", "high_pass", "low_pass")}}
+for code in re.findall(r"^```python\n(.*?)^```", PAGE, re.M | re.S):
+    exec(code, names)
+
+
+class Recipes(unittest.TestCase):
+    def test_parity(self):
+        self.assertEqual(set(PARITY), set(GOLDEN))
+        for call, bound in PARITY.items():
+            with self.subTest(call):
+                expected, got = GOLDEN[call], np.asarray(eval(call, names))
+                self.assertEqual(got.shape, expected.shape)
+                difference = np.abs(got.astype(complex) - expected)
+                if bound.endswith("of the peak"):
+                    difference /= np.abs(expected).max()
+                elif bound.endswith("of each value"):
+                    # A filter that no bin lies under is 0 on both sides.
+                    difference /= np.where(expected == 0, 1, expected)
+                print(f"{call}: {difference.max():.2g}, bound {bound}")
+                self.assertLessEqual(difference.max(), float(bound.split()[0]))
+
+    def test_wrong_settings_cost_what_the_page_says(self):
+        right = names["whisper_log_mel"](names["x"])
+        self.assertGreater(len(COSTS), 5)
+        for call, (largest, mean) in COSTS.items():
+            with self.subTest(call):
+                wrong = eval(call, names)
+                frame_n = min(right.shape[1], wrong.shape[1])
+                change = np.abs(wrong[:, :frame_n] - right[:, :frame_n])
+                print(f"{call}: {change.max():.2f} {change.mean():.2f}")
+                self.assertAlmostEqual(change.max(), largest, delta=0.006)
+                self.assertAlmostEqual(change.mean(), mean, delta=0.006)
+
+    def test_resampled_lengths(self):
+        rates = (8000, 11025, 16000, 22050, 24000, 32000, 44100, 48000)
+        for src, dst in ((src, dst) for src in rates for dst in rates):
+            for sample_n in (*range(1, 50), 147, 441, 16000, 48000, 1234567):
+                exact = -(-sample_n * dst // src)  # the length of scipy.signal.resample_poly's output
+                length = ka.resample_len(sample_n, dst_sample_rate=dst, src_sample_rate=src)
+                self.assertIn(length - exact, (0, 1) if sample_n * dst % src == 0 else (0,), (src, dst, sample_n))
+
+    def test_two_zeros_complete_a_resampled_signal(self):
+        x = names["x"] + 3  # nowhere zero
+        for src, dst, zero_n in ((16000, 8000, 1), (48000, 16000, 1), (44100, 16000, 1), (16000, 32000, 2),
+                                 (16000, 48000, 4), (8000, 48000, 8)):
+            rates = {"src_sample_rate": src, "dst_sample_rate": dst}
+            plain = ka.resample(x, **rates)
+            complete = ka.resample(np.append(x, [0, 0]), **rates)[: plain.size]
+            self.assertTrue(np.all(plain[:-zero_n]) and not np.any(plain[plain.size - zero_n + 1 :]), rates)
+            self.assertTrue(np.all(complete), rates)
+            computed = plain != 0
+            np.testing.assert_array_equal(complete[computed], plain[computed])
+
+
+unittest.main(argv=sys.argv[:1])
