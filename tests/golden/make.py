@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Makes golden.npz, what other packages give for the calls that docs/recipes.md lists.
+"""Makes golden.npz, what other packages give for the calls that docs/recipes.md lists, and filters.npz, the coefficients
+of the filters that docs/filters.md lists.
 
 Usage: make.py    where Debian's python3-torchaudio and python3-scipy are installed
 
@@ -120,6 +121,14 @@ for lead, tail in ((5000, 7000), (0, 4000), (3333, 0)):
 for up, down, sample_n in ((1, 2, 1001), (3, 1, 77), (160, 441, 441), (160, 441, 5000), (320, 147, 147)):
     assert scipy.signal.resample_poly(x[:sample_n], up, down).size == -(-min(sample_n, x.size) * up // down)
 
+filters = {}
+for design in ('2, 80, "highpass", fs=16000', '4, 80, "highpass", fs=16000', '4, 80, "highpass", fs=48000',
+               '4, 500, fs=48000', '8, 500, fs=16000', '8, 500, fs=48000', '4, [300, 3400], "bandpass", fs=16000',
+               '4, 1600, fs=16000'):
+    for output in ("ba", "sos"):
+        filters[f"{output} butter({design})"] = np.array(eval(f"scipy.signal.butter({design}, output=output)"))
+
+
 def save(name, arrays):
     path = Path(__file__).with_name(name)
     np.savez_compressed(path, **arrays)
@@ -133,4 +142,5 @@ def stored(name, values):
 
 
 save("golden.npz", {name: stored(name, values) for name, values in golden.items()})
+save("filters.npz", filters)
 print(f"scipy {scipy.__version__}, torch {torch.__version__}, torchaudio {torchaudio.__version__}, numpy {np.__version__}")
