@@ -18,8 +18,15 @@ FLOAT32, COMPLEX64 = np.dtype(np.float32), np.dtype(np.complex64)
 REAL_KINDS, COMPLEX_KINDS = "fiub", "cfiub"
 
 
+def _as_array(name: str, values: ArrayLike) -> NDArray[Any]:
+    try:
+        return np.asarray(values)
+    except (TypeError, ValueError) as error:  # rows of different length, for instance
+        raise type(error)(f"{name}: {error}") from None
+
+
 def _array(name: str, values: ArrayLike, ndim: int | None, dtype: np.dtype, kinds: str) -> NDArray[Any]:
-    array = np.asarray(values)
+    array = _as_array(name, values)
     if array.dtype is not dtype or not array.flags.c_contiguous or not array.flags.aligned:
         if array.dtype.kind not in kinds:
             raise TypeError(f"{name}: expected {dtype}, got {array.dtype}")
@@ -41,6 +48,11 @@ def complexes(name: str, values: ArrayLike, ndim: int | None = 1) -> Complexes:
     return _array(name, values, ndim, COMPLEX64, COMPLEX_KINDS)
 
 
+def floats_or_complexes(name: str, values: ArrayLike, ndim: int | None = 1) -> Floats | Complexes:
+    array = _as_array(name, values)
+    return complexes(name, array, ndim) if array.dtype.kind == "c" else floats(name, array, ndim)
+
+
 def integer(name: str, value: int, least: int = 1, most: int = INT_MAX) -> int:
     try:
         number = operator.index(value)
@@ -57,6 +69,8 @@ def number(name: str, value: float) -> float:
         return ctypes.c_float(value).value
     except TypeError:
         raise TypeError(f"{name}: expected a number, got {value!r}") from None
+    except OverflowError as error:
+        raise ValueError(f"{name}: {error}") from None
 
 
 def not_negative(name: str, value: float) -> float:

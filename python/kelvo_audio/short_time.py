@@ -5,8 +5,8 @@ import ctypes
 import numpy as np
 from numpy.typing import ArrayLike
 
-from ._checks import (INT_MAX, Complexes, Floats, complexes, fft_length, floats, integer, mode, not_negative, number,
-                      window_length)
+from ._checks import (INT_MAX, Complexes, Floats, complexes, fft_length, floats, floats_or_complexes, integer, mode,
+                      not_negative, number, window_length)
 from ._library import call, library, query
 from .modes import Center, Norm, Window
 
@@ -36,8 +36,8 @@ def fix_frame_len(src: ArrayLike, dst_frame_n: int, pad_value: float = 0.0) -> F
     src      [freq_n, src_frame_n], real or complex; a complex one can be padded with 0 only
     returns  [freq_n, dst_frame_n]
     """
-    is_complex = np.iscomplexobj(src)
-    source = complexes("src", src, 2) if is_complex else floats("src", src, 2)
+    source = floats_or_complexes("src", src, 2)
+    is_complex = source.dtype == np.complex64
     freq_n, src_frame_n = source.shape
     dst_frame_n = integer("dst_frame_n", dst_frame_n, 1, INT_MAX // (freq_n * 2))
     if is_complex and pad_value != 0:
