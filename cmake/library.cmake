@@ -35,8 +35,8 @@ else()
   target_link_libraries(kelvo_audio PRIVATE ${cxx_runtime})
   # An archive has no list of exports. Linked into one object, the library can keep its other names to itself; the
   # groups of C++ templates must be dissolved first, or a program's copy would replace what is private here. Not every
-  # linker can do that; then the names stay visible.
-  if(elf AND CMAKE_OBJCOPY AND NOT KELVO_AUDIO_SANITIZE)
+  # linker can do that, and none with objects that wait for link-time optimisation; then the names stay visible.
+  if(elf AND CMAKE_OBJCOPY AND NOT KELVO_AUDIO_SANITIZE AND NOT CMAKE_INTERPROCEDURAL_OPTIMIZATION)
     execute_process(COMMAND ${CMAKE_CXX_COMPILER} -Wl,--help OUTPUT_VARIABLE linker_help ERROR_QUIET)
   endif()
   if(linker_help MATCHES "--force-group-allocation")
