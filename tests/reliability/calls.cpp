@@ -145,7 +145,9 @@ std::vector<Export> DescribeAll() {
                  const double weights = Length(mel_n) * Length(freq_n);
                  return Extent{{weights}, weights};
                },
-               {{33, 0.0f, 8000.0f, 5, 16000, 1, 1}, {65, 20.0f, 4000.0f, 9, 8000, 0, 0}, {12, 50.0f, 950.0f, 4, 2100, 1, 0}},
+               {{33, 0.0f, 8000.0f, 5, 16000, 1, 1},
+                {65, 20.0f, 4000.0f, 9, 8000, 0, 0},
+                {12, 50.0f, 950.0f, 4, 2100, 1, 0}},
                {1, 0, 0, 0, 0, 0, 0},
                kNoMemory),
       Describe("GetMelSpectrogram", kelvoAudioGetMelSpectrogram,
