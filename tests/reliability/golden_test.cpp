@@ -28,7 +28,10 @@ const std::map<std::string, std::vector<std::uint64_t>> kStored{
     {"LinerFilter", {0x8155808078b89949, 0xee6db00f5383672b, 0x793ab853af60d800}},
     {"GetLinerFilterZiCoef", {0x546c3aebffcf5bdd, 0x532660ee1090ca6e}},
     {"FilterFilter", {0x98331173436a67f8, 0xcc735a557d18d18a, 0xaddbfc9c91dd718d, 0xbc6f65abd88e451f}},
+#if defined(__GLIBC__)
+    // Its taps stay in double, so that a last bit of sin and cos may show in a sample of many.
     {"Resample", {0x984c7a5f97a233ff, 0x6ef3accf9e559f05, 0x9b0b7e05a3fb064b, 0xabb7d9adb706b698}},
+#endif
     {"GetResampleLen", {0xf90ff7434bec4c50, 0x9eb4e0f7fc8e5ddc}},
 };
 
