@@ -83,7 +83,7 @@ KELVO_INLINE void MergeEndBins(const RealTransformView& plan, const Bins& bins, 
 //     E = X[k] + conj X[h-k],  O = (X[k] - conj X[h-k]) conj w,  Z[k] = E + i O,  Z[h-k] = conj E + i conj O.
 // Without halving, the bins and their mirror images.
 template <class Placing, class Lane, class Bins, class Sink>
-KELVO_INLINE void MergeInnerBins(const RealTransformView& plan, const Bins& bins, const Sink& sink) {
+KELVO_INLINE void MergeInnerBins(RealTransformView plan, const Bins& bins, const Sink& sink) {
   constexpr std::size_t kStep = Placing::template kStep<Lane>;
   const std::size_t half_n = plan.fft_n / 2;
   const std::size_t last = plan.IsHalved() ? half_n / 2 : half_n - 1;
@@ -108,7 +108,12 @@ KELVO_INLINE void MergeInnerBins(const RealTransformView& plan, const Bins& bins
 void AddFrames(const SynthesisSettings& settings, const SpectrogramView& spectrogram, std::size_t first,
                std::size_t count, const FrameColumns& signal, float* work) {
   using Lane = Floats;
-  const RealTransformView& plan = settings.plan;
+  const RealTransformView plan = settings.plan;
+  const std::size_t begin = settings.begin;
+  const std::size_t end = settings.end;
+  const float* const gain = settings.gain;
+  float* const columns = signal.columns;
+  const unsigned* const sample_offset = signal.sample_offset;
   const auto elements = SideBySideAt<Lane>(work);
   float* const scratch = work + 2 * plan.inner.length * Lane::kSize;
   for (std::size_t t = 0; t < count; t += Lane::kSize) {
@@ -119,9 +124,9 @@ void AddFrames(const SynthesisSettings& settings, const SpectrogramView& spectro
     TransformSideBySide<Lane>(plan.inner, elements, elements, scratch);
 
     const auto add = [&](std::size_t i, Lane sample) __attribute__((always_inline)) {
-      if (i < settings.begin || i >= settings.end) return;
-      float* const at = signal.columns + signal.sample_offset[i] + t;
-      (Lane::Load(at) + sample * Lane::Broadcast(settings.gain[i - settings.begin])).Store(at);
+      if (i < begin || i >= end) return;
+      float* const at = columns + sample_offset[i] + t;
+      (Lane::Load(at) + sample * Lane::Broadcast(gain[i - begin])).Store(at);
     };
     // From the last sample to the first: two samples that fall on the same column come from different frames, and the
     // later sample from the earlier frame.
