@@ -9,7 +9,7 @@ install_missing g++ clang clang-tidy cppcheck cmake make binutils libgtest-dev p
   pkg-config libsndfile1-dev libcairo2-dev doxygen
 
 presets=("$@")
-[ ${#presets[@]} -gt 0 ] || presets=(release asan tsan lowest clang)
+[ ${#presets[@]} -gt 0 ] || presets=(release asan tsan clang)
 
 for preset in "${presets[@]}"; do
   echo "== building $preset"
