@@ -38,6 +38,13 @@ if(KELVO_AUDIO_MAX_LEVEL)
   list(SUBLIST kelvo_levels 0 ${level_n} kelvo_levels)
 endif()
 
+# Inlined to the last call, kernels take minutes to compile with every check at full optimisation. They read and write
+# vectors by memcpy, so the checks left out here have nothing to find that an address check would not. Options of a
+# library linked last stand last, where they undo others.
+add_library(kelvo_fewer_checks INTERFACE)
+target_compile_options(kelvo_fewer_checks INTERFACE
+                       -fno-sanitize=null,alignment,object-size,vptr,pointer-overflow,bounds)
+
 # kelvo_add_kernels(SOURCES): compiles the sources once per level and adds the objects to the library's.
 function(kelvo_add_kernels)
   foreach(level IN LISTS kelvo_levels)
@@ -48,9 +55,8 @@ function(kelvo_add_kernels)
     # -Wno-psabi: vectors are passed between functions only where those are inlined.
     target_compile_options(${target} PRIVATE ${kelvo_flags_${level}} -fno-math-errno -Wno-psabi)
     if(KELVO_AUDIO_SANITIZE)
-      # Inlined to the last call, kernels take minutes to compile with every check at full optimisation. They read and
-      # write vectors by memcpy, so the checks left out here have nothing to find that an address check would not.
-      target_compile_options(${target} PRIVATE -O1 -g1 -fno-sanitize=null,alignment,object-size,vptr)
+      target_compile_options(${target} PRIVATE -O1 -g1)
+      target_link_libraries(${target} PRIVATE kelvo_fewer_checks)
     endif()
     target_sources(kelvo_audio_internal PRIVATE $<TARGET_OBJECTS:${target}>)
     target_sources(kelvo_audio PRIVATE $<TARGET_OBJECTS:${target}>)
