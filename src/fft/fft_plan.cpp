@@ -86,14 +86,13 @@ bool IsHalved(std::size_t fft_n) { return fft_n % 2 == 0 && fft_n > 16; }
 
 }  // namespace
 
-bool IsPowerOfTwo(int n) { return n >= 1 && (n & (n - 1)) == 0; }
-
 void CheckPlanLength(int fft_n) { Api::FailIf(fft_n < 1, "Invalid value of fft points."); }
 
 void CheckPlanSize(int fft_n) {
   constexpr int kTooLongPowerOfTwo = 1 << 28;
   constexpr int kTooLong = 1 << 30;
-  if (fft_n >= kTooLong || (IsPowerOfTwo(fft_n) && fft_n >= kTooLongPowerOfTwo)) {
+  const auto is_power_of_two = [&] { return (fft_n & (fft_n - 1)) == 0; };
+  if (fft_n >= kTooLong || (fft_n >= kTooLongPowerOfTwo && is_power_of_two())) {
     throw std::length_error("vector too long");
   }
 }

@@ -10,8 +10,6 @@
 
 namespace kelvo::Fft {
 
-bool IsPowerOfTwo(int n);
-
 // Fails with KelvoInvalidArgument for a length below 1.
 void CheckPlanLength(int fft_n);
 

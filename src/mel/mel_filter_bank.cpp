@@ -62,12 +62,12 @@ std::size_t SkipZeros(std::span<const float> row) {
   return k;
 }
 
-// The end of a row without the zeros that close it.
+// The end of a row without the zeros that close it. Not all of it may be zeros.
 std::size_t SkipZerosBackward(std::span<const float> row) {
   constexpr std::size_t kGroup = 16;
   std::size_t end = row.size();
   while (end >= kGroup && SkipZeros(row.subspan(end - kGroup, kGroup)) == kGroup) end -= kGroup;
-  while (end > 0 && row[end - 1] == 0.0f) --end;
+  while (row[end - 1] == 0.0f) --end;
   return end;
 }
 

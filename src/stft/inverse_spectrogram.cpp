@@ -128,9 +128,8 @@ void Synthesis::RunSideBySide() {
     const std::size_t complete_n = is_last ? count + shared_n : count;
     DivideColumns(first, complete_n);
     DeliverColumns(first, complete_n);
-    if (is_last) break;
     // The columns that the next frames still add to move to the front.
-    for (std::size_t r = 0; r < blocks_.RowCount(); ++r) {
+    for (std::size_t r = 0; !is_last && r < blocks_.RowCount(); ++r) {
       float* const row = signal_.data() + r * blocks_.Stride();
       std::copy_n(row + count, shared_n, row);
       std::fill(row + shared_n, row + blocks_.Stride(), 0.0f);
@@ -166,7 +165,7 @@ void Synthesis::DivideColumns(std::size_t first, std::size_t count) {
   const std::size_t last_frame = spectrogram_.frame_n - 1;
   // From inner_begin to inner_end all frames around a column exist, and its envelope is the same.
   const std::size_t inner_begin = std::min(shared_n > first ? shared_n - first : 0, count);
-  const std::size_t inner_end = std::clamp(last_frame + 1 > first ? last_frame + 1 - first : 0, inner_begin, count);
+  const std::size_t inner_end = std::clamp(last_frame + 1 - first, inner_begin, count);
   for (std::size_t r = 0; r < blocks_.RowCount(); ++r) {
     float* const row = signal_.data() + r * blocks_.Stride();
     kernels_.divide_by_constant(row + inner_begin, inner_envelope_[r], inner_end - inner_begin);

@@ -77,6 +77,10 @@ TEST(LinearFilter, HasTheBitsOfTheRecurrenceForEveryOrder) {
       ExpectPlainBits({name, full, Denominator(length, seed + 50), x, zi});
       ExpectPlainBits({name + ", all-pole", {0.5f}, Denominator(length, seed + 50), x, zi});
       ExpectPlainBits({name + ", no feedback", full, {-3.0f}, x, zi});
+      // Once infinite, the state stays so: nothing behind its end may mix in as 0 times infinity.
+      std::vector<float> growing(length, -0.1f);
+      growing[0] = 1.0f;
+      ExpectPlainBits({name + ", overflow", std::vector(length, 2.0f), growing, std::vector(count, kHuge), zi});
     }
   }
   for (const std::size_t length : {32u, 64u, 101u, 255u}) {
@@ -217,8 +221,12 @@ TEST(LinearFilter, ExportHonoursEveryCount) {
     EXPECT_EQ(zi[0] != 0.0f, row.has_state);
     EXPECT_EQ(zi[2], 9.0f);
   }
-  // One coefficient each: a gain, no state.
   std::vector<float> dst(8), zi = {9.0f};
+  ASSERT_EQ(kelvoAudioLinerFilter(dst.data(), x.data(), b.data(), a.data(), nullptr, 8, 8, 3, 2, 2), 0);
+  EXPECT_TRUE(SameBits(dst, expected));
+  LinerFilterCore<float, float, float>({}, {}, b, a, zi, true, Simd::Level::scalar);
+  EXPECT_EQ(zi[0], 9.0f);
+  // One coefficient each: a gain, no state.
   const float gain[] = {3.0f}, divisor[] = {2.0f};
   ASSERT_EQ(kelvoAudioLinerFilter(dst.data(), x.data(), gain, divisor, zi.data(), 8, 8, 1, 1, 1), 0);
   for (std::size_t i = 0; i < 8; ++i) EXPECT_EQ(dst[i], 1.5f * x[i]);

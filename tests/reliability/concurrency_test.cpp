@@ -134,6 +134,19 @@ TEST(FailingLock, IsReportedByTheExportsThatUseACache) {
   }
 }
 
+TEST(FailingLock, LeavesForkAlone) {
+  if (kIsSanitized) GTEST_SKIP();
+  locks_fail = true;
+  const int status = RunInChild([] { return 0; }, 5);
+  locks_fail = false;
+  EXPECT_EQ(status, 0);
+  CallArrays arrays;
+  for (const Export& subject : CacheExports()) {
+    ASSERT_TRUE(arrays.Prepare(subject, subject.settings.front()));
+    EXPECT_EQ(arrays.Call(subject.settings.front()), 0) << subject.name;
+  }
+}
+
 }  // namespace
 
 int RealLock(pthread_mutex_t* mutex) __asm__("__real_pthread_mutex_lock");

@@ -121,7 +121,7 @@ std::vector<ShortTimeSettings> AwkwardSettings() {
           {1, 1, 1, 1, 2, 3, 0, 0},
           {2, 2, 1, 2, 2, 4, 0, 0},
           {17000, 16384, 300, 16384, 1, 3, 0, 0},
-          {40000, 32768, 1000, 30000, 2, 2, 0, 0}};
+          {40000, 32768, 1000, 30000, 2, 4, 0, 0}};
 }
 
 TEST(Spectrogram, MatchesTheDoublePrecisionTransformAtEveryLevel) {
