@@ -1,8 +1,6 @@
-// Calls the exports of one subsystem with whatever libFuzzer invents: the first byte chooses the export, one byte each
-// how a scalar comes about, and what is left fills the input arrays.
-//
-// Beside the sanitizers' reports: every status is documented, failures leave the outputs alone, and all kernel levels
-// give the same bits.
+// One byte of an input chooses the export, one its settings, a few each scalar; what is left fills the input arrays.
+#include "fuzz_calls.h"
+
 #include <algorithm>
 #include <bit>
 #include <cfloat>
@@ -10,17 +8,18 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <limits>
+#include <map>
 #include <numeric>
-#include <string_view>
+#include <string>
 
 #include "reliability/calls.h"
 #include "reliability/failing_new.h"
 #include "reliability/level_override.h"
 
-namespace kelvo::Reliability {
+namespace kelvo::Fuzz {
 namespace {
+
+using namespace Reliability;
 
 struct Subsystem {
   std::string_view name;
@@ -37,55 +36,65 @@ const Subsystem kSubsystems[]{
     {"filter", {"LinerFilter", "GetLinerFilterZiCoef", "FilterFilter", "Resample", "GetResampleLen"}},
 };
 
-std::vector<const Export*> FindExports() {
-  const auto subsystem = std::ranges::find(kSubsystems, std::string_view(KELVO_SUBSYSTEM), &Subsystem::name);
-  std::vector<const Export*> found;
-  for (const Export& subject : Exports()) {
-    if (std::ranges::find(subsystem->exports, subject.name) != subsystem->exports.end()) found.push_back(&subject);
-  }
-  return found;
+// One of the exports of a subsystem.
+const Export& ChooseExport(std::string_view subsystem, std::size_t choice) {
+  static const std::map<std::string_view, std::vector<const Export*>> exports = [] {
+    std::map<std::string_view, std::vector<const Export*>> found;
+    for (const auto& [name, members] : kSubsystems) {
+      for (const auto& member : members) found[name].push_back(&*std::ranges::find(Exports(), member, &Export::name));
+    }
+    return found;
+  }();
+  const auto& members = exports.at(subsystem);
+  return *members[choice % members.size()];
 }
 
 // The bytes that libFuzzer gives, in order; zeros behind their end.
 class Bytes {
  public:
-  Bytes(const std::uint8_t* data, std::size_t count) : data_(data), count_(count) {}
+  explicit Bytes(std::span<const std::uint8_t> rest) : rest_(rest) {}
 
   std::uint8_t Next() {
-    if (count_ == 0) return 0;
-    --count_;
-    return *data_++;
+    if (rest_.empty()) return 0;
+    const std::uint8_t byte = rest_.front();
+    rest_ = rest_.subspan(1);
+    return byte;
   }
   std::uint32_t NextWord() {
     std::uint32_t word = 0;
     for (int i = 0; i < 4; ++i) word = word << 8 | Next();
     return word;
   }
-  bool IsEmpty() const { return count_ == 0; }
+  bool IsEmpty() const { return rest_.empty(); }
 
  private:
-  const std::uint8_t* data_;
-  std::size_t count_;
+  std::span<const std::uint8_t> rest_;
 };
 
-constexpr float kFloats[]{NAN, INFINITY, -INFINITY, 0.0f, -0.0f, 1e-45f, 1e-10f, 1.0f, -1.0f, 0.5f, 2.0f, 8000.0f,
-                          1e20f, FLT_MAX, -FLT_MAX, FLT_MIN};
-constexpr int kInts[]{INT_MIN, -1, 0, 1, 2, 3, 16, 46341, 65536, 65537, 1 << 24, 1 << 28, 1 << 30, INT_MAX};
+constexpr float kFloats[]{NAN,   INFINITY, -INFINITY, 0.0f,    -0.0f, 1e-45f,  1e-10f,   1.0f,
+                          -1.0f, 0.5f,     2.0f,      8000.0f, 1e20f, FLT_MAX, -FLT_MAX, FLT_MIN};
+constexpr int kInts[]{INT_MIN,  -1,       0,        1,         2,          3,      16,    63,
+                      64,       512,      46340,    46341,     46349,      65535,  65536, 65537,
+                      16777215, 16777216, 16777217, 268435456, 1073741824, INT_MAX};
 
 // Mostly what succeeds or is small, sometimes a boundary, rarely anything.
 Scalar ChooseScalar(const Scalar& usual, Bytes& bytes) {
-  const std::uint8_t way = bytes.Next();
+  constexpr int kUsual = 96, kMode = 128, kSmall = 192, kBoundary = 240;  // the first way that is no longer this
+  const int way = bytes.Next();
   const bool is_int = std::holds_alternative<int>(usual);
-  if (way < 96) return usual;
-  if (way < 176) {
+  if (way < kUsual) return usual;
+  if (way < kMode) return is_int ? Scalar{way % 5 - 1} : Scalar{static_cast<float>(way % 5 - 1)};
+  if (way < kSmall) {
     const int value = bytes.Next();
     return is_int ? Scalar{value} : Scalar{static_cast<float>(value) / 16.0f};
   }
-  if (way < 240) {
+  if (way < kBoundary) {
     const std::size_t i = bytes.Next();
     return is_int ? Scalar{kInts[i % std::size(kInts)]} : Scalar{kFloats[i % std::size(kFloats)]};
   }
-  return is_int ? Scalar{std::bit_cast<int>(bytes.NextWord())} : Scalar{std::bit_cast<float>(bytes.NextWord())};
+  // Every length of word, so that sizes between the small ones and the impossible ones come up too.
+  const std::uint32_t word = bytes.NextWord();
+  return is_int ? Scalar{static_cast<int>(word >> way % 32)} : Scalar{std::bit_cast<float>(word)};
 }
 
 // Samples, an eighth of them special. What no byte is left for stays noise.
@@ -110,13 +119,21 @@ void FillInputs(const Export& subject, const Extent& extent, const CallArrays& a
   std::abort();
 }
 
-void RunOne(Bytes bytes) {
-  constexpr double kMostOperations = 3e5;
+}  // namespace
+
+std::vector<std::string_view> SubsystemNames() {
+  std::vector<std::string_view> names;
+  for (const Subsystem& subsystem : kSubsystems) names.push_back(subsystem.name);
+  return names;
+}
+
+void RunInput(std::string_view subsystem, std::span<const std::uint8_t> input) {
+  constexpr double kMostOperations = 1e5;  // a fraction of a millisecond; what is larger is not called
   constexpr std::size_t kMostBytes = std::size_t{1} << 26;
-  static const std::vector<const Export*> exports = FindExports();
   static CallArrays arrays;
 
-  const Export& subject = *exports[bytes.Next() % exports.size()];
+  Bytes bytes(input);
+  const Export& subject = ChooseExport(subsystem, bytes.Next());
   Scalars scalars = subject.settings[bytes.Next() % subject.settings.size()];
   for (Scalar& scalar : scalars) scalar = ChooseScalar(scalar, bytes);
   const std::uint8_t place = bytes.Next();
@@ -147,10 +164,4 @@ void RunOne(Bytes bytes) {
   }
 }
 
-}  // namespace
-}  // namespace kelvo::Reliability
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  kelvo::Reliability::RunOne({data, size});
-  return 0;
-}
+}  // namespace kelvo::Fuzz

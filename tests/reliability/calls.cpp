@@ -337,6 +337,7 @@ std::vector<std::uint32_t> CallArrays::OutputBits() const {
   std::vector<std::uint32_t> bits;
   for (const Array& array : arrays_) {
     if (array.role == Role::input) continue;
+    bits.reserve(bits.size() + array.length);
     for (std::size_t i = 0; i < array.length; ++i) bits.push_back(Support::Bits(array.first[i]));
   }
   return bits;

@@ -74,6 +74,14 @@ using kelvo::Reliability::Free;
 
 void* operator new(std::size_t bytes) { return Allocate(bytes, __STDCPP_DEFAULT_NEW_ALIGNMENT__); }
 void* operator new[](std::size_t bytes) { return Allocate(bytes, __STDCPP_DEFAULT_NEW_ALIGNMENT__); }
+// A sanitizer's own would be in its place otherwise, and disagree with the operator delete below.
+void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
+  try {
+    return Allocate(bytes, __STDCPP_DEFAULT_NEW_ALIGNMENT__);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
 void* operator new(std::size_t bytes, std::align_val_t alignment) {
   return Allocate(bytes, static_cast<std::size_t>(alignment));
 }

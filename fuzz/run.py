@@ -1,0 +1,63 @@
+#!/usr/bin/env python3
+"""Runs libFuzzer targets of build/fuzz, then keeps the inputs that reach something of their own in fuzz/corpus.
+
+Usage: fuzz/run.py RUNS [SUBSYSTEM ...]     by default all, one after another
+
+Tables of the library live as long as a process, so that runs come in rounds.
+"""
+import re
+import shutil
+import subprocess
+import sys
+import time
+from pathlib import Path
+
+FUZZ = Path(__file__).resolve().parent
+BUILD = FUZZ.parent / "build/fuzz"
+ROUND = 500_000
+OPTIONS = ["-max_len=96", "-use_value_profile=0", "-print_final_stats=1", "-timeout=30", "-rss_limit_mb=3000",
+           f"-artifact_prefix={BUILD}/"]
+
+
+def unpack(text: Path, folder: Path) -> None:
+    folder.mkdir(parents=True, exist_ok=True)
+    for i, line in enumerate(text.read_text().split() if text.exists() else []):
+        (folder / f"kept{i}").write_bytes(bytes.fromhex(line))
+
+
+def fuzz(target: Path, folder: Path, runs: int) -> int:
+    done = 0
+    while done < runs:
+        command = [target, f"-runs={min(ROUND, runs - done)}", *OPTIONS, folder]
+        log = subprocess.run(command, stderr=subprocess.PIPE, text=True, errors="replace")
+        if log.returncode != 0:
+            sys.exit(log.stderr[-6000:])
+        done += int(re.search(r"number_of_executed_units: (\d+)", log.stderr)[1])
+        print(f"{target.name}: {done} runs, {re.findall('cov: [0-9]+ ft: [0-9]+', log.stderr)[-1]}", flush=True)
+    return done
+
+
+def pack(target: Path, folder: Path, text: Path) -> None:
+    kept = folder.with_name(folder.name + ".kept")
+    shutil.rmtree(kept, ignore_errors=True)
+    kept.mkdir()
+    # By what they reach, not by how often.
+    subprocess.run([target, "-merge=1", "-use_counters=0", *OPTIONS, kept, folder], stderr=subprocess.DEVNULL, check=True)
+    lines = sorted((file.read_bytes().hex() for file in kept.iterdir()), key=lambda line: (len(line), line))
+    text.write_text("".join(f"{line}\n" for line in lines if line))
+    print(f"{text.name}: {len(lines)} inputs, {text.stat().st_size} bytes", flush=True)
+
+
+def main() -> None:
+    for subsystem in sys.argv[2:] or ["api", "fft", "filter", "mel", "stft"]:
+        target = BUILD / f"fuzz_{subsystem}"
+        folder = BUILD / "corpus" / subsystem
+        text = FUZZ / "corpus" / f"{subsystem}.txt"
+        start = time.monotonic()
+        unpack(text, folder)
+        runs = fuzz(target, folder, int(sys.argv[1]))
+        print(f"{subsystem}: {runs} runs in {time.monotonic() - start:.0f} s", flush=True)
+        pack(target, folder, text)
+
+
+main()
