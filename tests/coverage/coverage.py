@@ -1,0 +1,108 @@
+#!/usr/bin/env python3
+"""Builds the preset `coverage` (clang), runs the tests, and lists what they leave out of src/.
+
+Usage: tests/coverage/coverage.py [GTEST_FILTER]     by default all tests; 'Subsystems/FuzzCorpus*' for the corpus alone
+
+A line or a branch counts as reached if any instance of its template reaches it, at any kernel level. Fails unless all
+lines and branches are reached but those named below.
+"""
+import collections
+import json
+import os
+import subprocess
+import sys
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parents[2]
+BUILD = ROOT / "build/coverage"
+PROGRAMS = ["kelvo_audio_tests", "kelvo_audio_reliability_tests", "kelvo_audio_module_tests"]
+# What no test reaches: a file, what the line holds, and why.
+EXCEPTIONS = [
+    ("src/simd/level.cpp", "Level::neon", "other machines"),
+    ("src/simd/level.cpp", "__builtin_cpu_supports", "CPUs that lack a part of the level"),
+    ("src/fft/passes.h", "constexpr std::size_t TransformOneScratch", "asked while compiling only"),
+    ("src/fft/real_split.h", "constexpr std::size_t RealBinsOfOneScratch", "asked while compiling only"),
+    ("src/filter/resample_kernels.cpp", "constexpr std::size_t Smaller", "asked while compiling only"),
+    ("src/fft/fork_guard.cpp", "cache_n < kMaxCaches", "there are fewer caches than places for them"),
+    ("src/filter/filter_kernels.cpp", "count >= state_n", "a block shorter than the state is the last one"),
+    ("src/filter/resample.cpp", "after > inside", "no window of a signal of one sample or more lies outside it"),
+]
+
+
+def run_tests(gtest_filter: str) -> Path:
+    for old in BUILD.glob("*.profraw"):
+        old.unlink()
+    for program in PROGRAMS:
+        environment = os.environ | {"LLVM_PROFILE_FILE": str(BUILD / f"{program}.%m.profraw")}
+        subprocess.run([BUILD / program, "--gtest_brief=1", f"--gtest_filter={gtest_filter}"], env=environment,
+                       check=True, stdout=subprocess.DEVNULL)
+    merged = BUILD / "coverage.profdata"
+    subprocess.run(["llvm-profdata", "merge", "-o", merged, *BUILD.glob("*.profraw")], check=True)
+    return merged
+
+
+def export(merged: Path, *options: str) -> str:
+    objects = [f"-object={BUILD / name}" for name in (*PROGRAMS[1:], "libkelvo_audio.so")]
+    command = ["llvm-cov", "export", f"-instr-profile={merged}", *options, BUILD / PROGRAMS[0], *objects]
+    command.append("-ignore-filename-regex=^/usr/|tests/")
+    return subprocess.run(command, check=True, capture_output=True, text=True).stdout
+
+
+def source(name: str) -> Path | None:
+    """The file below src/, whether the compiler was given a relative path or not."""
+    below = Path("src", *name.rpartition("src/")[2].split("/"))
+    return below if "src/" in name and (ROOT / below).exists() else None
+
+
+def line_counts(merged: Path) -> dict:
+    counts = collections.Counter()
+    for record in export(merged, "-format=lcov").splitlines():
+        kind, _, rest = record.partition(":")
+        if kind == "SF":
+            file = source(rest)
+        elif kind == "DA" and file:
+            number, count = rest.split(",")[:2]
+            counts[file, int(number)] += int(count)
+    return counts
+
+
+def branch_counts(merged: Path) -> dict:
+    """Of (file, line, column, outcome). Conditions that a template's arguments decide have no count at all."""
+    counts = collections.Counter()
+    for function in json.loads(export(merged, "-format=text"))["data"][0]["functions"]:
+        for line, column, _, _, yes, no, file, *_ in function.get("branches", []):
+            name = source(function["filenames"][file])
+            if name:
+                counts[name, line, column, "true"] += yes
+                counts[name, line, column, "false"] += no
+    other = {"true": "false", "false": "true"}
+    return {key: count for key, count in counts.items() if count or counts[*key[:3], other[key[3]]]}
+
+
+def report(what: str, counts: dict) -> bool:
+    """Whether all is reached that can be."""
+    missed, unexplained = 0, 0
+    for file, *place in sorted(key for key, count in counts.items() if count == 0):
+        text = (ROOT / file).read_text().splitlines()[place[0] - 1].strip()
+        if text.startswith("#"):  # between the cases of a switch
+            continue
+        why = [reason for name, part, reason in EXCEPTIONS if name == str(file) and part in text]
+        print(f"{file}:{':'.join(map(str, place))}: {text}" + (f"  ({why[0]})" if why else ""))
+        missed += 1
+        unexplained += not why
+    print(f"{len(counts) - missed} of {len(counts)} {what} ({100 - 100 * missed / len(counts):.2f} %), "
+          f"{unexplained} of the rest without a reason\n")
+    return unexplained == 0
+
+
+def main() -> None:
+    subprocess.run(["cmake", "--preset", "coverage"], cwd=ROOT, check=True, stdout=subprocess.DEVNULL)
+    subprocess.run(["cmake", "--build", BUILD, "-j2", "--target", *PROGRAMS, "kelvo_audio"], check=True,
+                   stdout=subprocess.DEVNULL)
+    merged = run_tests(sys.argv[1] if len(sys.argv) > 1 else "*")
+    is_complete = report("branches", branch_counts(merged))
+    is_complete &= report("lines", line_counts(merged))
+    sys.exit(not is_complete)
+
+
+main()
