@@ -70,7 +70,7 @@ TEST(ZeroPhaseFilter, EqualsTwoPlainPassesForEveryPadding) {
         const std::size_t first = pad_type == 0 ? 0 : static_cast<std::size_t>(pad_len);
         // Up to the end of the extended signal; what lies beyond stays.
         for (const std::size_t dst_n : {std::size_t{1}, std::size_t{299}, std::size_t{300}, std::size_t{301},
-                                        std::size_t{320}, std::size_t{1000}}) {
+                                        std::size_t{320}, std::size_t{1000}, whole.size()}) {
           std::vector<float> expected(dst_n, 9.0f);
           std::copy_n(whole.begin() + static_cast<std::ptrdiff_t>(first), std::min(dst_n, whole.size() - first),
                       expected.begin());

@@ -204,9 +204,9 @@ TEST(Spectrogram, WhatOneFrameHoldsNeverReachesAnother) {
 }
 
 TEST(Spectrogram, SamplesOutsideTheWindowAreReplacedNotMultiplied) {
-  for (const int max_frame_n : {1, 20}) {
+  for (const int max_frame_n : {1, 20, 60}) {
     const ShortTimeSettings settings{0, 20, 20, 10, 2, max_frame_n, 0, 0};  // samples 5 to 14 of each frame count
-    std::vector<float> quiet = Noise(400);
+    std::vector<float> quiet = Noise(1200);
     std::vector<float> loud = quiet;
     for (std::size_t i = 0; i < loud.size(); ++i) {
       if (i % 20 >= 5 && i % 20 < 15) continue;
