@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <iostream>
-#include <numbers>
 
 #include "fft/fft.h"
 #include "fft/spectra.h"
@@ -18,20 +17,11 @@ Spectrum Transform(const std::vector<float>& x) {
   return FromPairs(bins);
 }
 
-// exp(2 pi i k step / n) for all k, in double precision.
-Spectrum Turns(std::size_t n, std::size_t step) {
-  Spectrum turns(n);
-  for (std::size_t k = 0; k < n; ++k) {
-    turns[k] = std::polar(1.0, 2.0 * std::numbers::pi * static_cast<double>(k * step % n) / static_cast<double>(n));
-  }
-  return turns;
-}
-
 // The worst error of all properties, in units of the bound of one transform.
 double WorstError(std::size_t n) {
   const std::size_t step = n / 3 + 1;  // of the shifts
   const std::vector<float> x = Support::Noise(n, 1), y = Support::Noise(n, 2);
-  const Spectrum turns = Turns(n, step), x_bins = Transform(x), y_bins = Transform(y);
+  const Spectrum turns = Turns(n, 1.0, step), x_bins = Transform(x), y_bins = Transform(y);
   double worst = 0.0;
   const auto expect = [&](const char* property, const std::vector<float>& input, const Spectrum& expected) {
     const double error = RelativeError(Transform(input), expected) / ErrorBound(n);

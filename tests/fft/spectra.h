@@ -4,6 +4,7 @@
 #include <cmath>
 #include <complex>
 #include <cstddef>
+#include <numbers>
 #include <vector>
 
 namespace kelvo::Fft {
@@ -19,6 +20,41 @@ inline Spectrum FromPairs(const std::vector<float>& x) {
   }
   return values;
 }
+
+// The smallest prime factor first, a direct sum where the length is prime. turns holds exp(-2 pi i m / N), or its
+// conjugate, for the N = stride * x.size() values of the whole.
+template <class Real>
+std::vector<std::complex<Real>> MixedRadix(const std::vector<std::complex<Real>>& x,
+                                           const std::vector<std::complex<Real>>& turns, std::size_t stride = 1) {
+  using Values = std::vector<std::complex<Real>>;
+  const std::size_t n = x.size();
+  std::size_t p = 2;
+  while (p * p <= n && n % p != 0) ++p;
+  if (p * p > n) p = n;
+  std::vector<Values> parts(p, Values(n / p));
+  for (std::size_t i = 0; i < n; ++i) parts[i % p][i / p] = x[i];
+  for (Values& part : parts) {
+    if (part.size() > 1) part = MixedRadix(part, turns, stride * p);
+  }
+  Values result(n);
+  for (std::size_t k = 0; k < n; ++k) {
+    for (std::size_t u = 0; u < p; ++u) result[k] += turns[u * k % n * stride] * parts[u][k % (n / p)];
+  }
+  return result;
+}
+
+// exp(sign 2 pi i m step / n) for all m.
+inline Spectrum Turns(std::size_t n, double sign, std::size_t step = 1) {
+  Spectrum turns(n);
+  for (std::size_t m = 0; m < n; ++m) {
+    const auto part = static_cast<double>(m * step % n) / static_cast<double>(n);
+    turns[m] = std::polar(1.0, sign * 2.0 * std::numbers::pi * part);
+  }
+  return turns;
+}
+
+// Forward with sign -1; with sign 1 the inverse, not divided by the length.
+inline Spectrum ExactTransform(const Spectrum& x, double sign) { return MixedRadix(x, Turns(x.size(), sign)); }
 
 // Root-mean-square error over root-mean-square value.
 inline double RelativeError(const Spectrum& actual, const Spectrum& exact) {

@@ -135,17 +135,11 @@ TEST(ExtractFrame, CutsAsTheModeSays) {
 
 TEST(FixFrameLen, CutsOrAppendsColumns) {
   const std::vector<float> src{1.0f, 2.0f, 3.0f, 4.0f, 5.0f, 6.0f};  // [2 x 3]
-  struct Row {
-    int dst_frame_n;
-    std::vector<float> expected;
-  };
-  for (const Row& row : std::vector<Row>{{1, {1.0f, 4.0f}},
-                                         {3, {1.0f, 2.0f, 3.0f, 4.0f, 5.0f, 6.0f}},
-                                         {5, {1.0f, 2.0f, 3.0f, -7.0f, -7.0f, 4.0f, 5.0f, 6.0f, -7.0f, -7.0f}}}) {
-    std::vector<float> dst(row.expected.size(), 9.0f);
-    ASSERT_EQ(kelvoAudioFixFrameLen(dst.data(), src.data(), 2, row.dst_frame_n, 3, -7.0f), KELVO_AUDIO_STATUS_OK);
-    EXPECT_TRUE(SameBits(dst, row.expected)) << row.dst_frame_n;
-  }
+  std::vector<float> cut(2), extended(8);
+  ASSERT_EQ(kelvoAudioFixFrameLen(cut.data(), src.data(), 2, 1, 3, -7.0f), KELVO_AUDIO_STATUS_OK);
+  ASSERT_EQ(kelvoAudioFixFrameLen(extended.data(), src.data(), 2, 4, 3, -7.0f), KELVO_AUDIO_STATUS_OK);
+  EXPECT_EQ(cut, (std::vector{1.0f, 4.0f}));
+  EXPECT_EQ(extended, (std::vector{1.0f, 2.0f, 3.0f, -7.0f, 4.0f, 5.0f, 6.0f, -7.0f}));
 }
 
 TEST(FrameChecks, ReportTheFirstFailure) {
@@ -162,14 +156,6 @@ TEST(FrameChecks, ReportTheFirstFailure) {
   EXPECT_EQ(MessageOf([] { CheckFixFrameLen(0, 0, 0); }), "Invalid freq_n size.");
   EXPECT_EQ(MessageOf([] { CheckFixFrameLen(1, 0, 0); }), "Invalid dst_frame_n size.");
   EXPECT_EQ(MessageOf([] { CheckFixFrameLen(1, 1, 0); }), "Invalid src_frame_n size.");
-}
-
-TEST(FrameExports, GiveTheCounts) {
-  int count = 0;
-  EXPECT_EQ(kelvoAudioGetFrameLen(&count, 1000, 400, 160, 2), KELVO_AUDIO_STATUS_OK);
-  EXPECT_EQ(count, 8);
-  EXPECT_EQ(kelvoAudioGetSampleLen(&count, 7, 201, 160, 0), KELVO_AUDIO_STATUS_OK);
-  EXPECT_EQ(count, 1360);
 }
 
 }  // namespace
