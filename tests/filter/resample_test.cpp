@@ -3,9 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <complex>
 #include <cstdio>
+#include <limits>
 #include <numbers>
 #include <string>
 #include <vector>
@@ -56,40 +58,29 @@ TEST(Resample, HasTheBitsOfThePlainSums) {
   for (const auto [dst_rate, src_rate] : kRatios) {
     for (const std::size_t src_n : {1u, 2u, 3u, 33u, 64u, 65u, 500u, 5000u, 40000u}) {
       if (static_cast<double>(src_n) * dst_rate / src_rate > 2e5) continue;
-      const std::vector<float> src = Support::Noise(src_n, static_cast<std::uint32_t>(src_n));
+      std::vector<float> src = Support::Noise(src_n, static_cast<std::uint32_t>(src_n));
+      if (src_n >= 5000) {
+        src[10] = -0.0f;
+        src[1234] = std::numeric_limits<float>::infinity();
+        src[2500] = std::numeric_limits<float>::quiet_NaN();
+        src[3000] = std::numeric_limits<float>::max();
+        std::fill(src.begin() + 4000, src.begin() + 4500, -0.0f);
+      }
       const auto length = static_cast<std::size_t>(ComputeResampleLen(dst_rate, static_cast<int>(src_n), src_rate));
       for (const std::size_t dst_n : {length, length + 5, (length + 1) / 2}) {
         const std::vector<float> expected = PlainResample(src, dst_rate, src_rate, dst_n);
         for (const Simd::Level level : Simd::SupportedLevels()) {
           SCOPED_TRACE(std::to_string(src_rate) + " to " + std::to_string(dst_rate) + ", " + std::to_string(src_n) +
                        " samples to " + std::to_string(dst_n) + ", " + Simd::LevelName(level));
-          std::vector<float> dst(dst_n, 9.0f);
-          Resample(dst, src, dst_rate, src_rate, level);
-          ASSERT_TRUE(SameBits(dst, expected));
+          std::vector<float> dst(std::max(src_n, dst_n), 9.0f);
+          const auto result = std::span(dst).first(dst_n);
+          Resample(result, src, dst_rate, src_rate, level);
+          ASSERT_TRUE(SameBits(result, expected));
+          std::copy(src.begin(), src.end(), dst.begin());
+          Resample(result, std::span(dst).first(src_n), dst_rate, src_rate, level);
+          ASSERT_TRUE(SameBits(result, expected)) << "in place";
         }
       }
-    }
-  }
-}
-
-TEST(Resample, WorksOnOverlappingArraysAndCarriesSpecialValues) {
-  constexpr std::size_t kSrcN = 9000;
-  std::vector<float> src = Support::Noise(kSrcN, 2);
-  src[10] = -0.0f;
-  src[1234] = std::numeric_limits<float>::infinity();
-  src[5000] = std::numeric_limits<float>::quiet_NaN();
-  src[8000] = std::numeric_limits<float>::max();
-  std::fill(src.begin() + 6000, src.begin() + 7000, -0.0f);
-  for (const auto [dst_rate, src_rate] : {Ratio{48000, 16000}, Ratio{16000, 44100}, Ratio{1, 1}}) {
-    const auto dst_n = static_cast<std::size_t>(ComputeResampleLen(dst_rate, kSrcN, src_rate));
-    const std::vector<float> expected = PlainResample(src, dst_rate, src_rate, dst_n);
-    for (const std::size_t shift : {0u, 1u, 500u}) {
-      std::vector<float> shared(kSrcN + dst_n + shift);
-      std::copy(src.begin(), src.end(), shared.begin() + static_cast<std::ptrdiff_t>(shift));
-      ASSERT_EQ(
-          kelvoAudioResample(shared.data(), shared.data() + shift, dst_rate, static_cast<int>(dst_n), src_rate, kSrcN),
-          0);
-      EXPECT_TRUE(SameBits(std::span(shared).first(dst_n), expected)) << dst_rate << ' ' << shift;
     }
   }
 }
@@ -155,12 +146,6 @@ TEST(Resample, SurvivesExtremeRatios) {
       EXPECT_TRUE(SameBits(dst, PlainResample(src, dst_rate, src_rate, dst_n))) << dst_rate << ' ' << src_rate;
     }
   }
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-  // A terabyte of taps; the sanitizers' allocators end the process instead of throwing.
-  std::vector<float> dst(4, 9.0f);
-  EXPECT_EQ(kelvoAudioResample(dst.data(), src.data(), kMax, 4, 1, 100), -5);
-  EXPECT_EQ(dst, std::vector(4, 9.0f));
-#endif
 }
 
 struct Tone {
