@@ -3,9 +3,11 @@
 
 #include <algorithm>
 #include <bit>
+#include <set>
 
 #include "reliability/calls.h"
 #include "reliability/level_override.h"
+#include "support/bits.h"
 
 namespace kelvo::Reliability {
 namespace {
@@ -75,6 +77,38 @@ TEST_P(GuardedArrays, MayLieAtAnyMultipleOfFourBytes) {
         SCOPED_TRACE(testing::Message() << Simd::LevelName(level) << ", offset " << offset);
         EXPECT_TRUE(Same(Observe(arrays, subject, scalars, {false, offset}), aligned));
         EXPECT_TRUE(Same(Observe(arrays, subject, scalars, {true, offset}), aligned));
+      }
+    }
+  }
+}
+
+// Where the header says that they may, the output and the input share one array.
+TEST_P(GuardedArrays, MayBeOneArrayWherePromised) {
+  constexpr int kMaxCount = 70;
+  const std::set<std::string> promised{"Log1p", "Standardize", "FFT", "IFFT", "ConvertPowerToDB", "LinerFilter",
+                                       "FilterFilter", "Resample"};
+  const Export& subject = GetParam();
+  if (!promised.contains(subject.name)) return;
+  CallArrays arrays;
+  for (Scalars scalars : subject.settings) {
+    for (int count = 1; count <= kMaxCount; ++count) {
+      scalars[0] = count;
+      const Extent extent = subject.extent(scalars);
+      const auto dst_n = static_cast<std::size_t>(extent.lengths[0]), src_n = static_cast<std::size_t>(extent.lengths[1]);
+      for (const Simd::Level level : Simd::SupportedLevels()) {
+        const LevelOverride use(level);
+        const Result apart = Observe(arrays, subject, scalars, {});
+        ASSERT_TRUE(arrays.Prepare(subject, scalars));
+        std::vector<void*> pointers(arrays.Pointers().begin(), arrays.Pointers().end());
+        std::vector<float> shared(std::max(dst_n, src_n));
+        std::copy_n(static_cast<const float*>(pointers[0]), dst_n, shared.begin());
+        std::copy_n(static_cast<const float*>(pointers[1]), src_n, shared.begin());
+        const std::uint32_t untouched = Support::Bits(*static_cast<const float*>(pointers[0]));
+        pointers[0] = pointers[1] = shared.data();
+        ASSERT_EQ(subject.call(pointers, scalars), apart.status);
+        for (std::size_t i = 0; i < dst_n; ++i) {
+          ASSERT_TRUE(apart.bits[i] == untouched || Support::Bits(shared[i]) == apart.bits[i]) << TextOf(scalars) << i;
+        }
       }
     }
   }
