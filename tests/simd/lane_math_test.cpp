@@ -22,13 +22,13 @@ constexpr float kInfinity = std::numeric_limits<float>::infinity();
 constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 constexpr std::uint32_t kStride = 4099;  // a prime, so that no bit of the patterns stays the same
 
-float FromWord(std::uint32_t word) { return std::bit_cast<float>(word); }
-
 // Calls visit(x) for a sample of the floats from first to last, both in bits and themselves included.
 template <class Visit>
 void Sweep(std::uint32_t first, std::uint32_t last, Visit visit) {
-  for (std::uint64_t word = first; word < last; word += kStride) visit(FromWord(static_cast<std::uint32_t>(word)));
-  visit(FromWord(last));
+  for (std::uint64_t word = first; word < last; word += kStride) {
+    visit(std::bit_cast<float>(static_cast<std::uint32_t>(word)));
+  }
+  visit(std::bit_cast<float>(last));
 }
 
 // Log10 follows the steps of glibc's log10f, 2 ulp at worst; other runtimes are nearer to the truth, thus
@@ -52,28 +52,31 @@ struct Row {
   Lanes<float, 1> (*one)(Lanes<float, 1>);
   Floats (*many)(Floats);
   float (*runtime)(float);
-  int ulp = 1;
+  int ulp;
 };
 
+// A generic lambda turns into a function of any number of lanes.
+template <class Function>
+Row MakeRow(const char* name, std::uint32_t first, std::uint32_t last, Function function, float (*runtime)(float),
+            int ulp = 1) {
+  return {name, first, last, function, function, runtime, ulp};
+}
+
+constexpr auto kLog1p = [](auto x) { return Log1p(x); };
+constexpr auto kCos = [](auto x) { return CosSin(x).first; };
+constexpr auto kSin = [](auto x) { return CosSin(x).second; };
+
 const Row kRows[] = {
-    {"log10", 0x00800000, 0x7F800000, [](auto x) { return Log10(x); }, [](Floats x) { return Log10(x); },
-     [](float x) { return std::log10(x); }, kLog10Ulp},
-    {"log1p of what is not negative", 0x00000000, 0x7F800000, [](auto x) { return Log1p(x); },
-     [](Floats x) { return Log1p(x); }, [](float x) { return std::log1p(x); }},
-    {"log1p of negative values", 0x80000000, 0xFF800000, [](auto x) { return Log1p(x); },
-     [](Floats x) { return Log1p(x); }, [](float x) { return std::log1p(x); }},
-    {"log1p of NaN", 0x7FC00000, 0x7FFFFFFF, [](auto x) { return Log1p(x); }, [](Floats x) { return Log1p(x); },
-     [](float x) { return std::log1p(x); }},
-    {"log1p about sqrt(2) - 1", 0x3ED413C0, 0x3ED413F0, [](auto x) { return Log1p(x); },
-     [](Floats x) { return Log1p(x); }, [](float x) { return std::log1p(x); }},
-    {"cos to pi", 0x00000000, 0x40490FDB, [](auto x) { return CosSin(x).first; },
-     [](Floats x) { return CosSin(x).first; }, [](float x) { return std::cos(x); }},
-    {"sin to pi", 0x00000000, 0x40490FDB, [](auto x) { return CosSin(x).second; },
-     [](Floats x) { return CosSin(x).second; }, [](float x) { return std::sin(x); }},
-    {"cos from -pi", 0x80000000, 0xC0490FDB, [](auto x) { return CosSin(x).first; },
-     [](Floats x) { return CosSin(x).first; }, [](float x) { return std::cos(x); }},
-    {"sin from -pi", 0x80000000, 0xC0490FDB, [](auto x) { return CosSin(x).second; },
-     [](Floats x) { return CosSin(x).second; }, [](float x) { return std::sin(x); }},
+    MakeRow(
+        "log10", 0x00800000, 0x7F800000, [](auto x) { return Log10(x); }, std::log10, kLog10Ulp),
+    MakeRow("log1p of what is not negative", 0x00000000, 0x7F800000, kLog1p, std::log1p),
+    MakeRow("log1p of negative values", 0x80000000, 0xFF800000, kLog1p, std::log1p),
+    MakeRow("log1p of NaN", 0x7FC00000, 0x7FFFFFFF, kLog1p, std::log1p),
+    MakeRow("log1p about sqrt(2) - 1", 0x3ED413C0, 0x3ED413F0, kLog1p, std::log1p),
+    MakeRow("cos to pi", 0x00000000, 0x40490FDB, kCos, std::cos),
+    MakeRow("sin to pi", 0x00000000, 0x40490FDB, kSin, std::sin),
+    MakeRow("cos from -pi", 0x80000000, 0xC0490FDB, kCos, std::cos),
+    MakeRow("sin from -pi", 0x80000000, 0xC0490FDB, kSin, std::sin),
 };
 
 TEST(LaneMath, IsWithinAnUlpOfTheRuntimeAndTheSameInEveryLane) {

@@ -41,24 +41,6 @@ class LanesOf : public testing::Test {};
 using LaneTypes = testing::Types<Lanes<float, 1>, Lanes<float, 2>, Floats, Lanes<double, 1>, Doubles>;
 TYPED_TEST_SUITE(LanesOf, LaneTypes);
 
-TYPED_TEST(LanesOf, BroadcastKeepsTheSignOfZeroAndNan) {
-  using T = typename TypeParam::Element;
-  for (const T value : Values(TypeParam::Broadcast(T(-0.0)))) EXPECT_TRUE(value == T(0) && std::signbit(value));
-  for (const T value : Values(TypeParam::Broadcast(T(0.0)))) EXPECT_TRUE(value == T(0) && !std::signbit(value));
-  for (const T value : Values(TypeParam::Broadcast(std::numeric_limits<T>::quiet_NaN())))
-    EXPECT_TRUE(std::isnan(value));
-  for (const T value : Values(-TypeParam::Broadcast(T(0.0)))) EXPECT_TRUE(std::signbit(value));
-}
-
-TYPED_TEST(LanesOf, LoadAndStoreTouchTheirLanesOnly) {
-  using T = typename TypeParam::Element;
-  std::vector<T> values(TypeParam::kSize + 2, T(7));
-  Count<TypeParam>(1).Store(values.data() + 1);
-  EXPECT_EQ(values.front(), T(7));
-  EXPECT_EQ(values.back(), T(7));
-  EXPECT_EQ(Values(TypeParam::Load(values.data() + 1)), Values(Count<TypeParam>(1)));
-}
-
 TYPED_TEST(LanesOf, SelectsCompareAsScalarsDo) {
   using T = typename TypeParam::Element;
   const T nan = std::numeric_limits<T>::quiet_NaN();
@@ -98,17 +80,6 @@ TYPED_TEST(LanesOf, ShufflesMoveEveryLaneToItsPlace) {
   }
 }
 
-TYPED_TEST(LanesOf, TransposeSwapsRowsAndLanes) {
-  constexpr std::size_t n = TypeParam::kSize;
-  TypeParam rows[n];
-  for (std::size_t row = 0; row < n; ++row) rows[row] = Count<TypeParam>(static_cast<int>(100 * row));
-  Transpose(rows);
-  for (std::size_t row = 0; row < n; ++row) {
-    const auto values = Values(rows[row]);
-    for (std::size_t lane = 0; lane < n; ++lane) EXPECT_EQ(values[lane], 100 * lane + row);
-  }
-}
-
 template <std::size_t N>
 void ExpectRoundingsOfScalars() {
   // Halfway cases, both sides of them, the ends of float's range, and what no conversion may lose.
@@ -140,24 +111,6 @@ TEST(Lanes, ConversionsAndRootsRoundAsScalarsDo) {
   ExpectRoundingsOfScalars<1>();
   ExpectRoundingsOfScalars<2>();
   ExpectRoundingsOfScalars<4>();
-}
-
-TEST(Lanes, BitsShiftMaskAndWrap) {
-  const unsigned word[] = {0x80000001u, 0xFFFFFFFFu, 7u, 0x3F800000u};
-  const auto bits = BitLanes<4>::Load(word);
-  EXPECT_EQ(Values(bits >> 23), (std::vector<unsigned>{0x100, 0x1FF, 0, 0x7F}));
-  EXPECT_EQ(Values(bits & 0xF), (std::vector<unsigned>{1, 15, 7, 0}));
-  EXPECT_EQ(Values(bits + BitLanes<4>::Broadcast(1)), (std::vector<unsigned>{0x80000002u, 0, 8, 0x3F800001u}));
-  EXPECT_TRUE(
-      SameBits(Values(SmallToFloat(bits & 0x00FFFFFF)), std::vector<float>{1.0f, 16777215.0f, 7.0f, 8388608.0f}));
-}
-
-TEST(Lanes, LookUpUsesTheLowestFourBits) {
-  alignas(64) double table[16];
-  for (int i = 0; i < 16; ++i) table[i] = 0.5 * i;
-  const unsigned index[] = {0, 15, 0xFFFFFFF3u, 0x10u};
-  EXPECT_EQ(Values(LookUp16(table, BitLanes<4>::Load(index))), (std::vector<double>{0.0, 7.5, 1.5, 0.0}));
-  EXPECT_EQ(Values(LookUp16(table, BitLanes<1>{0x1Fu})), std::vector<double>{7.5});
 }
 
 }  // namespace
