@@ -39,12 +39,5 @@ TEST(Buffers, ImpossibleCountsAreLengthErrors) {
   }
 }
 
-TEST(Buffers, AMatrixFindsItsRows) {
-  float cells[12] = {};
-  const MatrixView<float> matrix{cells, 3, 2, 4};
-  matrix.Row(2)[1] = 5.0f;
-  EXPECT_EQ(cells[9], 5.0f);
-}
-
 }  // namespace
 }  // namespace kelvo::Api

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <string>
 #include <vector>
 
 #include "filter/filter_checks.h"
@@ -33,65 +32,56 @@ std::vector<float> Denominator(std::size_t count, std::uint32_t seed) {
   return a;
 }
 
-struct Case {
-  std::string name;
-  std::vector<float> b, a, x, zi;
-};
+using Floats = std::vector<float>;
 
-// Runs one case at all levels and with the state given, absent and in place; `reverse` too.
-void ExpectPlainBits(const Case& c) {
-  const std::size_t state_n = std::max(c.b.size(), c.a.size()) - 1;
+// At all levels, in both directions, apart and in place.
+void ExpectPlainBits(const Floats& b, const Floats& a, const Floats& x, Floats zi) {
+  const std::size_t state_n = std::max(b.size(), a.size()) - 1;
+  zi.resize(state_n);
   for (const bool reverse : {false, true}) {
-    std::vector<float> state = c.zi;
-    state.resize(state_n);
-    const std::vector<float> expected = PlainFilter<float>(c.x, c.b, c.a, state, reverse);
+    Floats state = zi;
+    const Floats expected = PlainFilter<float>(x, b, a, state, reverse);
     for (const Simd::Level level : Simd::SupportedLevels()) {
-      SCOPED_TRACE(c.name + (reverse ? ", reverse, " : ", ") + Simd::LevelName(level));
-      std::vector<float> zi = c.zi;
-      zi.resize(state_n);
-      zi.push_back(7.0f);  // not part of the state
-      std::vector<float> dst(c.x.size());
-      LinerFilterCore<float, float, float>(dst, c.x, c.b, c.a, zi, reverse, level);
-      ASSERT_TRUE(SameBits(dst, expected));
-      ASSERT_TRUE(SameBits(std::span(zi).first(state_n), state));
-      EXPECT_EQ(zi.back(), 7.0f);
-
-      zi = c.zi;
-      zi.resize(state_n);
-      dst = c.x;
-      LinerFilterCore<float, float, float>(dst, dst, c.b, c.a, zi, reverse, level);
-      ASSERT_TRUE(SameBits(dst, expected)) << "in place";
+      SCOPED_TRACE(testing::Message() << testing::PrintToString(b) << " / " << testing::PrintToString(a) << ", "
+                                      << x.size() << " samples, reverse " << reverse << ", " << Simd::LevelName(level));
+      for (const bool in_place : {false, true}) {
+        Floats actual_state = zi, dst = x;
+        actual_state.push_back(7.0f);  // not part of the state
+        LinerFilterCore<float, float, float>(dst, in_place ? dst : x, b, a, actual_state, reverse, level);
+        ASSERT_TRUE(SameBits(dst, expected)) << "in place " << in_place;
+        ASSERT_TRUE(SameBits(std::span(actual_state).first(state_n), state));
+        ASSERT_EQ(actual_state.back(), 7.0f);
+      }
     }
   }
 }
 
 TEST(LinearFilter, HasTheBitsOfTheRecurrenceForEveryOrder) {
   for (std::size_t length = 1; length <= 21; ++length) {
+    const auto seed = static_cast<std::uint32_t>(length);
+    const Floats b = Support::Noise(length, seed), a = Denominator(length, seed + 50);
+    const Floats zi = Support::Noise(length - 1, seed + 200);
+    Floats growing(length, -0.1f);
+    growing[0] = 1.0f;
     for (const std::size_t count : {1u, 2u, 3u, 7u, 8u, 9u, 31u, 200u}) {
-      const auto seed = static_cast<std::uint32_t>(length);
-      const std::string name = "length " + std::to_string(length) + ", " + std::to_string(count) + " samples";
-      const std::vector<float> x = Support::Noise(count, seed + 100);
-      const std::vector<float> zi = Support::Noise(length - 1, seed + 200);
-      const std::vector<float> full = Support::Noise(length, seed);
-      ExpectPlainBits({name, full, Denominator(length, seed + 50), x, zi});
-      ExpectPlainBits({name + ", all-pole", {0.5f}, Denominator(length, seed + 50), x, zi});
-      ExpectPlainBits({name + ", no feedback", full, {-3.0f}, x, zi});
+      const Floats x = Support::Noise(count, seed + 100);
+      ExpectPlainBits(b, a, x, zi);
+      ExpectPlainBits({0.5f}, a, x, zi);
+      ExpectPlainBits(b, {-3.0f}, x, zi);
       // Once infinite, the state stays so: nothing behind its end may mix in as 0 times infinity.
-      std::vector<float> growing(length, -0.1f);
-      growing[0] = 1.0f;
-      ExpectPlainBits({name + ", overflow", std::vector(length, 2.0f), growing, std::vector(count, kHuge), zi});
+      ExpectPlainBits(Floats(length, 2.0f), growing, Floats(count, kHuge), zi);
     }
   }
   for (const std::size_t length : {32u, 64u, 101u, 255u}) {
-    const std::vector<float> x = Support::Noise(4500, 3);
-    ExpectPlainBits({"long", Support::Noise(length, 1), Denominator(length, 2), x, {}});
-    ExpectPlainBits({"long, no feedback", Support::Noise(length, 1), {1.0f}, x, Support::Noise(length - 1, 9)});
+    const Floats x = Support::Noise(4500, 3), b = Support::Noise(length, 1);
+    ExpectPlainBits(b, Denominator(length, 2), x, {});
+    ExpectPlainBits(b, {1.0f}, x, Support::Noise(length - 1, 9));
   }
 }
 
 // Signals that show the sign of a zero product, or what 0 times infinity does to a filter without feedback.
 TEST(LinearFilter, HasTheBitsOfTheRecurrenceForSpecialValues) {
-  const std::vector<float> numerators[] = {
+  const Floats numerators[] = {
       {0.5f, -0.25f, 0.0f, 0.125f, -1.0f, 0.75f},
       {-0.5f, -0.25f, -1e-30f, -0.125f, -1.0f, -0.75f},
       {-0.0f, 0.0f, -0.0f, 0.0f, -0.0f, 0.0f, 1.0f, -0.0f},
@@ -99,23 +89,17 @@ TEST(LinearFilter, HasTheBitsOfTheRecurrenceForSpecialValues) {
       {kHuge, kHuge, -kHuge, kHuge},
       {1e-38f, -1e-38f, kTiny, -kTiny, 1e-30f},
   };
-  const std::vector<float> denominators[] = {
-      {1.0f},
-      {1.0f, 0.0f, 0.0f},
-      {1.0f, -0.0f, 0.0f},
-      {-2.0f},
-      {-2.0f, 0.0f, 0.0f},
-      {1.0f, -0.5f, 0.25f, 0.125f, 0.0625f, -0.1f, 0.2f},
-      {0.0f, 1.0f},
-      {kNan},
+  const Floats denominators[] = {
+      {1.0f}, {1.0f, 0.0f, 0.0f}, {1.0f, -0.0f, 0.0f}, {-2.0f}, {-2.0f, 0.0f, 0.0f},
+      {0.0f, 1.0f}, {kNan}, {1.0f, -0.5f, 0.25f, 0.125f, 0.0625f, -0.1f, 0.2f},
   };
-  const std::vector<float> noise = Support::Noise(3000, 5);
+  const Floats noise = Support::Noise(3000, 5);
   const auto signal = [&](auto value_at) {
-    std::vector<float> x = noise;
+    Floats x = noise;
     for (std::size_t i = 0; i < x.size(); ++i) x[i] = value_at(i);
     return x;
   };
-  const std::vector<float> signals[] = {
+  const Floats signals[] = {
       signal([&](std::size_t) { return 0.0f; }),
       signal([&](std::size_t) { return -0.0f; }),
       signal([&](std::size_t i) { return i % 7 < 3 ? 0.0f : -0.0f; }),
@@ -126,17 +110,16 @@ TEST(LinearFilter, HasTheBitsOfTheRecurrenceForSpecialValues) {
       signal([&](std::size_t i) { return i == 3 ? kNan : noise[i]; }),
       signal([&](std::size_t i) { return i < 700 ? noise[i] : 0.0f; }),
   };
-  for (const std::vector<float>& b : numerators) {
-    for (const std::vector<float>& a : denominators) {
-      for (const std::vector<float>& x : signals) {
-        const std::string name = "numerator " + std::to_string(&b - numerators) + ", denominator " +
-                                 std::to_string(&a - denominators) + ", signal " + std::to_string(&x - signals);
-        ExpectPlainBits({name, b, a, x, {}});
-        ExpectPlainBits({name + ", odd state", b, a, x, {-0.0f, kTiny, -0.0f, -kTiny, 0.0f, -1.0f}});
+  for (const Floats& b : numerators) {
+    for (const Floats& a : denominators) {
+      for (const Floats& x : signals) {
+        SCOPED_TRACE(testing::Message() << "signal " << &x - signals);
+        ExpectPlainBits(b, a, x, {});
+        ExpectPlainBits(b, a, x, {-0.0f, kTiny, -0.0f, -kTiny, 0.0f, -1.0f});
       }
     }
   }
-  ExpectPlainBits({"infinite state", {1.0f, 2.0f, 3.0f, 4.0f}, {1.0f}, noise, {0.0f, 0.0f, kInf}});
+  ExpectPlainBits({1.0f, 2.0f, 3.0f, 4.0f}, {1.0f}, noise, {0.0f, 0.0f, kInf});
 }
 
 TEST(LinearFilter, ExportHonoursEveryCount) {

@@ -132,20 +132,6 @@ class Values(unittest.TestCase):
             np.testing.assert_allclose(constant, sum(section[:3]) / sum(section[3:]), rtol=1e-6)
             np.testing.assert_array_equal(settled, kept)
 
-    def test_threads_agree(self):
-        expected, results = ka.mel_spectrogram(SIGNAL, mel_n=77), [None] * 8
-
-        def work(index):
-            results[index] = ka.mel_spectrogram(SIGNAL, mel_n=77)
-
-        threads = [threading.Thread(target=work, args=(index,)) for index in range(len(results))]
-        for thread in threads:
-            thread.start()
-        for thread in threads:
-            thread.join()
-        for result in results:
-            np.testing.assert_array_equal(result, expected)
-
     def test_other_threads_run_during_a_call(self):
         slow = threading.Thread(target=ka.fft, args=(np.resize(SIGNAL, 20011),))  # of prime length, hence quadratic
         slow.start()

@@ -1,5 +1,5 @@
-// The operations of lanes, at the vector width of this file's own compilation and at one lane. The wider levels run the
-// same source; that they agree is tested through the kernels.
+// Comparisons and roundings of lanes, at the vector width of this file's own compilation and at one lane. The wider
+// levels run the same source. That they agree, and that lanes move to their places, is tested through the kernels.
 #define KELVO_LEVEL lanes_test
 #define KELVO_LANE_BYTES 16
 #include "simd/lanes.h"
@@ -27,15 +27,6 @@ std::vector<T> Values(Lanes<T, N> lanes) {
   return values;
 }
 
-// first, first + 1, ...
-template <class Lane>
-Lane Count(int first) {
-  typename Lane::Element values[Lane::kSize];
-  for (std::size_t i = 0; i < Lane::kSize; ++i)
-    values[i] = static_cast<typename Lane::Element>(first + static_cast<int>(i));
-  return Lane::Load(values);
-}
-
 template <class Lane>
 class LanesOf : public testing::Test {};
 using LaneTypes = testing::Types<Lanes<float, 1>, Lanes<float, 2>, Floats, Lanes<double, 1>, Doubles>;
@@ -54,30 +45,6 @@ TYPED_TEST(LanesOf, SelectsCompareAsScalarsDo) {
     }
   }
   for (const T value : Values(SelectLess(no, yes, yes, TypeParam::Broadcast(nan)))) EXPECT_TRUE(std::isnan(value));
-}
-
-TYPED_TEST(LanesOf, ShufflesMoveEveryLaneToItsPlace) {
-  using T = typename TypeParam::Element;
-  constexpr int n = static_cast<int>(TypeParam::kSize);
-  const auto low = Count<TypeParam>(0), high = Count<TypeParam>(n);
-  const auto parts = Deinterleave(low, high);
-  const auto even = Values(parts.first), odd = Values(parts.second), reversed = Values(Reverse(low));
-  const auto pairs = Interleave(low, high);
-  const auto first = Values(pairs.first), second = Values(pairs.second);
-  for (int i = 0; i < n; ++i) {
-    const auto at = static_cast<std::size_t>(i);
-    EXPECT_EQ(even[at], T(2 * i));
-    EXPECT_EQ(odd[at], T(2 * i + 1));
-    EXPECT_EQ(reversed[at], T(n - 1 - i));
-    EXPECT_EQ(first[at], T(i % 2 * n + i / 2));
-    EXPECT_EQ(second[at], T((i + n) % 2 * n + (i + n) / 2));
-  }
-  if constexpr (n > 2) {
-    const auto halves = Split(low);
-    EXPECT_EQ(Values(halves.first), Values(Count<Lanes<T, TypeParam::kSize / 2>>(0)));
-    EXPECT_EQ(Values(halves.second), Values(Count<Lanes<T, TypeParam::kSize / 2>>(n / 2)));
-    EXPECT_EQ(Values(Join(halves.first, halves.second)), Values(low));
-  }
 }
 
 template <std::size_t N>
