@@ -16,17 +16,14 @@
 namespace kelvo::Filter {
 namespace {
 
-using Support::PlainFilter;
-using Support::SameBits;
+using namespace Support;
 
-constexpr float kInf = std::numeric_limits<float>::infinity();
-constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 constexpr float kTiny = std::numeric_limits<float>::denorm_min();
 constexpr float kHuge = std::numeric_limits<float>::max();
 
 // A denominator that is stable for any order: 1 / (1 - sum of less than 1).
 std::vector<float> Denominator(std::size_t count, std::uint32_t seed) {
-  std::vector<float> a = Support::Noise(count, seed);
+  std::vector<float> a = Noise(count, seed);
   for (float& value : a) value *= 0.9f / static_cast<float>(count);
   a[0] = 1.25f;
   return a;
@@ -59,12 +56,12 @@ void ExpectPlainBits(const Floats& b, const Floats& a, const Floats& x, Floats z
 TEST(LinearFilter, HasTheBitsOfTheRecurrenceForEveryOrder) {
   for (std::size_t length = 1; length <= 21; ++length) {
     const auto seed = static_cast<std::uint32_t>(length);
-    const Floats b = Support::Noise(length, seed), a = Denominator(length, seed + 50);
-    const Floats zi = Support::Noise(length - 1, seed + 200);
+    const Floats b = Noise(length, seed), a = Denominator(length, seed + 50);
+    const Floats zi = Noise(length - 1, seed + 200);
     Floats growing(length, -0.1f);
     growing[0] = 1.0f;
     for (const std::size_t count : {1u, 2u, 3u, 7u, 8u, 9u, 31u, 200u}) {
-      const Floats x = Support::Noise(count, seed + 100);
+      const Floats x = Noise(count, seed + 100);
       ExpectPlainBits(b, a, x, zi);
       ExpectPlainBits({0.5f}, a, x, zi);
       ExpectPlainBits(b, {-3.0f}, x, zi);
@@ -73,9 +70,9 @@ TEST(LinearFilter, HasTheBitsOfTheRecurrenceForEveryOrder) {
     }
   }
   for (const std::size_t length : {32u, 64u, 101u, 255u}) {
-    const Floats x = Support::Noise(4500, 3), b = Support::Noise(length, 1);
+    const Floats x = Noise(4500, 3), b = Noise(length, 1);
     ExpectPlainBits(b, Denominator(length, 2), x, {});
-    ExpectPlainBits(b, {1.0f}, x, Support::Noise(length - 1, 9));
+    ExpectPlainBits(b, {1.0f}, x, Noise(length - 1, 9));
   }
 }
 
@@ -93,7 +90,7 @@ TEST(LinearFilter, HasTheBitsOfTheRecurrenceForSpecialValues) {
       {1.0f}, {1.0f, 0.0f, 0.0f}, {1.0f, -0.0f, 0.0f}, {-2.0f}, {-2.0f, 0.0f, 0.0f},
       {0.0f, 1.0f}, {kNan}, {1.0f, -0.5f, 0.25f, 0.125f, 0.0625f, -0.1f, 0.2f},
   };
-  const Floats noise = Support::Noise(3000, 5);
+  const Floats noise = Noise(3000, 5);
   const auto signal = [&](auto value_at) {
     Floats x = noise;
     for (std::size_t i = 0; i < x.size(); ++i) x[i] = value_at(i);
@@ -106,7 +103,7 @@ TEST(LinearFilter, HasTheBitsOfTheRecurrenceForSpecialValues) {
       signal([&](std::size_t i) { return i % 11 == 0 ? noise[i] : (noise[i] < 0.0f ? -0.0f : 0.0f); }),
       signal([&](std::size_t i) { return noise[i] * 1e-44f; }),
       signal([&](std::size_t i) { return noise[i] * kHuge; }),
-      signal([&](std::size_t i) { return i == 2345 ? -kInf : noise[i]; }),
+      signal([&](std::size_t i) { return i == 2345 ? -kInfinity : noise[i]; }),
       signal([&](std::size_t i) { return i == 3 ? kNan : noise[i]; }),
       signal([&](std::size_t i) { return i < 700 ? noise[i] : 0.0f; }),
   };
@@ -119,7 +116,7 @@ TEST(LinearFilter, HasTheBitsOfTheRecurrenceForSpecialValues) {
       }
     }
   }
-  ExpectPlainBits({1.0f, 2.0f, 3.0f, 4.0f}, {1.0f}, noise, {0.0f, 0.0f, kInf});
+  ExpectPlainBits({1.0f, 2.0f, 3.0f, 4.0f}, {1.0f}, noise, {0.0f, 0.0f, kInfinity});
 }
 
 TEST(LinearFilter, ExportHonoursEveryCount) {
@@ -157,7 +154,6 @@ TEST(LinearFilter, ExportHonoursEveryCount) {
 }
 
 TEST(LinearFilter, ChecksArgumentsInOrder) {
-  using Support::MessageOf;
   EXPECT_EQ(MessageOf([] { CheckLinerFilter(0, 0, 0, 0); }), "Invalid dst_n size.");
   EXPECT_EQ(MessageOf([] { CheckLinerFilter(1, 0, 0, 0); }), "Invalid src_n size.");
   EXPECT_EQ(MessageOf([] { CheckLinerFilter(1, 1, 0, 0); }), "Invalid n_coef_n size.");

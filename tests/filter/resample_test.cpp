@@ -22,7 +22,7 @@
 namespace kelvo::Filter {
 namespace {
 
-using Support::SameBits;
+using namespace Support;
 
 // One output after the other, with the library's own tables.
 std::vector<float> PlainResample(const std::vector<float>& src, int dst_rate, int src_rate, std::size_t dst_n) {
@@ -58,11 +58,11 @@ TEST(Resample, HasTheBitsOfThePlainSums) {
   for (const auto [dst_rate, src_rate] : kRatios) {
     for (const std::size_t src_n : {1u, 2u, 3u, 33u, 64u, 65u, 500u, 5000u, 40000u}) {
       if (static_cast<double>(src_n) * dst_rate / src_rate > 2e5) continue;
-      std::vector<float> src = Support::Noise(src_n, static_cast<std::uint32_t>(src_n));
+      std::vector<float> src = Noise(src_n, static_cast<std::uint32_t>(src_n));
       if (src_n >= 5000) {
         src[10] = -0.0f;
-        src[1234] = std::numeric_limits<float>::infinity();
-        src[2500] = std::numeric_limits<float>::quiet_NaN();
+        src[1234] = kInfinity;
+        src[2500] = kNan;
         src[3000] = std::numeric_limits<float>::max();
         std::fill(src.begin() + 4000, src.begin() + 4500, -0.0f);
       }
@@ -129,7 +129,7 @@ TEST(Resample, CountsTheOutputs) {
 
 TEST(Resample, SurvivesExtremeRatios) {
   constexpr int kMax = 2147483647;
-  const std::vector<float> src = Support::Noise(100, 4);
+  const std::vector<float> src = Noise(100, 4);
   for (const auto [dst_rate, src_rate] : {Ratio{3, kMax}, Ratio{1, kMax}, Ratio{2, kMax}, Ratio{kMax - 1, kMax - 1}}) {
     for (const std::size_t dst_n : {1u, 2u, 200u}) {
       std::vector<float> dst(dst_n, 9.0f);
@@ -147,7 +147,7 @@ struct Tone {
 // Resamples a tone, its frequency a fraction of the source rate, and fits it to the outputs' places in the input.
 Tone MeasureTone(int dst_rate, int src_rate, double frequency) {
   constexpr int kSrcN = 6000;
-  const std::vector<float> src = Support::Sine(kSrcN, frequency, 1.0);
+  const std::vector<float> src = Sine(kSrcN, frequency, 1.0);
   const int dst_n = ComputeResampleLen(dst_rate, kSrcN, src_rate);
   std::vector<float> dst(static_cast<std::size_t>(dst_n));
   EXPECT_EQ(kelvoAudioResample(dst.data(), src.data(), dst_rate, dst_n, src_rate, kSrcN), 0);
@@ -211,7 +211,6 @@ TEST(Resample, SoundsAsDocumented) {
 }
 
 TEST(Resample, ChecksArgumentsInOrder) {
-  using Support::MessageOf;
   EXPECT_EQ(MessageOf([] { CheckResample(0, 0, 0, 0); }), "Invalid dst_sample_rate value.");
   EXPECT_EQ(MessageOf([] { CheckResample(1, 0, 0, 0); }), "Invalid dst_n size.");
   EXPECT_EQ(MessageOf([] { CheckResample(1, 1, 0, 0); }), "Invalid src_sample_rate value.");

@@ -17,7 +17,7 @@
 namespace kelvo::Filter {
 namespace {
 
-using Support::SameBits;
+using namespace Support;
 
 std::vector<float> Extend(const std::vector<float>& x, int pad_type, int pad_len) {
   if (pad_type == 0) return x;
@@ -44,10 +44,10 @@ std::vector<float> PlainZeroPhase(const std::vector<float>& x, const std::vector
   LinerFilterZi<double>(settled, b, a);
   std::vector<double> state = settled;
   for (double& value : state) value *= static_cast<double>(x[0]);
-  const std::vector<double> forward = Support::PlainFilter<double>(x, b, a, state);
+  const std::vector<double> forward = PlainFilter<double>(x, b, a, state);
   state = settled;
   for (double& value : state) value *= forward.back();
-  return Support::PlainFilter<float>(forward, b, a, state, true);
+  return PlainFilter<float>(forward, b, a, state, true);
 }
 
 int FilterFilter(std::vector<float>& dst, const std::vector<float>& src, const std::vector<float>& b,
@@ -58,10 +58,10 @@ int FilterFilter(std::vector<float>& dst, const std::vector<float>& src, const s
 }
 
 TEST(ZeroPhaseFilter, EqualsTwoPlainPassesForEveryPadding) {
-  const std::vector<float> x = Support::Noise(300, 1);
+  const std::vector<float> x = Noise(300, 1);
   for (const std::size_t length : {1u, 2u, 3u, 5u, 6u, 9u, 14u, 17u, 19u, 40u}) {
-    const std::vector<float> b = Support::Noise(length, 2);
-    std::vector<float> a = Support::Noise(length, 3);
+    const std::vector<float> b = Noise(length, 2);
+    std::vector<float> a = Noise(length, 3);
     for (float& value : a) value /= static_cast<float>(length);
     a[0] = 1.0f;
     for (int pad_type = 0; pad_type <= 3; ++pad_type) {
@@ -97,12 +97,11 @@ TEST(ZeroPhaseFilter, ExtendsAsDescribed) {
   const std::vector<float> steep = {3e38f, 2e38f};
   frame.resize(4);
   ExtractFrameOdd(frame, steep, 0, 1);
-  EXPECT_EQ(frame[0], std::numeric_limits<float>::infinity());
+  EXPECT_EQ(frame[0], kInfinity);
 }
 
 TEST(ZeroPhaseFilter, BoundsThePadding) {
-  using Support::MessageOf;
-  const std::vector<float> x = Support::Noise(10);
+  const std::vector<float> x = Noise(10);
   const std::vector<float> b = {1.0f, 0.5f}, a = {1.0f};
   struct Row {
     int pad_type, pad_len, status;

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -16,12 +15,7 @@
 namespace kelvo::Mel {
 namespace {
 
-using Support::Bits;
-using Support::MessageOf;
-using Support::SameBits;
-
-constexpr float kInfinity = std::numeric_limits<float>::infinity();
-constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+using namespace Support;
 
 MelFilterBank Build(const MelFilterBankKey& key) {
   MelFilterBank bank;

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <vector>
 
 #include "support/bits.h"
@@ -12,11 +11,7 @@
 namespace kelvo::Mel {
 namespace {
 
-using Support::Bits;
-using Support::UlpDistance;
-
-constexpr float kInfinity = std::numeric_limits<float>::infinity();
-constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+using namespace Support;
 
 TEST(MelScale, HasItsFixedPoints) {
   struct Row {

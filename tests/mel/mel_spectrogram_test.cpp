@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
-#include <limits>
 #include <vector>
 
 #include "kelvo_audio.h"
@@ -19,11 +18,7 @@
 namespace kelvo::Mel {
 namespace {
 
-using Support::Noise;
-using Support::SameBits;
-
-constexpr float kInfinity = std::numeric_limits<float>::infinity();
-constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+using namespace Support;
 
 // Every term of every sum, in ascending order: what skipping zeros must not change.
 std::vector<float> PlainProduct(const std::vector<float>& src, const std::vector<float>& bank, std::size_t mel_n) {
@@ -98,7 +93,7 @@ std::vector<float> MelOfSpectrogram(const std::vector<float>& signal, MelSetting
   Stft::ShortTimeSettings& short_time = settings.short_time;
   short_time.sample_n = static_cast<int>(signal.size());
   short_time.max_frame_n = static_cast<int>(Stft::CountFrames(short_time));
-  const std::vector<float> bins = Support::Spectrogram(signal, short_time, settings.power, Simd::Level::scalar);
+  const std::vector<float> bins = Spectrogram(signal, short_time, settings.power, Simd::Level::scalar);
   std::vector<float> powers(bins.size() / 2);
   for (std::size_t i = 0; i < powers.size(); ++i) powers[i] = bins[2 * i];
   const std::vector<float>& bank = MelFilterBankCache::Get().GetFilterBank(settings.BankKey()).weights;
@@ -149,7 +144,7 @@ struct MelArguments : Stft::ShortTimeSettings, MelSettings {};
 
 TEST(MelChecks, SpeakInOrder) {
   using Arguments = MelArguments;
-  Support::ExpectChecksInOrder<Arguments>(
+  ExpectChecksInOrder<Arguments>(
       [](Arguments arguments) {
         arguments.short_time = arguments;
         CheckMelSpectrogram(arguments);
@@ -184,7 +179,7 @@ struct ConvertArguments {
 
 TEST(ConvertToMelChecks, SpeakInOrder) {
   using Arguments = ConvertArguments;
-  Support::ExpectChecksInOrder<Arguments>(
+  ExpectChecksInOrder<Arguments>(
       [](const Arguments& arguments) { CheckConvertToMel(arguments.freq_n, arguments.frame_n, arguments.mel_n); },
       {
           {&Arguments::freq_n, {0, -1, INT_MIN}, 4, "Invalid freq_n value."},

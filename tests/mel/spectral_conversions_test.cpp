@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <vector>
 
 #include "kelvo_audio.h"
@@ -15,13 +14,8 @@
 namespace kelvo::Mel {
 namespace {
 
-using Support::Bits;
-using Support::MessageOf;
-using Support::SameBits;
-using Support::UlpDistance;
+using namespace Support;
 
-constexpr float kInfinity = std::numeric_limits<float>::infinity();
-constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 constexpr float kFloor = 1e-10f;
 
 std::vector<float> ToDb(const std::vector<float>& src, float top_db) {

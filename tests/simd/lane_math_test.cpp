@@ -8,18 +8,14 @@
 
 #include <bit>
 #include <cmath>
-#include <limits>
 
 #include "support/bits.h"
 
 namespace kelvo::Simd {
 namespace {
 
-using Support::Bits;
-using Support::UlpDistance;
+using namespace Support;
 
-constexpr float kInfinity = std::numeric_limits<float>::infinity();
-constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 constexpr std::uint32_t kStride = 4099;  // a prime, so that no bit of the patterns stays the same
 
 // Calls visit(x) for a sample of the floats from first to last, both in bits and themselves included.

@@ -15,10 +15,7 @@
 namespace kelvo::Simd {
 namespace {
 
-using Support::SameBits;
-
-constexpr float kInfinity = std::numeric_limits<float>::infinity();
-constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+using namespace Support;
 
 template <class T, std::size_t N>
 std::vector<T> Values(Lanes<T, N> lanes) {

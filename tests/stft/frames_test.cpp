@@ -16,9 +16,7 @@
 namespace kelvo::Stft {
 namespace {
 
-using Support::MessageOf;
-using Support::Noise;
-using Support::SameBits;
+using namespace Support;
 
 TEST(FrameCount, EqualsClosedForms) {
   struct Row {

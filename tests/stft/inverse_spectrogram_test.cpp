@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
-#include <limits>
 #include <ostream>
 #include <vector>
 
@@ -32,12 +31,7 @@ static std::ostream& operator<<(std::ostream& out, const InverseSettings& s) {
 
 namespace {
 
-using Support::kUntouched;
-using Support::MessageOf;
-using Support::Noise;
-using Support::SameBits;
-
-constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+using namespace Support;
 
 // Some samples more than can be written; what is not stays kUntouched.
 std::vector<float> Inverse(const std::vector<float>& spectrogram, const InverseSettings& settings, Simd::Level level) {
@@ -145,10 +139,10 @@ TEST(InverseSpectrogram, FindsBinsWhoseOffsetsLeave32Bits) {
   constexpr int kFreqN = 1025, kHopN = 300, kFewN = 2;
   const std::vector<float> signal = Noise(2048 + kHopN);
   ShortTimeSettings settings{0, 2048, kHopN, 2048, 1, kFewN, 0, 0};
-  const std::vector<float> few = Support::Spectrogram(signal, settings, 0.0f);
+  const std::vector<float> few = Spectrogram(signal, settings, 0.0f);
   settings.max_frame_n = kFrameN;
   settings.sample_n = static_cast<int>(signal.size());
-  Support::GuardedBuffer memory(2 * kFreqN * kFrameN);
+  GuardedBuffer memory(2 * kFreqN * kFrameN);
   ComputeSpectrogram(memory.AtStart(), signal, settings, 0.0f, Simd::BestLevel());
   for (std::size_t k = 0; k < kFreqN; ++k) {
     const float* const row = memory.AtStart() + 2 * k * kFrameN;
@@ -213,7 +207,7 @@ TEST(InverseChecks, SpeakInOrder) {
   using Arguments = InverseSettings;
   const float bins[4]{};
   float dst = 0.0f;
-  Support::ExpectChecksInOrder<Arguments>(
+  ExpectChecksInOrder<Arguments>(
       [&](const Arguments& arguments) {
         CheckInverseSpectrogram(arguments);
         ComputeInverseSpectrogram(&dst, bins, arguments, Simd::BestLevel());

@@ -5,20 +5,17 @@
 
 #include <algorithm>
 #include <climits>
-#include <limits>
 #include <vector>
 
 #include "stft/silence_checks.h"
 #include "stft/silence_kernels.h"
+#include "support/bits.h"
 #include "support/messages.h"
 
 namespace kelvo::Stft {
 namespace {
 
-using Support::MessageOf;
-
-constexpr float kInfinity = std::numeric_limits<float>::infinity();
-constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+using namespace Support;
 
 // Zeros, with `level` from first to last - 1.
 std::vector<float> Burst(std::size_t sample_n, std::ptrdiff_t first, std::ptrdiff_t last, float level) {

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
-#include <limits>
 #include <vector>
 
 #include "fft/spectra.h"
@@ -22,14 +21,7 @@
 namespace kelvo::Stft {
 namespace {
 
-using Support::Columns;
-using Support::kUntouched;
-using Support::Noise;
-using Support::SameBits;
-using Support::Spectrogram;
-
-constexpr float kInfinity = std::numeric_limits<float>::infinity();
-constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+using namespace Support;
 
 // A frame in double precision.
 Fft::Spectrum ExactBins(const std::vector<float>& signal, const ShortTimeSettings& settings, std::size_t index) {
@@ -187,7 +179,7 @@ struct SpectrogramArguments : ShortTimeSettings {
 
 TEST(SpectrogramChecks, SpeakInOrder) {
   using Arguments = SpectrogramArguments;
-  Support::ExpectChecksInOrder<Arguments>(
+  ExpectChecksInOrder<Arguments>(
       [](const Arguments& arguments) { CheckSpectrogram(arguments, arguments.power); },
       {
           {&Arguments::sample_n, {0, -1, INT_MIN}, 1, "Invalid sample_n size."},

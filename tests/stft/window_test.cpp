@@ -15,8 +15,7 @@
 namespace kelvo::Stft {
 namespace {
 
-using Support::MessageOf;
-using Support::SameBits;
+using namespace Support;
 
 TEST(Window, EqualsTheFormulaInDouble) {
   // Half an ulp of a phase below 2 pi, halved by the slope of the window, and two roundings of values up to 1.

@@ -1,4 +1,4 @@
-// Comparison of floats by their bits.
+// Special values, and comparison of floats by their bits.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -6,9 +6,13 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <span>
 
 namespace kelvo::Support {
+
+inline constexpr float kInfinity = std::numeric_limits<float>::infinity();
+inline constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 
 // The bits of a float, all NaNs made equal: their payloads differ between CPUs for no reason that matters.
 inline std::uint32_t Bits(float value) {
