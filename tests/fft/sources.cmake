@@ -1,1 +1,1 @@
-set(sources fft_properties_test.cpp fft_test.cpp large_fft_test.cpp table_cache_test.cpp)
+set(sources fft_properties_test.cpp fft_test.cpp large_fft_test.cpp)

@@ -10,6 +10,7 @@
 #include "filter/filter_initial_state.h"
 #include "filter/plain_filter.h"
 #include "kelvo_audio.h"
+#include "stft/frames.h"
 #include "support/bits.h"
 #include "support/messages.h"
 #include "support/signals.h"
@@ -21,19 +22,9 @@ using namespace Support;
 
 std::vector<float> Extend(const std::vector<float>& x, int pad_type, int pad_len) {
   if (pad_type == 0) return x;
-  const auto n = static_cast<int>(x.size());
-  const auto at = [&](int j) { return x[static_cast<std::size_t>(j)]; };
-  std::vector<float> extended;
-  for (int j = -pad_len; j < n + pad_len; ++j) {
-    const int edge = j < 0 ? 0 : n - 1;
-    if (j >= 0 && j < n) {
-      extended.push_back(at(j));
-    } else if (pad_type == 3) {
-      extended.push_back(at(edge));
-    } else {
-      extended.push_back(pad_type == 1 ? (at(edge) + at(edge)) - at(2 * edge - j) : at(2 * edge - j));
-    }
-  }
+  const auto extract = pad_type == 1 ? ExtractFrameOdd : pad_type == 2 ? Stft::ExtractFrameReflect : ExtractFrameEdge;
+  std::vector<float> extended(x.size() + 2 * static_cast<std::size_t>(pad_len));
+  extract(extended, x, 0, pad_len);
   return extended;
 }
 

@@ -35,46 +35,39 @@ std::vector<float> PlainProduct(const std::vector<float>& src, const std::vector
   return dst;
 }
 
-TEST(MultiplyFilterBank, EqualsThePlainOrderedSumToTheBit) {
-  const int mel_n = 9;
-  const int freq_n = 23;
-  // Zeros at either end of a row and inside, of both signs, a row of zeros, weights below 0, and weights that are no
-  // number or infinite.
-  std::vector<float> any_bank = Noise(static_cast<std::size_t>(mel_n * freq_n), 5);
-  std::vector<float> pairs_bank = any_bank;  // no bin in more than two rows, neighbours; the last bins in none
-  for (std::size_t i = 0; i < any_bank.size(); ++i) {
+// Rows that reach over several others, over the next one only, or one bin into the one after that. With zeros of both
+// signs around them, one row of zeros, weights below 0, and weights that are no number or infinite.
+std::vector<float> AwkwardBank(std::size_t reach, std::size_t mel_n, std::size_t freq_n) {
+  std::vector<float> bank = Noise(mel_n * freq_n, 5);
+  for (std::size_t i = 0; i < bank.size(); ++i) {
     const std::size_t m = i / freq_n, k = i % freq_n;
-    const float zero = k % 2 == 0 ? 0.0f : -0.0f;
-    if (m < 6 && (k < 2 * m || k > 2 * m + 8 || k == 2 * m + 3 || m == 4)) any_bank[i] = zero;
-    if (k < 2 * m || k > 2 * m + 3 || m == 4) pairs_bank[i] = zero;
+    const bool is_full = reach == 8 && m >= 6;
+    const bool is_zero = k < 2 * m || k > 2 * m + reach || m == 4 || (reach == 8 && k == 2 * m + 3);
+    if (is_zero && !is_full) bank[i] = k % 2 == 0 ? 0.0f : -0.0f;
   }
-  any_bank[6 * freq_n + 7] = kNan;
-  any_bank[7 * freq_n] = kInfinity;
-  pairs_bank[6 * freq_n + 13] = kNan;
-  pairs_bank[7 * freq_n + 14] = kInfinity;
-  for (int frame_n = 1; frame_n <= 70; ++frame_n) {
-    const std::vector<float> clean = Noise(static_cast<std::size_t>(freq_n * frame_n), 6);
-    // What one frame may hold: infinities that cancel in a total, numbers whose total overflows, vanishing products.
-    for (const std::vector<float>& special : std::vector<std::vector<float>>{{},
-                                                                             {kNan},
-                                                                             {kInfinity},
-                                                                             {-kInfinity},
-                                                                             {kInfinity, -kInfinity},
-                                                                             {3e38f, 3e38f},
-                                                                             {-3e38f, -3e38f},
-                                                                             {-1e-45f, -1e-42f}}) {
-      std::vector<float> src = clean;
-      const int t = frame_n * 5 / 7;
-      for (std::size_t i = 0; i < special.size(); ++i) {
-        src[(i == 0 ? 1u : 20u) * static_cast<std::size_t>(frame_n) + static_cast<std::size_t>(t)] = special[i];
-      }
-      for (const std::vector<float>& bank : {any_bank, pairs_bank}) {
-        const std::vector<float> expected = PlainProduct(src, bank, mel_n);
+  bank[6 * freq_n + 13] = kNan;
+  bank[7 * freq_n + 14] = kInfinity;
+  return bank;
+}
+
+TEST(MultiplyFilterBank, EqualsThePlainOrderedSumToTheBit) {
+  constexpr std::size_t kMelN = 9, kFreqN = 23;
+  // What one frame may hold: infinities that cancel in a total, numbers whose total overflows, vanishing products.
+  const std::vector<float> specials[] = {{}, {kNan}, {kInfinity}, {-kInfinity}, {kInfinity, -kInfinity},
+                                         {3e38f, 3e38f}, {-3e38f, -3e38f}, {-1e-45f, -1e-42f}};
+  for (const std::size_t reach : {8u, 3u, 4u}) {
+    const std::vector<float> bank = AwkwardBank(reach, kMelN, kFreqN);
+    for (std::size_t frame_n = 1; frame_n <= 70; ++frame_n) {
+      for (const std::vector<float>& special : specials) {
+        std::vector<float> src = Noise(kFreqN * frame_n, 6);
+        const std::size_t at = frame_n * 5 / 7;
+        for (std::size_t i = 0; i < special.size(); ++i) src[(i == 0 ? 1 : 20) * frame_n + at] = special[i];
+        const std::vector<float> expected = PlainProduct(src, bank, kMelN);
         for (const Simd::Level level : Simd::SupportedLevels()) {
           std::vector<float> dst(expected.size());
-          MultiplyFilterBank(dst.data(), src.data(), bank.data(), freq_n, frame_n, mel_n, level);
-          ASSERT_TRUE(SameBits(dst, expected))
-              << frame_n << " frames, " << (special.empty() ? 0.0f : special[0]) << ", " << Simd::LevelName(level);
+          MultiplyFilterBank(dst.data(), src.data(), bank.data(), kFreqN, static_cast<int>(frame_n), kMelN, level);
+          ASSERT_TRUE(SameBits(dst, expected)) << "reach " << reach << ", " << frame_n << " frames, "
+                                               << testing::PrintToString(special) << ", " << Simd::LevelName(level);
         }
       }
     }

@@ -94,7 +94,8 @@ TEST_P(GuardedArrays, MayBeOneArrayWherePromised) {
     for (int count = 1; count <= kMaxCount; ++count) {
       scalars[0] = count;
       const Extent extent = subject.extent(scalars);
-      const auto dst_n = static_cast<std::size_t>(extent.lengths[0]), src_n = static_cast<std::size_t>(extent.lengths[1]);
+      const auto dst_n = static_cast<std::size_t>(extent.lengths[0]);
+      const auto src_n = static_cast<std::size_t>(extent.lengths[1]);
       for (const Simd::Level level : Simd::SupportedLevels()) {
         const LevelOverride use(level);
         const Result apart = Observe(arrays, subject, scalars, {});
