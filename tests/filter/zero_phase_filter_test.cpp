@@ -85,7 +85,7 @@ TEST(ZeroPhaseFilter, ExtendsAsDescribed) {
   ExtractFrameEdge(frame, src, 0, 2);
   EXPECT_EQ(frame, (std::vector{1.0f, 1.0f, 1.0f, 2.0f, 3.0f, 4.0f, 4.0f, 4.0f}));
   // The doubled edge overflows before the difference is formed.
-  const std::vector<float> steep = {3e38f, 2e38f};
+  const std::vector<float> steep = {3e38f, 3e38f};
   frame.resize(4);
   ExtractFrameOdd(frame, steep, 0, 1);
   EXPECT_EQ(frame[0], kInfinity);
