@@ -6,7 +6,7 @@
 #include <cmath>
 #include <complex>
 #include <numbers>
-#include <string>
+#include <span>
 #include <vector>
 
 #include "fft/fft_checks.h"

@@ -91,6 +91,13 @@ TEST(Resample, SharesOneFilterPerReducedRatio) {
   EXPECT_NE(&cache.GetFilterBank(16000, 44100), &cache.GetFilterBank(44100, 16000));
 }
 
+TEST(Resample, CountsTheOutputs) {
+  EXPECT_EQ(ComputeResampleLen(16000, 1000, 44100), 363);
+  EXPECT_EQ(ComputeResampleLen(8000, 1001, 16000), 501);
+  EXPECT_EQ(ComputeResampleLen(7, 25, 25), 8);  // the quotient is rounded up, and so one more than is exact
+  EXPECT_EQ(ComputeResampleLen(2147483647, 2, 1), 2147483647);
+}
+
 TEST(Resample, SurvivesExtremeRatios) {
   constexpr int kMax = 2147483647;
   const std::vector<float> src = Noise(100, 4);

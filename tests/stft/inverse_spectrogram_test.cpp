@@ -1,4 +1,4 @@
-// The inverse spectrogram: against overlap-add in double precision, round trips in dB, and what each sample depends on.
+// The inverse spectrogram: against overlap-add in double precision, and what each sample depends on.
 #include "stft/inverse_spectrogram.h"
 
 #include <gtest/gtest.h>
