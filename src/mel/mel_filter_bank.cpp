@@ -84,8 +84,6 @@ std::weak_ordering operator<=>(const MelFilterBankKey& a, const MelFilterBankKey
 }
 
 void BuildMelFilterBank(MelFilterBank& bank, const MelFilterBankKey& key) {
-  bank.mel_n = key.mel_n;
-  bank.freq_n = key.freq_n;
   const std::uint64_t weight_n = static_cast<std::uint64_t>(key.mel_n) * static_cast<std::uint64_t>(key.freq_n);
   // Too many weights are a lack of memory like any other, not a length error.
   if (weight_n > bank.weights.max_size()) throw std::bad_alloc();

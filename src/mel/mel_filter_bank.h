@@ -35,13 +35,6 @@ struct MelFilterBankKey {
 struct MelFilterBank {
   std::vector<float> weights;  // [mel_n x freq_n]
   std::vector<Band> bands;     // [mel_n]
-  int mel_n = 0;
-  int freq_n = 0;
-
-  std::span<const float> Row(int m) const {
-    const auto columns = static_cast<std::size_t>(freq_n);
-    return {weights.data() + static_cast<std::size_t>(m) * columns, columns};
-  }
 };
 
 // Fills a bank, whatever it held before. The key is valid: 1 <= mel_n < freq_n.
