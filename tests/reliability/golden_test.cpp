@@ -10,11 +10,12 @@
 namespace kelvo::Reliability {
 namespace {
 
-// By export, for each of its settings. Arithmetic alone decides these, and double-precision functions of the C library
-// whose last bit is rounded away. 0: a single-precision function of the C library has a say, so the hash holds for one
+// By export, for each of its settings. Arithmetic alone decides these, the library's own logarithms and angles, and
+// double-precision functions of the C library whose last bit is rounded away. 0: a single-precision function of the C library has a say, so the hash holds for one
 // C library; it is printed, and compilers.sh compares it between builds. Those of the transforms change with the
 // algorithm, whose bits are not promised; all others are.
 const std::map<std::string, std::vector<std::uint64_t>> kStored{
+    {"Log1p", {0xb83123105d41b31f, 0xb83123105d41b31f}},
     {"Standardize", {0x9604eb7b3d8be35f, 0x9604eb7b3d8be35f}},
     {"FFT", {0xd93408a4e6ceeeeb, 0xd93408a4e6ceeeeb}},
     {"IFFT", {0xa229c7b852aaea17, 0xa229c7b852aaea17}},
@@ -24,6 +25,8 @@ const std::map<std::string, std::vector<std::uint64_t>> kStored{
     {"GetNonSilentPos", {0xa30c26a80e0dcdd4, 0x99bd80e998f2fb28}},
     {"GetFBMatrix", {0, 0, 0xf05e33c4db366b8c}},
     {"ConvertToMel", {0xbd79cc31640937e9, 0x208b7cf829bb71d6}},
+    {"ConvertPowerToDB", {0x1c186a532c886415, 0xd2d33b1e1181e4db}},
+    {"MagPhase", {0x73a115bc297de78a, 0xa105c65676397a08, 0x769e1be373793279}},
     {"ComplexNorm", {0, 0x3467067c4b84af31, 0x0fdcf106f3e1162e}},
     {"LinerFilter", {0x8155808078b89949, 0xee6db00f5383672b, 0x793ab853af60d800}},
     {"GetLinerFilterZiCoef", {0x546c3aebffcf5bdd, 0x532660ee1090ca6e}},
