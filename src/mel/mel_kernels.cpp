@@ -80,7 +80,8 @@ bool OverlapByPairs(const MelProduct& product) {
 }
 
 // For bands that overlap by pairs: reads every bin once. A band is `next` while the one before it is the current band,
-// and has no weights earlier. Gives false, and sums that do not count, if a value is not finite.
+// and has no weights earlier. Gives false, and sums that do not count, if a value is not finite: every value is added to
+// the current band, be it times 0, and leaves that sum an infinity or NaN.
 template <class Lane, std::size_t kVectorN>
 KELVO_INLINE bool MultiplyPairs(const FrameVectors<Lane, kVectorN>& frames) {
   const MelProduct& product = frames.product;
@@ -102,14 +103,16 @@ KELVO_INLINE bool MultiplyPairs(const FrameVectors<Lane, kVectorN>& frames) {
 #pragma GCC unroll 4
       for (std::size_t v = 0; v < kVectorN; ++v) {
         const Lane value = frames.Load(k, v);
-        total[v] = total[v] + value;
         current[v] = value * weight + current[v];
         next[v] = value * next_weight + next[v];
       }
     }
     frames.Store(m, current);
 #pragma GCC unroll 4
-    for (std::size_t v = 0; v < kVectorN; ++v) current[v] = next[v];
+    for (std::size_t v = 0; v < kVectorN; ++v) {
+      total[v] = total[v] + current[v];
+      current[v] = next[v];
+    }
     SetZero(next);
   }
   return AreFinite(total);
