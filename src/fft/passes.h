@@ -72,7 +72,7 @@ struct Neighbours {
   }
 };
 
-// Transforms of 2, 3, 4, 5 and 8 points, in place, forward.
+// Transforms of 2, 3, 4, 5, 8 and 16 points, in place, forward.
 template <class Lane>
 KELVO_INLINE void Butterfly(Complex<Lane> (&x)[2]) {
   const Complex<Lane> sum = x[0] + x[1];
@@ -122,9 +122,14 @@ KELVO_INLINE void Butterfly(Complex<Lane> (&x)[5]) {
   x[4] = middle1 - turned1;
 }
 
+// By exp(-pi i / 4).
+template <class Lane>
+KELVO_INLINE Complex<Lane> TimesEighthRoot(const Complex<Lane>& x) {
+  const Lane root_half = Lane::Broadcast(0x1.6a09e6p-1f);  // cos(pi / 4)
+  return Scale(Complex<Lane>{x.re + x.im, x.im - x.re}, root_half);
+}
 template <class Lane>
 KELVO_INLINE void Butterfly(Complex<Lane> (&x)[8]) {
-  const Lane root_half = Lane::Broadcast(0x1.6a09e6p-1f);  // cos(pi / 4)
   Complex<Lane> even[4];
   Complex<Lane> odd[4];
 #pragma GCC unroll 4
@@ -132,16 +137,45 @@ KELVO_INLINE void Butterfly(Complex<Lane> (&x)[8]) {
     even[s] = x[s] + x[s + 4];
     odd[s] = x[s] - x[s + 4];
   }
-  // By exp(-2 pi i s / 8).
-  odd[1] = Scale(Complex<Lane>{odd[1].re + odd[1].im, odd[1].im - odd[1].re}, root_half);
+  odd[1] = TimesEighthRoot(odd[1]);
   odd[2] = TimesMinusI(odd[2]);
-  odd[3] = Scale(Complex<Lane>{odd[3].im - odd[3].re, -(odd[3].re + odd[3].im)}, root_half);
+  odd[3] = TimesEighthRoot(TimesMinusI(odd[3]));
   Butterfly(even);
   Butterfly(odd);
 #pragma GCC unroll 4
   for (std::size_t s = 0; s < 4; ++s) {
     x[2 * s] = even[s];
     x[2 * s + 1] = odd[s];
+  }
+}
+
+template <class Lane>
+KELVO_INLINE void Butterfly(Complex<Lane> (&x)[16]) {
+  const Lane cosine = Lane::Broadcast(0x1.d906bcp-1f);  // cos(pi / 8)
+  const Lane sine = Lane::Broadcast(0x1.87de2ap-2f);    // sin(pi / 8)
+  Complex<Lane> rows[4][4];
+#pragma GCC unroll 4
+  for (std::size_t c = 0; c < 4; ++c) {
+    Complex<Lane> column[4] = {x[c], x[c + 4], x[c + 8], x[c + 12]};
+    Butterfly(column);
+#pragma GCC unroll 4
+    for (std::size_t r = 0; r < 4; ++r) rows[r][c] = column[r];
+  }
+  // By exp(-2 pi i r c / 16).
+  rows[1][1] = rows[1][1] * Complex<Lane>{cosine, -sine};
+  rows[1][2] = TimesEighthRoot(rows[1][2]);
+  rows[1][3] = rows[1][3] * Complex<Lane>{sine, -cosine};
+  rows[2][1] = TimesEighthRoot(rows[2][1]);
+  rows[2][2] = TimesMinusI(rows[2][2]);
+  rows[2][3] = TimesEighthRoot(TimesMinusI(rows[2][3]));
+  rows[3][1] = rows[3][1] * Complex<Lane>{sine, -cosine};
+  rows[3][2] = TimesEighthRoot(TimesMinusI(rows[3][2]));
+  rows[3][3] = rows[3][3] * Complex<Lane>{-cosine, sine};
+#pragma GCC unroll 4
+  for (std::size_t r = 0; r < 4; ++r) {
+    Butterfly(rows[r]);
+#pragma GCC unroll 4
+    for (std::size_t c = 0; c < 4; ++c) x[r + 4 * c] = rows[r][c];
   }
 }
 
@@ -155,18 +189,18 @@ static void RunPass(const Source& source, Target to, const Pass& pass, std::size
     for (std::size_t j = 0; j < span; j += kStep) {
       if (kStep > 1 && j + kStep > span) j = span - kStep;
       Complex<Lane> x[kRadix];
-#pragma GCC unroll 8
+#pragma GCC unroll 16
       for (std::size_t s = 0; s < kRadix; ++s) x[s] = source.template Load<Lane>(block + j + s * span);
       Butterfly(x);
       if (span > 1) {
-#pragma GCC unroll 8
+#pragma GCC unroll 16
         for (std::size_t s = 1; s < kRadix; ++s) {
           const std::size_t index = (s - 1) * span + j;
           x[s] = x[s] * Complex<Lane>{Placing::template LoadTwiddle<Lane>(pass.twiddle_re + index),
                                       Placing::template LoadTwiddle<Lane>(pass.twiddle_im + index)};
         }
       }
-#pragma GCC unroll 8
+#pragma GCC unroll 16
       for (std::size_t s = 0; s < kRadix; ++s) to.Store(block + j + s * span, x[s]);
     }
   }
@@ -228,6 +262,7 @@ KELVO_INLINE void RunAnyPass(const Source& source, Target to, const Pass& pass, 
     case 4: return RunPass<4, Placing, Lane>(source, to, pass, length);
     case 5: return RunPass<5, Placing, Lane>(source, to, pass, length);
     case 8: return RunPass<8, Placing, Lane>(source, to, pass, length);
+    case 16: return RunPass<16, Placing, Lane>(source, to, pass, length);
     default: return RunDirectPass<Placing, Lane>(source, to, pass, length, scratch);
   }
 }
@@ -283,29 +318,37 @@ KELVO_INLINE void AtWidth(std::size_t available, Run&& run) {
   }
   if constexpr (Floats::kSize > 1) run.template operator()<Lanes<float, 1>>();
 }
-KELVO_INLINE std::size_t WidthFor(std::size_t available) {
-  if (available >= Floats::kSize) return Floats::kSize;
-  if (Floats::kSize > 8 && available >= 8) return 8;
-  return Floats::kSize > 4 && available >= 4 ? 4 : 1;
+// How many times as long `available` neighbours take as full vectors of them.
+KELVO_INLINE std::size_t CostFor(std::size_t available) {
+  if (available >= Floats::kSize) return 1;
+  if (Floats::kSize > 8 && available >= 8) return Floats::kSize / 8;
+  return Floats::kSize > 4 && available >= 4 ? Floats::kSize / 4 : Floats::kSize;
 }
 
-// How many passes of a single transform run over neighbours; the others run over blocks side by side, the last one
-// always, since it leaves no neighbours.
-KELVO_INLINE std::size_t NeighbourPasses(const TransformView& plan) {
-  if constexpr (Floats::kSize == 1) return 0;
-  // The work of a pass is inverse to its lanes.
-  std::size_t best = 0;
+// Where a single transform turns from neighbours to blocks side by side: after pass_n passes, which leave block_n blocks.
+struct Turn {
+  std::size_t pass_n;
+  std::size_t block_n;
+};
+
+// The turn that costs least. The last pass is always one over blocks, since it leaves no neighbours.
+KELVO_INLINE Turn ChooseTurn(const TransformView& plan) {
+  Turn best{0, 1};
+  if constexpr (Floats::kSize == 1) return best;
   std::size_t best_cost = ~std::size_t{0};
   std::size_t cost_before = 0;
+  std::size_t block = plan.length;
+  std::size_t block_n = 1;
   for (std::size_t i = 0; i < plan.pass_n; ++i) {
-    const std::size_t block = i == 0 ? plan.length : plan.passes[i - 1].span;
-    if (i > 0) cost_before += Floats::kSize / WidthFor(block);
-    const std::size_t cost = cost_before + (plan.pass_n - i) * (Floats::kSize / WidthFor(plan.length / block));
+    const std::size_t cost = cost_before + (plan.pass_n - i) * CostFor(block_n);
     // Long blocks are for a single pass, which gains nothing from a near cache.
     if (cost < best_cost && (block <= kLongestNear || i == 0 || i + 1 == plan.pass_n)) {
-      best = i;
+      best = {i, block_n};
       best_cost = cost;
     }
+    block = plan.passes[i].span;
+    block_n *= plan.passes[i].radix;
+    cost_before += CostFor(block);
   }
   return best;
 }
@@ -376,15 +419,15 @@ static void TransformOne(const TransformView& plan, const Source& source, const 
   float* const block_memory = scratch + 4 * stride;
   float* const pass_scratch = scratch + 6 * stride;
 
-  const std::size_t neighbour_passes = NeighbourPasses(plan);
-  if (neighbour_passes == 0) {
+  const Turn turn = ChooseTurn(plan);
+  if (turn.pass_n == 0) {
     using Lane = Lanes<float, 1>;
     TransformSideBySide<Lane>(plan, source, elements, pass_scratch);
     for (std::size_t k = 0; k < length; ++k) sink.Store(k, elements.Load<Lane>(plan.position[k]));
     return;
   }
 
-  for (std::size_t i = 0; i < neighbour_passes; ++i) {
+  for (std::size_t i = 0; i < turn.pass_n; ++i) {
     const Pass& pass = plan.passes[i];
     AtWidth(pass.span, [&]<class Lane>() __attribute__((always_inline)) {
       if (i == 0) {
@@ -400,15 +443,15 @@ static void TransformOne(const TransformView& plan, const Source& source, const 
     });
   }
 
-  const std::size_t block = plan.passes[neighbour_passes - 1].span;
-  const std::size_t block_n = length / block;
+  const std::size_t block = plan.passes[turn.pass_n - 1].span;
+  const std::size_t block_n = turn.block_n;
   AtWidth(block_n, [&]<class Lane>() __attribute__((always_inline)) {
     const auto lanes = SideBySideAt<Lane>(block_memory);
     for (std::size_t b = 0; b < block_n; b += Lane::kSize) {
       if (b + Lane::kSize > block_n) b = block_n - Lane::kSize;
       // Outputs b, b + 1, ... of the passes so far begin the blocks with outputs b + r * block_n, ... of the whole.
       GatherBlocks<Lane>(lanes, elements, plan.position + b, block);
-      for (std::size_t i = neighbour_passes; i + 1 < plan.pass_n; ++i) {
+      for (std::size_t i = turn.pass_n; i + 1 < plan.pass_n; ++i) {
         RunAnyPass<SideBySide, Lane>(lanes, lanes, plan.passes[i], block, pass_scratch);
       }
       RunAnyPass<SideBySide, Lane>(lanes, OutputsOfBlocks<Sink>{sink, plan.output, b}, plan.passes[plan.pass_n - 1],

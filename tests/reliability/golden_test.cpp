@@ -17,8 +17,8 @@ namespace {
 const std::map<std::string, std::vector<std::uint64_t>> kStored{
     {"Log1p", {0xb83123105d41b31f, 0xb83123105d41b31f}},
     {"Standardize", {0x9604eb7b3d8be35f, 0x9604eb7b3d8be35f}},
-    {"FFT", {0xd93408a4e6ceeeeb, 0xd93408a4e6ceeeeb}},
-    {"IFFT", {0xa229c7b852aaea17, 0xa229c7b852aaea17}},
+    {"FFT", {0x4010626b02f640cf, 0x4010626b02f640cf}},
+    {"IFFT", {0x42d9a8ab1d0964bd, 0x42d9a8ab1d0964bd}},
     {"GetFrameLen", {0x72631d22f6a686f0, 0x238345886fad0be8, 0x431111b5c83f9230}},
     {"GetSampleLen", {0xd39f850169565c90, 0x247275be173603d8}},
     {"FixFrameLen", {0x2609cc209476068c, 0x1378ddd2cfb85831}},
@@ -73,13 +73,14 @@ TEST_P(GoldenHashes, AreThoseStored) {
       ASSERT_EQ(row->second.size(), subject.settings.size());
       expected = row->second[s];
     }
+    std::uint64_t hash = 0;
     for (const Simd::Level level : Simd::SupportedLevels()) {
       const LevelOverride use(level);
-      const std::uint64_t hash = HashOfResults(subject, subject.settings[s]);
+      hash = HashOfResults(subject, subject.settings[s]);
       if (expected == 0) expected = hash;
       EXPECT_EQ(hash, expected) << Simd::LevelName(level);
     }
-    std::printf("hash of %s, setting %zu: %016llx\n", subject.name, s, static_cast<unsigned long long>(expected));
+    std::printf("hash of %s, setting %zu: %016llx\n", subject.name, s, static_cast<unsigned long long>(hash));
   }
 }
 
