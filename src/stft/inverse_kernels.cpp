@@ -6,6 +6,7 @@
 
 #include "fft/real_split.h"
 #include "simd/lanes.h"
+#include "stft/transposition.h"
 
 namespace kelvo::Stft {
 namespace {
@@ -66,12 +67,12 @@ struct ElementSink {
 };
 
 // The imaginary parts of bins 0 and n / 2 have no part in a real signal and are not looked at.
-template <class Lane, class Bins, class Sink>
+template <class Lane, bool kHalved, class Bins, class Sink>
 KELVO_INLINE void MergeEndBins(const RealTransformView& plan, const Bins& bins, const Sink& sink) {
   const Lane zero = Lane::Broadcast(0.0f);
   const Lane first = bins.At(0).re;
   const Lane last = bins.At(plan.fft_n / 2).re;
-  if (plan.IsHalved()) {
+  if constexpr (kHalved) {
     sink.Ascending(0, Complex<Lane>{first + last, first - last});
   } else {
     sink.Ascending(0, Complex<Lane>{first, zero});
@@ -79,78 +80,115 @@ KELVO_INLINE void MergeEndBins(const RealTransformView& plan, const Bins& bins, 
   }
 }
 
-// The elements of the inner transform from pairs of bins: with h = n / 2 and w = exp(-2 pi i k / n),
-//     E = X[k] + conj X[h-k],  O = (X[k] - conj X[h-k]) conj w,  Z[k] = E + i O,  Z[h-k] = conj E + i conj O.
-// Without halving, the bins and their mirror images.
-template <class Placing, class Lane, class Bins, class Sink>
-KELVO_INLINE void MergeInnerBins(RealTransformView plan, const Bins& bins, const Sink& sink) {
-  constexpr std::size_t kStep = Placing::template kStep<Lane>;
-  const std::size_t half_n = plan.fft_n / 2;
-  const std::size_t last = plan.IsHalved() ? half_n / 2 : half_n - 1;
-  for (std::size_t k = 1; k <= last; k += kStep) {
-    if (kStep > 1 && k + kStep > last + 1) k = last + 1 - kStep;
-    const Complex<Lane> a = bins.At(k);
-    if (!plan.IsHalved()) {
-      sink.Ascending(k, a);
-      sink.Descending(plan.fft_n - k, Conjugate(a));
-      continue;
-    }
-    const Complex<Lane> b = Conjugate(bins.Before(half_n - k));
-    const Complex<Lane> w{Placing::template LoadTwiddle<Lane>(plan.split_re + k),
-                          Placing::template LoadTwiddle<Lane>(plan.split_im + k)};
-    const Complex<Lane> even = a + b;
-    const Complex<Lane> odd = (a - b) * Conjugate(w);
-    sink.Ascending(k, Complex<Lane>{even.re - odd.im, even.im + odd.re});
-    sink.Descending(half_n - k, Complex<Lane>{even.re + odd.im, odd.re - even.im});
-  }
+// Bins 1 .. LastMergedBin(...) are merged with their counterparts.
+KELVO_INLINE std::size_t LastMergedBin(const RealTransformView& plan) {
+  return plan.IsHalved() ? plan.fft_n / 4 : plan.fft_n / 2 - 1;
 }
 
-void AddFrames(const SynthesisSettings& settings, const SpectrogramView& spectrogram, std::size_t first,
-               std::size_t count, const FrameColumns& signal, float* work) {
+// The elements of the inner transform from a pair of bins: with h = n / 2 and w = exp(-2 pi i k / n),
+//     E = X[k] + conj X[h-k],  O = (X[k] - conj X[h-k]) conj w,  Z[k] = E + i O,  Z[h-k] = conj E + i conj O.
+// Without halving, the bin and its mirror image.
+template <class Placing, class Lane, bool kHalved, class Bins, class Sink>
+KELVO_INLINE void MergeBins(const RealTransformView& plan, std::size_t k, const Bins& bins, const Sink& sink) {
+  const Complex<Lane> a = bins.At(k);
+  if constexpr (!kHalved) {
+    sink.Ascending(k, a);
+    sink.Descending(plan.fft_n - k, Conjugate(a));
+    return;
+  }
+  const std::size_t half_n = plan.fft_n / 2;
+  const Complex<Lane> b = Conjugate(bins.Before(half_n - k));
+  const Complex<Lane> w{Placing::template LoadTwiddle<Lane>(plan.split_re + k),
+                        Placing::template LoadTwiddle<Lane>(plan.split_im + k)};
+  const Complex<Lane> even = a + b;
+  const Complex<Lane> odd = (a - b) * Conjugate(w);
+  sink.Ascending(k, Complex<Lane>{even.re - odd.im, even.im + odd.re});
+  sink.Descending(half_n - k, Complex<Lane>{even.re + odd.im, odd.re - even.im});
+}
+
+template <bool kHalved>
+void AddFramesAs(const SynthesisSettings& settings, const SpectrogramView& spectrogram, std::size_t first,
+                 std::size_t count, const FrameColumns& signal, float* work) {
   using Lane = Floats;
   const RealTransformView plan = settings.plan;
   const std::size_t begin = settings.begin;
   const std::size_t end = settings.end;
+  const std::size_t row_n = settings.row_n;
   const float* const gain = settings.gain;
   float* const columns = signal.columns;
   const unsigned* const sample_offset = signal.sample_offset;
-  const auto elements = SideBySideAt<Lane>(work);
-  float* const scratch = work + 2 * plan.inner.length * Lane::kSize;
-  for (std::size_t t = 0; t < count; t += Lane::kSize) {
-    const FrameBins<Lane> bins{spectrogram.data + 2 * (first + t), 2 * spectrogram.frame_n, count - t};
-    const ElementSink<SideBySide, SideBySideElements<Lane>> sink{elements};
-    MergeEndBins<Lane>(plan, bins, sink);
-    MergeInnerBins<SideBySide, Lane>(plan, bins, sink);
-    TransformSideBySide<Lane>(plan.inner, elements, elements, scratch);
+  const float* const bins = spectrogram.data + 2 * first;
+  const std::size_t row_stride = 2 * spectrogram.frame_n;
+  const std::size_t last_merged = LastMergedBin(plan);
+  const std::size_t elements_n = 2 * plan.inner.length * Lane::kSize;
+  float* const scratch = work + 2 * elements_n;
 
+  const auto merge = [&]<std::size_t kVectorN>(std::size_t t) __attribute__((always_inline)) {
+    const auto bins_of = [&](std::size_t v) __attribute__((always_inline)) {
+      const std::size_t frame = t + v * Lane::kSize;
+      return FrameBins<Lane>{bins + 2 * frame, row_stride, count - frame};
+    };
+    const auto sink_of = [&](std::size_t v) __attribute__((always_inline)) {
+      return ElementSink<SideBySide, SideBySideElements<Lane>>{SideBySideAt<Lane>(work + v * elements_n)};
+    };
+    for (std::size_t v = 0; v < kVectorN; ++v) MergeEndBins<Lane, kHalved>(plan, bins_of(v), sink_of(v));
+    for (std::size_t k = 1; k <= last_merged; ++k) {
+#pragma GCC unroll 2
+      for (std::size_t v = 0; v < kVectorN; ++v) MergeBins<SideBySide, Lane, kHalved>(plan, k, bins_of(v), sink_of(v));
+    }
+  };
+  const auto add_vector = [&](std::size_t t, SideBySideElements<Lane> elements) __attribute__((always_inline)) {
+    TransformSideBySide<Lane>(plan.inner, elements, elements, scratch);
+    // From the last sample to the first: two samples that fall on the same column come from different frames, and the
+    // later sample from the earlier frame. The last ones of a frame are the first that reach their columns.
     const auto add = [&](std::size_t i, Lane sample) __attribute__((always_inline)) {
       if (i < begin || i >= end) return;
       float* const at = columns + sample_offset[i] + t;
-      (Lane::Load(at) + sample * Lane::Broadcast(gain[i - begin])).Store(at);
+      const Lane before = i + row_n < end ? Lane::Load(at) : Lane::Broadcast(0.0f);
+      (before + sample * Lane::Broadcast(gain[i - begin])).Store(at);
     };
-    // From the last sample to the first: two samples that fall on the same column come from different frames, and the
-    // later sample from the earlier frame.
     for (std::size_t k = plan.inner.length; k-- > 0;) {
-      const Complex<Lane> pair = Exchanged(elements.Load<Lane>(plan.inner.position[k]));
-      if (plan.IsHalved()) {
+      const Complex<Lane> pair = Exchanged(elements.template Load<Lane>(plan.inner.position[k]));
+      if constexpr (kHalved) {
         add(2 * k + 1, pair.im);
         add(2 * k, pair.re);
       } else {
         add(k, pair.re);
       }
     }
+  };
+
+  for (std::size_t t = 0; t < count; t += 2 * Lane::kSize) {
+    const std::size_t vector_n = t + Lane::kSize < count ? 2 : 1;
+    if (vector_n == 2) {
+      merge.template operator()<2>(t);
+    } else {
+      merge.template operator()<1>(t);
+    }
+    for (std::size_t v = 0; v < vector_n; ++v) {
+      add_vector(t + v * Lane::kSize, SideBySideAt<Lane>(work + v * elements_n));
+    }
+  }
+}
+
+void AddFrames(const SynthesisSettings& settings, const SpectrogramView& spectrogram, std::size_t first,
+               std::size_t count, const FrameColumns& signal, float* work) {
+  if (settings.plan.IsHalved()) {
+    AddFramesAs<true>(settings, spectrogram, first, count, signal, work);
+  } else {
+    AddFramesAs<false>(settings, spectrogram, first, count, signal, work);
   }
 }
 
 // The samples of one frame out of the outputs of its transform.
+template <bool kHalved>
 struct SampleSink {
   float* samples;
-  bool is_halved;
 
   template <class Lane>
   KELVO_INLINE void Store(std::size_t k, const Complex<Lane>& x) const {
     const Complex<Lane> pair = Exchanged(x);
-    if (is_halved) {
+    if constexpr (kHalved) {
       const auto pairs = Interleave(pair.re, pair.im);
       pairs.first.Store(samples + 2 * k);
       pairs.second.Store(samples + 2 * k + Lane::kSize);
@@ -160,28 +198,41 @@ struct SampleSink {
   }
 };
 
+// `merged` receives the merged elements and, once they are transformed, the samples.
+template <bool kHalved>
+void ComputeSamples(const RealTransformView& plan, const NeighbourElements& bins, float* merged, float* scratch) {
+  const std::size_t last_merged = LastMergedBin(plan);
+  const NeighbourElements elements{merged, merged + plan.inner.length};
+  const ElementSink<Neighbours, NeighbourElements> sink{elements};
+  MergeEndBins<Lanes<float, 1>, kHalved>(plan, NeighbourBins<Lanes<float, 1>>{{bins}}, sink);
+  AtWidth(last_merged, [&]<class Lane>() __attribute__((always_inline)) {
+    for (std::size_t k = 1; k <= last_merged; k += Lane::kSize) {
+      if (k + Lane::kSize > last_merged + 1) k = last_merged + 1 - Lane::kSize;
+      MergeBins<Neighbours, Lane, kHalved>(plan, k, NeighbourBins<Lane>{{bins}}, sink);
+    }
+  });
+  TransformOne(plan.inner, elements, SampleSink<kHalved>{merged}, scratch);
+}
+
 void AddFrame(const SynthesisSettings& settings, const SpectrogramView& spectrogram, std::size_t frame, float* signal,
               float* work) {
   const RealTransformView& plan = settings.plan;
-  const std::size_t length = plan.inner.length;
   const std::size_t bin_n = plan.fft_n / 2 + 1;
   const NeighbourElements bins{work, work + bin_n};
-  // Merged elements and, once they are transformed, the samples.
-  float* const merged = work + 2 * bin_n;
   for (std::size_t k = 0; k < bin_n; ++k) {
     const float* const bin = spectrogram.data + 2 * (k * spectrogram.frame_n + frame);
     bins.re[k] = bin[0];
     bins.im[k] = bin[1];
   }
-  const NeighbourElements elements{merged, merged + length};
-  const ElementSink<Neighbours, NeighbourElements> sink{elements};
-  MergeEndBins<Lanes<float, 1>>(plan, NeighbourBins<Lanes<float, 1>>{{bins}}, sink);
-  AtWidth(plan.IsHalved() ? length / 2 : length / 2 - 1, [&]<class Lane>() __attribute__((always_inline)) {
-    MergeInnerBins<Neighbours, Lane>(plan, NeighbourBins<Lane>{{bins}}, sink);
-  });
-  TransformOne(plan.inner, elements, SampleSink{merged, plan.IsHalved()}, merged + 2 * length);
+  float* const samples = work + 2 * bin_n;
+  float* const scratch = samples + 2 * plan.inner.length;
+  if (plan.IsHalved()) {
+    ComputeSamples<true>(plan, bins, samples, scratch);
+  } else {
+    ComputeSamples<false>(plan, bins, samples, scratch);
+  }
   for (std::size_t i = settings.begin; i < settings.end; ++i) {
-    signal[i] = signal[i] + merged[i] * settings.gain[i - settings.begin];
+    signal[i] = signal[i] + samples[i] * settings.gain[i - settings.begin];
   }
 }
 
@@ -189,27 +240,32 @@ void AddFrame(const SynthesisSettings& settings, const SpectrogramView& spectrog
 // upper one.
 constexpr float kLowestEnvelope = 0x1.b7cdfep-34f;
 
-template <class Lane, class Envelope>
-KELVO_INLINE std::size_t DivideFrom(std::size_t i, float* signal, const Envelope& envelope_at, std::size_t count) {
+template <class Lane>
+KELVO_INLINE Lane Divided(Lane value, Lane envelope) {
+  return SelectLess(envelope, Lane::Broadcast(kLowestEnvelope), value, value / envelope);
+}
+
+void DeliverColumns(float* dst, std::size_t dst_stride, const float* signal, std::size_t signal_stride,
+                    const float* envelope, std::size_t rows, std::size_t columns) {
+  Transpose({dst, dst_stride, rows, columns}, [=]<class Tile>(std::size_t r, std::size_t c)
+                                                  __attribute__((always_inline)) {
+    return Divided(Tile::Load(signal + r * signal_stride + c), Tile::Broadcast(envelope[r]));
+  });
+}
+
+template <class Lane>
+KELVO_INLINE std::size_t DivideFrom(std::size_t i, float* signal, const float* envelope, std::size_t count) {
   for (; i + Lane::kSize <= count; i += Lane::kSize) {
-    const Lane value = Lane::Load(signal + i);
-    const Lane envelope = envelope_at.template operator()<Lane>(i);
-    SelectLess(envelope, Lane::Broadcast(kLowestEnvelope), value, value / envelope).Store(signal + i);
+    Divided(Lane::Load(signal + i), Lane::Load(envelope + i)).Store(signal + i);
   }
   return i;
 }
 
-void DivideByConstant(float* signal, float envelope, std::size_t count) {
-  const auto at = [&]<class Lane>(std::size_t) __attribute__((always_inline)) { return Lane::Broadcast(envelope); };
-  DivideFrom<Lanes<float, 1>>(DivideFrom<Floats>(0, signal, at, count), signal, at, count);
-}
-
 void Divide(float* signal, const float* envelope, std::size_t count) {
-  const auto at = [&]<class Lane>(std::size_t i) __attribute__((always_inline)) { return Lane::Load(envelope + i); };
-  DivideFrom<Lanes<float, 1>>(DivideFrom<Floats>(0, signal, at, count), signal, at, count);
+  DivideFrom<Lanes<float, 1>>(DivideFrom<Floats>(0, signal, envelope, count), signal, envelope, count);
 }
 
-constexpr InverseKernels kKernels{AddFrames, AddFrame, DivideByConstant, Divide};
+constexpr InverseKernels kKernels{AddFrames, AddFrame, DeliverColumns, Divide};
 
 }  // namespace
 }  // namespace kelvo::Stft

@@ -29,9 +29,9 @@ class Synthesis {
   void RunSideBySide();
   void RunOneByOne();
   float Envelope(std::size_t row, std::size_t first_back, std::size_t last_back) const;
-  void DivideColumns(std::size_t first, std::size_t count);
   void DeliverColumns(std::size_t first, std::size_t count);
   void Deliver(std::span<const float> samples, std::size_t position);
+  void FillFrom(std::size_t position);
 
   const StftKernels& stft_kernels_;
   const InverseKernels& kernels_;
@@ -51,7 +51,7 @@ class Synthesis {
   FrameBlocks blocks_;
   std::vector<float> inner_envelope_;  // [rows] of a column that all the frames around it reach
   std::vector<float> signal_;          // side by side the columns of a block, one by one the whole signal
-  std::vector<float> envelope_;        // one by one, of the whole signal
+  std::vector<float> envelope_;        // side by side of one column, one by one of the whole signal
   std::vector<float> column_;
   Api::ScratchBuffer work_;
 };
@@ -99,10 +99,12 @@ Synthesis::Synthesis(float* dst, const float* src, const InverseSettings& settin
     envelope_ = Api::MakeZeroBuffer(signal_.size());
     return;
   }
-  work_ = Api::ScratchBuffer(SideBySideScratch(length, lane_n));
+  work_ = Api::ScratchBuffer(InverseScratch(length, lane_n));
   blocks_ = FrameBlocks(fft_n, hop_, used_frame_n_, lane_n, fft_n);
   signal_ = Api::MakeZeroBuffer(blocks_.FloatCount());
+  settings_.row_n = blocks_.RowCount();
   column_ = Api::MakeZeroBuffer(blocks_.RowCount());
+  envelope_ = Api::MakeZeroBuffer(blocks_.RowCount());
   inner_envelope_ = Api::MakeZeroBuffer(blocks_.RowCount());
   for (std::size_t r = 0; r < inner_envelope_.size(); ++r) {
     inner_envelope_[r] = Envelope(r, 0, blocks_.SharedColumnCount());
@@ -110,8 +112,6 @@ Synthesis::Synthesis(float* dst, const float* src, const InverseSettings& settin
 }
 
 void Synthesis::Run() {
-  // Samples that no frame reaches, between frames or behind the last one.
-  std::fill(dst_.begin(), dst_.end(), 0.0f);
   if (side_by_side_) {
     RunSideBySide();
   } else {
@@ -121,18 +121,21 @@ void Synthesis::Run() {
 
 void Synthesis::RunSideBySide() {
   const std::size_t shared_n = blocks_.SharedColumnCount();
+  const bool has_gaps = hop_ > blocks_.RowCount();
+  FillFrom(has_gaps ? 0 : std::min((used_frame_n_ + shared_n) * hop_, signal_n_));
   for (std::size_t first = 0; first < used_frame_n_; first += blocks_.FrameCount()) {
     const std::size_t count = std::min(blocks_.FrameCount(), used_frame_n_ - first);
     kernels_.add_frames(settings_, spectrogram_, first, count, {signal_.data(), blocks_.SampleOffsets()}, work_.Data());
-    const bool is_last = first + count == used_frame_n_;
-    const std::size_t complete_n = is_last ? count + shared_n : count;
-    DivideColumns(first, complete_n);
-    DeliverColumns(first, complete_n);
-    // The columns that the next frames still add to move to the front.
-    for (std::size_t r = 0; !is_last && r < blocks_.RowCount(); ++r) {
+    const std::size_t next = first + count;
+    DeliverColumns(first, next == used_frame_n_ ? count + shared_n : count);
+    // The columns that the next frames still add to move to the front. Only behind the last frame are columns delivered
+    // that no frame has reached.
+    const bool is_next_last = next + blocks_.FrameCount() >= used_frame_n_;
+    for (std::size_t r = 0; r < blocks_.RowCount(); ++r) {
       float* const row = signal_.data() + r * blocks_.Stride();
-      std::copy_n(row + count, shared_n, row);
-      std::fill(row + shared_n, row + blocks_.Stride(), 0.0f);
+      const std::size_t reached_n = r < settings_.end ? (settings_.end - 1 - r) / blocks_.RowCount() : 0;
+      std::copy_n(row + count, reached_n, row);
+      if (is_next_last) std::fill(row + reached_n, row + blocks_.Stride(), 0.0f);
     }
   }
 }
@@ -147,6 +150,7 @@ void Synthesis::RunOneByOne() {
   const std::size_t reached_n = std::min(signal_n_, signal_.size());
   kernels_.divide(signal_.data(), envelope_.data(), reached_n);
   Deliver({signal_.data(), reached_n}, 0);
+  FillFrom(reached_n);
 }
 
 // The squared windows of the frames that began last_back to first_back columns ago, in that order, in one row.
@@ -160,42 +164,33 @@ float Synthesis::Envelope(std::size_t row, std::size_t first_back, std::size_t l
 }
 
 // Columns 0 .. count - 1 of the block, of which the first is column `first` of the signal.
-void Synthesis::DivideColumns(std::size_t first, std::size_t count) {
+void Synthesis::DeliverColumns(std::size_t first, std::size_t count) {
+  const std::size_t row_n = blocks_.RowCount();
   const std::size_t shared_n = blocks_.SharedColumnCount();
   const std::size_t last_frame = spectrogram_.frame_n - 1;
-  // From inner_begin to inner_end all frames around a column exist, and its envelope is the same.
-  const std::size_t inner_begin = std::min(shared_n > first ? shared_n - first : 0, count);
-  const std::size_t inner_end = std::clamp(last_frame + 1 - first, inner_begin, count);
-  for (std::size_t r = 0; r < blocks_.RowCount(); ++r) {
-    float* const row = signal_.data() + r * blocks_.Stride();
-    kernels_.divide_by_constant(row + inner_begin, inner_envelope_[r], inner_end - inner_begin);
-    for (std::size_t c = 0; c < count; ++c) {
-      if (c == inner_begin) c = inner_end;
-      if (c >= count) break;
-      const std::size_t column = first + c;
-      const std::size_t first_back = column > last_frame ? column - last_frame : 0;
-      kernels_.divide_by_constant(row + c, Envelope(r, first_back, std::min(column, shared_n)), 1);
-    }
-  }
-}
-
-void Synthesis::DeliverColumns(std::size_t first, std::size_t count) {
-  const auto is_inside = [&](std::size_t c) {
-    const std::size_t position = (first + c) * hop_;
-    return position >= first_ && position + blocks_.RowCount() <= signal_n_;
+  // All frames around the column exist, so that it has the inner envelope, and all of it is delivered.
+  const auto is_inner = [&](std::size_t column) {
+    const std::size_t position = column * hop_;
+    return column >= shared_n && column <= last_frame && position >= first_ && position + row_n <= signal_n_;
   };
   for (std::size_t c = 0; c < count;) {
     std::size_t end = c;
-    while (end < count && is_inside(end)) ++end;
+    while (end < count && is_inner(first + end)) ++end;
+    const std::size_t column = first + c;
     if (end > c) {
-      stft_kernels_.transpose(dst_.data() + ((first + c) * hop_ - first_), hop_, signal_.data() + c, blocks_.Stride(),
-                              blocks_.RowCount(), end - c);
+      kernels_.deliver_columns(dst_.data() + (column * hop_ - first_), hop_, signal_.data() + c, blocks_.Stride(),
+                               inner_envelope_.data(), row_n, end - c);
       c = end;
-    } else {
-      stft_kernels_.transpose(column_.data(), 0, signal_.data() + c, blocks_.Stride(), blocks_.RowCount(), 1);
-      Deliver(column_, (first + c) * hop_);
-      ++c;
+      continue;
     }
+    const std::size_t first_back = column > last_frame ? column - last_frame : 0;
+    for (std::size_t r = 0; r < row_n; ++r) {
+      column_[r] = signal_[r * blocks_.Stride() + c];
+      envelope_[r] = Envelope(r, first_back, std::min(column, shared_n));
+    }
+    kernels_.divide(column_.data(), envelope_.data(), row_n);
+    Deliver(column_, column * hop_);
+    ++c;
   }
 }
 
@@ -204,6 +199,11 @@ void Synthesis::Deliver(std::span<const float> samples, std::size_t position) {
   const std::size_t begin = std::max(position, first_);
   const std::size_t end = std::min(position + samples.size(), signal_n_);
   for (std::size_t i = begin; i < end; ++i) dst_[i - first_] = samples[i - position];
+}
+
+// Writes the samples from `position` on that no frame reaches.
+void Synthesis::FillFrom(std::size_t position) {
+  for (std::size_t i = std::max(position, first_); i < first_ + dst_.size(); ++i) dst_[i - first_] = 0.0f;
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include "fft/real_split.h"
 #include "simd/lane_math.h"
 #include "simd/lanes.h"
+#include "stft/transposition.h"
 
 namespace kelvo::Stft {
 namespace {
@@ -11,40 +12,12 @@ namespace {
 using namespace Fft;
 using namespace Simd;
 
-struct Transposition {
-  float* dst;
-  std::size_t dst_stride;
-  const float* src;
-  std::size_t src_stride;
-  std::size_t rows, columns;
-};
-
-// From row r on, in tiles of Tile::kSize rows and columns, as many as fit; the last tile of a row overlaps the one
-// before. Returns the first row that is left.
-template <class Tile>
-KELVO_INLINE std::size_t TransposeRows(std::size_t r, const Transposition& t) {
-  constexpr std::size_t kSize = Tile::kSize;
-  if (t.columns < kSize) return r;
-  for (; r + kSize <= t.rows; r += kSize) {
-    for (std::size_t c = 0; c < t.columns; c += kSize) {
-      if (c + kSize > t.columns) c = t.columns - kSize;
-      Tile tile[kSize];
-#pragma GCC unroll 16
-      for (std::size_t i = 0; i < kSize; ++i) tile[i] = Tile::Load(t.src + (r + i) * t.src_stride + c);
-      Transpose(tile);
-#pragma GCC unroll 16
-      for (std::size_t i = 0; i < kSize; ++i) tile[i].Store(t.dst + (c + i) * t.dst_stride + r);
-    }
-  }
-  return r;
-}
-
 void TransposeMatrix(float* dst, std::size_t dst_stride, const float* src, std::size_t src_stride, std::size_t rows,
                      std::size_t columns) {
-  const Transposition t{dst, dst_stride, src, src_stride, rows, columns};
-  std::size_t r = TransposeRows<Floats>(0, t);
-  if constexpr (Floats::kSize > 4) r = TransposeRows<Lanes<float, 4>>(r, t);
-  if constexpr (Floats::kSize > 1) TransposeRows<Lanes<float, 1>>(r, t);
+  Transpose({dst, dst_stride, rows, columns}, [=]<class Tile>(std::size_t r, std::size_t c)
+                                                  __attribute__((always_inline)) {
+    return Tile::Load(src + r * src_stride + c);
+  });
 }
 
 // The windowed samples of several frames as elements of the inner transform. Samples outside the window come from a row
