@@ -65,7 +65,7 @@ std::vector<std::size_t> ChooseRadices(std::size_t length) {
 bool HasButterfly(std::size_t radix) { return radix <= 5 || radix == 8 || radix == 16; }
 
 std::size_t TableSize(std::size_t radix, std::size_t span) {
-  return (span > 1 ? 2 * (radix - 1) * span : 0) + (HasButterfly(radix) ? 0 : 2 * radix);
+  return (span > 1 ? 4 * (radix - 1) * span : 0) + (HasButterfly(radix) ? 0 : 2 * radix);
 }
 
 // Digit reversal: the last digit of an output index was decided by the first pass, whose blocks lie farthest apart.
@@ -124,12 +124,19 @@ TransformPlan::TransformPlan(std::size_t length) : length_(length) {
   block = length;
   for (const std::size_t radix : radices) {
     const std::size_t span = block / radix;
-    Pass pass{radix, span, nullptr, nullptr, nullptr, nullptr};
+    Pass pass{radix, span, nullptr, nullptr, nullptr, nullptr, nullptr};
     if (span > 1) {
       const std::size_t count = (radix - 1) * span;
       pass.twiddle_re = next;
       pass.twiddle_im = next + count;
       add_roots(count, [&](std::size_t i) { return UnitRoot((i / span + 1) * (i % span), block); });
+      pass.twiddle_pairs = next;
+      for (std::size_t j = 0; j < span; ++j) {
+        for (std::size_t i = j; i < count; i += span) {
+          *next++ = pass.twiddle_re[i];
+          *next++ = pass.twiddle_im[i];
+        }
+      }
     }
     if (!HasButterfly(radix)) {
       pass.root_re = next;

@@ -58,6 +58,15 @@ KELVO_INLINE SideBySideElements<Lane> SideBySideAt(float* memory) {
 struct SideBySide {
   template <class Lane>
   static constexpr std::size_t kStep = 1;
+  // The twiddles of element j for outputs 1 .. radix - 1.
+  struct Twiddles {
+    const float* pairs;
+    KELVO_INLINE Twiddles(const Pass& pass, std::size_t j) : pairs(pass.twiddle_pairs + 2 * (pass.radix - 1) * j) {}
+    template <class Lane>
+    KELVO_INLINE Complex<Lane> At(std::size_t s, std::size_t) const {
+      return {Lane::Broadcast(pairs[2 * s - 2]), Lane::Broadcast(pairs[2 * s - 1])};
+    }
+  };
   template <class Lane>
   static KELVO_INLINE Lane LoadTwiddle(const float* twiddle) {
     return Lane::Broadcast(*twiddle);
@@ -66,6 +75,15 @@ struct SideBySide {
 struct Neighbours {
   template <class Lane>
   static constexpr std::size_t kStep = Lane::kSize;
+  struct Twiddles {
+    const Pass& pass;
+    std::size_t j;
+    template <class Lane>
+    KELVO_INLINE Complex<Lane> At(std::size_t s, std::size_t span) const {
+      const std::size_t index = (s - 1) * span + j;
+      return {Lane::Load(pass.twiddle_re + index), Lane::Load(pass.twiddle_im + index)};
+    }
+  };
   template <class Lane>
   static KELVO_INLINE Lane LoadTwiddle(const float* twiddle) {
     return Lane::Load(twiddle);
@@ -193,12 +211,9 @@ static void RunPass(const Source& source, Target to, const Pass& pass, std::size
       for (std::size_t s = 0; s < kRadix; ++s) x[s] = source.template Load<Lane>(block + j + s * span);
       Butterfly(x);
       if (span > 1) {
+        const typename Placing::Twiddles twiddles{pass, j};
 #pragma GCC unroll 16
-        for (std::size_t s = 1; s < kRadix; ++s) {
-          const std::size_t index = (s - 1) * span + j;
-          x[s] = x[s] * Complex<Lane>{Placing::template LoadTwiddle<Lane>(pass.twiddle_re + index),
-                                      Placing::template LoadTwiddle<Lane>(pass.twiddle_im + index)};
-        }
+        for (std::size_t s = 1; s < kRadix; ++s) x[s] = x[s] * twiddles.template At<Lane>(s, span);
       }
 #pragma GCC unroll 16
       for (std::size_t s = 0; s < kRadix; ++s) to.Store(block + j + s * span, x[s]);
@@ -228,15 +243,13 @@ static void RunDirectPass(const Source& source, Target to, const Pass& pass, std
         total = total + (a + b);
       }
       to.Store(block + j, total);
+      const typename Placing::Twiddles twiddles{pass, j};
       const auto store = [&](std::size_t s, const Complex<Lane>& value) __attribute__((always_inline)) {
         if (span == 1) {
           to.Store(block + s, value);
           return;
         }
-        const std::size_t index = (s - 1) * span + j;
-        to.Store(block + j + s * span,
-                 value * Complex<Lane>{Placing::template LoadTwiddle<Lane>(pass.twiddle_re + index),
-                                       Placing::template LoadTwiddle<Lane>(pass.twiddle_im + index)});
+        to.Store(block + j + s * span, value * twiddles.template At<Lane>(s, span));
       };
       for (std::size_t k = 1; k <= half; ++k) {
         Complex<Lane> middle = first;

@@ -13,6 +13,8 @@ struct Pass {
   // Twiddles exp(-2 pi i s j / (radix * span)) at [(s - 1) * span + j] for s = 1 .. radix - 1; none when span is 1.
   const float* twiddle_re;
   const float* twiddle_im;
+  // The same once more, real and imaginary parts in turn, at [2 * ((radix - 1) * j + s - 1)].
+  const float* twiddle_pairs;
   // exp(-2 pi i k / radix), k = 0 .. radix - 1, for radices without a butterfly of their own.
   const float* root_re;
   const float* root_im;
