@@ -101,6 +101,7 @@ void BuildMelFilterBank(MelFilterBank& bank, const MelFilterBankKey& key) {
     }
   }
   bank.bands = FindBands(bank.weights, static_cast<std::size_t>(key.freq_n));
+  bank.overlap_by_pairs = OverlapByPairs(bank.bands);
 }
 
 std::vector<Band> FindBands(std::span<const float> weights, std::size_t freq_n) {
@@ -111,6 +112,15 @@ std::vector<Band> FindBands(std::span<const float> weights, std::size_t freq_n) 
     if (first < freq_n) bands[m] = {first, SkipZerosBackward(row)};
   }
   return bands;
+}
+
+bool OverlapByPairs(std::span<const Band> bands) {
+  std::size_t reach = 0;
+  for (std::size_t m = 2; m < bands.size(); ++m) {
+    reach = std::max(reach, bands[m - 2].last);
+    if (bands[m].last > 0 && bands[m].first < reach) return false;
+  }
+  return true;
 }
 
 const Fft::ForkGuard MelFilterBankCache::fork_guard_([]() -> Fft::Mutex& { return Get().banks_.GetMutex(); });

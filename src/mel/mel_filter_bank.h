@@ -35,6 +35,7 @@ struct MelFilterBankKey {
 struct MelFilterBank {
   std::vector<float> weights;  // [mel_n x freq_n]
   std::vector<Band> bands;     // [mel_n]
+  bool overlap_by_pairs;
 };
 
 // Fills a bank, whatever it held before. The key is valid: 1 <= mel_n < freq_n.
@@ -42,6 +43,8 @@ void BuildMelFilterBank(MelFilterBank& bank, const MelFilterBankKey& key);
 
 // The bands of weights [mel_n x freq_n].
 std::vector<Band> FindBands(std::span<const float> weights, std::size_t freq_n);
+// Whether no bin is in more than two bands, which are neighbours then.
+bool OverlapByPairs(std::span<const Band> bands);
 
 // Each bank is built once per process and read without a lock from then on.
 class MelFilterBankCache {

@@ -69,16 +69,6 @@ KELVO_INLINE void MultiplyBands(const FrameVectors<Lane, kVectorN>& frames) {
   }
 }
 
-// Whether no bin is in more than two bands, which are neighbours then.
-bool OverlapByPairs(const MelProduct& product) {
-  std::size_t reach = 0;
-  for (std::size_t m = 2; m < product.mel_n; ++m) {
-    if (product.bands[m - 2].last > reach) reach = product.bands[m - 2].last;
-    if (product.bands[m].last > 0 && product.bands[m].first < reach) return false;
-  }
-  return true;
-}
-
 // For bands that overlap by pairs: reads every bin once. A band is `next` while the one before it is the current band,
 // and has no weights earlier. Gives false, and sums that do not count, if a value is not finite: every value is added to
 // the current band, be it times 0, and leaves that sum an infinity or NaN.
@@ -119,20 +109,19 @@ KELVO_INLINE bool MultiplyPairs(const FrameVectors<Lane, kVectorN>& frames) {
 }
 
 template <class Lane, std::size_t kVectorN>
-KELVO_INLINE std::size_t MultiplyFrom(std::size_t t, const MelProduct& product, bool by_pairs) {
+KELVO_INLINE std::size_t MultiplyFrom(std::size_t t, const MelProduct& product) {
   for (; t + kVectorN * Lane::kSize <= product.frame_n; t += kVectorN * Lane::kSize) {
     const FrameVectors<Lane, kVectorN> frames{product, t};
-    if (!by_pairs || !MultiplyPairs(frames)) MultiplyBands(frames);
+    if (!product.overlap_by_pairs || !MultiplyPairs(frames)) MultiplyBands(frames);
   }
   return t;
 }
 
 void Multiply(const MelProduct& product) {
-  const bool by_pairs = OverlapByPairs(product);
-  std::size_t t = MultiplyFrom<Floats, 4>(0, product, by_pairs);
-  t = MultiplyFrom<Floats, 1>(t, product, by_pairs);
-  if constexpr (Floats::kSize > 4) t = MultiplyFrom<Lanes<float, 4>, 1>(t, product, by_pairs);
-  MultiplyFrom<Lanes<float, 1>, 1>(t, product, by_pairs);
+  std::size_t t = MultiplyFrom<Floats, 4>(0, product);
+  t = MultiplyFrom<Floats, 1>(t, product);
+  if constexpr (Floats::kSize > 4) t = MultiplyFrom<Lanes<float, 4>, 1>(t, product);
+  MultiplyFrom<Lanes<float, 1>, 1>(t, product);
 }
 
 constexpr MelKernels kKernels{Multiply};

@@ -8,7 +8,8 @@
 namespace kelvo::Mel {
 
 // dst [mel_n x frame_n] = weights [mel_n x freq_n] * src [freq_n x frame_n]; rows of dst and src lie dst_stride and
-// src_stride floats apart, rows of weights are packed. bands[m] tells which weights of row m may differ from 0.
+// src_stride floats apart, rows of weights are packed. bands[m] tells which weights of row m may differ from 0, and
+// overlap_by_pairs whether bands overlap by pairs at most.
 struct MelProduct {
   float* dst;
   std::size_t dst_stride;
@@ -16,6 +17,7 @@ struct MelProduct {
   std::size_t src_stride;
   const float* weights;
   const Band* bands;
+  bool overlap_by_pairs;
   std::size_t mel_n;
   std::size_t freq_n;
   std::size_t frame_n;

@@ -19,7 +19,7 @@ void ComputeMelSpectrogram(float* dst, std::span<const float> src, const MelSett
   const MelKernels& kernels = Simd::KernelsFor<MelKernels>(level);
   transform.ForEachBlock(src, [&](std::size_t first, std::size_t count, const Stft::BinBlock& bins) {
     kernels.multiply({dst + first, frame_n, bins.re, bins.stride, bank.weights.data(), bank.bands.data(),
-                      bank.bands.size(), transform.BinCount(), count});
+                      bank.overlap_by_pairs, bank.bands.size(), transform.BinCount(), count});
   });
 }
 
@@ -29,7 +29,7 @@ void MultiplyFilterBank(float* dst, const float* src, const float* fb_matrix, in
   const auto frames = static_cast<std::size_t>(frame_n);
   const std::vector<Band> bands = FindBands({fb_matrix, static_cast<std::size_t>(mel_n) * bins}, bins);
   Simd::KernelsFor<MelKernels>(level).multiply(
-      {dst, frames, src, frames, fb_matrix, bands.data(), bands.size(), bins, frames});
+      {dst, frames, src, frames, fb_matrix, bands.data(), OverlapByPairs(bands), bands.size(), bins, frames});
 }
 
 }  // namespace kelvo::Mel

@@ -37,9 +37,12 @@ ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, Output
   const std::size_t margin = (fft_n - window.size()) / 2;
   frame_settings_.begin = margin;
   frame_settings_.end = fft_n - margin;
-  window_ = Api::MakeZeroBuffer(fft_n);
-  std::copy(window.begin(), window.end(), window_.begin() + static_cast<std::ptrdiff_t>(margin));
-  frame_settings_.window = window_.data();
+  frame_settings_.window = window.data();
+  if (window.size() < fft_n) {
+    window_ = Api::MakeZeroBuffer(fft_n);
+    std::copy(window.begin(), window.end(), window_.begin() + static_cast<std::ptrdiff_t>(margin));
+    frame_settings_.window = window_.data();
+  }
   switch (static_cast<SpectrumNorm>(settings.norm_type)) {
     case SpectrumNorm::WindowL2: frame_settings_.scale = WindowL2Factor(window); break;
     case SpectrumNorm::TwoOverN: frame_settings_.scale = 2.0f / static_cast<float>(settings.fft_n); break;
