@@ -32,7 +32,7 @@ KELVO_INLINE void SetZero(Lane (&lanes)[kVectorN]) {
 // The sums of kVectorN vectors of frames, which go together so that their chains of additions overlap.
 template <class Lane, std::size_t kVectorN>
 struct FrameVectors {
-  const MelProduct& product;
+  const MelProduct product;
   std::size_t t;
 
   KELVO_INLINE Lane Load(std::size_t k, std::size_t v) const {
@@ -47,7 +47,7 @@ struct FrameVectors {
 // Band by band, for any weights.
 template <class Lane, std::size_t kVectorN>
 KELVO_INLINE void MultiplyBands(const FrameVectors<Lane, kVectorN>& frames) {
-  const MelProduct& product = frames.product;
+  const MelProduct product = frames.product;
   Lane total[kVectorN];
   SetZero(total);
   for (std::size_t k = 0; k < product.freq_n; ++k) {
@@ -74,7 +74,7 @@ KELVO_INLINE void MultiplyBands(const FrameVectors<Lane, kVectorN>& frames) {
 // the current band, be it times 0, and leaves that sum an infinity or NaN.
 template <class Lane, std::size_t kVectorN>
 KELVO_INLINE bool MultiplyPairs(const FrameVectors<Lane, kVectorN>& frames) {
-  const MelProduct& product = frames.product;
+  const MelProduct product = frames.product;
   Lane total[kVectorN];
   Lane current[kVectorN];
   Lane next[kVectorN];
