@@ -58,12 +58,13 @@ KELVO_INLINE SideBySideElements<Lane> SideBySideAt(float* memory) {
 struct SideBySide {
   template <class Lane>
   static constexpr std::size_t kStep = 1;
-  // The twiddles of element j for outputs 1 .. radix - 1.
+  // The twiddles of element j for outputs s = 1 .. radix - 1.
   struct Twiddles {
     const float* pairs;
-    KELVO_INLINE Twiddles(const Pass& pass, std::size_t j) : pairs(pass.twiddle_pairs + 2 * (pass.radix - 1) * j) {}
+    KELVO_INLINE Twiddles(const Pass& pass, std::size_t radix, std::size_t, std::size_t j)
+        : pairs(pass.twiddle_pairs + 2 * (radix - 1) * j) {}
     template <class Lane>
-    KELVO_INLINE Complex<Lane> At(std::size_t s, std::size_t) const {
+    KELVO_INLINE Complex<Lane> At(std::size_t s) const {
       return {Lane::Broadcast(pairs[2 * s - 2]), Lane::Broadcast(pairs[2 * s - 1])};
     }
   };
@@ -77,9 +78,11 @@ struct Neighbours {
   static constexpr std::size_t kStep = Lane::kSize;
   struct Twiddles {
     const Pass& pass;
-    std::size_t j;
+    std::size_t span, j;
+    KELVO_INLINE Twiddles(const Pass& of, std::size_t, std::size_t of_span, std::size_t of_j)
+        : pass(of), span(of_span), j(of_j) {}
     template <class Lane>
-    KELVO_INLINE Complex<Lane> At(std::size_t s, std::size_t span) const {
+    KELVO_INLINE Complex<Lane> At(std::size_t s) const {
       const std::size_t index = (s - 1) * span + j;
       return {Lane::Load(pass.twiddle_re + index), Lane::Load(pass.twiddle_im + index)};
     }
@@ -211,9 +214,9 @@ static void RunPass(const Source& source, Target to, const Pass& pass, std::size
       for (std::size_t s = 0; s < kRadix; ++s) x[s] = source.template Load<Lane>(block + j + s * span);
       Butterfly(x);
       if (span > 1) {
-        const typename Placing::Twiddles twiddles{pass, j};
+        const typename Placing::Twiddles twiddles(pass, kRadix, span, j);
 #pragma GCC unroll 16
-        for (std::size_t s = 1; s < kRadix; ++s) x[s] = x[s] * twiddles.template At<Lane>(s, span);
+        for (std::size_t s = 1; s < kRadix; ++s) x[s] = x[s] * twiddles.template At<Lane>(s);
       }
 #pragma GCC unroll 16
       for (std::size_t s = 0; s < kRadix; ++s) to.Store(block + j + s * span, x[s]);
@@ -243,13 +246,13 @@ static void RunDirectPass(const Source& source, Target to, const Pass& pass, std
         total = total + (a + b);
       }
       to.Store(block + j, total);
-      const typename Placing::Twiddles twiddles{pass, j};
+      const typename Placing::Twiddles twiddles(pass, radix, span, j);
       const auto store = [&](std::size_t s, const Complex<Lane>& value) __attribute__((always_inline)) {
         if (span == 1) {
           to.Store(block + s, value);
           return;
         }
-        to.Store(block + j + s * span, value * twiddles.template At<Lane>(s, span));
+        to.Store(block + j + s * span, value * twiddles.template At<Lane>(s));
       };
       for (std::size_t k = 1; k <= half; ++k) {
         Complex<Lane> middle = first;
