@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
+#include <cstddef>
 
 namespace kelvo::Simd {
 namespace {
@@ -42,10 +44,16 @@ constexpr std::array kCompiledLevels{
 }  // namespace
 
 std::span<const Level> SupportedLevels() {
-  // The levels nest, so those that this CPU runs are a prefix of those that were compiled.
-  static const auto count = std::find_if_not(kCompiledLevels.begin(), kCompiledLevels.end(), CpuRuns) -
-                            kCompiledLevels.begin();
-  return {kCompiledLevels.data(), static_cast<std::size_t>(count)};
+  // Threads that ask first together find the same. To wait for one of them could last for ever in a forked process.
+  constinit static std::atomic<std::size_t> known_n{0};
+  std::size_t count = known_n.load(std::memory_order_relaxed);
+  if (count == 0) {
+    // The levels nest, so those that this CPU runs are a prefix of those that were compiled.
+    const auto end = std::find_if_not(kCompiledLevels.begin(), kCompiledLevels.end(), CpuRuns);
+    count = static_cast<std::size_t>(end - kCompiledLevels.begin());
+    known_n.store(count, std::memory_order_relaxed);
+  }
+  return {kCompiledLevels.data(), count};
 }
 
 Level BestLevel() { return SupportedLevels().back(); }

@@ -85,6 +85,8 @@ TEST(Fork, LeavesTheCachesOfTheChildUsable) {
   if (kIsSanitized) GTEST_SKIP();
   constexpr int kRoundN = 200;
   const std::vector<Export> subjects = CacheExports();
+  // The arrays share signals that are built once: by this thread, or a child might wait for one that it does not have.
+  ASSERT_TRUE(CallArrays().Prepare(subjects[0], subjects[0].FreshSettings(kFirstKey + 30)));
   std::atomic<bool> is_done = false;
   std::thread builder([&] {
     CallArrays arrays;
