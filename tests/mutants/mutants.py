@@ -3,8 +3,8 @@
 
 Usage: tests/mutants/mutants.py [COUNT [SEED]]     100 mutants of seed 1 by default
 
-Builds a copy of the tree in build/mutants (kernels up to sse2, -O1). A mutant that does not compile, or to the same
-programs as the unchanged tree, is replaced by another; one on which the tests take too long counts as killed.
+Builds a copy of the tree in build/mutants. A mutant that does not compile, or to the same programs as the unchanged
+tree, is replaced by another; one on which the tests take too long counts as killed.
 """
 import os
 import random
@@ -19,9 +19,12 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
 TREE = ROOT / "build/mutants/tree"
-BUILD = ROOT / "build/mutants/build"
 PROGRAMS = ["kelvo_audio_tests", "kelvo_audio_reliability_tests"]
-CPU_LIMIT = 60  # seconds for each program; unchanged code takes a sixth of it
+# Folder, settings, and the seconds of CPU time that a program may take; unchanged code takes a sixth of them.
+QUICK = (ROOT / "build/mutants/build", ["-DKELVO_AUDIO_MAX_LEVEL=sse2"], 60)
+# For what lives: wider kernels, which leave frames over, and watch over every access.
+THOROUGH = (ROOT / "build/mutants/checked",
+            ["-DKELVO_AUDIO_MAX_LEVEL=avx2", "-DKELVO_AUDIO_SANITIZE=address,undefined"], 300)
 WAIT_LIMIT = 600  # seconds, for what waits without working
 # What is compiled for other machines or the level of the machine is left out: such mutants live by construction.
 LEFT_OUT = {"src/simd/level.cpp", "src/simd/level.h", "src/simd/kernel_level.h", "src/api/module_entry.cpp"}
@@ -120,24 +123,32 @@ def copy_tree() -> None:
             shutil.copyfile(ROOT / name, target)
 
 
-def build() -> list[bytes]:
+def configure(suite: tuple) -> list[bytes]:
+    folder, settings, _ = suite
+    subprocess.run(["cmake", "-S", TREE, "-B", folder, "-DCMAKE_BUILD_TYPE=Release", "-DCMAKE_CXX_FLAGS_RELEASE=-O1",
+                    "-DKELVO_AUDIO_BUILD_TESTS=ON", *settings], check=True, stdout=subprocess.DEVNULL)
+    programs = build(suite)
+    if not programs or killer(suite):
+        sys.exit(f"the unchanged tree does not build or pass in {folder}")
+    return programs
+
+
+def build(suite: tuple) -> list[bytes]:
     """The programs; none where the compiler refuses."""
-    command = ["cmake", "--build", BUILD, "--parallel", str(os.cpu_count()), "--target", *PROGRAMS]
+    command = ["cmake", "--build", suite[0], "--parallel", str(os.cpu_count()), "--target", *PROGRAMS]
     result = subprocess.run(command, capture_output=True, text=True)
-    return [(BUILD / program).read_bytes() for program in PROGRAMS] if result.returncode == 0 else []
+    return [(suite[0] / program).read_bytes() for program in PROGRAMS] if result.returncode == 0 else []
 
 
-def limit_cpu_time() -> None:
-    resource.setrlimit(resource.RLIMIT_CPU, (CPU_LIMIT, CPU_LIMIT + 1))
-
-
-def killer() -> str:
+def killer(suite: tuple) -> str:
     """What notices: a test, a crash, a time-out, or nothing."""
+    folder, _, seconds = suite
     for program in PROGRAMS:
-        command = [BUILD / program, "--gtest_fail_fast", "--gtest_brief=1"]
+        command = [folder / program, "--gtest_fail_fast", "--gtest_brief=1"]
         try:
-            run = subprocess.run(command, capture_output=True, text=True, errors="replace", cwd=BUILD,
-                                 timeout=WAIT_LIMIT, preexec_fn=limit_cpu_time)
+            run = subprocess.run(command, capture_output=True, text=True, errors="replace", cwd=folder,
+                                 timeout=WAIT_LIMIT,
+                                 preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_CPU, (seconds, seconds + 1)))
         except subprocess.TimeoutExpired:
             return "time-out"
         if run.returncode == -signal.SIGXCPU:
@@ -152,12 +163,8 @@ def main() -> None:
     count = int(sys.argv[1]) if len(sys.argv) > 1 else 100
     seed = int(sys.argv[2]) if len(sys.argv) > 2 else 1
     copy_tree()
-    subprocess.run(["cmake", "-S", TREE, "-B", BUILD, "-DCMAKE_BUILD_TYPE=Release",
-                    "-DCMAKE_CXX_FLAGS_RELEASE=-O1", "-DKELVO_AUDIO_BUILD_TESTS=ON", "-DKELVO_AUDIO_MAX_LEVEL=sse2"],
-                   check=True, stdout=subprocess.DEVNULL)
-    unchanged = build()
-    if not unchanged or killer():
-        sys.exit("the unchanged tree does not build or pass")
+    unchanged = configure(QUICK)
+    configure(THOROUGH)
     sources = read_sources()
     killed, done = 0, 0
     for mutant in sample(candidates(sources), seed):
@@ -167,8 +174,10 @@ def main() -> None:
         text, before, after = change(mutant, sources[mutant[0]])
         target = TREE / mutant[0]
         target.write_text(text)
-        programs = build()
-        by = killer() if programs and programs != unchanged else None
+        programs = build(QUICK)
+        by = killer(QUICK) if programs and programs != unchanged else None
+        if by == "" and build(THOROUGH):
+            by = killer(THOROUGH)
         target.write_text(sources[mutant[0]])
         if by is None:
             continue

@@ -97,11 +97,12 @@ TEST(Spectrogram, MatchesTheDoublePrecisionTransform) {
   }
 }
 
-// Signals whose frames go through the kernels in every way: several blocks of them, hops that share samples and hops
-// that share none, halved transforms and whole ones.
+// Signals whose frames go through the kernels in every way: several blocks of them or one without a column to spare,
+// hops that share samples and hops that share none, halved transforms and whole ones.
 std::vector<ShortTimeSettings> ManyFrames() {
-  return {{3000, 16, 10, 16, 1, 299, 0, 0}, {3000, 15, 10, 13, 2, 299, 0, 1},   {6000, 24, 24, 19, 1, 250, 0, 2},
-          {6000, 11, 40, 11, 2, 150, 0, 0}, {9000, 400, 160, 400, 1, 54, 0, 0}, {9000, 500, 7, 441, 1, 100, 0, 0}};
+  return {{3000, 16, 10, 16, 1, 299, 0, 0},   {3000, 15, 10, 13, 2, 299, 0, 1},  {6000, 24, 24, 19, 1, 250, 0, 2},
+          {6000, 24, 24, 19, 1, 48, 0, 2},    {6000, 11, 40, 11, 2, 150, 0, 0},  {9000, 400, 160, 400, 1, 54, 0, 0},
+          {9000, 500, 7, 441, 1, 100, 0, 0}};
 }
 
 TEST(Spectrogram, FramesDependOnTheirSamplesOnly) {
