@@ -292,52 +292,61 @@ KELVO_INLINE std::size_t ComputeOutputs(std::size_t i, std::size_t count, double
   return i;
 }
 
-// The state behind `count` inputs: the chains of the outputs to come, as far as they have got. May write up to the end
-// of the last vector.
+// The state behind the block: the chains of the outputs to come, as far as they have got. Some vectors of values go
+// together, so that their chains overlap. May write up to the end of the last of them.
 template <class State, class Lane>
 KELVO_INLINE void ComputeState(double* state, const double* input_end, const FilterTables& filter) {
+  constexpr std::size_t kVectorN = 4;
+  static_assert(kVectorN * Lane::kSize <= kFilterSlack);
   const std::size_t last = filter.length - 1;
-  for (std::size_t k = 0; k < last; k += Lane::kSize) {
-    const Lane lane = LanePositions<Lane>();
-    Lane z = Lane::Broadcast(-0.0);
+  for (std::size_t k = 0; k < last; k += kVectorN * Lane::kSize) {
+    Lane z[kVectorN];
+#pragma GCC unroll 4
+    for (std::size_t v = 0; v < kVectorN; ++v) z[v] = Lane::Broadcast(-0.0);
     // Value k has passed coefficients `last` to k + 1; the lanes stop one after the other.
     for (std::size_t j = last; j > k; --j) {
-      const Lane advanced = RoundTo<State>(Lane::Broadcast(filter.b[j]) * Lane::Load(input_end + k - j) + z);
-      z = SelectLess(lane, Lane::Broadcast(static_cast<double>(j - k)), advanced, z);
+      const Lane coefficient = Lane::Broadcast(filter.b[j]);
+#pragma GCC unroll 4
+      for (std::size_t v = 0; v < kVectorN; ++v) {
+        const std::size_t first = k + v * Lane::kSize;
+        const Lane advanced = RoundTo<State>(coefficient * Lane::Load(input_end + first - j) + z[v]);
+        const double passing_n = static_cast<double>(j) - static_cast<double>(first);
+        z[v] = SelectLess(LanePositions<Lane>(), Lane::Broadcast(passing_n), advanced, z[v]);
+      }
     }
-    z.Store(state + k);
+#pragma GCC unroll 4
+    for (std::size_t v = 0; v < kVectorN; ++v) z[v].Store(state + k + v * Lane::kSize);
   }
 }
 
-struct ZeroSigns {
-  bool minus_zero = false;  // some value is -0
-  bool negative = false;    // some value's sign is set
+// What is among some values.
+struct Kinds {
+  bool minus_zero;
+  bool negative;  // the sign set, -0 included
+  bool infinite_or_nan;
 };
 
-KELVO_INLINE ZeroSigns FindSigns(const double* values, std::size_t count) {
+KELVO_INLINE Kinds FindKinds(const double* values, std::size_t count) {
   constexpr unsigned long long kSign = 1ull << 63;
+  constexpr unsigned long long kExponent = 0x7FFull << 52;
   unsigned long long any_bits = 0;
   unsigned long long any_minus_zero = 0;
+  unsigned long long any_not_finite = 0;
   for (std::size_t i = 0; i < count; ++i) {
     unsigned long long bits;
     __builtin_memcpy(&bits, values + i, sizeof(bits));
     any_bits |= bits;
     any_minus_zero |= bits == kSign ? 1u : 0u;
+    any_not_finite |= (bits & kExponent) == kExponent ? 1u : 0u;
   }
-  return {any_minus_zero != 0, (any_bits & kSign) != 0};
-}
-
-KELVO_INLINE bool AllFinite(const double* values, std::size_t count) {
-  double poison = 0.0;
-  for (std::size_t i = 0; i < count; ++i) poison += values[i] - values[i];  // NaN once anything is not finite
-  return poison == 0.0;
+  return {any_minus_zero != 0, (any_bits & kSign) != 0, any_not_finite != 0};
 }
 
 // Chains leave out "- a[k] y" with a[k] = +0. If y is finite the product is a zero, and subtracting it changes nothing
 // unless y has its sign set: then it turns a -0 into +0. So the recurrence's values equal the chains', except that some
 // -0 may be +0, and what is +0 in a chain is +0 in the recurrence. A difference shows only where a chain ends in -0,
 // and it needs a y with its sign set, in this block or in the past of the state that the block begins with.
-KELVO_INLINE bool ChainsAreExact(ZeroSigns outputs, ZeroSigns state, bool began_exact) {
+KELVO_INLINE bool ChainsAreExact(Kinds outputs, Kinds state, bool began_exact) {
   return (began_exact && !outputs.negative) || !(outputs.minus_zero || state.minus_zero);
 }
 
@@ -363,20 +372,20 @@ void FeedForward(const FilterSignal<Output, Input>& signal, const FilterTables& 
     ComputeState<State, Doubles>(scratch.state, block_input + count, filter);
     // What follows an infinite output is NaN for good: 0 y is NaN, and enters every state value.
     const double newest_state = filter.state[state_n - 1];
-    if (newest_state != newest_state || !AllFinite(scratch.output, count)) {
+    const Kinds outputs = FindKinds(scratch.output, count);
+    if (newest_state != newest_state || outputs.infinite_or_nan) {
       return FilterRecursively<State>(part(i, signal.count - i), filter);
     }
-    const ZeroSigns output_signs = FindSigns(scratch.output, count);
-    if (ChainsAreExact(output_signs, FindSigns(scratch.state, state_n), state_is_exact)) {
+    if (ChainsAreExact(outputs, FindKinds(scratch.state, state_n), state_is_exact)) {
       state_is_exact = true;
       for (n = 0; n < count; ++n) signal.dst[at(i + n)] = static_cast<Output>(scratch.output[n]);
-      for (std::size_t k = 0; k < state_n; ++k) filter.state[k] = scratch.state[k];
+      for (n = 0; n < state_n; ++n) filter.state[n] = scratch.state[n];
     } else {
       // All of the final state stems from this block if that is long enough.
-      state_is_exact = !output_signs.negative && count >= state_n;
+      state_is_exact = !outputs.negative && count >= state_n;
       FilterRecursively<State>(part(i, count), filter);
     }
-    for (std::size_t k = 0; k < state_n; ++k) scratch.input[k] = scratch.input[k + count];
+    for (n = 0; n < state_n; ++n) scratch.input[n] = scratch.input[n + count];
     i += count;
   }
 }

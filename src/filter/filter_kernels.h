@@ -25,7 +25,7 @@ struct FilterTables {
 };
 
 // What vectors may touch beyond the end of each table.
-inline constexpr std::size_t kFilterSlack = 16;
+inline constexpr std::size_t kFilterSlack = 32;
 
 // Scratch of a filter without feedback: inputs and outputs of one block.
 struct FirScratch {
