@@ -36,6 +36,7 @@ struct FrameBins {
     return SamplePairs{row}.Load<Lane>(0);
   }
   KELVO_INLINE Complex<Lane> Before(std::size_t k) const { return At(k); }
+  KELVO_INLINE FrameBins From(std::size_t frame) const { return {data + 2 * frame, row_stride, count - frame}; }
 };
 
 // Bins of one frame in natural order.
@@ -106,77 +107,83 @@ KELVO_INLINE void MergeBins(const RealTransformView& plan, std::size_t k, const 
   sink.Descending(half_n - k, Complex<Lane>{even.re + odd.im, odd.re - even.im});
 }
 
+// The elements of kVectorN vectors of frames, one vector behind the other in `work`. Two read a row of the spectrogram in
+// longer pieces.
+template <std::size_t kVectorN, bool kHalved>
+KELVO_INLINE void MergeVectors(const RealTransformView& plan, const FrameBins<Floats>& bins, float* work) {
+  using Sink = ElementSink<SideBySide, SideBySideElements<Floats>>;
+  const std::size_t elements_n = 2 * plan.inner.length * Floats::kSize;
+  const std::size_t last_merged = LastMergedBin(plan);
+  for (std::size_t v = 0; v < kVectorN; ++v) {
+    MergeEndBins<Floats, kHalved>(plan, bins.From(v * Floats::kSize), Sink{SideBySideAt<Floats>(work + v * elements_n)});
+  }
+  for (std::size_t k = 1; k <= last_merged; ++k) {
+#pragma GCC unroll 2
+    for (std::size_t v = 0; v < kVectorN; ++v) {
+      MergeBins<SideBySide, Floats, kHalved>(plan, k, bins.From(v * Floats::kSize),
+                                             Sink{SideBySideAt<Floats>(work + v * elements_n)});
+    }
+  }
+}
+
+// Adds a vector of frames, as their transforms left them, to the columns from the first frame's on. The settings are held
+// in locals, since every stored vector might have changed them.
 template <bool kHalved>
-void AddFramesAs(const SynthesisSettings& settings, const SpectrogramView& spectrogram, std::size_t first,
-                 std::size_t count, const FrameColumns& signal, float* work) {
-  using Lane = Floats;
-  const RealTransformView plan = settings.plan;
+KELVO_INLINE void AddSamples(const SynthesisSettings& settings, SideBySideElements<Floats> elements, float* columns,
+                             const unsigned* sample_offset) {
+  const unsigned* const position = settings.plan.inner.position;
   const std::size_t begin = settings.begin;
   const std::size_t end = settings.end;
   const std::size_t row_n = settings.row_n;
   const float* const gain = settings.gain;
-  float* const columns = signal.columns;
-  const unsigned* const sample_offset = signal.sample_offset;
-  const float* const bins = spectrogram.data + 2 * first;
-  const std::size_t row_stride = 2 * spectrogram.frame_n;
-  const std::size_t last_merged = LastMergedBin(plan);
-  const std::size_t elements_n = 2 * plan.inner.length * Lane::kSize;
-  float* const scratch = work + 2 * elements_n;
-
-  const auto merge = [&]<std::size_t kVectorN>(std::size_t t) __attribute__((always_inline)) {
-    const auto bins_of = [&](std::size_t v) __attribute__((always_inline)) {
-      const std::size_t frame = t + v * Lane::kSize;
-      return FrameBins<Lane>{bins + 2 * frame, row_stride, count - frame};
-    };
-    const auto sink_of = [&](std::size_t v) __attribute__((always_inline)) {
-      return ElementSink<SideBySide, SideBySideElements<Lane>>{SideBySideAt<Lane>(work + v * elements_n)};
-    };
-    for (std::size_t v = 0; v < kVectorN; ++v) MergeEndBins<Lane, kHalved>(plan, bins_of(v), sink_of(v));
-    for (std::size_t k = 1; k <= last_merged; ++k) {
-#pragma GCC unroll 2
-      for (std::size_t v = 0; v < kVectorN; ++v) MergeBins<SideBySide, Lane, kHalved>(plan, k, bins_of(v), sink_of(v));
-    }
+  const auto add = [&](std::size_t i, Floats sample) __attribute__((always_inline)) {
+    if (i < begin || i >= end) return;
+    float* const at = columns + sample_offset[i];
+    const Floats before = i + row_n < end ? Floats::Load(at) : Floats::Broadcast(0.0f);
+    (before + sample * Floats::Broadcast(gain[i - begin])).Store(at);
   };
-  const auto add_vector = [&](std::size_t t, SideBySideElements<Lane> elements) __attribute__((always_inline)) {
-    TransformSideBySide<Lane>(plan.inner, elements, elements, scratch);
-    // From the last sample to the first: two samples that fall on the same column come from different frames, and the
-    // later sample from the earlier frame. The last ones of a frame are the first that reach their columns.
-    const auto add = [&](std::size_t i, Lane sample) __attribute__((always_inline)) {
-      if (i < begin || i >= end) return;
-      float* const at = columns + sample_offset[i] + t;
-      const Lane before = i + row_n < end ? Lane::Load(at) : Lane::Broadcast(0.0f);
-      (before + sample * Lane::Broadcast(gain[i - begin])).Store(at);
-    };
-    for (std::size_t k = plan.inner.length; k-- > 0;) {
-      const Complex<Lane> pair = Exchanged(elements.template Load<Lane>(plan.inner.position[k]));
-      if constexpr (kHalved) {
-        add(2 * k + 1, pair.im);
-        add(2 * k, pair.re);
-      } else {
-        add(k, pair.re);
-      }
-    }
-  };
-
-  for (std::size_t t = 0; t < count; t += 2 * Lane::kSize) {
-    const std::size_t vector_n = t + Lane::kSize < count ? 2 : 1;
-    if (vector_n == 2) {
-      merge.template operator()<2>(t);
+  // From the last sample to the first: two samples that fall on the same column come from different frames, and the
+  // later sample from the earlier frame. The last ones of a frame are the first that reach their columns.
+  for (std::size_t k = settings.plan.inner.length; k-- > 0;) {
+    const Complex<Floats> pair = Exchanged(elements.Load<Floats>(position[k]));
+    if constexpr (kHalved) {
+      add(2 * k + 1, pair.im);
+      add(2 * k, pair.re);
     } else {
-      merge.template operator()<1>(t);
+      add(k, pair.re);
+    }
+  }
+}
+
+template <bool kHalved>
+void AddFramesAs(const SynthesisSettings& settings, const FrameBins<Floats>& given, const FrameColumns& signal,
+                 float* work) {
+  const RealTransformView plan = settings.plan;
+  const FrameBins<Floats> bins = given;
+  const std::size_t elements_n = 2 * plan.inner.length * Floats::kSize;
+  float* const scratch = work + 2 * elements_n;
+  for (std::size_t t = 0; t < bins.count; t += 2 * Floats::kSize) {
+    const std::size_t vector_n = t + Floats::kSize < bins.count ? 2 : 1;
+    if (vector_n == 2) {
+      MergeVectors<2, kHalved>(plan, bins.From(t), work);
+    } else {
+      MergeVectors<1, kHalved>(plan, bins.From(t), work);
     }
     for (std::size_t v = 0; v < vector_n; ++v) {
-      add_vector(t + v * Lane::kSize, SideBySideAt<Lane>(work + v * elements_n));
+      const auto elements = SideBySideAt<Floats>(work + v * elements_n);
+      TransformSideBySide<Floats>(plan.inner, elements, elements, scratch);
+      AddSamples<kHalved>(settings, elements, signal.columns + t + v * Floats::kSize, signal.sample_offset);
     }
   }
 }
 
 void AddFrames(const SynthesisSettings& settings, const SpectrogramView& spectrogram, std::size_t first,
                std::size_t count, const FrameColumns& signal, float* work) {
+  const FrameBins<Floats> bins{spectrogram.data + 2 * first, 2 * spectrogram.frame_n, count};
   if (settings.plan.IsHalved()) {
-    AddFramesAs<true>(settings, spectrogram, first, count, signal, work);
+    AddFramesAs<true>(settings, bins, signal, work);
   } else {
-    AddFramesAs<false>(settings, spectrogram, first, count, signal, work);
+    AddFramesAs<false>(settings, bins, signal, work);
   }
 }
 
