@@ -107,15 +107,16 @@ KELVO_INLINE void MergeBins(const RealTransformView& plan, std::size_t k, const 
   sink.Descending(half_n - k, Complex<Lane>{even.re + odd.im, odd.re - even.im});
 }
 
-// The elements of kVectorN vectors of frames, one vector behind the other in `work`. Two read a row of the spectrogram in
-// longer pieces.
+// The elements of kVectorN vectors of frames, one vector behind the other in `work`. Two together read a row of the
+// spectrogram in longer pieces.
 template <std::size_t kVectorN, bool kHalved>
 KELVO_INLINE void MergeVectors(const RealTransformView& plan, const FrameBins<Floats>& bins, float* work) {
   using Sink = ElementSink<SideBySide, SideBySideElements<Floats>>;
   const std::size_t elements_n = 2 * plan.inner.length * Floats::kSize;
   const std::size_t last_merged = LastMergedBin(plan);
   for (std::size_t v = 0; v < kVectorN; ++v) {
-    MergeEndBins<Floats, kHalved>(plan, bins.From(v * Floats::kSize), Sink{SideBySideAt<Floats>(work + v * elements_n)});
+    MergeEndBins<Floats, kHalved>(plan, bins.From(v * Floats::kSize),
+                                  Sink{SideBySideAt<Floats>(work + v * elements_n)});
   }
   for (std::size_t k = 1; k <= last_merged; ++k) {
 #pragma GCC unroll 2
@@ -126,8 +127,8 @@ KELVO_INLINE void MergeVectors(const RealTransformView& plan, const FrameBins<Fl
   }
 }
 
-// Adds a vector of frames, as their transforms left them, to the columns from the first frame's on. The settings are held
-// in locals, since every stored vector might have changed them.
+// Adds a vector of frames, as their transforms left them, to the columns from the first frame's on. The settings are
+// held in locals, since every stored vector might have changed them.
 template <bool kHalved>
 KELVO_INLINE void AddSamples(const SynthesisSettings& settings, SideBySideElements<Floats> elements, float* columns,
                              const unsigned* sample_offset) {
