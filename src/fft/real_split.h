@@ -9,6 +9,7 @@
 #include <cstddef>
 
 #include "fft/passes.h"
+#include "fft/single_transform.h"
 
 namespace kelvo::Fft {
 inline namespace KELVO_LEVEL {

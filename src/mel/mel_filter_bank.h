@@ -35,7 +35,7 @@ struct MelFilterBankKey {
 struct MelFilterBank {
   std::vector<float> weights;  // [mel_n x freq_n]
   std::vector<Band> bands;     // [mel_n]
-  bool overlap_by_pairs;
+  bool overlap_by_pairs = false;
 };
 
 // Fills a bank, whatever it held before. The key is valid: 1 <= mel_n < freq_n.

@@ -1,0 +1,119 @@
+// The smallest transforms, written out, for kernel files: of 2, 3, 4, 5, 8 and 16 points, in place, forward.
+#pragma once
+
+#include <cstddef>
+
+#include "fft/complex.h"
+#include "simd/lanes.h"
+
+namespace kelvo::Fft {
+inline namespace KELVO_LEVEL {
+
+template <class Lane>
+KELVO_INLINE void Butterfly(Complex<Lane> (&x)[2]) {
+  const Complex<Lane> sum = x[0] + x[1];
+  x[1] = x[0] - x[1];
+  x[0] = sum;
+}
+template <class Lane>
+KELVO_INLINE void Butterfly(Complex<Lane> (&x)[3]) {
+  const Lane half = Lane::Broadcast(0.5f);
+  const Lane sine = Lane::Broadcast(0x1.bb67aep-1f);  // sin(2 pi / 3)
+  const Complex<Lane> sum = x[1] + x[2];
+  const Complex<Lane> turned = Scale(TimesMinusI(x[1] - x[2]), sine);
+  const Complex<Lane> middle = x[0] - Scale(sum, half);
+  x[0] = x[0] + sum;
+  x[1] = middle + turned;
+  x[2] = middle - turned;
+}
+template <class Lane>
+KELVO_INLINE void Butterfly(Complex<Lane> (&x)[4]) {
+  const Complex<Lane> t0 = x[0] + x[2];
+  const Complex<Lane> t1 = x[1] + x[3];
+  const Complex<Lane> t2 = x[0] - x[2];
+  const Complex<Lane> t3 = TimesMinusI(x[1] - x[3]);
+  x[0] = t0 + t1;
+  x[1] = t2 + t3;
+  x[2] = t0 - t1;
+  x[3] = t2 - t3;
+}
+template <class Lane>
+KELVO_INLINE void Butterfly(Complex<Lane> (&x)[5]) {
+  const Lane cosine1 = Lane::Broadcast(0x1.3c6ef4p-2f);   // cos(2 pi / 5)
+  const Lane cosine2 = Lane::Broadcast(-0x1.9e377ap-1f);  // cos(4 pi / 5)
+  const Lane sine1 = Lane::Broadcast(0x1.e6f0e2p-1f);     // sin(2 pi / 5)
+  const Lane sine2 = Lane::Broadcast(0x1.2cf23p-1f);      // sin(4 pi / 5)
+  const Complex<Lane> sum1 = x[1] + x[4];
+  const Complex<Lane> sum2 = x[2] + x[3];
+  const Complex<Lane> difference1 = TimesMinusI(x[1] - x[4]);
+  const Complex<Lane> difference2 = TimesMinusI(x[2] - x[3]);
+  const Complex<Lane> middle1 = x[0] + Scale(sum1, cosine1) + Scale(sum2, cosine2);
+  const Complex<Lane> middle2 = x[0] + Scale(sum1, cosine2) + Scale(sum2, cosine1);
+  const Complex<Lane> turned1 = Scale(difference1, sine1) + Scale(difference2, sine2);
+  const Complex<Lane> turned2 = Scale(difference1, sine2) - Scale(difference2, sine1);
+  x[0] = x[0] + sum1 + sum2;
+  x[1] = middle1 + turned1;
+  x[2] = middle2 + turned2;
+  x[3] = middle2 - turned2;
+  x[4] = middle1 - turned1;
+}
+
+// By exp(-pi i / 4).
+template <class Lane>
+KELVO_INLINE Complex<Lane> TimesEighthRoot(const Complex<Lane>& x) {
+  const Lane root_half = Lane::Broadcast(0x1.6a09e6p-1f);  // cos(pi / 4)
+  return Scale(Complex<Lane>{x.re + x.im, x.im - x.re}, root_half);
+}
+template <class Lane>
+KELVO_INLINE void Butterfly(Complex<Lane> (&x)[8]) {
+  Complex<Lane> even[4];
+  Complex<Lane> odd[4];
+#pragma GCC unroll 4
+  for (std::size_t s = 0; s < 4; ++s) {
+    even[s] = x[s] + x[s + 4];
+    odd[s] = x[s] - x[s + 4];
+  }
+  odd[1] = TimesEighthRoot(odd[1]);
+  odd[2] = TimesMinusI(odd[2]);
+  odd[3] = TimesEighthRoot(TimesMinusI(odd[3]));
+  Butterfly(even);
+  Butterfly(odd);
+#pragma GCC unroll 4
+  for (std::size_t s = 0; s < 4; ++s) {
+    x[2 * s] = even[s];
+    x[2 * s + 1] = odd[s];
+  }
+}
+
+template <class Lane>
+KELVO_INLINE void Butterfly(Complex<Lane> (&x)[16]) {
+  const Lane cosine = Lane::Broadcast(0x1.d906bcp-1f);  // cos(pi / 8)
+  const Lane sine = Lane::Broadcast(0x1.87de2ap-2f);    // sin(pi / 8)
+  Complex<Lane> rows[4][4];
+#pragma GCC unroll 4
+  for (std::size_t c = 0; c < 4; ++c) {
+    Complex<Lane> column[4] = {x[c], x[c + 4], x[c + 8], x[c + 12]};
+    Butterfly(column);
+#pragma GCC unroll 4
+    for (std::size_t r = 0; r < 4; ++r) rows[r][c] = column[r];
+  }
+  // By exp(-2 pi i r c / 16).
+  rows[1][1] = rows[1][1] * Complex<Lane>{cosine, -sine};
+  rows[1][2] = TimesEighthRoot(rows[1][2]);
+  rows[1][3] = rows[1][3] * Complex<Lane>{sine, -cosine};
+  rows[2][1] = TimesEighthRoot(rows[2][1]);
+  rows[2][2] = TimesMinusI(rows[2][2]);
+  rows[2][3] = TimesEighthRoot(TimesMinusI(rows[2][3]));
+  rows[3][1] = rows[3][1] * Complex<Lane>{sine, -cosine};
+  rows[3][2] = TimesEighthRoot(TimesMinusI(rows[3][2]));
+  rows[3][3] = rows[3][3] * Complex<Lane>{-cosine, sine};
+#pragma GCC unroll 4
+  for (std::size_t r = 0; r < 4; ++r) {
+    Butterfly(rows[r]);
+#pragma GCC unroll 4
+    for (std::size_t c = 0; c < 4; ++c) x[r + 4 * c] = rows[r][c];
+  }
+}
+
+}  // namespace KELVO_LEVEL
+}  // namespace kelvo::Fft
