@@ -92,19 +92,19 @@ KELVO_INLINE std::size_t LastMergedBin(const RealTransformView& plan) {
 template <class Placing, class Lane, bool kHalved, class Bins, class Sink>
 KELVO_INLINE void MergeBins(const RealTransformView& plan, std::size_t k, const Bins& bins, const Sink& sink) {
   const Complex<Lane> a = bins.At(k);
-  if constexpr (!kHalved) {
+  if constexpr (kHalved) {
+    const std::size_t half_n = plan.fft_n / 2;
+    const Complex<Lane> b = Conjugate(bins.Before(half_n - k));
+    const Complex<Lane> w{Placing::template LoadTwiddle<Lane>(plan.split_re + k),
+                          Placing::template LoadTwiddle<Lane>(plan.split_im + k)};
+    const Complex<Lane> even = a + b;
+    const Complex<Lane> odd = (a - b) * Conjugate(w);
+    sink.Ascending(k, Complex<Lane>{even.re - odd.im, even.im + odd.re});
+    sink.Descending(half_n - k, Complex<Lane>{even.re + odd.im, odd.re - even.im});
+  } else {
     sink.Ascending(k, a);
     sink.Descending(plan.fft_n - k, Conjugate(a));
-    return;
   }
-  const std::size_t half_n = plan.fft_n / 2;
-  const Complex<Lane> b = Conjugate(bins.Before(half_n - k));
-  const Complex<Lane> w{Placing::template LoadTwiddle<Lane>(plan.split_re + k),
-                        Placing::template LoadTwiddle<Lane>(plan.split_im + k)};
-  const Complex<Lane> even = a + b;
-  const Complex<Lane> odd = (a - b) * Conjugate(w);
-  sink.Ascending(k, Complex<Lane>{even.re - odd.im, even.im + odd.re});
-  sink.Descending(half_n - k, Complex<Lane>{even.re + odd.im, odd.re - even.im});
 }
 
 // The elements of kVectorN vectors of frames, one vector behind the other in `work`. Two together read a row of the
