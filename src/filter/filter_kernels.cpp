@@ -10,6 +10,7 @@
 //    in lanes. See ChainsAreExact for where the products with a[k] = 0 could be seen.
 #include "filter/filter_kernels.h"
 
+#include "filter/recurrence.h"
 #include "simd/lanes.h"
 
 namespace kelvo::Filter {
@@ -19,29 +20,6 @@ using namespace Simd;
 
 // The widest vectors of the blocked recurrence: the wider they are, the more of a group is decided one by one.
 using StateLanes = Lanes<double, (Doubles::kSize < 4 ? Doubles::kSize : 4)>;
-
-// An empty statement through which the optimiser cannot see a vector of floats. GCC 12 vectorises neighbouring scalars
-// and then takes their conversion to float and back for none.
-#if defined(__clang__)
-#define KELVO_HIDE(vector)
-#elif defined(__x86_64__)
-#define KELVO_HIDE(vector) asm("" : "+v"(vector))
-#elif defined(__aarch64__)
-#define KELVO_HIDE(vector) asm("" : "+w"(vector))
-#else
-#define KELVO_HIDE(vector) asm("" : "+m"(vector))
-#endif
-
-template <class State, std::size_t N>
-KELVO_INLINE Lanes<double, N> RoundTo(Lanes<double, N> value) {
-  if constexpr (sizeof(State) == sizeof(float)) {
-    Lanes<float, N> rounded = ToFloat(value);
-    KELVO_HIDE(rounded.v);
-    return ToDouble(rounded);
-  } else {
-    return value;
-  }
-}
 
 template <std::size_t N>
 KELVO_INLINE double GetLane(Lanes<double, N> lanes, std::size_t i) {
@@ -57,12 +35,6 @@ template <class Lane>
 KELVO_INLINE Lane LanePositions() {
   constexpr double kPositions[] = {0, 1, 2, 3, 4, 5, 6, 7};
   return Lane::Load(kPositions);
-}
-
-// One state value's step through one sample.
-template <class State, class Lane>
-KELVO_INLINE Lane AdvanceState(Lane state, Lane b, Lane x, Lane a, Lane y) {
-  return RoundTo<State>((b * x + state) - a * y);
 }
 
 // (a0 a1 ...) -> (a1 a2 ... last)
@@ -393,8 +365,7 @@ void FeedForward(const FilterSignal<Output, Input>& signal, const FilterTables& 
 template <class State, class Output, class Input>
 constexpr FilterPair<Output, Input> kPair{Recursive<State, Output, Input>, FeedForward<State, Output, Input>};
 
-constexpr FilterKernels kKernels{kPair<float, float, float>, kPair<double, double, float>, kPair<double, float, double>,
-                                 kPair<double, double, double>};
+constexpr FilterKernels kKernels{kPair<float, float, float>, kPair<double, double, float>, kPair<double, float, double>};
 
 }  // namespace
 }  // namespace kelvo::Filter

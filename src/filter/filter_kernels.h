@@ -48,7 +48,6 @@ struct FilterKernels {
   FilterPair<float, float> single_state;  // the state rounded to float after every sample
   FilterPair<double, float> forward;
   FilterPair<float, double> backward;
-  FilterPair<double, double> in_place;
 };
 
 }  // namespace kelvo::Filter

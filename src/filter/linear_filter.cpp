@@ -10,20 +10,21 @@
 
 #include "filter/filter_coefficients.h"
 #include "filter/filter_kernels.h"
+#include "filter/segment_kernels.h"
+#include "filter/segmented_filter.h"
 
 namespace kelvo::Filter {
 namespace {
 
-template <class Output, class Input, class State>
-const FilterPair<Output, Input>& KernelsOf(const FilterKernels& kernels) {
+// The member of FilterKernels or SegmentKernels for some types.
+template <class Output, class Input, class State, class Kernels>
+const auto& KernelsOf(const Kernels& kernels) {
   if constexpr (std::is_same_v<State, float>) {
     return kernels.single_state;
   } else if constexpr (std::is_same_v<Input, float>) {
     return kernels.forward;
-  } else if constexpr (std::is_same_v<Output, float>) {
-    return kernels.backward;
   } else {
-    return kernels.in_place;
+    return kernels.backward;
   }
 }
 
@@ -64,9 +65,12 @@ void LinerFilterCore(std::span<Output> dst, std::span<const Input> src, std::spa
   const std::ptrdiff_t first = reverse ? static_cast<std::ptrdiff_t>(count) - 1 : 0;
   const FilterSignal<Output, Input> signal{dst.data() + first, src.data() + first, reverse ? -1 : 1, count};
   const FilterTables filter{length, coefficients.Numerator(), coefficients.Denominator(), state.data()};
-  const FilterPair<Output, Input>& kernels = KernelsOf<Output, Input, State>(Simd::KernelsFor<FilterKernels>(level));
+  const auto& kernels = KernelsOf<Output, Input, State>(Simd::KernelsFor<FilterKernels>(level));
   if (HasFeedback(coefficients) || count < 4 * length) {
-    kernels.recursive(signal, filter);
+    const auto run_segments = KernelsOf<Output, Input, State>(Simd::KernelsFor<SegmentKernels>(level));
+    const std::size_t done = FilterInSegments(signal, filter, kernels, run_segments);
+    const std::ptrdiff_t offset = static_cast<std::ptrdiff_t>(done) * signal.step;
+    kernels.recursive({signal.dst + offset, signal.src + offset, signal.step, count - done}, filter);
   } else {
     const std::size_t block_n = std::min(ChooseFirBlock(length), count);
     std::vector<double> storage(2 * (state_n + block_n) + state_n + 3 * kFilterSlack);
@@ -86,7 +90,5 @@ template void LinerFilterCore(std::span<double>, std::span<const float>, std::sp
                               std::span<double>, bool, Simd::Level);
 template void LinerFilterCore(std::span<float>, std::span<const double>, std::span<const float>, std::span<const float>,
                               std::span<double>, bool, Simd::Level);
-template void LinerFilterCore(std::span<double>, std::span<const double>, std::span<const float>,
-                              std::span<const float>, std::span<double>, bool, Simd::Level);
 
 }  // namespace kelvo::Filter

@@ -15,7 +15,7 @@ namespace kelvo::Filter {
 // and becomes the final one; a zi too short for the filter is ignored and left as it is, the filter then starts from
 // zeros. Fails with KelvoInvalidArgument where a coefficient list is empty.
 //
-// <Output, Input, State> is <float, float, float>, or State is double and not both of the others are float.
+// <Output, Input, State> is <float, float, float>, <double, float, double> or <float, double, double>.
 template <class Output, class Input, class State>
 void LinerFilterCore(std::span<Output> dst, std::span<const Input> src, std::span<const float> n_coef,
                      std::span<const float> d_coef, std::span<State> zi, bool reverse, Simd::Level level);

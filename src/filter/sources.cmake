@@ -6,6 +6,7 @@ set(sources
   linear_filter.cpp
   resample.cpp
   resample_filter.cpp
+  segmented_filter.cpp
   zero_phase_filter.cpp
 )
-set(kernels filter_kernels.cpp resample_kernels.cpp)
+set(kernels filter_kernels.cpp resample_kernels.cpp segment_kernels.cpp)

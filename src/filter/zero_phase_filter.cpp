@@ -18,14 +18,17 @@
 namespace kelvo::Filter {
 namespace {
 
-// Fills frame by position: beyond(position) outside src.
+// Fills frame with the samples from `position` on: those of src, and beyond(position) outside.
 template <class Beyond>
 void ExtractFrameFrom(std::span<float> frame, std::span<const float> src, std::int64_t position, Beyond beyond) {
   const auto sample_n = static_cast<std::int64_t>(src.size());
-  for (float& sample : frame) {
-    sample = position >= 0 && position < sample_n ? src[static_cast<std::size_t>(position)] : beyond(position);
-    ++position;
-  }
+  const std::int64_t end = position + static_cast<std::int64_t>(frame.size());
+  const std::int64_t first = std::clamp<std::int64_t>(0, position, end);
+  const std::int64_t last = std::clamp(sample_n, first, end);
+  float* const sample = frame.data() - position;
+  for (std::int64_t p = position; p < first; ++p) sample[p] = beyond(p);
+  std::copy(src.data() + first, src.data() + last, sample + first);
+  for (std::int64_t p = last; p < end; ++p) sample[p] = beyond(p);
 }
 
 std::vector<float> ExtendSignal(std::span<const float> src, int pad_type, int pad_len) {
@@ -82,14 +85,12 @@ void FilterFilterCore(std::span<float> dst, std::span<const float> src, std::spa
   LinerFilterCore<double, float, double>(filtered, signal, n_coef, d_coef, state, false, level);
   state = ScaleState(settled, filtered.back());
 
-  if (!is_padded && dst.size() == signal.size()) {
-    LinerFilterCore<float, double, double>(dst, filtered, n_coef, d_coef, state, true, level);
-    return;
-  }
-  LinerFilterCore<double, double, double>(filtered, filtered, n_coef, d_coef, state, true, level);
-  const std::span<const double> result = filtered.subspan(is_padded ? static_cast<std::size_t>(pad_len) : 0);
-  std::transform(result.begin(), result.begin() + static_cast<std::ptrdiff_t>(std::min(result.size(), dst.size())),
-                 dst.begin(), [](double value) { return static_cast<float>(value); });
+  // The recurrence passes the padding at the end before it comes to what is wanted.
+  const std::span<double> wanted = filtered.subspan(is_padded ? static_cast<std::size_t>(pad_len) : 0);
+  const std::size_t wanted_n = std::min(wanted.size(), dst.size());
+  std::vector<float> unwanted(wanted.size() - wanted_n);
+  LinerFilterCore<float, double, double>(unwanted, wanted.subspan(wanted_n), n_coef, d_coef, state, true, level);
+  LinerFilterCore<float, double, double>(dst, wanted.first(wanted_n), n_coef, d_coef, state, true, level);
 }
 
 }  // namespace kelvo::Filter

@@ -184,7 +184,7 @@ std::vector<Export> DescribeAll() {
                  return Extent{{Length(dst_n), Length(src_n), Length(n_coef_n), Length(d_coef_n), Length(zi_n)},
                                order + std::min(Length(dst_n), Length(src_n)) * order};
                },
-               {{100, 100, 3, 4, 3}, {20, 50, 6, 1, 2}, {50, 20, 1, 3, -1}}, {}, kNoMemory),
+               {{100, 100, 3, 4, 3}, {20, 50, 6, 1, 2}, {50, 20, 1, 3, -1}, {9000, 9000, 2, 2, 1}}, {}, kNoMemory),
       Describe("GetLinerFilterZiCoef", kelvoAudioGetLinerFilterZiCoef,
                [](int dst_n, int n_coef_n, int d_coef_n) {
                  return Extent{{Length(dst_n), Length(n_coef_n), Length(d_coef_n)},
@@ -197,7 +197,7 @@ std::vector<Export> DescribeAll() {
                  return Extent{{Length(dst_n), Length(src_n), Length(n_coef_n), Length(d_coef_n)},
                                order + (Length(src_n) + 2.0 * Length(pad_len)) * order};
                },
-               {{100, 100, 3, 4, 1, 12}, {150, 60, 5, 1, 2, 59}, {20, 20, 1, 3, 3, 40}, {30, 30, 2, 2, 0, 0}}, {}, kAll),
+               {{100, 100, 3, 4, 1, 12}, {150, 60, 5, 1, 2, 59}, {20, 20, 1, 3, 3, 40}, {30, 30, 2, 2, 0, 0}, {9000, 9000, 2, 2, 1, 9}}, {}, kAll),
       Describe("Resample", kelvoAudioResample,
                [](int dst_rate, int dst_n, int src_rate, int src_n) {
                  const double taps = 65.0 * Length(dst_rate) / std::gcd(std::max(dst_rate, 1), std::max(src_rate, 1));

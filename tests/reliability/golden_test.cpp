@@ -28,9 +28,9 @@ const std::map<std::string, std::vector<std::uint64_t>> kStored{
     {"ConvertPowerToDB", {0x1c186a532c886415, 0xd2d33b1e1181e4db}},
     {"MagPhase", {0x73a115bc297de78a, 0xa105c65676397a08, 0x769e1be373793279}},
     {"ComplexNorm", {0, 0x3467067c4b84af31, 0x0fdcf106f3e1162e}},
-    {"LinerFilter", {0x8155808078b89949, 0xee6db00f5383672b, 0x793ab853af60d800}},
+    {"LinerFilter", {0x8155808078b89949, 0xee6db00f5383672b, 0x793ab853af60d800, 0xbed8e8325950e297}},
     {"GetLinerFilterZiCoef", {0x546c3aebffcf5bdd, 0x532660ee1090ca6e}},
-    {"FilterFilter", {0x98331173436a67f8, 0xcc735a557d18d18a, 0xaddbfc9c91dd718d, 0xbc6f65abd88e451f}},
+    {"FilterFilter", {0x98331173436a67f8, 0xcc735a557d18d18a, 0xaddbfc9c91dd718d, 0xbc6f65abd88e451f, 0x45e74f0d565986cb}},
 #if defined(__GLIBC__)
     // Its taps stay in double, so that a last bit of sin and cos may show in a sample of many.
     {"Resample", {0x984c7a5f97a233ff, 0x6ef3accf9e559f05, 0x9b0b7e05a3fb064b, 0xabb7d9adb706b698}},

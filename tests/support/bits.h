@@ -14,12 +14,16 @@ namespace kelvo::Support {
 inline constexpr float kInfinity = std::numeric_limits<float>::infinity();
 inline constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 
-// The bits of a float, all NaNs made equal: their payloads differ between CPUs for no reason that matters.
+// The bits of a number, all NaNs made equal: their payloads differ between CPUs for no reason that matters.
 inline std::uint32_t Bits(float value) {
   return value != value ? 0x7FC00000u : std::bit_cast<std::uint32_t>(value);
 }
+inline std::uint64_t Bits(double value) {
+  return value != value ? 0x7FF8000000000000u : std::bit_cast<std::uint64_t>(value);
+}
 
-inline testing::AssertionResult SameBits(std::span<const float> actual, std::span<const float> expected) {
+template <class T>
+testing::AssertionResult CompareBits(std::span<const T> actual, std::span<const T> expected) {
   if (actual.size() != expected.size()) {
     return testing::AssertionFailure() << actual.size() << " values instead of " << expected.size();
   }
@@ -31,6 +35,12 @@ inline testing::AssertionResult SameBits(std::span<const float> actual, std::spa
     }
   }
   return testing::AssertionSuccess();
+}
+inline testing::AssertionResult SameBits(std::span<const float> actual, std::span<const float> expected) {
+  return CompareBits(actual, expected);
+}
+inline testing::AssertionResult SameBits(std::span<const double> actual, std::span<const double> expected) {
+  return CompareBits(actual, expected);
 }
 
 // The distance of two floats in units in the last place; 0 for two NaNs or equal values, huge for NaN beside a number.
