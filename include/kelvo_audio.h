@@ -16,8 +16,8 @@
  *           after a call.
  * Numbers   A result depends on the arguments alone: not on the CPU's vector width, the thread, earlier calls, or the
  *           other frames of a call. NaN and infinities are data and travel as the formulas say. The caller's
- *           floating-point settings (rounding, flushing of denormals, traps) and flags have no influence and are left as
- *           they were.
+ *           floating-point settings (rounding, flushing of denormals, traps) have no influence and are left as they
+ *           were; exception flags may be raised.
  *
  * The main chain, from a signal at 16 kHz to log-mel features:
  *

@@ -13,53 +13,41 @@ namespace {
 
 // One register holds the exception flags, in the lowest six bits, and all settings: exceptions masked is the default.
 constexpr unsigned kFlags = 0x3F;
-constexpr unsigned kDefaultControl = 0x1F80;
+constexpr unsigned kDefaultSettings = 0x1F80;
 
-std::uint64_t ReadControl() { return _mm_getcsr(); }
-void SetDefault(std::uint64_t control) {
-  const auto host = static_cast<unsigned>(control);
-  if ((host & ~kFlags) != kDefaultControl) _mm_setcsr((host & kFlags) | kDefaultControl);
-}
-std::uint64_t ReadFlags() { return 0; }
-void Restore(std::uint64_t control, std::uint64_t) {
-  const auto host = static_cast<unsigned>(control);
-  if (_mm_getcsr() != host) _mm_setcsr(host);
-}
+std::uint64_t Read() { return _mm_getcsr(); }
+bool HasDefaultSettings(std::uint64_t host) { return (host & ~std::uint64_t{kFlags}) == kDefaultSettings; }
+void WriteDefault(std::uint64_t host) { _mm_setcsr((static_cast<unsigned>(host) & kFlags) | kDefaultSettings); }
+void Write(std::uint64_t host) { _mm_setcsr(static_cast<unsigned>(host)); }
 
 #elif defined(__aarch64__)
 
-std::uint64_t ReadControl() {
+std::uint64_t Read() {
   std::uint64_t control;
   __asm__ volatile("mrs %0, fpcr" : "=r"(control)::"memory");
   return control;
 }
-void SetControl(std::uint64_t control) { __asm__ volatile("msr fpcr, %0" ::"r"(control) : "memory"); }
-void SetDefault(std::uint64_t control) {
-  if (control != 0) SetControl(0);
-}
-std::uint64_t ReadFlags() {
-  std::uint64_t flags;
-  __asm__ volatile("mrs %0, fpsr" : "=r"(flags)::"memory");
-  return flags;
-}
-void Restore(std::uint64_t control, std::uint64_t flags) {
-  if (ReadFlags() != flags) __asm__ volatile("msr fpsr, %0" ::"r"(flags) : "memory");
-  if (ReadControl() != control) SetControl(control);
-}
+bool HasDefaultSettings(std::uint64_t host) { return host == 0; }
+void Write(std::uint64_t control) { __asm__ volatile("msr fpcr, %0" ::"r"(control) : "memory"); }
+void WriteDefault(std::uint64_t) { Write(0); }
 
 #else
 
-std::uint64_t ReadControl() { return 0; }
-void SetDefault(std::uint64_t) {}
-std::uint64_t ReadFlags() { return 0; }
-void Restore(std::uint64_t, std::uint64_t) {}
+std::uint64_t Read() { return 0; }
+bool HasDefaultSettings(std::uint64_t) { return true; }
+void WriteDefault(std::uint64_t) {}
+void Write(std::uint64_t) {}
 
 #endif
 
 }  // namespace
 
-DefaultFpEnvironment::DefaultFpEnvironment() : control_(ReadControl()), flags_(ReadFlags()) { SetDefault(control_); }
+DefaultFpEnvironment::DefaultFpEnvironment() : host_(Read()) {
+  if (!HasDefaultSettings(host_)) WriteDefault(host_);
+}
 
-DefaultFpEnvironment::~DefaultFpEnvironment() { Restore(control_, flags_); }
+DefaultFpEnvironment::~DefaultFpEnvironment() {
+  if (!HasDefaultSettings(host_)) Write(host_);
+}
 
 }  // namespace kelvo::Api

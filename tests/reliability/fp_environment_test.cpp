@@ -10,17 +10,17 @@
 namespace kelvo::Reliability {
 namespace {
 
-// A call in a host's environment: its status, and the environment it left.
+// A call in a host's environment: its status, and the settings it left.
 struct Outcome {
   int status;
-  FpState state;
+  FpState settings;
 };
 
 Outcome CallIn(FpState state, const CallArrays& arrays, const Scalars& scalars) {
   Outcome outcome;
   SetFpState(state);
   outcome.status = arrays.Call(scalars);
-  outcome.state = CurrentFpState();
+  outcome.settings = SettingsOf(CurrentFpState());
   SetFpState(kDefaultFpState);
   return outcome;
 }
@@ -44,7 +44,7 @@ TEST_P(HostEnvironment, ChangesNothingAndIsNotChanged) {
         const Outcome outcome = CallIn(state, arrays, scalars);
         const std::vector<std::uint32_t> bits = arrays.OutputBits();
         EXPECT_EQ(outcome.status, 0);
-        EXPECT_EQ(outcome.state, state);
+        EXPECT_EQ(outcome.settings, SettingsOf(state));
         ASSERT_TRUE(arrays.Prepare(subject, scalars, placement));
         ASSERT_EQ(CallIn(kDefaultFpState, arrays, scalars).status, 0);
         EXPECT_EQ(arrays.OutputBits(), bits);
@@ -57,11 +57,11 @@ TEST_P(HostEnvironment, ChangesNothingAndIsNotChanged) {
     ASSERT_TRUE(arrays.Prepare(subject, usual));
     {
       const AllocationFailures failures(0, AllocationFailures::kForGood);
-      EXPECT_EQ(CallIn(state, arrays, usual).state, state);
+      EXPECT_EQ(CallIn(state, arrays, usual).settings, SettingsOf(state));
     }
-    EXPECT_EQ(CallIn(state, arrays, bad).state, state);
+    EXPECT_EQ(CallIn(state, arrays, bad).settings, SettingsOf(state));
     arrays.SetNull(0);
-    EXPECT_EQ(CallIn(state, arrays, usual).state, state);
+    EXPECT_EQ(CallIn(state, arrays, usual).settings, SettingsOf(state));
   }
 }
 

@@ -21,6 +21,8 @@ struct HostSetting {
 #if defined(__SSE__)
 inline FpState CurrentFpState() { return _mm_getcsr(); }
 inline void SetFpState(FpState state) { _mm_setcsr(static_cast<unsigned>(state)); }
+// Without the exception flags.
+inline FpState SettingsOf(FpState state) { return state & ~FpState{0x3F}; }
 inline constexpr FpState kDefaultFpState = 0x1F80;
 inline constexpr HostSetting kHostSettings[]{
     {"flush to zero", 0x8000},        {"denormals are zero", 0x0040},
@@ -36,6 +38,7 @@ inline FpState CurrentFpState() {
   return state;
 }
 inline void SetFpState(FpState state) { __asm__ volatile("msr fpcr, %0" ::"r"(state)); }
+inline FpState SettingsOf(FpState state) { return state; }
 inline constexpr FpState kDefaultFpState = 0;
 inline constexpr HostSetting kHostSettings[]{
     {"flush to zero", 1u << 24}, {"default NaN", 1u << 25},  {"round up", 1u << 22},
