@@ -7,7 +7,8 @@
 namespace kelvo::Fft {
 namespace {
 
-static_assert(RealBinsOfOneScratch(0) <= FftScratchSize(0));
+// At 17 most is added to reach a multiple of cache lines.
+static_assert(RealBinsOfOneScratch(17) <= FftScratchSize(17));
 
 // Writes each bin and its mirror image, bin n - k = conj(bin k), as interleaved complex values.
 struct MirroredBins {

@@ -15,6 +15,6 @@ struct FftKernels {
 };
 
 // Floats of scratch for either kernel at any level, `length` being that of the complex transform inside.
-constexpr std::size_t FftScratchSize(std::size_t length) { return 10 * length + 384; }
+constexpr std::size_t FftScratchSize(std::size_t length) { return 10 * length + 448; }
 
 }  // namespace kelvo::Fft

@@ -4,9 +4,12 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <initializer_list>
+#include <iterator>
 #include <numbers>
 #include <stdexcept>
 
+#include "api/buffers.h"
 #include "api/checks.h"
 #include "fft/complex.h"
 
@@ -35,29 +38,38 @@ Complex<float> UnitRoot(std::size_t index, std::size_t length) {
   }
 }
 
-// The radices of the passes: odd primes from the largest down, then fours, then eights; a two where nothing else is left.
-// The last passes of a single transform work on blocks side by side, which are best as many as the lanes or more: so
-// two of the fours come first, if there are as many. Three fours or more and no eight end with a sixteen, which saves a
-// pass; elsewhere it gains nothing, since it keeps more values than there are registers.
+// The radices for 2^exponent times `odd`, as measured. A pass of 16 keeps more values than there are registers, but saves
+// a pass; the last passes of a single transform work on blocks side by side, which are best as many as the lanes or
+// more. Frames side by side hardly care.
+std::vector<std::size_t> ChooseTwos(std::size_t exponent, std::size_t odd) {
+  static constexpr std::initializer_list<std::size_t> kMeasured[] = {
+      {}, {2}, {4}, {8}, {4, 4}, {4, 8}, {8, 8}, {8, 16}, {4, 4, 16}, {4, 4, 4, 8}, {4, 4, 8, 8}, {8, 4, 8, 8},
+      {8, 4, 8, 16}, {4, 4, 8, 8, 8}, {4, 4, 4, 4, 8, 8}};
+  if (exponent == 4 && odd > 8) return {16};
+  if (exponent == 6 && odd > 1) return {4, 16};
+  if (exponent < std::size(kMeasured)) return kMeasured[exponent];
+  // Fours, as few as leave eights, then one sixteen.
+  std::vector<std::size_t> radices;
+  std::size_t left = exponent - 4;
+  for (; left % 3 != 0 || left > exponent - 8; left -= 2) radices.push_back(4);
+  radices.insert(radices.end(), left / 3, 8);
+  radices.push_back(16);
+  return radices;
+}
+
+// The radices of the passes: odd primes from the largest down, then powers of two.
 std::vector<std::size_t> ChooseRadices(std::size_t length) {
   std::vector<std::size_t> radices;
-  std::size_t odd = length;
-  while (odd % 2 == 0) odd /= 2;
-  const std::size_t two_power = length / odd;
-  for (std::size_t p = 3; p * p <= odd; p += 2) {
-    for (; odd % p == 0; odd /= p) radices.push_back(p);
+  const auto exponent = static_cast<std::size_t>(std::countr_zero(length));
+  const std::size_t odd = length >> exponent;
+  std::size_t rest = odd;
+  for (std::size_t p = 3; p * p <= rest; p += 2) {
+    for (; rest % p == 0; rest /= p) radices.push_back(p);
   }
-  if (odd > 1) radices.push_back(odd);
+  if (rest > 1) radices.push_back(rest);
   std::reverse(radices.begin(), radices.end());
-  const int exponent = std::countr_zero(two_power);
-  int eights = std::max(0, (exponent - 4) / 3);
-  if ((exponent - 3 * eights) % 2 != 0) eights = eights > 0 ? eights - 1 : exponent / 3;
-  const int others = exponent - 3 * eights;
-  const bool has_sixteen = eights == 0 && others >= 6;
-  radices.insert(radices.end(), static_cast<std::size_t>(others / 2 - (has_sixteen ? 2 : 0)), 4);
-  if (has_sixteen) radices.push_back(16);
-  if (others == 1) radices.push_back(2);
-  radices.insert(radices.end(), static_cast<std::size_t>(eights), 8);
+  const std::vector<std::size_t> twos = ChooseTwos(exponent, odd);
+  radices.insert(radices.end(), twos.begin(), twos.end());
   return radices;
 }
 
@@ -108,10 +120,10 @@ TransformPlan::TransformPlan(std::size_t length) : length_(length) {
     block /= radix;
     table_n += TableSize(radix, block);
   }
-  tables_.resize(table_n);
+  tables_ = Api::ScratchBuffer(table_n);
   passes_.reserve(radices.size());
 
-  float* next = tables_.data();
+  float* next = tables_.Data();
   // Fills `count` roots, real parts first, and steps over them.
   const auto add_roots = [&next](std::size_t count, auto&& root_of) {
     for (std::size_t i = 0; i < count; ++i) {
@@ -154,12 +166,16 @@ TransformPlan::TransformPlan(std::size_t length) : length_(length) {
 RealTransformPlan::RealTransformPlan(int fft_n)
     : fft_n_(static_cast<std::size_t>(fft_n)), inner_(IsHalved(fft_n_) ? fft_n_ / 2 : fft_n_) {
   if (!IsHalved(fft_n_)) return;
+  // Neighbours take them from the second one on, so that is the one to lie on a cache line.
   const std::size_t split_n = fft_n_ / 4 + 1;
-  split_.resize(2 * split_n);
+  const std::size_t stride = (split_n + 30) / 16 * 16;
+  split_ = Api::ScratchBuffer(2 * stride);
+  split_re_ = split_.Data() + 15;
+  split_im_ = split_re_ + stride;
   for (std::size_t k = 0; k < split_n; ++k) {
     const Complex<float> root = UnitRoot(k, fft_n_);
-    split_[k] = root.re;
-    split_[split_n + k] = root.im;
+    split_re_[k] = root.re;
+    split_im_[k] = root.im;
   }
 }
 

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "api/buffers.h"
 #include "fft/plan_view.h"
 #include "fft/fork_guard.h"
 #include "fft/table_cache.h"
@@ -27,7 +28,7 @@ class TransformPlan {
  private:
   std::size_t length_ = 0;
   std::vector<Pass> passes_;
-  std::vector<float> tables_;  // what the passes point into
+  Api::ScratchBuffer tables_;  // what the passes point into
   std::vector<unsigned> position_;
   std::vector<unsigned> output_;  // the other way round
 };
@@ -36,14 +37,14 @@ class RealTransformPlan {
  public:
   RealTransformPlan() = default;
   explicit RealTransformPlan(int fft_n);
-  RealTransformView View() const {
-    return {fft_n_, inner_.View(), split_.data(), split_.data() + split_.size() / 2};
-  }
+  RealTransformView View() const { return {fft_n_, inner_.View(), split_re_, split_im_}; }
 
  private:
   std::size_t fft_n_ = 0;
   TransformPlan inner_;
-  std::vector<float> split_;  // real parts, then imaginary parts
+  Api::ScratchBuffer split_;
+  float* split_re_ = nullptr;
+  float* split_im_ = nullptr;
 };
 
 struct FftPlan {

@@ -112,15 +112,21 @@ KELVO_INLINE void RealBinsSideBySide(const RealTransformView& plan, const Source
   });
 }
 
+// Real parts, then imaginary parts, each from a cache line on.
+constexpr std::size_t OutputStride(std::size_t length) { return (length + 15) / 16 * 16; }
+
 // Floats of scratch that RealBinsOfOne needs.
-constexpr std::size_t RealBinsOfOneScratch(std::size_t length) { return 2 * length + TransformOneScratch(length); }
+constexpr std::size_t RealBinsOfOneScratch(std::size_t length) {
+  return 2 * OutputStride(length) + TransformOneScratch(length);
+}
 
 // The bins of one real signal.
 template <class Source, class Sink>
 KELVO_INLINE void RealBinsOfOne(const RealTransformView& plan, const Source& source, const Sink& sink, float* scratch) {
   const std::size_t length = plan.inner.length;
-  const NaturalOutput output{{scratch, scratch + length}};
-  TransformOne(plan.inner, source, output, scratch + 2 * length);
+  const std::size_t stride = OutputStride(length);
+  const NaturalOutput output{{scratch, scratch + stride}};
+  TransformOne(plan.inner, source, output, scratch + 2 * stride);
   EndBins<Lanes<float, 1>>(plan, output, sink);
   AtWidth(plan.IsHalved() ? length / 2 : (length - 1) / 2, [&]<class Lane>() __attribute__((always_inline)) {
     InnerBins<Neighbours, Lane>(plan, output, sink, 1, 1);
