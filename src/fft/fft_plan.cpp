@@ -38,15 +38,19 @@ Complex<float> UnitRoot(std::size_t index, std::size_t length) {
   }
 }
 
-// The radices for 2^exponent times `odd`, as measured. A pass of 16 keeps more values than there are registers, but saves
-// a pass; the last passes of a single transform work on blocks side by side, which are best as many as the lanes or
-// more. Frames side by side hardly care.
-std::vector<std::size_t> ChooseTwos(std::size_t exponent, std::size_t odd) {
+// What a transform runs as, which decides about the fastest order of its passes.
+enum class Use { side_by_side, alone };
+
+// The radices for 2^exponent times `odd`, as measured. A pass of 16 saves a pass, but keeps more values than there are
+// registers: side by side, levels of few registers lose more than the widest gains.
+std::vector<std::size_t> ChooseTwos(std::size_t exponent, std::size_t odd, Use use) {
   static constexpr std::initializer_list<std::size_t> kMeasured[] = {
-      {}, {2}, {4}, {8}, {4, 4}, {4, 8}, {8, 8}, {8, 16}, {4, 4, 16}, {4, 4, 4, 8}, {4, 4, 8, 8}, {8, 4, 8, 8},
-      {8, 4, 8, 16}, {4, 4, 8, 8, 8}, {4, 4, 4, 4, 8, 8}};
+      {}, {2}, {4}, {8}, {4, 4}, {4, 8}, {4, 16}, {4, 4, 8}, {4, 4, 16}, {4, 4, 4, 8}, {4, 4, 8, 8}, {4, 4, 4, 4, 8},
+      {4, 4, 4, 8, 8}, {4, 4, 8, 8, 8}, {4, 4, 4, 4, 8, 8}};
   if (exponent == 4 && odd > 8) return {16};
-  if (exponent == 6 && odd > 1) return {4, 16};
+  if (use == Use::alone && exponent == 6 && odd == 1) return {8, 8};
+  if (use == Use::alone && exponent == 7) return {8, 16};
+  if (use == Use::alone && exponent == 12) return {8, 4, 8, 16};
   if (exponent < std::size(kMeasured)) return kMeasured[exponent];
   // Fours, as few as leave eights, then one sixteen.
   std::vector<std::size_t> radices;
@@ -57,8 +61,9 @@ std::vector<std::size_t> ChooseTwos(std::size_t exponent, std::size_t odd) {
   return radices;
 }
 
-// The radices of the passes: odd primes from the largest down, then powers of two.
-std::vector<std::size_t> ChooseRadices(std::size_t length) {
+// The radices of the passes: odd primes from the largest down, then powers of two. A transform alone works on blocks side
+// by side in its last passes; an eight in front leaves it as many as half the lanes.
+std::vector<std::size_t> ChooseRadices(std::size_t length, Use use) {
   std::vector<std::size_t> radices;
   const auto exponent = static_cast<std::size_t>(std::countr_zero(length));
   const std::size_t odd = length >> exponent;
@@ -68,8 +73,9 @@ std::vector<std::size_t> ChooseRadices(std::size_t length) {
   }
   if (rest > 1) radices.push_back(rest);
   std::reverse(radices.begin(), radices.end());
-  const std::vector<std::size_t> twos = ChooseTwos(exponent, odd);
-  radices.insert(radices.end(), twos.begin(), twos.end());
+  const bool has_eight_in_front = use == Use::alone && exponent == 3 && radices.size() == 2;
+  const std::vector<std::size_t> twos = ChooseTwos(exponent, odd, use);
+  radices.insert(has_eight_in_front ? radices.begin() : radices.end(), twos.begin(), twos.end());
   return radices;
 }
 
@@ -99,6 +105,8 @@ std::vector<unsigned> OutputPositions(std::size_t length, const std::vector<Pass
 // measured over random signals, 8 and 16 are the only lengths where splitting would lose (by a fifth at most).
 bool IsHalved(std::size_t fft_n) { return fft_n % 2 == 0 && fft_n > 16; }
 
+TransformPlan MakeComplexPlan(std::size_t length) { return {length, ChooseRadices(length, Use::alone)}; }
+
 }  // namespace
 
 void CheckPlanLength(int fft_n) { Api::FailIf(fft_n < 1, "Invalid value of fft points."); }
@@ -112,10 +120,9 @@ void CheckPlanSize(int fft_n) {
   }
 }
 
-TransformPlan::TransformPlan(std::size_t length) : length_(length) {
+TransformPlan::TransformPlan(std::size_t length, const std::vector<std::size_t>& radices) : length_(length) {
   std::size_t table_n = 0;
   std::size_t block = length;
-  const std::vector<std::size_t> radices = ChooseRadices(length);
   for (const std::size_t radix : radices) {
     block /= radix;
     table_n += TableSize(radix, block);
@@ -163,8 +170,12 @@ TransformPlan::TransformPlan(std::size_t length) : length_(length) {
   for (std::size_t k = 0; k < length; ++k) output_[position_[k]] = static_cast<unsigned>(k);
 }
 
-RealTransformPlan::RealTransformPlan(int fft_n)
-    : fft_n_(static_cast<std::size_t>(fft_n)), inner_(IsHalved(fft_n_) ? fft_n_ / 2 : fft_n_) {
+RealTransformPlan::RealTransformPlan(int fft_n) : fft_n_(static_cast<std::size_t>(fft_n)) {
+  const std::size_t length = IsHalved(fft_n_) ? fft_n_ / 2 : fft_n_;
+  const std::vector<std::size_t> radices = ChooseRadices(length, Use::side_by_side);
+  side_by_side_ = TransformPlan(length, radices);
+  const std::vector<std::size_t> radices_alone = ChooseRadices(length, Use::alone);
+  if (radices_alone != radices) alone_ = TransformPlan(length, radices_alone);
   if (!IsHalved(fft_n_)) return;
   // Neighbours take them from the second one on, so that is the one to lie on a cache line.
   const std::size_t split_n = fft_n_ / 4 + 1;
@@ -199,7 +210,7 @@ const FftPlan& FftPlanCache::GetInversePlan(int fft_n) {
     CheckPlanLength(length);
     CheckPlanSize(length);
     return FftPlan{length % 2 == 0 ? RealTransformPlan(length) : RealTransformPlan(),
-                   TransformPlan(static_cast<std::size_t>(length))};
+                   MakeComplexPlan(static_cast<std::size_t>(length))};
   });
 }
 

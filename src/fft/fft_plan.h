@@ -22,7 +22,8 @@ void CheckPlanSize(int fft_n);
 class TransformPlan {
  public:
   TransformPlan() = default;
-  explicit TransformPlan(std::size_t length);
+  // The length is the product of the radices.
+  TransformPlan(std::size_t length, const std::vector<std::size_t>& radices);
   TransformView View() const { return {length_, passes_.size(), passes_.data(), position_.data(), output_.data()}; }
 
  private:
@@ -37,11 +38,17 @@ class RealTransformPlan {
  public:
   RealTransformPlan() = default;
   explicit RealTransformPlan(int fft_n);
-  RealTransformView View() const { return {fft_n_, inner_.View(), split_re_, split_im_}; }
+  // For signals side by side, and for a single one with the same bits.
+  RealTransformView View() const { return {fft_n_, side_by_side_.View(), split_re_, split_im_}; }
+  // For single signals: other last bits, sooner.
+  RealTransformView ViewAlone() const {
+    return alone_.View().length != 0 ? RealTransformView{fft_n_, alone_.View(), split_re_, split_im_} : View();
+  }
 
  private:
   std::size_t fft_n_ = 0;
-  TransformPlan inner_;
+  TransformPlan side_by_side_;
+  TransformPlan alone_;  // empty where it would be the same
   Api::ScratchBuffer split_;
   float* split_re_ = nullptr;
   float* split_im_ = nullptr;
@@ -52,7 +59,7 @@ struct FftPlan {
   // samples: the inverse transform is the forward one with real and imaginary parts exchanged on both sides, so it
   // needs no tables of the other sign.
   RealTransformPlan real;
-  // Of complex samples, in inverse plans only: every forward transform of the library starts from real samples.
+  // Of single complex signals, in inverse plans only: every forward transform of the library starts from real samples.
   TransformPlan complex;
 };
 

@@ -17,8 +17,8 @@ namespace {
 const std::map<std::string, std::vector<std::uint64_t>> kStored{
     {"Log1p", {0xb83123105d41b31f, 0xb83123105d41b31f}},
     {"Standardize", {0x9604eb7b3d8be35f, 0x9604eb7b3d8be35f}},
-    {"FFT", {0x32cd99d5e31b555f, 0x32cd99d5e31b555f}},
-    {"IFFT", {0xbbf99a42e61628af, 0xbbf99a42e61628af}},
+    {"FFT", {0xdd72d6a8a253ddb9, 0xdd72d6a8a253ddb9}},
+    {"IFFT", {0xa2c23f54b3af7fda, 0xa2c23f54b3af7fda}},
     {"GetFrameLen", {0x72631d22f6a686f0, 0x238345886fad0be8, 0x431111b5c83f9230}},
     {"GetSampleLen", {0xd39f850169565c90, 0x247275be173603d8}},
     {"FixFrameLen", {0x2609cc209476068c, 0x1378ddd2cfb85831}},
