@@ -6,6 +6,7 @@
 #include <cmath>
 #include <initializer_list>
 #include <iterator>
+#include <limits>
 #include <numbers>
 #include <stdexcept>
 
@@ -101,6 +102,35 @@ std::vector<unsigned> OutputPositions(std::size_t length, const std::vector<Pass
   return position;
 }
 
+// How many times as long `available` neighbours take as full vectors of them, which are halved and quartered at need.
+std::size_t CostFor(std::size_t available, std::size_t lane_n) {
+  if (available >= lane_n) return 1;
+  if (lane_n > 8 && available >= 8) return lane_n / 8;
+  return lane_n > 4 && available >= 4 ? lane_n / 4 : lane_n;
+}
+
+// The turn that costs least. The last pass is always one over blocks, since it leaves no neighbours.
+Turn ChooseTurn(const std::vector<Pass>& passes, std::size_t length, std::size_t lane_n) {
+  Turn best{0, 1};
+  if (lane_n == 1) return best;
+  std::size_t best_cost = std::numeric_limits<std::size_t>::max();
+  std::size_t cost_before = 0;
+  std::size_t block = length;
+  std::size_t block_n = 1;
+  for (std::size_t i = 0; i < passes.size(); ++i) {
+    const std::size_t cost = cost_before + (passes.size() - i) * CostFor(block_n, lane_n);
+    // Long blocks are for a single pass, which gains nothing from a near cache.
+    if (cost < best_cost && (block <= kLongestNear || i == 0 || i + 1 == passes.size())) {
+      best = {i, block_n};
+      best_cost = cost;
+    }
+    block = passes[i].span;
+    block_n *= passes[i].radix;
+    cost_before += CostFor(block, lane_n);
+  }
+  return best;
+}
+
 // Up to 16 samples the zeros of a full-length transform keep more accuracy than the split step of a half-length one:
 // measured over random signals, 8 and 16 are the only lengths where splitting would lose (by a fifth at most).
 bool IsHalved(std::size_t fft_n) { return fft_n % 2 == 0 && fft_n > 16; }
@@ -165,6 +195,7 @@ TransformPlan::TransformPlan(std::size_t length, const std::vector<std::size_t>&
     passes_.push_back(pass);
     block = span;
   }
+  for (const std::size_t lane_n : {1u, 4u, 8u, 16u}) turns_[TurnIndex(lane_n)] = ChooseTurn(passes_, length, lane_n);
   position_ = OutputPositions(length, passes_);
   output_.resize(length);
   for (std::size_t k = 0; k < length; ++k) output_[position_[k]] = static_cast<unsigned>(k);

@@ -1,6 +1,7 @@
 // FFT plans: the passes and twiddle factors of a transform of one length, built once and shared.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <vector>
 
@@ -24,7 +25,9 @@ class TransformPlan {
   TransformPlan() = default;
   // The length is the product of the radices.
   TransformPlan(std::size_t length, const std::vector<std::size_t>& radices);
-  TransformView View() const { return {length_, passes_.size(), passes_.data(), position_.data(), output_.data()}; }
+  TransformView View() const {
+    return {length_, passes_.size(), passes_.data(), position_.data(), output_.data(), turns_.data()};
+  }
 
  private:
   std::size_t length_ = 0;
@@ -32,6 +35,7 @@ class TransformPlan {
   Api::ScratchBuffer tables_;  // what the passes point into
   std::vector<unsigned> position_;
   std::vector<unsigned> output_;  // the other way round
+  std::array<Turn, kTurnN> turns_{};
 };
 
 class RealTransformPlan {

@@ -174,9 +174,6 @@ KELVO_INLINE void RunAnyPass(const Source& source, Target to, const Pass& pass, 
   }
 }
 
-// Elements side by side that stay in the first-level cache from pass to pass, at 16 lanes.
-constexpr std::size_t kLongestNear = 256;
-
 // Transforms side by side, from `source` into `to`; output k ends at element plan.position[k]. `scratch` holds
 // 2 * (largest radix) vectors.
 //

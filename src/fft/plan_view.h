@@ -20,6 +20,19 @@ struct Pass {
   const float* root_im;
 };
 
+// Elements side by side that stay in the first-level cache from pass to pass, at 16 lanes.
+inline constexpr std::size_t kLongestNear = 256;
+
+// Where a single transform turns from neighbours to blocks side by side: after pass_n passes, which leave block_n blocks.
+struct Turn {
+  std::size_t pass_n;
+  std::size_t block_n;
+};
+
+// Vectors are of 1, 4, 8 or 16 floats.
+inline constexpr std::size_t kTurnN = 4;
+constexpr std::size_t TurnIndex(std::size_t lane_n) { return lane_n == 1 ? 0 : lane_n == 4 ? 1 : lane_n == 8 ? 2 : 3; }
+
 // A forward complex transform. In-place passes leave output k at element position[k]; element i is output[i] then.
 struct TransformView {
   std::size_t length;
@@ -27,6 +40,7 @@ struct TransformView {
   const Pass* passes;
   const unsigned* position;
   const unsigned* output;
+  const Turn* turns;  // [kTurnN]
 };
 
 // The transform of fft_n real samples. Halved, sample pairs are the elements of a transform of half the length, and a

@@ -27,41 +27,6 @@ KELVO_INLINE void AtWidth(std::size_t available, Run&& run) {
   }
   if constexpr (Floats::kSize > 1) run.template operator()<Lanes<float, 1>>();
 }
-// How many times as long `available` neighbours take as full vectors of them.
-KELVO_INLINE std::size_t CostFor(std::size_t available) {
-  if (available >= Floats::kSize) return 1;
-  if (Floats::kSize > 8 && available >= 8) return Floats::kSize / 8;
-  return Floats::kSize > 4 && available >= 4 ? Floats::kSize / 4 : Floats::kSize;
-}
-
-// Where a single transform turns from neighbours to blocks side by side: after pass_n passes, which leave block_n blocks.
-struct Turn {
-  std::size_t pass_n;
-  std::size_t block_n;
-};
-
-// The turn that costs least. The last pass is always one over blocks, since it leaves no neighbours.
-KELVO_INLINE Turn ChooseTurn(const TransformView& plan) {
-  Turn best{0, 1};
-  if constexpr (Floats::kSize == 1) return best;
-  std::size_t best_cost = ~std::size_t{0};
-  std::size_t cost_before = 0;
-  std::size_t block = plan.length;
-  std::size_t block_n = 1;
-  for (std::size_t i = 0; i < plan.pass_n; ++i) {
-    const std::size_t cost = cost_before + (plan.pass_n - i) * CostFor(block_n);
-    // Long blocks are for a single pass, which gains nothing from a near cache.
-    if (cost < best_cost && (block <= kLongestNear || i == 0 || i + 1 == plan.pass_n)) {
-      best = {i, block_n};
-      best_cost = cost;
-    }
-    block = plan.passes[i].span;
-    block_n *= plan.passes[i].radix;
-    cost_before += CostFor(block);
-  }
-  return best;
-}
-
 // Transposes blocks into lanes: element i of the block that begins at begins[l] becomes lane l of vector i.
 template <class Lane>
 static void GatherBlocks(SideBySideElements<Lane> to, const NeighbourElements& from, const unsigned* begins,
@@ -128,7 +93,7 @@ static void TransformOne(const TransformView& plan, const Source& source, const 
   float* const block_memory = scratch + 4 * stride;
   float* const pass_scratch = scratch + 6 * stride;
 
-  const Turn turn = ChooseTurn(plan);
+  const Turn turn = plan.turns[TurnIndex(Floats::kSize)];
   if (turn.pass_n == 0) {
     using Lane = Lanes<float, 1>;
     TransformSideBySide<Lane>(plan, source, elements, pass_scratch);
