@@ -35,8 +35,8 @@ bool HasFeedback(const NormalizedCoefficients& coefficients) {
                      [](double value) { return std::bit_cast<std::uint64_t>(value) != 0; });
 }
 
-// Long enough to outweigh the restart at a block's end, which costs half a filter length of samples.
-std::size_t ChooseFirBlock(std::size_t length) { return std::max<std::size_t>(512, 8 * length); }
+// Long enough to outweigh the state at a block's end, which costs as much as some filter lengths of samples.
+std::size_t ChooseFirBlock(std::size_t length) { return std::max<std::size_t>(4096, 8 * length); }
 
 }  // namespace
 

@@ -72,7 +72,7 @@ TEST(LinearFilter, HasTheBitsOfTheRecurrenceForEveryOrder) {
     }
   }
   for (const std::size_t length : {32u, 64u, 101u, 255u}) {
-    const Floats x = Noise(4500, 3), b = Noise(length, 1);
+    const Floats x = Noise(9000, 3), b = Noise(length, 1);
     ExpectPlainBits(b, Denominator(length, 2), x, {});
     ExpectPlainBits(b, {1.0f}, x, Noise(length - 1, 9));
   }
@@ -92,7 +92,7 @@ TEST(LinearFilter, HasTheBitsOfTheRecurrenceForSpecialValues) {
       {1.0f}, {1.0f, 0.0f, 0.0f}, {1.0f, -0.0f, 0.0f}, {-2.0f}, {-2.0f, 0.0f, 0.0f},
       {0.0f, 1.0f}, {kNan}, {1.0f, -0.5f, 0.25f, 0.125f, 0.0625f, -0.1f, 0.2f},
   };
-  const Floats noise = Noise(3000, 5);
+  const Floats noise = Noise(6000, 5);
   const auto signal = [&](auto value_at) {
     Floats x = noise;
     for (std::size_t i = 0; i < x.size(); ++i) x[i] = value_at(i);
@@ -105,9 +105,9 @@ TEST(LinearFilter, HasTheBitsOfTheRecurrenceForSpecialValues) {
       signal([&](std::size_t i) { return i % 11 == 0 ? noise[i] : (noise[i] < 0.0f ? -0.0f : 0.0f); }),
       signal([&](std::size_t i) { return noise[i] * 1e-44f; }),
       signal([&](std::size_t i) { return noise[i] * kHuge; }),
-      signal([&](std::size_t i) { return i == 2345 ? -kInfinity : noise[i]; }),
+      signal([&](std::size_t i) { return i == 5345 ? -kInfinity : noise[i]; }),
       signal([&](std::size_t i) { return i == 3 ? kNan : noise[i]; }),
-      signal([&](std::size_t i) { return i < 700 ? noise[i] : 0.0f; }),
+      signal([&](std::size_t i) { return i < 4700 ? noise[i] : 0.0f; }),
   };
   for (const Floats& b : numerators) {
     for (const Floats& a : denominators) {
