@@ -196,7 +196,7 @@ KELVO_INLINE std::size_t FilterInGroups(std::size_t i, const FilterSignal<Output
 }
 
 template <class State, class Output, class Input>
-KELVO_INLINE void FilterRecursively(const FilterSignal<Output, Input>& signal, const FilterTables& filter) {
+void FilterRecursively(const FilterSignal<Output, Input>& signal, const FilterTables& filter) {
   switch (filter.length - 1) {
     case 1: return FilterInRegisters<State, 1>(signal, filter);
     case 2: return FilterInRegisters<State, 2>(signal, filter);
@@ -222,11 +222,6 @@ KELVO_INLINE void FilterRecursively(const FilterSignal<Output, Input>& signal, c
   }
   const std::size_t i = FilterInGroups<State, StateLanes>(0, signal, filter);
   FilterInGroups<State, Lanes<double, 1>>(i, signal, filter);
-}
-
-template <class State, class Output, class Input>
-void Recursive(const FilterSignal<Output, Input>& signal, const FilterTables& filter) {
-  FilterRecursively<State>(signal, filter);
 }
 
 // One of kVectorN vectors' chains: values[0], values[1] ... are the lanes' newest inputs, so values[-j] the inputs that
@@ -363,7 +358,7 @@ void FeedForward(const FilterSignal<Output, Input>& signal, const FilterTables& 
 }
 
 template <class State, class Output, class Input>
-constexpr FilterPair<Output, Input> kPair{Recursive<State, Output, Input>, FeedForward<State, Output, Input>};
+constexpr FilterPair<Output, Input> kPair{FilterRecursively<State, Output, Input>, FeedForward<State, Output, Input>};
 
 constexpr FilterKernels kKernels{kPair<float, float, float>, kPair<double, double, float>, kPair<double, float, double>};
 
