@@ -25,23 +25,23 @@ void ExtractFrameFrom(std::span<float> frame, std::span<const float> src, std::i
   const std::int64_t end = position + static_cast<std::int64_t>(frame.size());
   const std::int64_t first = std::clamp<std::int64_t>(0, position, end);
   const std::int64_t last = std::clamp(sample_n, first, end);
-  float* const sample = frame.data() - position;
-  for (std::int64_t p = position; p < first; ++p) sample[p] = beyond(p);
-  std::copy(src.data() + first, src.data() + last, sample + first);
-  for (std::int64_t p = last; p < end; ++p) sample[p] = beyond(p);
+  const auto at = [&](std::int64_t p) { return frame.begin() + (p - position); };
+  for (std::int64_t p = position; p < first; ++p) *at(p) = beyond(p);
+  if (first < last) std::copy(src.begin() + first, src.begin() + last, at(first));
+  for (std::int64_t p = last; p < end; ++p) *at(p) = beyond(p);
 }
 
-std::vector<float> ExtendSignal(std::span<const float> src, int pad_type, int pad_len) {
-  const std::int64_t extended_n = static_cast<std::int64_t>(src.size()) + 2 * std::int64_t{pad_len};
-  if (extended_n > std::numeric_limits<int>::max()) throw std::length_error("extended signal too long");
-  std::vector<float> extended = Api::MakeZeroBuffer(static_cast<std::uint64_t>(extended_n));
+// `count` samples from position `start` on of the signal with pad_len samples in front of it.
+std::vector<float> ExtractPadding(std::span<const float> src, std::int64_t start, std::size_t count, int pad_type,
+                                  int pad_len) {
+  std::vector<float> padding(count);
   switch (static_cast<FilterPadType>(pad_type)) {
-    case FilterPadType::Odd: ExtractFrameOdd(extended, src, 0, pad_len); break;
-    case FilterPadType::Even: Stft::ExtractFrameReflect(extended, src, 0, pad_len); break;
-    case FilterPadType::Constant: ExtractFrameEdge(extended, src, 0, pad_len); break;
+    case FilterPadType::Odd: ExtractFrameOdd(padding, src, start, pad_len); break;
+    case FilterPadType::Even: Stft::ExtractFrameReflect(padding, src, start, pad_len); break;
+    case FilterPadType::Constant: ExtractFrameEdge(padding, src, start, pad_len); break;
     default: Api::FailIf(true, "Invalid pad_type.");
   }
-  return extended;
+  return padding;
 }
 
 std::vector<double> ScaleState(const std::vector<double>& settled, double scale) {
@@ -70,23 +70,33 @@ void ExtractFrameEdge(std::span<float> frame, std::span<const float> src, std::i
 void FilterFilterCore(std::span<float> dst, std::span<const float> src, std::span<const float> n_coef,
                       std::span<const float> d_coef, int pad_type, int pad_len, Simd::Level level) {
   const bool is_padded = pad_len > 0 && pad_type != static_cast<int>(FilterPadType::None);
-  std::vector<float> extended;
-  if (is_padded) extended = ExtendSignal(src, pad_type, pad_len);
-  const std::span<const float> signal = is_padded ? std::span<const float>(extended) : src;
+  const std::size_t pad_n = is_padded ? static_cast<std::size_t>(pad_len) : 0;
+  if (src.size() + 2 * pad_n > std::numeric_limits<int>::max()) throw std::length_error("extended signal too long");
+  std::vector<float> front, back;
+  if (is_padded) {
+    front = ExtractPadding(src, 0, pad_n, pad_type, pad_len);
+    back = ExtractPadding(src, static_cast<std::int64_t>(src.size() + pad_n), pad_n, pad_type, pad_len);
+  }
 
   const std::size_t length = FilterLength(n_coef, d_coef);
   std::vector<double> settled(length > 1 ? length - 1 : 0);
   LinerFilterZi<double>(settled, n_coef, d_coef);
 
   // Not initialised: the forward pass writes all of it.
-  const auto storage = std::make_unique_for_overwrite<double[]>(signal.size());
-  const std::span<double> filtered(storage.get(), signal.size());
-  std::vector<double> state = ScaleState(settled, static_cast<double>(signal[0]));
-  LinerFilterCore<double, float, double>(filtered, signal, n_coef, d_coef, state, false, level);
+  const std::size_t extended_n = src.size() + 2 * pad_n;
+  const auto storage = std::make_unique_for_overwrite<double[]>(extended_n);
+  const std::span<double> filtered(storage.get(), extended_n);
+  std::vector<double> state = ScaleState(settled, static_cast<double>(is_padded ? front[0] : src[0]));
+  std::size_t begin = 0;
+  for (const std::span<const float> part : {std::span<const float>(front), src, std::span<const float>(back)}) {
+    const std::span<double> target = filtered.subspan(begin, part.size());
+    LinerFilterCore<double, float, double>(target, part, n_coef, d_coef, state, false, level);
+    begin += part.size();
+  }
   state = ScaleState(settled, filtered.back());
 
   // The recurrence passes the padding at the end before it comes to what is wanted.
-  const std::span<double> wanted = filtered.subspan(is_padded ? static_cast<std::size_t>(pad_len) : 0);
+  const std::span<double> wanted = filtered.subspan(pad_n);
   const std::size_t wanted_n = std::min(wanted.size(), dst.size());
   std::vector<float> unwanted(wanted.size() - wanted_n);
   LinerFilterCore<float, double, double>(unwanted, wanted.subspan(wanted_n), n_coef, d_coef, state, true, level);
