@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "api/buffers.h"
-#include "fft/plan_view.h"
 #include "fft/fork_guard.h"
+#include "fft/plan_view.h"
 #include "fft/table_cache.h"
 
 namespace kelvo::Fft {

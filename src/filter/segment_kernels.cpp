@@ -15,10 +15,10 @@ using namespace Simd;
 // Vectors whose chains overlap.
 constexpr std::size_t kVectorN = kSegmentN / Doubles::kSize < 4 ? kSegmentN / Doubles::kSize : 4;
 
-// dst[c * dst_stride + r] = src[r * src_stride + c] for a square of kSegmentN rows and columns.
+// dst[c * dst_stride + r] = src[r * src_stride + c]; rows and columns are multiples of 16.
 template <class T>
-KELVO_INLINE void TransposeSquare(T* dst, std::ptrdiff_t dst_stride, const T* src, std::ptrdiff_t src_stride, std::size_t rows,
-                                  std::size_t columns) {
+KELVO_INLINE void TransposeBlock(T* dst, std::ptrdiff_t dst_stride, const T* src, std::ptrdiff_t src_stride,
+                                 std::size_t rows, std::size_t columns) {
   constexpr std::size_t kSize = KELVO_LANE_BYTES / sizeof(T) > 0 ? KELVO_LANE_BYTES / sizeof(T) : 1;
   using Tile = Lanes<T, kSize>;
   for (std::size_t r = 0; r < rows; r += kSize) {
@@ -36,58 +36,69 @@ KELVO_INLINE void TransposeSquare(T* dst, std::ptrdiff_t dst_stride, const T* sr
 }
 
 template <std::size_t N>
-KELVO_INLINE Lanes<double, N> LoadAsDouble(const float* from) { return ToDouble(Lanes<float, N>::Load(from)); }
+KELVO_INLINE Lanes<double, N> LoadAsDouble(const float* from) {
+  return ToDouble(Lanes<float, N>::Load(from));
+}
 template <std::size_t N>
-KELVO_INLINE Lanes<double, N> LoadAsDouble(const double* from) { return Lanes<double, N>::Load(from); }
+KELVO_INLINE Lanes<double, N> LoadAsDouble(const double* from) {
+  return Lanes<double, N>::Load(from);
+}
 template <std::size_t N>
-KELVO_INLINE void StoreAs(float* to, Lanes<double, N> value) { ToFloat(value).Store(to); }
+KELVO_INLINE void StoreAs(float* to, Lanes<double, N> value) {
+  ToFloat(value).Store(to);
+}
 template <std::size_t N>
-KELVO_INLINE void StoreAs(double* to, Lanes<double, N> value) { value.Store(to); }
+KELVO_INLINE void StoreAs(double* to, Lanes<double, N> value) {
+  value.Store(to);
+}
 
-// One sample of kVectorN vectors of segments.
+// kVectorN vectors of segments through a block, whose rows are a sample of all segments each.
 template <class State, class Output, class Input>
-KELVO_INLINE void AdvanceSegments(Output* output, const Input* input, double* state, const SegmentFilter& filter) {
+KELVO_INLINE void RunBlock(Output* output, const Input* input, bool is_reverse, double* state, const double* b,
+                           const double* a, std::size_t state_n) {
   constexpr std::size_t kSize = Doubles::kSize;
-  Doubles x[kVectorN], y[kVectorN];
-  const Doubles b_0 = Doubles::Broadcast(filter.b[0]);
-#pragma GCC unroll 4
-  for (std::size_t v = 0; v < kVectorN; ++v) {
-    x[v] = LoadAsDouble<kSize>(input + v * kSize);
-    y[v] = b_0 * x[v] + Doubles::Load(state + v * kSize);
-    StoreAs(output + v * kSize, y[v]);
-  }
-  for (std::size_t k = 1; k < filter.length; ++k, state += kSegmentN) {
-    const Doubles b = Doubles::Broadcast(filter.b[k]);
-    const Doubles a = Doubles::Broadcast(filter.a[k]);
-    const bool is_last = k + 1 == filter.length;
-#pragma GCC unroll 4
+  for (std::size_t t = 0; t < kSegmentBlock; ++t) {
+    const std::size_t row = (is_reverse ? kSegmentBlock - 1 - t : t) * kSegmentN;
+    Doubles x[kVectorN], y[kVectorN];
+#pragma GCC unroll 8
     for (std::size_t v = 0; v < kVectorN; ++v) {
-      // Adding -0 changes nothing: the last value has no successor.
-      const Doubles next = is_last ? Doubles::Broadcast(-0.0) : Doubles::Load(state + kSegmentN + v * kSize);
-      AdvanceState<State>(next, b, x[v], a, y[v]).Store(state + v * kSize);
+      x[v] = LoadAsDouble<kSize>(input + row + v * kSize);
+      y[v] = Doubles::Broadcast(b[0]) * x[v] + Doubles::Load(state + v * kSize);
+      StoreAs(output + row + v * kSize, y[v]);
     }
+    const auto advance = [&](double* z, std::size_t k, auto next) __attribute__((always_inline)) {
+      const Doubles b_k = Doubles::Broadcast(b[k]);
+      const Doubles a_k = Doubles::Broadcast(a[k]);
+#pragma GCC unroll 8
+      for (std::size_t v = 0; v < kVectorN; ++v) {
+        AdvanceState<State>(next(v), b_k, x[v], a_k, y[v]).Store(z + v * kSize);
+      }
+    };
+    double* z = state;
+    for (std::size_t k = 1; k < state_n; ++k, z += kSegmentN) {
+      advance(z, k, [z](std::size_t v) { return Doubles::Load(z + kSegmentN + v * kSize); });
+    }
+    advance(z, state_n, [](std::size_t) { return Doubles::Broadcast(-0.0); });
   }
 }
 
 template <class State, class Output, class Input>
 void RunSegments(const SegmentedSignal<Output, Input>& signal, const SegmentFilter& filter) {
-  constexpr std::size_t kTogether = kVectorN * Doubles::kSize;
   alignas(64) Input input[kSegmentBlock * kSegmentN];
   alignas(64) Output output[kSegmentBlock * kSegmentN];
   constexpr auto kRow = static_cast<std::ptrdiff_t>(kSegmentN);
   // Blocks lie in memory from their first element on, whichever sample that is.
   const bool is_reverse = signal.step < 0;
   const std::ptrdiff_t to_first = is_reverse ? 1 - static_cast<std::ptrdiff_t>(kSegmentBlock) : 0;
+  const std::size_t state_n = filter.length - 1;
   for (std::size_t i = 0; i < signal.count; i += kSegmentBlock) {
     const std::ptrdiff_t offset = static_cast<std::ptrdiff_t>(i) * signal.step + to_first;
-    TransposeSquare(input, kRow, signal.src + offset, signal.apart, kSegmentN, kSegmentBlock);
-    for (std::size_t s = 0; s < kSegmentN; s += kTogether) {
-      for (std::size_t t = 0; t < kSegmentBlock; ++t) {
-        const std::size_t row = (is_reverse ? kSegmentBlock - 1 - t : t) * kSegmentN + s;
-        AdvanceSegments<State>(output + row, input + row, filter.state + s, filter);
-      }
+    TransposeBlock(input, kRow, signal.src + offset, signal.apart, kSegmentN, kSegmentBlock);
+    for (std::size_t s = 0; s < kSegmentN; s += kVectorN * Doubles::kSize) {
+      RunBlock<State>(output + s, input + s, is_reverse, filter.state + s, filter.b, filter.a, state_n);
     }
-    if (signal.dst != nullptr) TransposeSquare(signal.dst + offset, signal.apart, output, kRow, kSegmentBlock, kSegmentN);
+    if (signal.dst != nullptr)
+      TransposeBlock(signal.dst + offset, signal.apart, output, kRow, kSegmentBlock, kSegmentN);
   }
 }
 

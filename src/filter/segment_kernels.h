@@ -9,8 +9,8 @@ namespace kelvo::Filter {
 inline constexpr std::size_t kSegmentN = 32;
 inline constexpr std::size_t kSegmentBlock = 16;
 
-// Segment s begins at src[s * apart] and goes through `count` samples, a multiple of kSegmentBlock, each `step` (1 or -1)
-// elements behind the one before; so do the outputs, which are left out if dst is null.
+// Segment s begins at src[s * apart] and goes through `count` samples, a multiple of kSegmentBlock, each `step` (1 or
+// -1) elements behind the one before; so do the outputs, which are left out if dst is null.
 template <class Output, class Input>
 struct SegmentedSignal {
   Output* dst;

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "api/buffers.h"
+
 namespace kelvo::Filter {
 namespace {
 
@@ -76,7 +78,7 @@ class SegmentedFilter {
 
  private:
   std::ptrdiff_t At(std::size_t i) const { return static_cast<std::ptrdiff_t>(i) * signal_.step; }
-  double* StatesAt(std::size_t check) { return states_.data() + check * state_n_ * kSegmentN; }
+  double* StatesAt(std::size_t check) { return states_.Data() + check * state_n_ * kSegmentN; }
 
   // The segments from dst and src on, each through `count` samples.
   void RunSegments(Output* dst, const Input* src, std::ptrdiff_t apart, std::size_t count, double* states) const {
@@ -150,7 +152,7 @@ class SegmentedFilter {
   FilterSegments<Output, Input> run_segments_;
   bool is_in_place_;
   std::size_t state_n_;
-  std::vector<double> states_;  // those of all segments at each check, and at the end
+  Api::ScratchArray<double> states_;  // those of all segments at each check, and at the end
   std::vector<Input> inputs_;
 };
 

@@ -80,8 +80,8 @@ std::vector<std::size_t> FilterEveryWay(const Coefficients& filter, const std::v
     for (const bool reverse : {false, true}) {
       SCOPED_TRACE(reverse ? "reverse" : "forward");
       for (const bool in_place : {false, true}) {
-        done.push_back(ExpectPlainBits<float>(filter, x, zi, reverse, in_place, kernels.single_state,
-                                              segments.single_state));
+        done.push_back(
+            ExpectPlainBits<float>(filter, x, zi, reverse, in_place, kernels.single_state, segments.single_state));
       }
       done.push_back(ExpectPlainBits<double>(filter, x, zi_double, reverse, false, kernels.forward, segments.forward));
       done.push_back(
