@@ -154,8 +154,11 @@ KELVO_INLINE Lanes<float, N> ToFloat(Lanes<double, N> a) {
   }
 }
 
-#if defined(__AVX512F__)
 // GCC halves these conversions. The masked forms have the one that takes no undefined vector, of which it warns.
+#if defined(__AVX2__)
+KELVO_INLINE Lanes<double, 4> ToDouble(Lanes<float, 4> a) { return {_mm256_cvtps_pd(a.v)}; }
+#endif
+#if defined(__AVX512F__)
 KELVO_INLINE Lanes<double, 8> ToDouble(Lanes<float, 8> a) { return {_mm512_maskz_cvtps_pd(0xFF, a.v)}; }
 KELVO_INLINE Lanes<float, 8> ToFloat(Lanes<double, 8> a) { return {_mm512_maskz_cvtpd_ps(0xFF, a.v)}; }
 #endif
