@@ -55,7 +55,7 @@ KELVO_INLINE void FilterInRegisters(const FilterSignal<Output, Input>& signal, c
   using One = Lanes<double, 1>;
   // Wider vectors take longer to become float and double again than the recurrence takes to turn, so they are for states
   // of many values only.
-  constexpr std::size_t kLaneN = kStateN >= 16 && Doubles::kSize >= 4 ? 4 : 2;
+  constexpr std::size_t kLaneN = kStateN >= 14 && Doubles::kSize >= 4 ? 4 : 2;
   using Lane = Lanes<double, kLaneN>;
   constexpr std::size_t kVectorN = kStateN <= 7 || Doubles::kSize == 1 ? 0 : (kStateN - 1) / kLaneN;
   constexpr std::size_t kHeadN = kStateN - kLaneN * kVectorN;
