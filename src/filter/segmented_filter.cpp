@@ -64,6 +64,7 @@ class SegmentedFilter {
     const std::size_t run_up = MeasureMemory(measured_n);
     if (run_up == 0) return 0;
     const std::size_t max_length = is_in_place_ ? kMaxScratchBytes / (kSegmentN * sizeof(Input)) : kMaxLength;
+    std::size_t pause = 0;
     for (std::size_t i = 0;;) {
       const std::size_t block_n =
           std::min({std::max(8 * run_up, kMinLength), max_length, (signal_.count - i) / kSegmentN}) / kSegmentBlock;
@@ -71,8 +72,17 @@ class SegmentedFilter {
       // An odd number of blocks apart, segments do not compete for the same sets of the first-level cache.
       const std::size_t length = ((block_n - 1) | 1) * kSegmentBlock;
       if (length < std::max(run_up, kMinCheckDistance)) return i;
-      FilterSegmentsFrom(i, length, run_up);
+      const std::size_t wrong_n = FilterSegmentsFrom(i, length, run_up);
       i += length * kSegmentN;
+      // Where most guesses were wrong, in silence or because the measurement was lucky, the next would be, too.
+      if (2 * wrong_n < length * kSegmentN) {
+        pause = 0;
+      } else {
+        pause = 2 * pause + length * kSegmentN;
+        const std::size_t count = std::min(pause, signal_.count - i);
+        kernels_.recursive({signal_.dst + At(i), signal_.src + At(i), signal_.step, count}, filter_);
+        i += count;
+      }
     }
   }
 
@@ -98,8 +108,8 @@ class SegmentedFilter {
     return 0;
   }
 
-  // kSegmentN segments, the first from sample i on.
-  void FilterSegmentsFrom(std::size_t i, std::size_t length, std::size_t run_up) {
+  // kSegmentN segments, the first from sample i on. Gives the number of samples that had to be filtered again.
+  std::size_t FilterSegmentsFrom(std::size_t i, std::size_t length, std::size_t run_up) {
     const Input* const src = is_in_place_ ? CopyInputs(i, length * kSegmentN) : signal_.src + At(i);
     Output* const dst = signal_.dst + At(i);
     GuessStates(src, length, run_up);
@@ -111,17 +121,20 @@ class SegmentedFilter {
       std::copy_n(StatesAt(check), state_n_ * kSegmentN, StatesAt(check + 1));
       RunSegments(dst + offset, src + offset, At(length), samples_behind(check), StatesAt(check + 1));
     }
+    std::size_t wrong_n = 0;
     for (std::size_t s = 0; s < kSegmentN; ++s) {
       std::size_t check = 0;
       for (; check < check_n && !IsStateOf(s, StatesAt(check), filter_.state, state_n_); ++check) {
         const std::ptrdiff_t offset = At(s * length + check * distance);
         kernels_.recursive({dst + offset, src + offset, signal_.step, samples_behind(check)}, filter_);
+        wrong_n += samples_behind(check);
       }
       if (check == check_n) continue;
       // From this check on the run from the guess was right.
       const double* const final_states = StatesAt(check_n);
       for (std::size_t k = 0; k < state_n_; ++k) filter_.state[k] = final_states[k * kSegmentN + s];
     }
+    return wrong_n;
   }
 
   // Leaves in StatesAt(0) what the segments begin with: the first knows its state, the others run up from zeros through
