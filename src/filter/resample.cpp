@@ -18,9 +18,13 @@
 namespace kelvo::Filter {
 namespace {
 
-// A block's inputs and outputs of all segments should stay in the second-level cache.
-constexpr std::size_t kBlockInputN = 1024;
-constexpr std::size_t kBlockOutputN = 1024;
+// A block's inputs and outputs of all segments should stay in a near cache, and their memory be small enough to come
+// without page faults.
+constexpr std::size_t kBlockInputN = 256;
+constexpr std::size_t kBlockOutputN = 256;
+// Where an output moves far, the inputs that two blocks share would weigh too much.
+constexpr std::size_t kLongBlockInputN = 1024;
+constexpr int kFar = 4;
 
 // The whole conversion, cut into `segment_n` segments of whole cycles.
 struct Segments {
@@ -74,7 +78,8 @@ class SegmentedResampler {
         segments_(ChooseSegments(filter, output_n)) {
     segments_.output_n = std::min(segments_.output_n, output_n);
     // Between two outputs n apart the position advances by at most n down / up + 1.
-    const auto apart = static_cast<std::int64_t>(kBlockInputN - kTapN - 1) * filter.up / filter.down;
+    const std::size_t most_inputs = filter.down / filter.up < kFar ? kBlockInputN : kLongBlockInputN;
+    const auto apart = static_cast<std::int64_t>(most_inputs - kTapN - 1) * filter.up / filter.down;
     block_output_n_ = std::min({static_cast<std::size_t>(apart) + 1, kBlockOutputN, segments_.output_n});
     block_input_n_ = static_cast<std::size_t>(static_cast<std::int64_t>(block_output_n_ - 1) * filter.down / filter.up +
                                               1 + static_cast<std::int64_t>(kTapN));
