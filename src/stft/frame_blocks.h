@@ -63,7 +63,7 @@ class FrameBlocks {
  private:
   static constexpr std::size_t kMostFloatsSideBySide = std::size_t{1} << 18;
   // A block shares that cache with the transforms.
-  static constexpr std::size_t kMostFloats = std::size_t{3} << 15;
+  static constexpr std::size_t kMostFloats = std::size_t{25} << 12;
   static constexpr std::size_t kMostFrames = 64;
 
   std::size_t row_n_ = 0;
