@@ -45,21 +45,9 @@ enum class Use { side_by_side, alone };
 // The radices for 2^exponent times `odd`, as measured. A pass of 16 saves a pass, but keeps more values than there are
 // registers: side by side, levels of few registers lose more than the widest gains.
 std::vector<std::size_t> ChooseTwos(std::size_t exponent, std::size_t odd, Use use) {
-  static constexpr std::initializer_list<std::size_t> kMeasured[] = {{},
-                                                                     {2},
-                                                                     {4},
-                                                                     {8},
-                                                                     {4, 4},
-                                                                     {4, 8},
-                                                                     {4, 16},
-                                                                     {4, 4, 8},
-                                                                     {4, 4, 16},
-                                                                     {4, 4, 4, 8},
-                                                                     {4, 4, 8, 8},
-                                                                     {4, 4, 4, 4, 8},
-                                                                     {4, 4, 4, 8, 8},
-                                                                     {4, 4, 8, 8, 8},
-                                                                     {4, 4, 4, 4, 8, 8}};
+  static constexpr std::initializer_list<std::size_t> kMeasured[] = {
+      {}, {2}, {4}, {8}, {4, 4}, {4, 8}, {4, 16}, {4, 4, 8}, {4, 4, 16}, {4, 4, 4, 8}, {4, 4, 8, 8}, {4, 4, 4, 4, 8},
+      {4, 4, 4, 8, 8}, {4, 4, 8, 8, 8}, {4, 4, 4, 4, 8, 8}};
   if (exponent == 4 && odd > 8) return {16};
   if (use == Use::alone && exponent == 6 && odd == 1) return {8, 8};
   if (use == Use::alone && exponent == 7) return {8, 16};

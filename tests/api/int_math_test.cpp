@@ -28,12 +28,9 @@ TEST(IntMath, SaturatesDoubles) {
 }
 
 TEST(IntMath, SaturatesFloats) {
-  EXPECT_EQ(SaturateToInt(std::numeric_limits<float>::quiet_NaN()), 0);
-  EXPECT_EQ(SaturateToInt(-3.99f), -3);
-  EXPECT_EQ(SaturateToInt(2147483520.0f), 2147483520);
-  EXPECT_EQ(SaturateToInt(2147483648.0f), INT_MAX);
-  EXPECT_EQ(SaturateToInt(-2147483520.0f), -2147483520);
-  EXPECT_EQ(SaturateToInt(-2147483904.0f), INT_MIN);
+  const float values[] = {NAN, -3.99f, 2147483520.0f, 2147483648.0f, -2147483520.0f, -2147483904.0f};
+  const int expected[] = {0, -3, 2147483520, INT_MAX, -2147483520, INT_MIN};
+  for (std::size_t i = 0; i < std::size(values); ++i) EXPECT_EQ(SaturateToInt(values[i]), expected[i]) << values[i];
 }
 
 TEST(IntMath, WrapsAround) {

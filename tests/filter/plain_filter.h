@@ -1,10 +1,16 @@
 // The recurrence of the linear filter, written down once more without regard to speed: the bits that all must give.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <span>
+#include <type_traits>
 #include <vector>
+
+#include "filter/linear_filter.h"
+#include "support/bits.h"
 
 namespace kelvo::Support {
 
@@ -34,6 +40,37 @@ std::vector<Output> PlainFilter(const std::vector<Input>& src, const std::vector
     state[length - 2] = static_cast<State>(b[length - 1] * x - a[length - 1] * y);
   }
   return dst;
+}
+
+// Filters at all levels, in both directions, apart and, where one type allows it, in place: always the bits of the
+// plain recurrence, state included. zi is cut or continued with zeros to the length of the state.
+template <class Output, class State, class Input>
+void ExpectPlainBits(const std::vector<float>& b, const std::vector<float>& a, const std::vector<Input>& x,
+                     std::vector<State> zi) {
+  const std::size_t state_n = std::max(b.size(), a.size()) - 1;
+  zi.resize(state_n);
+  for (const bool reverse : {false, true}) {
+    std::vector<State> state = zi;
+    const std::vector<Output> expected = PlainFilter<Output>(x, b, a, state, reverse);
+    for (const Simd::Level level : Simd::SupportedLevels()) {
+      SCOPED_TRACE(testing::Message() << testing::PrintToString(b) << " / " << testing::PrintToString(a) << ", "
+                                      << x.size() << " samples, reverse " << reverse << ", " << Simd::LevelName(level));
+      const auto filter = [&](std::vector<Output>& dst, const std::vector<Input>& src) {
+        std::vector<State> actual_state = zi;
+        actual_state.push_back(State{7});  // not part of the state
+        Filter::LinerFilterCore<Output, Input, State>(dst, src, b, a, actual_state, reverse, level);
+        ASSERT_TRUE(SameBits(dst, expected));
+        ASSERT_TRUE(SameBits(std::span<const State>(actual_state).first(state_n), state));
+        ASSERT_EQ(actual_state.back(), State{7});
+      };
+      std::vector<Output> apart(x.size());
+      filter(apart, x);
+      if constexpr (std::is_same_v<Output, Input>) {
+        std::vector<Output> in_place = x;
+        filter(in_place, in_place);
+      }
+    }
+  }
 }
 
 }  // namespace kelvo::Support

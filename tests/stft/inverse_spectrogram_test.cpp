@@ -146,7 +146,7 @@ TEST(InverseSpectrogram, FindsBinsWhoseOffsetsLeave32Bits) {
   ComputeSpectrogram(memory.AtStart(), signal, settings, 0.0f, Simd::BestLevel());
   for (std::size_t k = 0; k < kFreqN; ++k) {
     const float* const row = memory.AtStart() + 2 * k * kFrameN;
-    ASSERT_TRUE(SameBits({row, 2 * kFewN}, std::span(few).subspan(2 * k * kFewN, 2 * kFewN)));
+    ASSERT_TRUE(SameBits(std::span(row, 2 * kFewN), std::span(few).subspan(2 * k * kFewN, 2 * kFewN)));
   }
   // Only these frames reach the first hops.
   std::vector<float> rebuilt(2 * kHopN), expected(2 * kHopN);
@@ -238,7 +238,7 @@ TEST(InverseExport, WritesWhatIsAskedFor) {
   EXPECT_EQ(kelvoAudioGetInverseSpectrogram(dst.data(), src.data(), 2, 2, INT_MAX - 2, 2, 2, 4, 0, 0),
             KELVO_AUDIO_STATUS_OK);
   EXPECT_FLOAT_EQ(dst[0], 1.0f / WindowCache::Get().GetWindow(2, 2)[0]);
-  EXPECT_TRUE(SameBits({dst.begin() + 1, dst.end()}, std::vector<float>(3, 0.0f)));
+  EXPECT_TRUE(SameBits(std::span(dst.begin() + 1, dst.end()), std::vector<float>(3, 0.0f)));
 }
 
 }  // namespace

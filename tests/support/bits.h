@@ -22,8 +22,9 @@ inline std::uint64_t Bits(double value) {
   return value != value ? 0x7FF8000000000000u : std::bit_cast<std::uint64_t>(value);
 }
 
-template <class T>
-testing::AssertionResult CompareBits(std::span<const T> actual, std::span<const T> expected) {
+template <class Actual, class Expected>
+testing::AssertionResult SameBits(const Actual& actual_values, const Expected& expected_values) {
+  const std::span actual(actual_values), expected(expected_values);
   if (actual.size() != expected.size()) {
     return testing::AssertionFailure() << actual.size() << " values instead of " << expected.size();
   }
@@ -35,12 +36,6 @@ testing::AssertionResult CompareBits(std::span<const T> actual, std::span<const 
     }
   }
   return testing::AssertionSuccess();
-}
-inline testing::AssertionResult SameBits(std::span<const float> actual, std::span<const float> expected) {
-  return CompareBits(actual, expected);
-}
-inline testing::AssertionResult SameBits(std::span<const double> actual, std::span<const double> expected) {
-  return CompareBits(actual, expected);
 }
 
 // The distance of two floats in units in the last place; 0 for two NaNs or equal values, huge for NaN beside a number.
