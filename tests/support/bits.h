@@ -24,7 +24,8 @@ inline std::uint64_t Bits(double value) {
 
 template <class Actual, class Expected>
 testing::AssertionResult SameBits(const Actual& actual_values, const Expected& expected_values) {
-  const std::span actual(actual_values), expected(expected_values);
+  const std::span actual(actual_values);
+  const std::span expected(expected_values);
   if (actual.size() != expected.size()) {
     return testing::AssertionFailure() << actual.size() << " values instead of " << expected.size();
   }
