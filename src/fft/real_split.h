@@ -116,9 +116,7 @@ KELVO_INLINE void RealBinsSideBySide(const RealTransformView& plan, const Source
 constexpr std::size_t OutputStride(std::size_t length) { return (length + 15) / 16 * 16; }
 
 // Floats of scratch that RealBinsOfOne needs.
-constexpr std::size_t RealBinsOfOneScratch(std::size_t length) {
-  return 2 * OutputStride(length) + TransformOneScratch(length);
-}
+constexpr std::size_t RealBinsOfOneScratch(std::size_t n) { return 2 * OutputStride(n) + TransformOneScratch(n); }
 
 // The bins of one real signal.
 template <class Source, class Sink>
