@@ -26,12 +26,14 @@ class TableCache {
   const Table& GetTable(std::size_t map_index, const Key& key, Build&& build) {
     std::atomic<const Entry*>& latest = latest_[map_index];
     const Entry* const known = latest.load(std::memory_order_acquire);
+    KELVO_LOADED(latest);
     if (known != nullptr && !Less{}(known->first, key) && !Less{}(key, known->first)) return known->second;
 
     const MutexLock lock(mutex_);
     auto& tables = maps_[map_index];
     auto found = tables.find(key);
     if (found == tables.end()) found = tables.emplace(key, std::forward<Build>(build)(key)).first;
+    KELVO_STORES(latest);
     latest.store(&*found, std::memory_order_release);
     return found->second;
   }

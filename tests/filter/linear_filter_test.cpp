@@ -71,11 +71,7 @@ TEST(LinearFilter, HasTheBitsOfTheRecurrenceForSpecialValues) {
       {0.0f, 1.0f}, {kNan}, {1.0f, -0.5f, 0.25f, 0.125f, 0.0625f, -0.1f, 0.2f},
   };
   const Floats noise = Noise(6000, 5);
-  const auto signal = [&](auto value_at) {
-    Floats x = noise;
-    for (std::size_t i = 0; i < x.size(); ++i) x[i] = value_at(i);
-    return x;
-  };
+  const auto signal = [&](auto value_at) { return SignalOf(noise.size(), value_at); };
   const Floats signals[] = {
       signal([&](std::size_t) { return 0.0f; }),
       signal([&](std::size_t) { return -0.0f; }),

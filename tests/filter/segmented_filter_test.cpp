@@ -45,11 +45,7 @@ TEST(SegmentedFilter, HasTheBitsOfTheRecurrenceForEveryLength) {
 // The guesses are wrong where the signal's past outlasts the run-up: there segments have to be filtered again.
 TEST(SegmentedFilter, HasTheBitsOfTheRecurrenceWhereGuessesFail) {
   const std::vector<float> noise = Noise(60000, 3);
-  const auto signal = [&](auto value_at) {
-    std::vector<float> x = noise;
-    for (std::size_t i = 0; i < x.size(); ++i) x[i] = value_at(i);
-    return x;
-  };
+  const auto signal = [&](auto value_at) { return SignalOf(noise.size(), value_at); };
   const std::vector<float> signals[] = {
       signal([&](std::size_t i) { return i % 20000 < 11000 ? noise[i] : 0.0f; }),  // decays and stays denormal
       signal([&](std::size_t i) { return i % 20000 < 11000 ? noise[i] : -0.0f; }),

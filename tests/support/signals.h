@@ -13,4 +13,12 @@ std::vector<float> Noise(std::size_t count, std::uint32_t seed = 1);
 // amplitude * sin(2 pi frequency t / rate)
 std::vector<float> Sine(std::size_t count, double frequency, double rate, double amplitude = 1.0);
 
+// value_at(0), value_at(1) ...
+template <class ValueAt>
+std::vector<float> SignalOf(std::size_t count, const ValueAt& value_at) {
+  std::vector<float> signal(count);
+  for (std::size_t i = 0; i < count; ++i) signal[i] = value_at(i);
+  return signal;
+}
+
 }  // namespace kelvo::Support
