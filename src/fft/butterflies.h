@@ -85,6 +85,27 @@ KELVO_INLINE void Butterfly(Complex<Lane> (&x)[8]) {
   }
 }
 
+// Two and five have no common divisor, so that inputs and outputs can be numbered to need no twiddles [Good 1958].
+template <class Lane>
+KELVO_INLINE void Butterfly(Complex<Lane> (&x)[10]) {
+  Complex<Lane> even[5];
+  Complex<Lane> odd[5];
+#pragma GCC unroll 5
+  for (std::size_t s = 0; s < 5; ++s) {
+    const Complex<Lane> a = x[2 * s];
+    const Complex<Lane> b = x[(2 * s + 5) % 10];
+    even[s] = a + b;
+    odd[s] = a - b;
+  }
+  Butterfly(even);
+  Butterfly(odd);
+#pragma GCC unroll 5
+  for (std::size_t s = 0; s < 5; ++s) {
+    x[6 * s % 10] = even[s];
+    x[(6 * s + 5) % 10] = odd[s];
+  }
+}
+
 template <class Lane>
 KELVO_INLINE void Butterfly(Complex<Lane> (&x)[16]) {
   const Lane cosine = Lane::Broadcast(0x1.d906bcp-1f);  // cos(pi / 8)

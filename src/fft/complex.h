@@ -29,6 +29,11 @@ template <class T>
 [[gnu::always_inline]] inline Complex<T> Conjugate(const Complex<T>& a) {
   return {a.re, -a.im};
 }
+// conj(a) * b
+template <class T>
+[[gnu::always_inline]] inline Complex<T> ConjugateTimes(const Complex<T>& a, const Complex<T>& b) {
+  return {a.re * b.re + a.im * b.im, a.re * b.im - a.im * b.re};
+}
 // -i * a
 template <class T>
 [[gnu::always_inline]] inline Complex<T> TimesMinusI(const Complex<T>& a) {

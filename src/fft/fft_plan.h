@@ -38,33 +38,48 @@ class TransformPlan {
   std::array<Turn, kTurnN> turns_{};
 };
 
+// What a transform runs as, which decides about the fastest order of its passes.
+enum class Use { side_by_side, alone };
+
+// A transform of real samples.
 class RealTransformPlan {
  public:
   RealTransformPlan() = default;
-  explicit RealTransformPlan(int fft_n);
-  // For signals side by side, and for a single one with the same bits.
-  RealTransformView View() const { return {fft_n_, side_by_side_.View(), split_re_, split_im_}; }
-  // For single signals: other last bits, sooner.
-  RealTransformView ViewAlone() const {
-    return alone_.View().length != 0 ? RealTransformView{fft_n_, alone_.View(), split_re_, split_im_} : View();
-  }
+  RealTransformPlan(std::size_t fft_n, Use use);
+  RealTransformView View() const { return {fft_n_, inner_.View(), split_re_, split_im_}; }
 
  private:
   std::size_t fft_n_ = 0;
-  TransformPlan side_by_side_;
-  TransformPlan alone_;  // empty where it would be the same
+  TransformPlan inner_;
   Api::ScratchBuffer split_;
   float* split_re_ = nullptr;
   float* split_im_ = nullptr;
 };
 
+// A transform of real frames, side by side or, with the same bits, of one.
+class FrameTransformPlan {
+ public:
+  FrameTransformPlan() = default;
+  explicit FrameTransformPlan(std::size_t fft_n);
+  FrameTransformView View() const { return {fft_n_, real_pass_, rest_.View(), bin_.data(), sign_.data()}; }
+
+ private:
+  std::size_t fft_n_ = 0;
+  Pass real_pass_{};
+  Api::ScratchBuffer twiddles_;
+  RealTransformPlan rest_;
+  std::vector<unsigned> bin_;
+  std::vector<float> sign_;
+};
+
 struct FftPlan {
-  // Of the signal: samples to bins in a forward plan. An inverse plan has it too, for even lengths, to end in real
-  // samples: the inverse transform is the forward one with real and imaginary parts exchanged on both sides, so it
-  // needs no tables of the other sign.
+  // Forward: of single signals. Inverse: for even lengths, of frames, to end in real samples.
   RealTransformPlan real;
-  // Of single complex signals, in inverse plans only: every forward transform of the library starts from real samples.
+  // Inverse: of single complex signals. The inverse transform is the forward one with real and imaginary parts exchanged
+  // on both sides, so it needs no tables of the other sign.
   TransformPlan complex;
+  // Of frames, forward.
+  FrameTransformPlan frames;
 };
 
 class FftPlanCache {
@@ -74,11 +89,12 @@ class FftPlanCache {
   // Valid until the process ends. Fail as CheckPlanLength and CheckPlanSize do.
   const FftPlan& GetForwardPlan(int fft_n);
   const FftPlan& GetInversePlan(int fft_n);
+  const FftPlan& GetFramePlan(int fft_n);
 
  private:
   static const ForkGuard fork_guard_;
 
-  TableCache<int, FftPlan, 2> plans_;  // forward, inverse
+  TableCache<int, FftPlan, 3> plans_;  // forward, inverse, frames
 };
 
 }  // namespace kelvo::Fft

@@ -169,6 +169,7 @@ KELVO_INLINE void RunAnyPass(const Source& source, Target to, const Pass& pass, 
     case 4: return RunPass<4, Placing, Lane>(source, to, pass, length);
     case 5: return RunPass<5, Placing, Lane>(source, to, pass, length);
     case 8: return RunPass<8, Placing, Lane>(source, to, pass, length);
+    case 10: return RunPass<10, Placing, Lane>(source, to, pass, length);
     case 16: return RunPass<16, Placing, Lane>(source, to, pass, length);
     default: return RunDirectPass<Placing, Lane>(source, to, pass, length, scratch);
   }
@@ -208,6 +209,25 @@ KELVO_INLINE void TransformSideBySide(const TransformView& plan, const Source& s
 template <class Lane, class Source, class Target>
 KELVO_INLINE void TransformSideBySide(const TransformView& plan, const Source& source, Target to, float* scratch) {
   TransformSideBySide<Lane>(plan, source, to, scratch, [](std::size_t, std::size_t) {});
+}
+
+// The same in place for plans of two passes or more, but for the last pass, which gives element i to outputs.Store: it is
+// output plan.output[i].
+template <class Lane, class Outputs>
+KELVO_INLINE void TransformSideBySideTo(const TransformView& plan, SideBySideElements<Lane> elements,
+                                        const Outputs& outputs, float* scratch) {
+  const std::size_t last = plan.pass_n - 1;
+  const auto run = [&](std::size_t first, std::size_t begin, std::size_t length) __attribute__((always_inline)) {
+    const SideBySideElements<Lane> block = elements.From(begin);
+    for (std::size_t i = first; i < last; ++i) {
+      RunAnyPass<SideBySide, Lane>(block, block, plan.passes[i], length, scratch);
+    }
+    RunAnyPass<SideBySide, Lane>(block, outputs.From(begin), plan.passes[last], length, scratch);
+  };
+  if (plan.length <= kLongestNear) return run(0, 0, plan.length);
+  RunAnyPass<SideBySide, Lane>(elements, elements, plan.passes[0], plan.length, scratch);
+  const std::size_t span = plan.passes[0].span;
+  for (std::size_t begin = 0; begin < plan.length; begin += span) run(1, begin, span);
 }
 
 }  // namespace KELVO_LEVEL

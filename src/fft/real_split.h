@@ -58,7 +58,7 @@ KELVO_INLINE void InnerBins(const RealTransformView& plan, const Output& output,
     const Complex<Lane> w{Placing::template LoadTwiddle<Lane>(plan.split_re + k),
                           Placing::template LoadTwiddle<Lane>(plan.split_im + k)};
     const Complex<Lane> even = a + b;
-    const Complex<Lane> odd = w * TimesMinusI(a - b);
+    const Complex<Lane> odd = TimesMinusI(a - b) * w;
     sink.Ascending(k, even + odd);
     sink.Descending(half_n - k, Conjugate(even - odd));
   }

@@ -141,7 +141,7 @@ KELVO_INLINE void AddSamples(const SynthesisSettings& settings, SideBySideElemen
     if (i < begin || i >= end) return;
     float* const at = columns + sample_offset[i];
     const Floats before = i + row_n < end ? Floats::Load(at) : Floats::Broadcast(0.0f);
-    (before + sample * Floats::Broadcast(gain[i - begin])).Store(at);
+    (before + sample * Repeated<Floats>{gain + (i - begin)}).Store(at);
   };
   // From the last sample to the first: two samples that fall on the same column come from different frames, and the
   // later sample from the earlier frame. The last ones of a frame are the first that reach their columns.

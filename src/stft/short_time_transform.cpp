@@ -30,7 +30,7 @@ ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, Output
       kernels_(Simd::KernelsFor<StftKernels>(level)),
       frame_settings_{} {
   const auto fft_n = static_cast<std::size_t>(settings.fft_n);
-  frame_settings_.plan = Fft::FftPlanCache::Get().GetForwardPlan(settings.fft_n).real.View();
+  frame_settings_.plan = Fft::FftPlanCache::Get().GetFramePlan(settings.fft_n).frames.View();
   const std::vector<float>& window = WindowCache::Get().GetWindow(settings.win_n, settings.win_type);
   // The window lies in the middle of the frame. Where it cannot lie exactly there, the span is one sample longer than
   // the window, and that sample is multiplied by 0.
@@ -46,14 +46,14 @@ ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, Output
   switch (static_cast<SpectrumNorm>(settings.norm_type)) {
     case SpectrumNorm::WindowL2: frame_settings_.scale = WindowL2Factor(window); break;
     case SpectrumNorm::TwoOverN: frame_settings_.scale = 2.0f / static_cast<float>(settings.fft_n); break;
-    default: break;
+    default: frame_settings_.scale = 1.0f; break;
   }
   frame_settings_.is_scaled = settings.norm_type != static_cast<int>(SpectrumNorm::None);
   frame_settings_.is_complex = output == Output::Complex;
   frame_settings_.power = power;
 
   const std::size_t lane_n = kernels_.lane_n;
-  const std::size_t length = frame_settings_.plan.inner.length;
+  const std::size_t length = frame_settings_.plan.ElementCount();
   const std::size_t parts = output == Output::Complex ? 2 : 1;
   side_by_side_ = FrameBlocks::GoSideBySide(frame_n_, length, lane_n);
   if (side_by_side_) {

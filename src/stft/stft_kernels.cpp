@@ -1,7 +1,7 @@
 // Short-time transforms: frames side by side, or one frame with its samples in the lanes.
 #include "stft/stft_kernels.h"
 
-#include "fft/real_split.h"
+#include "fft/real_pass.h"
 #include "simd/lane_math.h"
 #include "simd/lanes.h"
 #include "stft/transposition.h"
@@ -20,9 +20,8 @@ void TransposeMatrix(float* dst, std::size_t dst_stride, const float* src, std::
   });
 }
 
-// The windowed samples of several frames as elements of the inner transform. Samples outside the window come from a row
-// of zeros: to multiply the signal by zero would turn an infinity into a NaN, to ask for each sample takes time.
-template <bool kHalved>
+// The windowed samples of several frames. Samples outside the window come from a row of zeros: to multiply the signal by
+// zero would turn an infinity into a NaN, to ask for each sample takes time.
 struct WindowedFrames {
   const float* window;
   const float* columns;
@@ -30,20 +29,28 @@ struct WindowedFrames {
 
   template <class Lane>
   KELVO_INLINE Lane Sample(std::size_t i) const {
-    return Lane::Load(columns + sample_offset[i]) * Lane::Broadcast(window[i]);
+    return Lane::Load(columns + static_cast<int>(sample_offset[i])) * Repeated<Lane>{window + i};
   }
+};
+
+// The same as elements of a complex transform.
+template <bool kHalved>
+struct WindowedElements {
+  WindowedFrames frames;
+
   template <class Lane>
   KELVO_INLINE Complex<Lane> Load(std::size_t k) const {
     if constexpr (kHalved) {
-      return {Sample<Lane>(2 * k), Sample<Lane>(2 * k + 1)};
+      return {frames.Sample<Lane>(2 * k), frames.Sample<Lane>(2 * k + 1)};
     } else {
-      return {Sample<Lane>(k), Lane::Broadcast(0.0f)};
+      return {frames.Sample<Lane>(k), Lane::Broadcast(0.0f)};
     }
   }
 };
 
 // What is stored of a bin: its parts, or a power of its magnitude.
 struct ComplexForm {
+  static constexpr bool kIsComplex = true;
   template <class Lane>
   static KELVO_INLINE void Store(const FrameSettings&, const BinBlock& bins, std::size_t at, Lane re, Lane im) {
     re.Store(bins.re + at);
@@ -52,6 +59,7 @@ struct ComplexForm {
 };
 template <PowerForm kForm>
 struct RealForm {
+  static constexpr bool kIsComplex = false;
   template <class Lane>
   static KELVO_INLINE void Store(const FrameSettings& settings, const BinBlock& bins, std::size_t at, Lane re,
                                  Lane im) {
@@ -59,76 +67,98 @@ struct RealForm {
   }
 };
 
-template <bool kSideBySide, class Form, bool kScaled>
+// Bins of frames side by side.
+template <class Form, bool kScaled>
 struct BinSink {
   const FrameSettings& settings;
   BinBlock bins;
 
   template <class Lane>
-  KELVO_INLINE void StoreAt(std::size_t at, const Complex<Lane>& x) const {
+  KELVO_INLINE void Ascending(std::size_t k, const Complex<Lane>& x) const {
     if constexpr (kScaled) {
-      const Lane scale = Lane::Broadcast(settings.scale);
-      Form::Store(settings, bins, at, x.re * scale, x.im * scale);
+      const Repeated<Lane> scale{&settings.scale};
+      Form::Store(settings, bins, k * bins.stride, x.re * scale, x.im * scale);
     } else {
-      Form::Store(settings, bins, at, x.re, x.im);
+      Form::Store(settings, bins, k * bins.stride, x.re, x.im);
     }
   }
   template <class Lane>
   KELVO_INLINE void Alone(std::size_t k, const Complex<Lane>& x) const {
-    StoreAt(k * bins.stride, x);
+    Ascending(k, x);
   }
-  template <class Lane>
-  KELVO_INLINE void Ascending(std::size_t k, const Complex<Lane>& x) const {
-    StoreAt(k * bins.stride, x);
-  }
-  // Side by side the lanes are frames; the bins of one frame turn round to ascend.
   template <class Lane>
   KELVO_INLINE void Descending(std::size_t k, const Complex<Lane>& x) const {
-    if constexpr (kSideBySide) {
-      StoreAt(k * bins.stride, x);
+    Ascending(k, x);
+  }
+  template <class Lane>
+  KELVO_INLINE void Signed(std::size_t k, float sign, const Complex<Lane>& x) const {
+    if constexpr (Form::kIsComplex) {
+      Ascending(k, Complex<Lane>{x.re, x.im * Lane::Broadcast(sign)});
     } else {
-      StoreAt(k + 1 - Lane::kSize, Complex<Lane>{Reverse(x.re), Reverse(x.im)});
+      Ascending(k, x);
     }
   }
 };
 
-// Calls run.operator()<Form, kScaled>() for the settings.
+// Bins of one frame, next to each other.
+struct RowSink {
+  BinBlock row;
+
+  template <class Lane>
+  KELVO_INLINE void Store(std::size_t k, const Complex<Lane>& x) const {
+    ComplexForm::Store({}, row, k, x.re, x.im);
+  }
+  template <class Lane>
+  KELVO_INLINE void Alone(std::size_t k, const Complex<Lane>& x) const {
+    Store(k, x);
+  }
+  template <class Lane>
+  KELVO_INLINE void Ascending(std::size_t k, const Complex<Lane>& x) const {
+    Store(k, x);
+  }
+  template <class Lane>
+  KELVO_INLINE void Descending(std::size_t k, const Complex<Lane>& x) const {
+    Store(k + 1 - Lane::kSize, Complex<Lane>{Reverse(x.re), Reverse(x.im)});
+  }
+};
+
+// Calls run.operator()<Form>() for the settings.
 template <class Run>
 KELVO_INLINE void WithForm(const FrameSettings& settings, Run&& run) {
-  const auto with_scale = [&]<class Form>() __attribute__((always_inline)) {
-    if (settings.is_scaled) {
-      run.template operator()<Form, true>();
-    } else {
-      run.template operator()<Form, false>();
-    }
-  };
-  if (settings.is_complex) return with_scale.template operator()<ComplexForm>();
+  if (settings.is_complex) return run.template operator()<ComplexForm>();
   switch (PowerFormOf(settings.power)) {
-    case PowerForm::squared: return with_scale.template operator()<RealForm<PowerForm::squared>>();
-    case PowerForm::magnitude: return with_scale.template operator()<RealForm<PowerForm::magnitude>>();
-    default: return with_scale.template operator()<RealForm<PowerForm::general>>();
+    case PowerForm::squared: return run.template operator()<RealForm<PowerForm::squared>>();
+    case PowerForm::magnitude: return run.template operator()<RealForm<PowerForm::magnitude>>();
+    default: return run.template operator()<RealForm<PowerForm::general>>();
   }
 }
 
-template <bool kHalved, class Form, bool kScaled>
+template <class Form, bool kScaled>
 void TransformFramesAs(const FrameSettings& settings, const FrameColumns& columns, std::size_t frame_n,
                        const BinBlock& bins, float* work) {
+  const FrameTransformView& plan = settings.plan;
   const auto elements = SideBySideAt<Floats>(work);
-  float* const scratch = work + 2 * settings.plan.inner.length * Floats::kSize;
+  float* const scratch = work + 2 * plan.ElementCount() * Floats::kSize;
   for (std::size_t t = 0; t < frame_n; t += Floats::kSize) {
-    const WindowedFrames<kHalved> source{settings.window, columns.columns + t, columns.sample_offset};
-    const BinSink<true, Form, kScaled> sink{settings, bins.From(t)};
-    RealBinsSideBySide<Floats>(settings.plan, source, elements, scratch, sink);
+    const WindowedFrames frames{settings.window, columns.columns + t, columns.sample_offset};
+    const BinSink<Form, kScaled> sink{settings, bins.From(t)};
+    if (plan.HasRealPass()) {
+      FrameBinsSideBySide<Floats>(plan, frames, elements, scratch, sink);
+    } else if (plan.rest.IsHalved()) {
+      RealBinsSideBySide<Floats>(plan.rest, WindowedElements<true>{frames}, elements, scratch, sink);
+    } else {
+      RealBinsSideBySide<Floats>(plan.rest, WindowedElements<false>{frames}, elements, scratch, sink);
+    }
   }
 }
 
 void TransformFrames(const FrameSettings& settings, const FrameColumns& columns, std::size_t frame_n,
                      const BinBlock& bins, float* work) {
-  WithForm(settings, [&]<class Form, bool kScaled>() __attribute__((always_inline)) {
-    if (settings.plan.IsHalved()) {
-      TransformFramesAs<true, Form, kScaled>(settings, columns, frame_n, bins, work);
+  WithForm(settings, [&]<class Form>() __attribute__((always_inline)) {
+    if (settings.is_scaled) {
+      TransformFramesAs<Form, true>(settings, columns, frame_n, bins, work);
     } else {
-      TransformFramesAs<false, Form, kScaled>(settings, columns, frame_n, bins, work);
+      TransformFramesAs<Form, false>(settings, columns, frame_n, bins, work);
     }
   });
 }
@@ -139,22 +169,86 @@ void ApplyWindowCentered(const FrameSettings& settings, float* frame) {
   for (std::size_t i = settings.end; i < settings.plan.fft_n; ++i) frame[i] = 0.0f;
 }
 
+// The samples of one frame, next to each other.
+struct Samples {
+  const float* samples;
+
+  template <class Lane>
+  KELVO_INLINE Lane Sample(std::size_t i) const {
+    return Lane::Load(samples + i);
+  }
+};
+
+// Takes `count` bins of one frame, which lie next to each other while they are computed, to the rows first,
+// first + step, ...
+void SpreadBins(const BinBlock& bins, std::size_t first, std::size_t step, const BinBlock& row, std::size_t count) {
+  const auto spread = [=](float* to, const float* from) {
+    for (std::size_t i = 0; i < count; ++i) to[(first + i * step) * bins.stride] = from[i];
+  };
+  spread(bins.re, row.re);
+  if (bins.im != nullptr) spread(bins.im, row.im);
+}
+
+// Takes the outputs of the signals that a real pass left to the rows of their bins.
+void SpreadSignals(const BinBlock& bins, const BinBlock& row, std::size_t span) {
+  SpreadBins(bins, 0, 4, row, span + 1);
+  for (std::size_t s = 1; s < 4; ++s) {
+    const BinBlock signal = row.From(s * OutputsOfSignalStride(span));
+    const std::size_t direct_n = (4 * span - s + 7) / 8;
+    SpreadBins(bins, s, 8, signal, direct_n);
+    for (std::size_t m = direct_n; m < span; ++m) {
+      const std::size_t at = (8 * (span - m) - s) * bins.stride;
+      bins.re[at] = signal.re[m];
+      if (bins.im != nullptr) bins.im[at] = -signal.im[m];
+    }
+  }
+}
+
+// Scales the bins of a row and makes of them what is to be stored.
+template <class Form>
+void FinishRow(const FrameSettings& settings, const BinBlock& row, std::size_t count) {
+  const auto finish = [&]<class Lane>(std::size_t k) __attribute__((always_inline)) {
+    for (; k + Lane::kSize <= count; k += Lane::kSize) {
+      const Repeated<Lane> scale{&settings.scale};
+      Form::Store(settings, row, k, Lane::Load(row.re + k) * scale, Lane::Load(row.im + k) * scale);
+    }
+    return k;
+  };
+  const std::size_t k = finish.template operator()<Floats>(0);
+  if constexpr (Floats::kSize > 1) finish.template operator()<Lanes<float, 1>>(k);
+}
+
 void TransformFrame(const FrameSettings& settings, float* frame, const BinBlock& bins, float* work) {
   ApplyWindowCentered(settings, frame);
-  // Bins lie next to each other while they are computed and are spread to their rows afterwards.
-  const std::size_t bin_n = settings.plan.fft_n / 2 + 1;
-  const BinBlock row{work, work + bin_n, 1};
-  float* const scratch = work + 2 * bin_n;
-  WithForm(settings, [&]<class Form, bool kScaled>() __attribute__((always_inline)) {
-    const BinSink<false, Form, kScaled> sink{settings, row};
-    if (settings.plan.IsHalved()) {
-      RealBinsOfOne(settings.plan, SamplePairs{frame}, sink, scratch);
-    } else {
-      RealBinsOfOne(settings.plan, SingleSamples{frame}, sink, scratch);
-    }
-  });
-  for (std::size_t k = 0; k < bin_n; ++k) bins.re[k * bins.stride] = row.re[k];
-  for (std::size_t k = 0; settings.is_complex && k < bin_n; ++k) bins.im[k * bins.stride] = row.im[k];
+  const FrameTransformView& plan = settings.plan;
+  const std::size_t bin_n = plan.fft_n / 2 + 1;
+  const std::size_t row_n = plan.HasRealPass() ? 4 * OutputsOfSignalStride(plan.real_pass.span) : OutputStride(bin_n);
+  const BinBlock row{work, work + row_n, 1};
+  float* const scratch = work + 2 * row_n;
+  if (plan.HasRealPass()) {
+    FrameBinsOfOne(plan, Samples{frame}, RowSink{row}, scratch);
+  } else if (plan.rest.IsHalved()) {
+    RealBinsOfOne(plan.rest, SamplePairs{frame}, RowSink{row}, scratch);
+  } else {
+    RealBinsOfOne(plan.rest, SingleSamples{frame}, RowSink{row}, scratch);
+  }
+  if (!settings.is_complex || settings.is_scaled) {
+    WithForm(settings, [&]<class Form>() __attribute__((always_inline)) {
+      if (plan.HasRealPass()) {
+        const std::size_t span = plan.real_pass.span;
+        for (std::size_t s = 0; s < 4; ++s) {
+          FinishRow<Form>(settings, row.From(s * OutputsOfSignalStride(span)), s == 0 ? span + 1 : span);
+        }
+      } else {
+        FinishRow<Form>(settings, row, bin_n);
+      }
+    });
+  }
+  if (plan.HasRealPass()) {
+    SpreadSignals(bins, row, plan.real_pass.span);
+  } else {
+    SpreadBins(bins, 0, 1, row, bin_n);
+  }
 }
 
 template <class Lane>
@@ -169,6 +263,10 @@ KELVO_INLINE std::size_t StoreComplexFrom(std::size_t t, float* dst, const float
 }
 
 void StoreComplex(float* dst, std::size_t dst_stride, const BinBlock& bins, std::size_t bin_n, std::size_t frame_n) {
+  if (bins.stride == frame_n && dst_stride == 2 * frame_n) {  // one long row, above all the bins of a single frame
+    frame_n *= bin_n;
+    bin_n = 1;
+  }
   for (std::size_t k = 0; k < bin_n; ++k) {
     const float* const re = bins.re + k * bins.stride;
     const float* const im = bins.im != nullptr ? bins.im + k * bins.stride : nullptr;

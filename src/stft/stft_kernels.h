@@ -10,12 +10,12 @@ namespace kelvo::Stft {
 // What becomes of a frame: samples begin .. end - 1 are multiplied by the window, the others are 0, whatever they were;
 // the bins are scaled if asked and end as complex values or as |bin|^power.
 struct FrameSettings {
-  Fft::RealTransformView plan;
+  Fft::FrameTransformView plan;
   const float* window;  // [fft_n], zeros outside begin .. end - 1
   std::size_t begin;
   std::size_t end;
   bool is_scaled;
-  float scale;
+  float scale;  // 1 if none is asked for
   bool is_complex;
   float power;
 };
@@ -53,7 +53,7 @@ struct StftKernels {
                         std::size_t frame_n);
 };
 
-// `length` is that of the complex transform inside.
+// `length` is the number of complex elements that a frame becomes.
 constexpr std::size_t SideBySideScratch(std::size_t length, std::size_t lane_n) { return 4 * length * lane_n; }
 constexpr std::size_t OneFrameScratch(std::size_t length) { return 12 * length + 512; }
 
