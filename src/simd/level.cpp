@@ -21,8 +21,14 @@ bool CpuRuns(Level level) {
     default: return true;  // scalar, sse2 and neon belong to every CPU of their architecture
   }
 }
+// Of AMD's family 19h those with AVX-512, which is Zen 4.
+bool CpuHalvesWideVectors() {
+  __builtin_cpu_init();
+  return __builtin_cpu_is("amdfam19h") != 0;
+}
 #else
 bool CpuRuns(Level) { return true; }
+bool CpuHalvesWideVectors() { return false; }
 #endif
 
 constexpr std::array kCompiledLevels{
@@ -57,6 +63,10 @@ std::span<const Level> SupportedLevels() {
 }
 
 Level BestLevel() { return SupportedLevels().back(); }
+
+Level LevelForSumsOfDoubles(Level level) {
+  return level == Level::avx512 && CpuHalvesWideVectors() ? Level::avx2 : level;
+}
 
 const char* LevelName(Level level) {
   switch (level) {

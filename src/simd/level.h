@@ -13,6 +13,10 @@ std::span<const Level> SupportedLevels();
 // The last of SupportedLevels(), found once per process.
 Level BestLevel();
 
+// What to take in place of `level` for sums of doubles, where a factor that all lanes share is met as often as a vector:
+// CPUs that run a 512-bit instruction in two halves then pay for each broadcast, which narrower vectors have for nothing.
+Level LevelForSumsOfDoubles(Level level);
+
 const char* LevelName(Level level);
 
 // The table of a level: the library's only switch over levels.

@@ -20,6 +20,17 @@ TEST(Level, TheBestIsTheLastOfAnAscendingListThatStartsWithScalar) {
   EXPECT_EQ(levels.back(), BestLevel());
 }
 
+TEST(Level, SumsOfDoublesTakeOneThatTheCpuHas) {
+  for (const Level level : SupportedLevels()) {
+    const Level taken = LevelForSumsOfDoubles(level);
+    EXPECT_LE(taken, level);
+    EXPECT_TRUE(std::ranges::count(SupportedLevels(), taken)) << LevelName(taken);
+    if (level != Level::avx512) {
+      EXPECT_EQ(taken, level);
+    }
+  }
+}
+
 // Two levels that share a table would mean that tests of the one never see the other.
 TEST(Level, EachHasItsOwnKernelsAndName) {
   std::set<const void*> tables;
