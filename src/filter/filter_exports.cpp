@@ -17,6 +17,11 @@ std::span<Element> MakeSpan(Element* first, int count) {
   return {first, first != nullptr && count > 0 ? static_cast<std::size_t>(count) : 0};
 }
 
+// Most of what a filter of order 3 or more does are sums.
+Simd::Level LevelFor(int d_coef_n) {
+  return d_coef_n > 3 ? Simd::LevelForSumsOfDoubles(Simd::BestLevel()) : Simd::BestLevel();
+}
+
 }  // namespace
 
 int kelvoAudioLinerFilter(float* dst, const float* src, const float* n_coef, const float* d_coef, float* zi, int dst_n,
@@ -25,7 +30,7 @@ int kelvoAudioLinerFilter(float* dst, const float* src, const float* n_coef, con
     Filter::CheckLinerFilter(dst_n, src_n, n_coef_n, d_coef_n);
     Filter::LinerFilterCore<float, float, float>(MakeSpan(dst, dst_n), MakeSpan(src, src_n), MakeSpan(n_coef, n_coef_n),
                                                  MakeSpan(d_coef, d_coef_n), MakeSpan(zi, zi_n), false,
-                                                 Simd::BestLevel());
+                                                 LevelFor(d_coef_n));
   });
 }
 
@@ -42,7 +47,7 @@ int kelvoAudioFilterFilter(float* dst, const float* src, const float* n_coef, co
   return Api::RunExport({dst, src, n_coef, d_coef}, [&] {
     Filter::CheckFilterFilter(dst_n, src_n, n_coef_n, d_coef_n, pad_type, pad_len);
     Filter::FilterFilterCore(MakeSpan(dst, dst_n), MakeSpan(src, src_n), MakeSpan(n_coef, n_coef_n),
-                             MakeSpan(d_coef, d_coef_n), pad_type, pad_len, Simd::BestLevel());
+                             MakeSpan(d_coef, d_coef_n), pad_type, pad_len, LevelFor(d_coef_n));
   });
 }
 
