@@ -246,21 +246,39 @@ RealTransformPlan::RealTransformPlan(std::size_t fft_n, Use use) : fft_n_(fft_n)
   }
 }
 
-FrameTransformPlan::FrameTransformPlan(std::size_t fft_n)
-    : fft_n_(fft_n), rest_(HasRealPass(fft_n) ? fft_n / 4 : fft_n, Use::side_by_side) {
-  if (!HasRealPass(fft_n)) return;
-  const std::size_t span = fft_n / 8;
-  real_pass_.radix = 4;
-  real_pass_.span = span;
-  twiddles_ = Api::ScratchBuffer(4 * (real_pass_.radix - 1) * span);
-  AddTwiddles(real_pass_, twiddles_.Data(), fft_n);
-  const unsigned* const output = rest_.View().inner.output;
-  for (std::size_t s = 1; s < 4; ++s) {
-    for (std::size_t i = 0; i < span; ++i) {
-      const std::size_t k = 8 * output[i] + s;
-      bin_.push_back(static_cast<unsigned>(std::min(k, fft_n - k)));
-      sign_.push_back(k < fft_n - k ? 1.0f : -1.0f);
+FrameTransformPlan::FrameTransformPlan(std::size_t fft_n) : fft_n_(fft_n) {
+  if (!HasRealPass(fft_n)) {
+    rest_ = RealTransformPlan(fft_n, Use::side_by_side);
+    return;
+  }
+  const bool is_coprime = fft_n % 32 == 16;
+  const std::size_t radix = is_coprime ? 16 : 8;
+  const std::size_t span = fft_n / radix;
+  signal_n_ = radix / 2;
+  rest_ = RealTransformPlan(2 * span, Use::side_by_side);
+  if (is_coprime) {
+    for (std::size_t j = 0; j < span; ++j) {
+      for (std::size_t q = 0; q < radix; ++q) {
+        const std::size_t sample = (radix * j + span * q) % fft_n;
+        order_.push_back(static_cast<unsigned>(sample));
+        if (q < 2) sample_at_.push_back(static_cast<unsigned>(sample % (2 * span)));
+      }
     }
+  } else {
+    real_pass_.radix = signal_n_;
+    real_pass_.span = span;
+    twiddles_ = Api::ScratchBuffer(4 * (signal_n_ - 1) * span);
+    AddTwiddles(real_pass_, twiddles_.Data(), fft_n);
+  }
+  const unsigned* const position = rest_.View().inner.position;
+  bin_.resize((signal_n_ - 1) * span);
+  sign_.resize(bin_.size());
+  for (std::size_t k = 0; k < fft_n; ++k) {
+    const std::size_t s = k % radix;
+    if (s == 0 || s >= signal_n_) continue;
+    const std::size_t at = (s - 1) * span + position[is_coprime ? k % span : k / radix];
+    bin_[at] = static_cast<unsigned>(std::min(k, fft_n - k));
+    sign_[at] = k < fft_n - k ? 1.0f : -1.0f;
   }
 }
 

@@ -61,13 +61,19 @@ class FrameTransformPlan {
  public:
   FrameTransformPlan() = default;
   explicit FrameTransformPlan(std::size_t fft_n);
-  FrameTransformView View() const { return {fft_n_, real_pass_, rest_.View(), bin_.data(), sign_.data()}; }
+  FrameTransformView View() const {
+    const unsigned* const order = order_.empty() ? nullptr : order_.data();
+    return {fft_n_, signal_n_, rest_.View(), real_pass_, order, sample_at_.data(), bin_.data(), sign_.data()};
+  }
 
  private:
   std::size_t fft_n_ = 0;
+  std::size_t signal_n_ = 0;
+  RealTransformPlan rest_;
   Pass real_pass_{};
   Api::ScratchBuffer twiddles_;
-  RealTransformPlan rest_;
+  std::vector<unsigned> order_;
+  std::vector<unsigned> sample_at_;
   std::vector<unsigned> bin_;
   std::vector<float> sign_;
 };

@@ -56,23 +56,27 @@ struct RealTransformView {
   bool IsHalved() const { return inner.length < fft_n; }
 };
 
-// The transform of real frames of fft_n samples.
+// The transform of real frames of fft_n samples: a pass over real samples (fft/real_pass.h), or none.
 struct FrameTransformView {
   std::size_t fft_n;
-  // Takes the samples that lie fft_n / 8 apart and leaves a real signal and three complex ones, of which the twiddles
-  // exp(-2 pi i s j / fft_n), s = 1 .. 3, are. A span of 0: there is no such pass.
-  Pass real_pass;
-  // Of the real signal that is left, a quarter of the frame, or of the whole frame. The complex signals are as long as
-  // its inner transform.
+  // Half the samples that a pass takes at a time, or 0. It leaves as many signals, the first of them real.
+  std::size_t signal_n;
+  // Of the real signal, or without a pass of the whole frame. The complex signals are as long as its inner transform.
   RealTransformView rest;
-  // Element i of complex signal s, transformed in place, is bin[(s - 1) * span + i] if its imaginary part is multiplied by
-  // sign[(s - 1) * span + i].
+  // The twiddles of a pass over eight samples: exp(-2 pi i s j / fft_n), s = 1 .. 3.
+  Pass real_pass;
+  // A pass over sixteen takes sample order[16 * j + q] as the q-th and puts its sums at sample_at[2 * j] and
+  // sample_at[2 * j + 1] of the real signal. Null for one over eight.
+  const unsigned* order;
+  const unsigned* sample_at;
+  // Element i of complex signal s, transformed in place, is bin[(s - 1) * span + i] once its imaginary part is multiplied
+  // by sign[(s - 1) * span + i].
   const unsigned* bin;
   const float* sign;
 
-  bool HasRealPass() const { return real_pass.span > 0; }
+  bool HasRealPass() const { return signal_n > 0; }
   // Of the complex elements that a frame becomes.
-  std::size_t ElementCount() const { return HasRealPass() ? 4 * rest.inner.length : rest.inner.length; }
+  std::size_t ElementCount() const { return HasRealPass() ? signal_n * rest.inner.length : rest.inner.length; }
 };
 
 }  // namespace kelvo::Fft

@@ -1,7 +1,7 @@
 // Short-time transforms: frames side by side, or one frame with its samples in the lanes.
 #include "stft/stft_kernels.h"
 
-#include "fft/real_pass.h"
+#include "fft/frame_transform.h"
 #include "simd/lane_math.h"
 #include "simd/lanes.h"
 #include "stft/transposition.h"
@@ -169,16 +169,6 @@ void ApplyWindowCentered(const FrameSettings& settings, float* frame) {
   for (std::size_t i = settings.end; i < settings.plan.fft_n; ++i) frame[i] = 0.0f;
 }
 
-// The samples of one frame, next to each other.
-struct Samples {
-  const float* samples;
-
-  template <class Lane>
-  KELVO_INLINE Lane Sample(std::size_t i) const {
-    return Lane::Load(samples + i);
-  }
-};
-
 // Takes `count` bins of one frame, which lie next to each other while they are computed, to the rows first,
 // first + step, ...
 void SpreadBins(const BinBlock& bins, std::size_t first, std::size_t step, const BinBlock& row, std::size_t count) {
@@ -189,19 +179,14 @@ void SpreadBins(const BinBlock& bins, std::size_t first, std::size_t step, const
   if (bins.im != nullptr) spread(bins.im, row.im);
 }
 
-// Takes the outputs of the signals that a real pass left to the rows of their bins.
-void SpreadSignals(const BinBlock& bins, const BinBlock& row, std::size_t span) {
-  SpreadBins(bins, 0, 4, row, span + 1);
-  for (std::size_t s = 1; s < 4; ++s) {
-    const BinBlock signal = row.From(s * OutputsOfSignalStride(span));
-    const std::size_t direct_n = (4 * span - s + 7) / 8;
-    SpreadBins(bins, s, 8, signal, direct_n);
-    for (std::size_t m = direct_n; m < span; ++m) {
-      const std::size_t at = (8 * (span - m) - s) * bins.stride;
-      bins.re[at] = signal.re[m];
-      if (bins.im != nullptr) bins.im[at] = -signal.im[m];
-    }
-  }
+// Takes what a real pass left to the rows of their bins.
+void SpreadSignals(const BinBlock& bins, const BinBlock& row, const FrameTransformView& plan) {
+  SpreadBins(bins, 0, plan.signal_n, row, plan.rest.inner.length + 1);
+  const BinBlock outputs = row.From(FirstOutput(plan));
+  ForEachOutput(plan, [&](std::size_t k, float sign, std::size_t at) __attribute__((always_inline)) {
+    bins.re[k * bins.stride] = outputs.re[at];
+    if (bins.im != nullptr) bins.im[k * bins.stride] = sign * outputs.im[at];
+  });
 }
 
 // Scales the bins of a row and makes of them what is to be stored.
@@ -222,11 +207,11 @@ void TransformFrame(const FrameSettings& settings, float* frame, const BinBlock&
   ApplyWindowCentered(settings, frame);
   const FrameTransformView& plan = settings.plan;
   const std::size_t bin_n = plan.fft_n / 2 + 1;
-  const std::size_t row_n = plan.HasRealPass() ? 4 * OutputsOfSignalStride(plan.real_pass.span) : OutputStride(bin_n);
+  const std::size_t row_n = OutputStride(plan.HasRealPass() ? OutputCount(plan) : bin_n);
   const BinBlock row{work, work + row_n, 1};
   float* const scratch = work + 2 * row_n;
   if (plan.HasRealPass()) {
-    FrameBinsOfOne(plan, Samples{frame}, RowSink{row}, scratch);
+    FrameBinsOfOne(plan, frame, RowSink{row}, scratch);
   } else if (plan.rest.IsHalved()) {
     RealBinsOfOne(plan.rest, SamplePairs{frame}, RowSink{row}, scratch);
   } else {
@@ -235,17 +220,15 @@ void TransformFrame(const FrameSettings& settings, float* frame, const BinBlock&
   if (!settings.is_complex || settings.is_scaled) {
     WithForm(settings, [&]<class Form>() __attribute__((always_inline)) {
       if (plan.HasRealPass()) {
-        const std::size_t span = plan.real_pass.span;
-        for (std::size_t s = 0; s < 4; ++s) {
-          FinishRow<Form>(settings, row.From(s * OutputsOfSignalStride(span)), s == 0 ? span + 1 : span);
-        }
+        FinishRow<Form>(settings, row, plan.rest.inner.length + 1);
+        FinishRow<Form>(settings, row.From(FirstOutput(plan)), OutputCount(plan) - FirstOutput(plan));
       } else {
         FinishRow<Form>(settings, row, bin_n);
       }
     });
   }
   if (plan.HasRealPass()) {
-    SpreadSignals(bins, row, plan.real_pass.span);
+    SpreadSignals(bins, row, plan);
   } else {
     SpreadBins(bins, 0, 1, row, bin_n);
   }

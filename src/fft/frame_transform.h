@@ -1,0 +1,220 @@
+// Transforms of real frames, for kernel files: a pass over real samples, and what it leaves.
+#pragma once
+
+#include <cstddef>
+
+#include "fft/real_pass.h"
+#include "fft/real_split.h"
+
+namespace kelvo::Fft {
+inline namespace KELVO_LEVEL {
+
+// Where the bins of the real signal that is left go.
+template <class Sink>
+struct SteppedBins {
+  const Sink& sink;
+  std::size_t step;
+
+  template <class Lane>
+  KELVO_INLINE void Alone(std::size_t k, const Complex<Lane>& x) const {
+    sink.Alone(step * k, x);
+  }
+  template <class Lane>
+  KELVO_INLINE void Ascending(std::size_t k, const Complex<Lane>& x) const {
+    sink.Ascending(step * k, x);
+  }
+  template <class Lane>
+  KELVO_INLINE void Descending(std::size_t k, const Complex<Lane>& x) const {
+    sink.Descending(step * k, x);
+  }
+};
+
+// A real pass leaves its signals one behind the other. Two floats of the real one are an element.
+template <class Lane>
+struct SignalsSideBySide {
+  SideBySideElements<Lane> elements;
+  const unsigned* sample_at;
+
+  KELVO_INLINE void StoreSums(std::size_t j, Lane even, Lane odd) const {
+    StoreReal(sample_at[2 * j], even);
+    StoreReal(sample_at[2 * j + 1], odd);
+  }
+  KELVO_INLINE void StoreReal(std::size_t i, Lane a) const { a.Store(elements.re + i * Lane::kSize); }
+  KELVO_INLINE void Store(std::size_t i, const Complex<Lane>& c) const { elements.Store(i, c); }
+};
+
+// Takes the outputs of a complex signal to the sink as bins.
+template <class Sink>
+struct BinsOfSignal {
+  const Sink& sink;
+  const unsigned* bin;
+  const float* sign;
+
+  template <class Lane>
+  KELVO_INLINE void Store(std::size_t i, const Complex<Lane>& x) const {
+    sink.Signed(bin[i], sign[i], x);
+  }
+  KELVO_INLINE BinsOfSignal From(std::size_t i) const { return {sink, bin + i, sign + i}; }
+};
+
+// Samples as a pass over sixteen numbers them.
+template <class Source>
+struct OrderedSamples {
+  Source source;
+  const unsigned* order;
+
+  template <class Lane>
+  KELVO_INLINE Lane At(std::size_t j, std::size_t q) const {
+    return source.template Sample<Lane>(static_cast<std::size_t>(static_cast<int>(order[16 * j + q])));
+  }
+};
+
+// The bins of frames side by side; `work` has room for plan.ElementCount() elements.
+template <class Lane, class Source, class Sink>
+KELVO_INLINE void FrameBinsSideBySide(const FrameTransformView& plan, const Source& source,
+                                      SideBySideElements<Lane> work, float* scratch, const Sink& sink) {
+  const std::size_t span = plan.rest.inner.length;
+  if (plan.order != nullptr) {
+    RunCoprimeRealPass<SideBySide, Lane>(OrderedSamples<Source>{source, plan.order},
+                                         SignalsSideBySide<Lane>{work, plan.sample_at}, span);
+  } else {
+    RunRealPass<SideBySide, Lane>(source, SignalsSideBySide<Lane>{work, nullptr}, plan.real_pass);
+  }
+  RealBinsSideBySide<Lane>(plan.rest, work, work, scratch, SteppedBins<Sink>{sink, plan.signal_n});
+  for (std::size_t s = 1; s < plan.signal_n; ++s) {
+    const std::size_t first = (s - 1) * span;
+    TransformSideBySideTo<Lane>(plan.rest.inner, work.From(s * span),
+                                BinsOfSignal<Sink>{sink, plan.bin + first, plan.sign + first}, scratch);
+  }
+}
+
+// The signals of one frame: what becomes the real one, and real and imaginary parts of the others, at s * span + j.
+struct SignalsOfOne {
+  float* real;
+  NeighbourElements elements;
+  std::size_t span;
+
+  template <class Lane>
+  KELVO_INLINE void StoreReal(std::size_t i, Lane a) const {
+    a.Store(real + i);
+  }
+  template <class Lane>
+  KELVO_INLINE void StoreSums(std::size_t j, Lane even, Lane odd) const {
+    even.Store(real + j);
+    odd.Store(real + span + j);
+  }
+  template <class Lane>
+  KELVO_INLINE void Store(std::size_t i, const Complex<Lane>& c) const {
+    elements.Store(i, c);
+  }
+};
+
+// Samples i, i + 1, ... of one frame, and, put in order, those of a pass over sixteen.
+struct SamplesOfOne {
+  const float* samples;
+  std::size_t span;
+
+  template <class Lane>
+  KELVO_INLINE Lane Sample(std::size_t i) const {
+    return Lane::Load(samples + i);
+  }
+  template <class Lane>
+  KELVO_INLINE Lane At(std::size_t j, std::size_t q) const {
+    return Lane::Load(samples + q * span + j);
+  }
+};
+
+// A sink that begins further on.
+template <class Sink>
+struct OutputsFrom {
+  const Sink& sink;
+  std::size_t first;
+
+  template <class Lane>
+  KELVO_INLINE void Store(std::size_t k, const Complex<Lane>& x) const {
+    sink.Store(first + k, x);
+  }
+};
+
+// The outputs of one frame lie one behind the other: first the bins of the real signal, then, from here on, the outputs
+// of the complex ones, each in natural order or, behind a pass over sixteen, kSignalLanes of them side by side.
+constexpr std::size_t FirstOutput(const FrameTransformView& plan) { return OutputStride(plan.rest.inner.length + 1); }
+inline constexpr std::size_t kSignalLanes = 8;
+
+constexpr std::size_t OutputCount(const FrameTransformView& plan) {
+  const std::size_t span = plan.rest.inner.length;
+  return FirstOutput(plan) + (plan.order != nullptr ? kSignalLanes : plan.signal_n - 1) * span;
+}
+
+// One frame. The sink of a real transform receives the bins of the real signal that is left, its sink.Store(k, x) the
+// outputs of the others.
+template <class Sink>
+KELVO_INLINE void FrameBinsOfOne(const FrameTransformView& plan, const float* frame, const Sink& sink, float* scratch) {
+  const std::size_t span = plan.rest.inner.length;
+  const auto take = [&scratch](std::size_t count) {
+    float* const taken = scratch;
+    scratch += OutputStride(count);
+    return taken;
+  };
+  float* const real = take(2 * span);
+  float* const re = take(plan.signal_n * span);
+  const SignalsOfOne signals{real, {re, take(plan.signal_n * span)}, span};
+  if (plan.order == nullptr) {
+    AtWidth(span, [&]<class Lane>() __attribute__((always_inline)) {
+      RunRealPass<Neighbours, Lane>(SamplesOfOne{frame, span}, signals, plan.real_pass);
+    });
+    RealBinsOfOne(plan.rest, SamplePairs{real}, sink, scratch);
+    for (std::size_t s = 1; s < plan.signal_n; ++s) {
+      TransformOne(plan.rest.inner, signals.elements.From(s * span),
+                   OutputsFrom<Sink>{sink, FirstOutput(plan) + (s - 1) * span}, scratch);
+    }
+    return;
+  }
+
+  float* const ordered = take(plan.fft_n);
+  for (std::size_t j = 0; j < span; ++j) {
+    for (std::size_t q = 0; q < 16; ++q) ordered[q * span + j] = frame[plan.order[16 * j + q]];
+  }
+  AtWidth(span, [&]<class Lane>() __attribute__((always_inline)) {
+    RunCoprimeRealPass<Neighbours, Lane>(SamplesOfOne{ordered, span}, signals, span);
+  });
+  for (std::size_t j = 0; j < span; ++j) {
+    ordered[plan.sample_at[2 * j]] = real[j];
+    ordered[plan.sample_at[2 * j + 1]] = real[span + j];
+  }
+  RealBinsOfOne(plan.rest, SamplePairs{ordered}, sink, scratch);
+  // Too short for neighbours, the signals themselves lie side by side; the last one twice.
+  unsigned begins[kSignalLanes];
+  for (std::size_t l = 0; l < kSignalLanes; ++l) {
+    begins[l] = static_cast<unsigned>((l + 1 < plan.signal_n ? l + 1 : l) * span);
+  }
+  AtWidth(kSignalLanes, [&]<class Lane>() __attribute__((always_inline)) {
+    const auto lanes = SideBySideAt<Lane>(ordered);
+    for (std::size_t l = 0; l < kSignalLanes; l += Lane::kSize) {
+      GatherBlocks<Lane>(lanes, signals.elements, begins + l, span);
+      TransformSideBySide<Lane>(plan.rest.inner, lanes, lanes, scratch);
+      for (std::size_t i = 0; i < span; ++i) {
+        sink.Store(FirstOutput(plan) + kSignalLanes * i + l, lanes.template Load<Lane>(i));
+      }
+    }
+  });
+}
+
+// Calls use(bin, sign, at) for each output of the complex signals, which lies at `at` from the first one on.
+template <class Use>
+KELVO_INLINE void ForEachOutput(const FrameTransformView& plan, const Use& use) {
+  const std::size_t span = plan.rest.inner.length;
+  for (std::size_t s = 1; s < plan.signal_n; ++s) {
+    const std::size_t first = (s - 1) * span;
+    if (plan.order != nullptr) {
+      for (std::size_t i = 0; i < span; ++i) use(plan.bin[first + i], plan.sign[first + i], kSignalLanes * i + s - 1);
+      continue;
+    }
+    std::size_t m = 0;
+    for (; 8 * m + s < 4 * span; ++m) use(8 * m + s, 1.0f, first + m);
+    for (; m < span; ++m) use(8 * (span - m) - s, -1.0f, first + m);
+  }
+}
+
+}  // namespace KELVO_LEVEL
+}  // namespace kelvo::Fft
