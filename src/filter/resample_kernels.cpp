@@ -94,9 +94,12 @@ constexpr std::size_t kSquare = Smaller(Floats::kSize, 4);
 template <std::size_t kSize>
 KELVO_INLINE std::size_t InterleaveFrom(std::size_t i, double* interleaved, const float* const* segments,
                                         std::size_t segment_n, std::size_t count) {
+  constexpr std::size_t kAhead = 32;
   for (; i + kSize <= count; i += kSize) {
     for (std::size_t s = 0; s < segment_n; s += kSize) {
       Lanes<float, kSize> rows[kSize];
+      // The streams are too many for the CPU to foresee. Each line is asked for once.
+      if (i + kAhead < count) __builtin_prefetch(segments[s + i / kSize % kSize] + i + kAhead);
 #pragma GCC unroll 4
       for (std::size_t r = 0; r < kSize; ++r) rows[r] = Lanes<float, kSize>::Load(segments[s + r] + i);
       Transpose(rows);
