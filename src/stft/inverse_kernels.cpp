@@ -110,7 +110,7 @@ KELVO_INLINE void MergeBins(const RealTransformView& plan, std::size_t k, const 
 // The elements of kVectorN vectors of frames, one vector behind the other in `work`. Two together read a row of the
 // spectrogram in longer pieces.
 template <std::size_t kVectorN, bool kHalved>
-KELVO_INLINE void MergeVectors(const RealTransformView& plan, const FrameBins<Floats>& bins, float* work) {
+__attribute__((noinline)) static void MergeVectors(const RealTransformView& plan, const FrameBins<Floats>& bins, float* work) {
   using Sink = ElementSink<SideBySide, SideBySideElements<Floats>>;
   const std::size_t elements_n = 2 * plan.inner.length * Floats::kSize;
   const std::size_t last_merged = LastMergedBin(plan);
@@ -130,7 +130,7 @@ KELVO_INLINE void MergeVectors(const RealTransformView& plan, const FrameBins<Fl
 // Adds a vector of frames, as their transforms left them, to the columns from the first frame's on. The settings are
 // held in locals, since every stored vector might have changed them.
 template <bool kHalved>
-KELVO_INLINE void AddSamples(const SynthesisSettings& settings, SideBySideElements<Floats> elements, float* columns,
+__attribute__((noinline)) static void AddSamples(const SynthesisSettings& settings, SideBySideElements<Floats> elements, float* columns,
                              const unsigned* sample_offset) {
   const unsigned* const position = settings.plan.inner.position;
   const std::size_t begin = settings.begin;
