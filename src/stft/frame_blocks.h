@@ -26,14 +26,12 @@ inline bool FillsLanes(std::size_t frame_n, std::size_t lane_n) { return 4 * fra
 class FrameBlocks {
  public:
   FrameBlocks() = default;
-  // For at most frame_n frames, vector_n vectors of them at least in a block; other_floats_n is what each frame of a block
-  // needs besides its column.
-  FrameBlocks(std::size_t fft_n, std::size_t hop, std::size_t frame_n, std::size_t lane_n, std::size_t vector_n,
-              std::size_t other_floats_n)
+  // For at most frame_n frames; other_floats_n is what each frame of a block needs besides its column.
+  FrameBlocks(std::size_t fft_n, std::size_t hop, std::size_t frame_n, std::size_t lane_n, std::size_t other_floats_n)
       // A hop of 0 or beyond the frame's length leaves nothing to share between frames: a column is then a whole frame.
       : row_n_(hop > 0 && hop < fft_n ? hop : fft_n), shared_column_n_((fft_n - 1) / row_n_), sample_offset_(fft_n) {
     const std::size_t most = std::min(kMostFloats / (other_floats_n + row_n_), kMostFrames);
-    frame_n_ = std::min(std::max(most / lane_n, vector_n) * lane_n, RoundUp(frame_n, lane_n));
+    frame_n_ = std::min(std::max(most / lane_n, kLeastVectors) * lane_n, RoundUp(frame_n, lane_n));
     stride_ = RowStride(frame_n_ + shared_column_n_);
     for (std::size_t i = 0; i < fft_n; ++i) {
       sample_offset_[i] = static_cast<unsigned>(i % row_n_ * stride_ + i / row_n_);
@@ -67,6 +65,8 @@ class FrameBlocks {
   // A block shares that cache with the transforms.
   static constexpr std::size_t kMostFloats = std::size_t{25} << 12;
   static constexpr std::size_t kMostFrames = 64;
+  // Frames however long: rows of a caller's matrix are read and written in longer pieces.
+  static constexpr std::size_t kLeastVectors = 2;
 
   std::size_t row_n_ = 0;
   std::size_t shared_column_n_ = 0;

@@ -100,8 +100,8 @@ Synthesis::Synthesis(float* dst, const float* src, const InverseSettings& settin
     return;
   }
   work_ = Api::ScratchBuffer(InverseScratch(length, lane_n));
-  // A frame brings its bins and leaves its samples. Two vectors of frames are merged together.
-  blocks_ = FrameBlocks(fft_n, hop_, used_frame_n_, lane_n, 2, 2 * fft_n);
+  // A frame brings its bins and leaves its samples.
+  blocks_ = FrameBlocks(fft_n, hop_, used_frame_n_, lane_n, 2 * fft_n);
   signal_ = Api::MakeZeroBuffer(blocks_.FloatCount());
   settings_.row_n = blocks_.RowCount();
   column_ = Api::MakeZeroBuffer(blocks_.RowCount());

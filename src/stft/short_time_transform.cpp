@@ -57,7 +57,7 @@ ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, Output
   const std::size_t parts = output == Output::Complex ? 2 : 1;
   side_by_side_ = FrameBlocks::GoSideBySide(frame_n_, length, lane_n);
   if (side_by_side_) {
-    blocks_ = FrameBlocks(fft_n, static_cast<std::size_t>(settings.hop_n), frame_n_, lane_n, 1, parts * BinCount());
+    blocks_ = FrameBlocks(fft_n, static_cast<std::size_t>(settings.hop_n), frame_n_, lane_n, parts * BinCount());
     blocks_.KeepOnly(frame_settings_.begin, frame_settings_.end);
   }
   bins_.stride = side_by_side_ ? RowStride(blocks_.FrameCount()) : 1;
