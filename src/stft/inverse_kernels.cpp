@@ -36,6 +36,12 @@ struct FrameBins {
     return SamplePairs{row}.Load<Lane>(0);
   }
   KELVO_INLINE Complex<Lane> Before(std::size_t k) const { return At(k); }
+  // Asks for the lines of bin k that are read soon: rows lie too far apart for the CPU to foresee.
+  KELVO_INLINE void Expect(std::size_t k, std::size_t vector_n) const {
+    constexpr std::size_t kLineFrames = 8;
+    const std::size_t frame_n = count < vector_n * Lane::kSize ? count : vector_n * Lane::kSize;
+    for (std::size_t t = 0; t < frame_n; t += kLineFrames) __builtin_prefetch(data + k * row_stride + 2 * t);
+  }
   KELVO_INLINE FrameBins From(std::size_t frame) const { return {data + 2 * frame, row_stride, count - frame}; }
 };
 
@@ -113,12 +119,17 @@ template <std::size_t kVectorN, bool kHalved>
 __attribute__((noinline)) static void MergeVectors(const RealTransformView& plan, const FrameBins<Floats>& bins, float* work) {
   using Sink = ElementSink<SideBySide, SideBySideElements<Floats>>;
   const std::size_t elements_n = 2 * plan.inner.length * Floats::kSize;
+  constexpr std::size_t kRowsAhead = 4;
   const std::size_t last_merged = LastMergedBin(plan);
   for (std::size_t v = 0; v < kVectorN; ++v) {
     MergeEndBins<Floats, kHalved>(plan, bins.From(v * Floats::kSize),
                                   Sink{SideBySideAt<Floats>(work + v * elements_n)});
   }
   for (std::size_t k = 1; k <= last_merged; ++k) {
+    if (k + kRowsAhead <= last_merged) {
+      bins.Expect(k + kRowsAhead, kVectorN);
+      bins.Expect(plan.fft_n / 2 - k - kRowsAhead, kVectorN);
+    }
 #pragma GCC unroll 2
     for (std::size_t v = 0; v < kVectorN; ++v) {
       MergeBins<SideBySide, Floats, kHalved>(plan, k, bins.From(v * Floats::kSize),

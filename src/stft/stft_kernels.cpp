@@ -245,14 +245,26 @@ KELVO_INLINE std::size_t StoreComplexFrom(std::size_t t, float* dst, const float
   return t;
 }
 
+// Asks for the lines of a row that is written soon: rows lie too far apart for the CPU to foresee. In a matrix that the
+// caches hold it costs a few per cent.
+KELVO_INLINE void ExpectWrites(const float* row, std::size_t float_n) {
+  constexpr std::size_t kLineFloats = 16;
+  for (std::size_t i = 0; i < float_n; i += kLineFloats) __builtin_prefetch(row + i, 1);
+}
+
 void StoreComplex(float* dst, std::size_t dst_stride, const BinBlock& bins, std::size_t bin_n, std::size_t frame_n) {
   if (bins.stride == frame_n && dst_stride == 2 * frame_n) {  // one long row, above all the bins of a single frame
     frame_n *= bin_n;
     bin_n = 1;
   }
+  constexpr std::size_t kRowsAhead = 4;
+  constexpr std::size_t kFarFloats = std::size_t{1} << 20;
+  const bool is_far = bin_n * dst_stride > kFarFloats;
   for (std::size_t k = 0; k < bin_n; ++k) {
+    if (is_far && k + kRowsAhead < bin_n) ExpectWrites(dst + (k + kRowsAhead) * dst_stride, 2 * frame_n);
     const float* const re = bins.re + k * bins.stride;
     const float* const im = bins.im != nullptr ? bins.im + k * bins.stride : nullptr;
+    if (k + 8 < bin_n) for (std::size_t q = 0; q < 2 * frame_n; q += 16) __builtin_prefetch(dst + (k + 8) * dst_stride + q, 1);
     const std::size_t t = StoreComplexFrom<Floats>(0, dst + k * dst_stride, re, im, frame_n);
     StoreComplexFrom<Lanes<float, 1>>(t, dst + k * dst_stride, re, im, frame_n);
   }
