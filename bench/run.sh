@@ -27,7 +27,8 @@ grep -qxF -- "$mark" "$page"
   sed "\|^${mark}\$|q" "$page"
   echo
   echo "- Command: \`bench/run.sh\`, $(date -u +%F)"
-  echo "- Machine: $(lscpu | sed -n 's/^Model name: *//p'), $(nproc) cores, $(uname -m)," \
+  echo "- Machine: $(lscpu | sed -n 's/^Model name: *//p'), family $(lscpu | sed -n 's/^CPU family: *//p')," \
+    "$(nproc) cores, $(uname -m)," \
     "$(lscpu | grep -qw avx512f && echo 'with AVX-512' || echo 'without AVX-512')"
   echo "- Compiler: $("${CXX:-c++}" --version | head -n 1)"
   echo "- Peers: $(dpkg-query --show --showformat='${source:Package} ${source:Version}\n' "${peers[@]}" | sort -u |

@@ -57,7 +57,8 @@ struct BinsOfSignal {
   KELVO_INLINE BinsOfSignal From(std::size_t i) const { return {sink, bin + i, sign + i}; }
 };
 
-// Samples as a pass over sixteen numbers them.
+// Samples as a pass over sixteen numbers them. Indices are widened as signed ones: GCC takes the others through a vector
+// register.
 template <class Source>
 struct OrderedSamples {
   Source source;
@@ -136,7 +137,7 @@ struct OutputsFrom {
   }
 };
 
-// The outputs of one frame lie one behind the other: first the bins of the real signal, then, from here on, the outputs
+// The outputs of one frame lie one behind the other: first the bins of the real signal, then, from FirstOutput on, those
 // of the complex ones, each in natural order or, behind a pass over sixteen, kSignalLanes of them side by side.
 constexpr std::size_t FirstOutput(const FrameTransformView& plan) { return OutputStride(plan.rest.inner.length + 1); }
 inline constexpr std::size_t kSignalLanes = 8;
@@ -183,7 +184,7 @@ KELVO_INLINE void FrameBinsOfOne(const FrameTransformView& plan, const float* fr
     ordered[plan.sample_at[2 * j + 1]] = real[span + j];
   }
   RealBinsOfOne(plan.rest, SamplePairs{ordered}, sink, scratch);
-  // Too short for neighbours, the signals themselves lie side by side; the last one twice.
+  // The signals are too short for neighbours and lie side by side themselves, the last one twice.
   unsigned begins[kSignalLanes];
   for (std::size_t l = 0; l < kSignalLanes; ++l) {
     begins[l] = static_cast<unsigned>((l + 1 < plan.signal_n ? l + 1 : l) * span);

@@ -69,8 +69,8 @@ static void RunRealPass(Source source, Target target, Pass pass) {
   }
 }
 
-// The pass over sixteen samples, of which source.At<Lane>(j, q) gives the q-th; target.StoreSums(j, even, odd) takes the
-// two sums of the real signal.
+// The pass over sixteen samples, whose number and span have no common divisor. source.At<Lane>(j, q) gives sample q of
+// them; target.StoreSums(j, even, odd) takes the two sums of the real signal.
 template <class Placing, class Lane, class Source, class Target>
 static void RunCoprimeRealPass(Source source, Target target, std::size_t span) {
   constexpr std::size_t kStep = Placing::template kStep<Lane>;

@@ -21,7 +21,8 @@ void TransposeMatrix(float* dst, std::size_t dst_stride, const float* src, std::
 }
 
 // The windowed samples of several frames. Samples outside the window come from a row of zeros: to multiply the signal by
-// zero would turn an infinity into a NaN, to ask for each sample takes time.
+// zero would turn an infinity into a NaN, to ask for each sample takes time. Offsets are widened as signed numbers: GCC
+// takes the others through a vector register.
 struct WindowedFrames {
   const float* window;
   const float* columns;
