@@ -190,13 +190,13 @@ void SpreadSignals(const BinBlock& bins, const BinBlock& row, const FrameTransfo
   });
 }
 
-// Scales the bins of a row and makes of them what is to be stored.
+// Scales the bins of a row and makes of them what is to be stored, in `to`, which may be the row.
 template <class Form>
-void FinishRow(const FrameSettings& settings, const BinBlock& row, std::size_t count) {
+void FinishRow(const FrameSettings& settings, const BinBlock& to, const BinBlock& row, std::size_t count) {
   const auto finish = [&]<class Lane>(std::size_t k) __attribute__((always_inline)) {
     for (; k + Lane::kSize <= count; k += Lane::kSize) {
       const Repeated<Lane> scale{&settings.scale};
-      Form::Store(settings, row, k, Lane::Load(row.re + k) * scale, Lane::Load(row.im + k) * scale);
+      Form::Store(settings, to, k, Lane::Load(row.re + k) * scale, Lane::Load(row.im + k) * scale);
     }
     return k;
   };
@@ -218,19 +218,21 @@ void TransformFrame(const FrameSettings& settings, float* frame, const BinBlock&
   } else {
     RealBinsOfOne(plan.rest, SingleSamples{frame}, RowSink{row}, scratch);
   }
-  if (!settings.is_complex || settings.is_scaled) {
+  const bool is_row = bins.stride == 1 && !plan.HasRealPass();
+  if (is_row || !settings.is_complex || settings.is_scaled) {
     WithForm(settings, [&]<class Form>() __attribute__((always_inline)) {
       if (plan.HasRealPass()) {
-        FinishRow<Form>(settings, row, plan.rest.inner.length + 1);
-        FinishRow<Form>(settings, row.From(FirstOutput(plan)), OutputCount(plan) - FirstOutput(plan));
+        FinishRow<Form>(settings, row, row, plan.rest.inner.length + 1);
+        const BinBlock outputs = row.From(FirstOutput(plan));
+        FinishRow<Form>(settings, outputs, outputs, OutputCount(plan) - FirstOutput(plan));
       } else {
-        FinishRow<Form>(settings, row, bin_n);
+        FinishRow<Form>(settings, is_row ? bins : row, row, bin_n);
       }
     });
   }
   if (plan.HasRealPass()) {
     SpreadSignals(bins, row, plan);
-  } else {
+  } else if (!is_row) {
     SpreadBins(bins, 0, 1, row, bin_n);
   }
 }
