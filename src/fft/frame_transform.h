@@ -110,7 +110,7 @@ struct SignalsOfOne {
   }
 };
 
-// Samples i, i + 1, ... of one frame, and, put in order, those of a pass over sixteen.
+// Samples i, i + 1, ... of one frame, and those of a pass over sixteen once they are put in order.
 struct SamplesOfOne {
   const float* samples;
   std::size_t span;
@@ -145,6 +145,11 @@ inline constexpr std::size_t kSignalLanes = 8;
 constexpr std::size_t OutputCount(const FrameTransformView& plan) {
   const std::size_t span = plan.rest.inner.length;
   return FirstOutput(plan) + (plan.order != nullptr ? kSignalLanes : plan.signal_n - 1) * span;
+}
+
+// Floats of scratch that FrameBinsOfOne needs at most.
+constexpr std::size_t FrameBinsOfOneScratch(std::size_t fft_n, std::size_t span) {
+  return OutputStride(2 * span) + 2 * OutputStride(fft_n / 2) + OutputStride(fft_n) + RealBinsOfOneScratch(span);
 }
 
 // One frame. The sink of a real transform receives the bins of the real signal that is left, its sink.Store(k, x) the

@@ -114,9 +114,9 @@ KELVO_INLINE void MergeBins(const RealTransformView& plan, std::size_t k, const 
 }
 
 // The elements of kVectorN vectors of frames, one vector behind the other in `work`. Two together read a row of the
-// spectrogram in longer pieces.
+// spectrogram in longer pieces. Not inlined: by itself, the step keeps what it needs in registers.
 template <std::size_t kVectorN, bool kHalved>
-__attribute__((noinline)) static void MergeVectors(const RealTransformView& plan, const FrameBins<Floats>& bins, float* work) {
+[[gnu::noinline]] void MergeVectors(const RealTransformView& plan, const FrameBins<Floats>& bins, float* work) {
   using Sink = ElementSink<SideBySide, SideBySideElements<Floats>>;
   const std::size_t elements_n = 2 * plan.inner.length * Floats::kSize;
   constexpr std::size_t kRowsAhead = 4;
@@ -139,10 +139,10 @@ __attribute__((noinline)) static void MergeVectors(const RealTransformView& plan
 }
 
 // Adds a vector of frames, as their transforms left them, to the columns from the first frame's on. The settings are
-// held in locals, since every stored vector might have changed them.
+// held in locals, since every stored vector might have changed them. Not inlined, as above.
 template <bool kHalved>
-__attribute__((noinline)) static void AddSamples(const SynthesisSettings& settings, SideBySideElements<Floats> elements, float* columns,
-                             const unsigned* sample_offset) {
+[[gnu::noinline]] void AddSamples(const SynthesisSettings& settings, SideBySideElements<Floats> elements,
+                                  float* columns, const unsigned* sample_offset) {
   const unsigned* const position = settings.plan.inner.position;
   const std::size_t begin = settings.begin;
   const std::size_t end = settings.end;

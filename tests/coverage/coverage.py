@@ -21,6 +21,7 @@ EXCEPTIONS = [
     ("src/simd/level.cpp", "Level::neon", "other machines"),
     ("src/simd/level.cpp", "__builtin_cpu_supports", "CPUs that lack a part of the level"),
     ("src/fft/single_transform.h", "constexpr std::size_t TransformOneScratch", "asked while compiling only"),
+    ("src/fft/frame_transform.h", "constexpr std::size_t FrameBinsOfOneScratch", "asked while compiling only"),
     ("src/fft/real_split.h", "constexpr std::size_t RealBinsOfOneScratch", "asked while compiling only"),
     ("src/filter/resample_kernels.cpp", "constexpr std::size_t Smaller", "asked while compiling only"),
     ("src/fft/fork_guard.cpp", "cache_n < kMaxCaches", "there are fewer caches than places for them"),

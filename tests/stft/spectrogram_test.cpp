@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "fft/spectra.h"
+#include "fft/yardstick.h"
 #include "kelvo_audio.h"
 #include "stft/frames.h"
 #include "stft/spectrogram_checks.h"
@@ -96,6 +97,32 @@ TEST(Spectrogram, MatchesTheDoublePrecisionTransform) {
         }
       }
     }
+  }
+}
+
+// Halved frames, and passes over eight and over sixteen samples with every prime behind them.
+TEST(Spectrogram, FramesAreNeverLessAccurateThanTheYardstick) {
+  for (const std::size_t n : {100u, 256u, 264u, 280u, 296u, 312u, 336u, 400u, 480u, 512u, 880u, 1024u, 1200u, 2048u,
+                              4096u}) {
+    const Fft::Yardstick yardstick(n);
+    const int length = static_cast<int>(n);
+    const std::vector<float>& window = WindowCache::Get().GetWindow(length, KELVO_AUDIO_WINDOW_HANN);
+    double actual_square = 0.0;
+    double yardstick_square = 0.0;
+    for (std::uint32_t seed = 1; seed <= 2 + 4096 / n; ++seed) {
+      const std::vector<float> frame = Noise(n, seed);
+      std::vector<float> windowed(n);
+      for (std::size_t i = 0; i < n; ++i) windowed[i] = frame[i] * window[i];
+      const auto lower_half = [&](Fft::Spectrum bins) {
+        bins.resize(n / 2 + 1);
+        return bins;
+      };
+      const Fft::Spectrum exact = lower_half(Fft::ExactTransform(Fft::FromReal(windowed), -1.0));
+      const Fft::Spectrum actual = Fft::FromPairs(Spectrogram(frame, {0, length, length, length, 1, 1, 0, 0}, 0.0f));
+      actual_square += std::pow(Fft::RelativeError(actual, exact), 2.0);
+      yardstick_square += std::pow(Fft::RelativeError(lower_half(yardstick.Transform(windowed)), exact), 2.0);
+    }
+    EXPECT_LE(actual_square, yardstick_square) << n << " " << actual_square / yardstick_square;
   }
 }
 
