@@ -62,8 +62,9 @@ class FrameTransformPlan {
   FrameTransformPlan() = default;
   explicit FrameTransformPlan(std::size_t fft_n);
   FrameTransformView View() const {
-    const unsigned* const order = order_.empty() ? nullptr : order_.data();
-    return {fft_n_, signal_n_, rest_.View(), real_pass_, order, sample_at_.data(), bin_.data(), sign_.data()};
+    const auto table = [](const auto& values) { return values.empty() ? nullptr : values.data(); };
+    return {fft_n_,       signal_n_,         rest_.View(), real_pass_,  table(order_),
+            table(sample_at_), table(slot_), bin_.data(),  sign_.data()};
   }
 
  private:
@@ -74,6 +75,7 @@ class FrameTransformPlan {
   Api::ScratchBuffer twiddles_;
   std::vector<unsigned> order_;
   std::vector<unsigned> sample_at_;
+  std::vector<unsigned> slot_;
   std::vector<unsigned> bin_;
   std::vector<float> sign_;
 };

@@ -32,6 +32,7 @@ struct SteppedBins {
 // A real pass leaves its signals one behind the other. Two floats of the real one are an element.
 template <class Lane>
 struct SignalsSideBySide {
+  float* real;
   SideBySideElements<Lane> elements;
   const unsigned* sample_at;
 
@@ -39,8 +40,33 @@ struct SignalsSideBySide {
     StoreReal(sample_at[2 * j], even);
     StoreReal(sample_at[2 * j + 1], odd);
   }
-  KELVO_INLINE void StoreReal(std::size_t i, Lane a) const { a.Store(elements.re + i * Lane::kSize); }
+  KELVO_INLINE void StoreReal(std::size_t i, Lane a) const { a.Store(real + i * Lane::kSize); }
   KELVO_INLINE void Store(std::size_t i, const Complex<Lane>& c) const { elements.Store(i, c); }
+};
+
+// Samples where a real pass leaves what it makes of them: the q-th and the next one are the parts of an element.
+template <class Lane>
+struct SamplesInPlace {
+  SideBySideElements<Lane> elements;
+  std::size_t span;
+
+  template <class>
+  KELVO_INLINE Lane At(std::size_t j, std::size_t q) const {
+    return Lane::Load((q % 2 == 0 ? elements.re : elements.im) + (q / 2 * span + j) * elements.kStride);
+  }
+};
+
+// Some of the samples that a pass over eight takes: `count` for each q, from sample first + q span on.
+template <class Lane>
+struct SampleRuns {
+  const float* samples;
+  std::size_t first;
+  std::size_t count;
+
+  template <class>
+  KELVO_INLINE Lane At(std::size_t j, std::size_t q) const {
+    return Lane::Load(samples + (q * count + j - first) * Lane::kSize);
+  }
 };
 
 // Takes the outputs of a complex signal to the sink as bins.
@@ -57,31 +83,36 @@ struct BinsOfSignal {
   KELVO_INLINE BinsOfSignal From(std::size_t i) const { return {sink, bin + i, sign + i}; }
 };
 
-// Samples as a pass over sixteen numbers them. Indices are widened as signed ones: GCC takes the others through a vector
-// register.
-template <class Source>
-struct OrderedSamples {
-  Source source;
-  const unsigned* order;
-
-  template <class Lane>
-  KELVO_INLINE Lane At(std::size_t j, std::size_t q) const {
-    return source.template Sample<Lane>(static_cast<std::size_t>(static_cast<int>(order[16 * j + q])));
-  }
-};
-
-// The bins of frames side by side; `work` has room for plan.ElementCount() elements.
+// The bins of frames side by side; `work` has room for plan.ElementCount() elements. source.All<Lane>(to, slot) gathers
+// all samples, sample i as the slot[i]-th vector, source.Runs<Lane>(to, first, span) Lane::kSize samples from each
+// first + q span on, q = 0 .. 7, one run behind the other.
 template <class Lane, class Source, class Sink>
 KELVO_INLINE void FrameBinsSideBySide(const FrameTransformView& plan, const Source& source,
                                       SideBySideElements<Lane> work, float* scratch, const Sink& sink) {
   const std::size_t span = plan.rest.inner.length;
-  if (plan.order != nullptr) {
-    RunCoprimeRealPass<SideBySide, Lane>(OrderedSamples<Source>{source, plan.order},
-                                         SignalsSideBySide<Lane>{work, plan.sample_at}, span);
+  const SteppedBins<Sink> stepped{sink, plan.signal_n};
+  if (plan.slot == nullptr) {
+    // A few samples at a time are gathered, and used while they are in the nearest cache.
+    const SignalsSideBySide<Lane> signals{work.re, work, nullptr};
+    for (std::size_t j = 0; j < span; j += Lane::kSize) {
+      if (j + Lane::kSize > span) j = span - Lane::kSize;
+      source.template Runs<Lane>(scratch, j, span);
+      RunRealPass<SideBySide, Lane>(SampleRuns<Lane>{scratch, j, Lane::kSize}, signals, plan.real_pass, j,
+                                    j + Lane::kSize);
+    }
+    RealBinsSideBySide<Lane>(plan.rest, work, work, scratch, stepped);
   } else {
-    RunRealPass<SideBySide, Lane>(source, SignalsSideBySide<Lane>{work, nullptr}, plan.real_pass);
+    // The real signal is written in an order of its own, which leaves it no place among the samples.
+    const SignalsSideBySide<Lane> signals{scratch, work, plan.sample_at};
+    const SamplesInPlace<Lane> samples{work, span};
+    source.template All<Lane>(work.re, plan.slot);
+    if (plan.order != nullptr) {
+      RunCoprimeRealPass<SideBySide, Lane>(samples, signals, span);
+    } else {
+      RunRealPass<SideBySide, Lane>(samples, signals, plan.real_pass, 0, span);
+    }
+    RealBinsSideBySide<Lane>(plan.rest, SideBySideAt<Lane>(scratch), work, scratch + 2 * span * Lane::kSize, stepped);
   }
-  RealBinsSideBySide<Lane>(plan.rest, work, work, scratch, SteppedBins<Sink>{sink, plan.signal_n});
   for (std::size_t s = 1; s < plan.signal_n; ++s) {
     const std::size_t first = (s - 1) * span;
     TransformSideBySideTo<Lane>(plan.rest.inner, work.From(s * span),
@@ -110,15 +141,11 @@ struct SignalsOfOne {
   }
 };
 
-// Samples i, i + 1, ... of one frame, and those of a pass over sixteen once they are put in order.
+// The samples of one frame. For a pass over sixteen they have been put in order.
 struct SamplesOfOne {
   const float* samples;
   std::size_t span;
 
-  template <class Lane>
-  KELVO_INLINE Lane Sample(std::size_t i) const {
-    return Lane::Load(samples + i);
-  }
   template <class Lane>
   KELVO_INLINE Lane At(std::size_t j, std::size_t q) const {
     return Lane::Load(samples + q * span + j);
@@ -167,7 +194,7 @@ KELVO_INLINE void FrameBinsOfOne(const FrameTransformView& plan, const float* fr
   const SignalsOfOne signals{real, {re, take(plan.signal_n * span)}, span};
   if (plan.order == nullptr) {
     AtWidth(span, [&]<class Lane>() __attribute__((always_inline)) {
-      RunRealPass<Neighbours, Lane>(SamplesOfOne{frame, span}, signals, plan.real_pass);
+      RunRealPass<Neighbours, Lane>(SamplesOfOne{frame, span}, signals, plan.real_pass, 0, span);
     });
     RealBinsOfOne(plan.rest, SamplePairs{real}, sink, scratch);
     for (std::size_t s = 1; s < plan.signal_n; ++s) {

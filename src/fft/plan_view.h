@@ -69,6 +69,8 @@ struct FrameTransformView {
   // sample_at[2 * j + 1] of the real signal. Null for one over eight.
   const unsigned* order;
   const unsigned* sample_at;
+  // Side by side it works in place, on sample i as the slot[i]-th of the vectors that become its elements.
+  const unsigned* slot;
   // Element i of complex signal s, transformed in place, is bin[(s - 1) * span + i] once its imaginary part is multiplied
   // by sign[(s - 1) * span + i].
   const unsigned* bin;

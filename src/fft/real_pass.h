@@ -42,20 +42,20 @@ struct RealOctet {
   }
 };
 
-// The pass over eight samples. source.Sample<Lane>(i) gives samples i, i + 1, ... of a frame, or sample i of several;
-// target.StoreReal(i, a) takes the real signal, target.Store(s * span + j, c) the complex ones.
+// The pass over eight samples, for first <= j < last. source.At<Lane>(j, q) gives sample j + q span; target.StoreReal(i, a)
+// takes the real signal, target.Store(s * span + j, c) the complex ones.
 template <class Placing, class Lane, class Source, class Target>
-static void RunRealPass(Source source, Target target, Pass pass) {
+static void RunRealPass(Source source, Target target, Pass pass, std::size_t first, std::size_t last) {
   constexpr std::size_t kStep = Placing::template kStep<Lane>;
   const std::size_t span = pass.span;
-  for (std::size_t j = 0; j < span; j += kStep) {
-    if (kStep > 1 && j + kStep > span) j = span - kStep;
+  for (std::size_t j = first; j < last; j += kStep) {
+    if (kStep > 1 && j + kStep > last) j = last - kStep;
     Lane sum[4];
     Lane difference[4];
 #pragma GCC unroll 4
     for (std::size_t q = 0; q < 4; ++q) {
-      const Lane a = source.template Sample<Lane>(j + q * span);
-      const Lane b = source.template Sample<Lane>(j + (q + 4) * span);
+      const Lane a = source.template At<Lane>(j, q);
+      const Lane b = source.template At<Lane>(j, q + 4);
       sum[q] = a + b;
       difference[q] = a - b;
     }

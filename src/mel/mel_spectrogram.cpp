@@ -18,7 +18,7 @@ void ComputeMelSpectrogram(float* dst, std::span<const float> src, const MelSett
   const MelFilterBank& bank = MelFilterBankCache::Get().GetFilterBank(settings.BankKey());
   const MelKernels& kernels = Simd::KernelsFor<MelKernels>(level);
   transform.ForEachBlock(src, [&](std::size_t first, std::size_t count, const Stft::BinBlock& bins) {
-    kernels.multiply({dst + first, frame_n, bins.re, bins.stride, bank.weights.data(), bank.bands.data(),
+    kernels.multiply({dst + first, frame_n, bins.data, bins.stride, bank.weights.data(), bank.bands.data(),
                       bank.overlap_by_pairs, bank.bands.size(), transform.BinCount(), count});
   });
 }

@@ -30,19 +30,17 @@ class FrameBlocks {
   FrameBlocks(std::size_t fft_n, std::size_t hop, std::size_t frame_n, std::size_t lane_n, std::size_t other_floats_n)
       // A hop of 0 or beyond the frame's length leaves nothing to share between frames: a column is then a whole frame.
       : row_n_(hop > 0 && hop < fft_n ? hop : fft_n), shared_column_n_((fft_n - 1) / row_n_), sample_offset_(fft_n) {
-    const std::size_t most = std::min(kMostFloats / (other_floats_n + row_n_), kMostFrames);
-    frame_n_ = std::min(std::max(most / lane_n, kLeastVectors) * lane_n, RoundUp(frame_n, lane_n));
+    frame_n_ = ChooseFrameCount(other_floats_n + row_n_, frame_n, lane_n);
     stride_ = RowStride(frame_n_ + shared_column_n_);
     for (std::size_t i = 0; i < fft_n; ++i) {
       sample_offset_[i] = static_cast<unsigned>(i % row_n_ * stride_ + i / row_n_);
     }
   }
 
-  // Has samples outside begin .. end - 1 found in the row of zeros.
-  void KeepOnly(std::size_t begin, std::size_t end) {
-    const auto zeros = static_cast<unsigned>(row_n_ * stride_);
-    std::fill(sample_offset_.begin(), sample_offset_.begin() + static_cast<std::ptrdiff_t>(begin), zeros);
-    std::fill(sample_offset_.begin() + static_cast<std::ptrdiff_t>(end), sample_offset_.end(), zeros);
+  // The frames of a block, of at most frame_n, if each of them needs floats_n floats.
+  static std::size_t ChooseFrameCount(std::size_t floats_n, std::size_t frame_n, std::size_t lane_n) {
+    const std::size_t most = std::min(kMostFloats / floats_n, kMostFrames);
+    return std::min(std::max(most / lane_n, kLeastVectors) * lane_n, RoundUp(frame_n, lane_n));
   }
 
   // Whether `length` complex elements a frame leave room for lane_n frames in the second-level cache, and frame_n is

@@ -30,6 +30,7 @@ ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, Output
       kernels_(Simd::KernelsFor<StftKernels>(level)),
       frame_settings_{} {
   const auto fft_n = static_cast<std::size_t>(settings.fft_n);
+  const auto hop = static_cast<std::size_t>(settings.hop_n);
   frame_settings_.plan = Fft::FftPlanCache::Get().GetFramePlan(settings.fft_n).frames.View();
   const std::vector<float>& window = WindowCache::Get().GetWindow(settings.win_n, settings.win_type);
   // The window lies in the middle of the frame. Where it cannot lie exactly there, the span is one sample longer than
@@ -50,22 +51,25 @@ ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, Output
   }
   frame_settings_.is_scaled = settings.norm_type != static_cast<int>(SpectrumNorm::None);
   frame_settings_.is_complex = output == Output::Complex;
+  frame_settings_.in_pairs = output != Output::Power;
   frame_settings_.power = power;
 
   const std::size_t lane_n = kernels_.lane_n;
   const std::size_t length = frame_settings_.plan.ElementCount();
-  const std::size_t parts = output == Output::Complex ? 2 : 1;
   side_by_side_ = FrameBlocks::GoSideBySide(frame_n_, length, lane_n);
-  if (side_by_side_) {
-    blocks_ = FrameBlocks(fft_n, static_cast<std::size_t>(settings.hop_n), frame_n_, lane_n, parts * BinCount());
-    blocks_.KeepOnly(frame_settings_.begin, frame_settings_.end);
+  if (frame_settings_.in_pairs) {
+    // Only vectors that the frames do not fill are not stored where they belong at once.
+    bins_.stride = side_by_side_ ? 2 * lane_n : 0;
+  } else {
+    if (side_by_side_) block_n_ = FrameBlocks::ChooseFrameCount(BinCount() + hop, frame_n_, lane_n);
+    bins_.stride = side_by_side_ ? RowStride(block_n_) : 1;
   }
-  bins_.stride = side_by_side_ ? RowStride(blocks_.FrameCount()) : 1;
-
-  const std::size_t bins_n = RoundUp(BinCount() * bins_.stride, 16);
+  const std::size_t bins_n = BinCount() * bins_.stride;
+  stretch_hop_ = std::min(hop, fft_n);
+  const std::size_t stretch_n = side_by_side_ ? (lane_n - 1) * stretch_hop_ + fft_n : 0;
   const std::size_t work_n =
       std::max(side_by_side_ ? SideBySideScratch(length, lane_n) : 0, OneFrameScratch(length));
-  memory_ = Api::ScratchBuffer(parts * bins_n + RoundUp(blocks_.FloatCount(), 16) + RoundUp(work_n, 16) + fft_n);
+  memory_ = Api::ScratchBuffer(RoundUp(bins_n, 16) + RoundUp(stretch_n, 16) + RoundUp(work_n, 16) + fft_n);
   float* next = memory_.Data();
   const auto take = [&next](std::size_t count) {
     float* const taken = next;
@@ -73,63 +77,75 @@ ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, Output
     return taken;
   };
   work_ = take(work_n);
-  bins_.re = take(bins_n);
-  if (parts == 2) bins_.im = take(bins_n);
-  columns_ = {take(blocks_.FloatCount()), blocks_.SampleOffsets()};
+  bins_.data = take(bins_n);
+  stretch_ = take(stretch_n);
   // The lanes of a last vector that hold no frame compute, too, on whatever lies here.
-  std::fill_n(columns_.columns, blocks_.FloatCount(), 0.0f);
+  std::fill_n(stretch_, stretch_n, 0.0f);
   frame_ = take(fft_n);
 }
 
-void ShortTimeTransform::Extract(std::span<float> frame, std::span<const float> src, std::size_t column) const {
-  const auto start = static_cast<std::int64_t>(column) * settings_.hop_n;
+void ShortTimeTransform::Extract(std::span<float> samples, std::span<const float> src, std::size_t frame) const {
+  const auto start = static_cast<std::int64_t>(frame) * settings_.hop_n;
   const auto center = static_cast<CenterMode>(settings_.center);
   const std::int64_t pad = center == CenterMode::None ? 0 : settings_.fft_n / 2;
   if (center == CenterMode::Reflect) {
-    ExtractFrameReflect(frame, src, start, pad);
+    ExtractFrameReflect(samples, src, start, pad);
   } else {
-    ExtractFrameZero(frame, src, start, pad);
+    ExtractFrameZero(samples, src, start, pad);
   }
 }
 
-void ShortTimeTransform::FillColumns(std::span<const float> src, std::size_t first, std::size_t count) {
-  const std::size_t row_n = blocks_.RowCount();
-  const std::size_t column_n = count + blocks_.SharedColumnCount();
-  const auto hop = static_cast<std::int64_t>(settings_.hop_n);
-  const std::int64_t pad =
-      static_cast<CenterMode>(settings_.center) == CenterMode::None ? 0 : settings_.fft_n / 2;
-  const auto is_inside = [&](std::size_t c) {
-    const std::int64_t start = static_cast<std::int64_t>(first + c) * hop - pad;
-    return start >= 0 && start + static_cast<std::int64_t>(row_n) <= static_cast<std::int64_t>(src.size());
-  };
-  for (std::size_t c = 0; c < column_n;) {
-    std::size_t end = c;
-    while (end < column_n && is_inside(end)) ++end;
-    if (end > c) {
-      const std::int64_t start = static_cast<std::int64_t>(first + c) * hop - pad;
-      kernels_.transpose(columns_.columns + c, blocks_.Stride(), src.data() + start,
-                         static_cast<std::size_t>(settings_.hop_n), end - c, row_n);
-      c = end;
-    } else {
-      Extract({frame_, row_n}, src, first + c);
-      kernels_.transpose(columns_.columns + c, blocks_.Stride(), frame_, 0, 1, row_n);
-      ++c;
+// Where a vector of frames, of which `count` exist, can be read: in the signal itself, if all of the vector lies there.
+FrameSource ShortTimeTransform::FindFrames(std::span<const float> src, std::size_t first, std::size_t count) {
+  const auto fft_n = static_cast<std::size_t>(settings_.fft_n);
+  const auto hop = static_cast<std::size_t>(settings_.hop_n);
+  const std::int64_t pad = static_cast<CenterMode>(settings_.center) == CenterMode::None ? 0 : settings_.fft_n / 2;
+  const std::int64_t start = static_cast<std::int64_t>(first * hop) - pad;
+  const auto stretch_n = static_cast<std::int64_t>((kernels_.lane_n - 1) * hop + fft_n);
+  if (start >= 0 && start + stretch_n <= static_cast<std::int64_t>(src.size())) return {src.data() + start, hop};
+  if (hop <= fft_n) {
+    Extract({stretch_, (count - 1) * hop + fft_n}, src, first);
+  } else {
+    for (std::size_t t = 0; t < count; ++t) Extract({stretch_ + t * fft_n, fft_n}, src, first + t);
+  }
+  return {stretch_, stretch_hop_};
+}
+
+void ShortTimeTransform::ComputeVector(std::span<const float> src, std::size_t first, std::size_t count,
+                                       const BinBlock& bins) {
+  kernels_.transform_frames(frame_settings_, FindFrames(src, first, count), bins, work_);
+}
+
+void ShortTimeTransform::ComputeFrame(std::span<const float> src, std::size_t index, const BinBlock& bins) {
+  Extract({frame_, static_cast<std::size_t>(settings_.fft_n)}, src, index);
+  kernels_.transform_frame(frame_settings_, frame_, bins, work_);
+}
+
+void ShortTimeTransform::StoreAll(float* dst, std::size_t stride, std::span<const float> src) {
+  const std::size_t lane_n = kernels_.lane_n;
+  std::size_t t = 0;
+  if (side_by_side_) {
+    for (; t + lane_n <= frame_n_; t += lane_n) ComputeVector(src, t, lane_n, {dst + 2 * t, stride});
+    const std::size_t count = frame_n_ - t;
+    if (count > 0 && FillsLanes(count, lane_n)) {
+      ComputeVector(src, t, count, bins_);
+      for (std::size_t k = 0; k < BinCount(); ++k) {
+        std::copy_n(bins_.data + k * bins_.stride, 2 * count, dst + k * stride + 2 * t);
+      }
+      return;
     }
   }
+  for (; t < frame_n_; ++t) ComputeFrame(src, t, {dst + 2 * t, stride});
 }
 
 void ShortTimeTransform::ComputeBlock(std::span<const float> src, std::size_t first, std::size_t count) {
+  const std::size_t lane_n = kernels_.lane_n;
   std::size_t t = 0;
-  if (side_by_side_) {
-    const std::size_t lane_n = kernels_.lane_n;
-    t = FillsLanes(count % lane_n, lane_n) ? count : count / lane_n * lane_n;
-    FillColumns(src, first, t);
-    kernels_.transform_frames(frame_settings_, columns_, t, bins_, work_);
+  while (side_by_side_ && t < count && FillsLanes(count - t, lane_n)) {
+    ComputeVector(src, first + t, std::min(lane_n, count - t), {bins_.data + t, bins_.stride});
+    t += lane_n;
   }
-  for (; t < count; ++t) {
-    Extract({frame_, static_cast<std::size_t>(settings_.fft_n)}, src, first + t);
-    kernels_.transform_frame(frame_settings_, frame_, bins_.From(t), work_);
-  }
+  for (; t < count; ++t) ComputeFrame(src, first + t, {bins_.data + t, bins_.stride});
 }
 
 }  // namespace kelvo::Stft

@@ -39,24 +39,26 @@ std::size_t CountFrames(const ShortTimeSettings& settings);
 
 // Everything that a call needs: tables, and all of its scratch memory, so that nothing fails once frames are computed.
 //
-// Frames go side by side through the kernels, a block of them at a time: a block's part of the signal is first
-// transposed by the hop, so that a vector load takes one sample of several frames, and its bins are gathered in rows,
-// so that the caller's matrix is written in long runs. A few frames left over, and frames so long that several would
-// not fit the caches, are transformed one by one, with the same result to the bit.
+// Frames go side by side through the kernels, as many as a vector has lanes. A few frames left over, and frames so long
+// that several would not fit the caches, are transformed one by one, with the same result to the bit.
 class ShortTimeTransform {
  public:
-  enum class Output { Complex, Power };
+  // Complex bins, powers as the real parts of complex values, or powers alone.
+  enum class Output { Complex, RealParts, Power };
 
   // At least one frame.
   ShortTimeTransform(const ShortTimeSettings& settings, Output output, float power, Simd::Level level);
 
   std::size_t BinCount() const { return static_cast<std::size_t>(settings_.fft_n) / 2 + 1; }
 
-  // Calls use(first frame, frame count, BinBlock) for consecutive blocks of all frames of src.
+  // Writes complex values of all frames of src, rows of bins `stride` floats apart.
+  void StoreAll(float* dst, std::size_t stride, std::span<const float> src);
+
+  // For powers alone: calls use(first frame, frame count, BinBlock) for consecutive blocks of all frames of src.
   template <class Use>
   void ForEachBlock(std::span<const float> src, Use&& use) {
-    for (std::size_t first = 0; first < frame_n_; first += blocks_.FrameCount()) {
-      const std::size_t count = std::min(blocks_.FrameCount(), frame_n_ - first);
+    for (std::size_t first = 0; first < frame_n_; first += block_n_) {
+      const std::size_t count = std::min(block_n_, frame_n_ - first);
       ComputeBlock(src, first, count);
       use(first, count, bins_);
     }
@@ -64,8 +66,10 @@ class ShortTimeTransform {
 
  private:
   void ComputeBlock(std::span<const float> src, std::size_t first, std::size_t count);
-  void FillColumns(std::span<const float> src, std::size_t first, std::size_t count);
-  void Extract(std::span<float> frame, std::span<const float> src, std::size_t column) const;
+  void ComputeFrame(std::span<const float> src, std::size_t index, const BinBlock& bins);
+  void ComputeVector(std::span<const float> src, std::size_t first, std::size_t count, const BinBlock& bins);
+  FrameSource FindFrames(std::span<const float> src, std::size_t first, std::size_t count);
+  void Extract(std::span<float> samples, std::span<const float> src, std::size_t frame) const;
 
   ShortTimeSettings settings_;
   std::size_t frame_n_;
@@ -73,8 +77,9 @@ class ShortTimeTransform {
   FrameSettings frame_settings_;
   std::vector<float> window_;
   bool side_by_side_;
-  FrameBlocks blocks_;
-  FrameColumns columns_{};
+  std::size_t block_n_ = 1;
+  std::size_t stretch_hop_ = 0;
+  float* stretch_ = nullptr;  // of the signal, where frames reach beyond its ends
   BinBlock bins_{};
   float* work_ = nullptr;
   float* frame_ = nullptr;

@@ -4,7 +4,7 @@
 #include "fft/frame_transform.h"
 #include "simd/lane_math.h"
 #include "simd/lanes.h"
-#include "stft/transposition.h"
+#include "stft/frame_gathering.h"
 
 namespace kelvo::Stft {
 namespace {
@@ -12,75 +12,64 @@ namespace {
 using namespace Fft;
 using namespace Simd;
 
-void TransposeMatrix(float* dst, std::size_t dst_stride, const float* src, std::size_t src_stride, std::size_t rows,
-                     std::size_t columns) {
-  Transpose({dst, dst_stride, rows, columns}, [=]<class Tile>(std::size_t r, std::size_t c)
-                                                  __attribute__((always_inline)) {
-    return Tile::Load(src + r * src_stride + c);
-  });
-}
+// Samples as elements of a complex transform, without imaginary parts.
+template <class Lane>
+struct AsElements {
+  SideBySideElements<Lane> elements;
+  std::size_t step;
 
-// The windowed samples of several frames. Samples outside the window come from a row of zeros: to multiply the signal by
-// zero would turn an infinity into a NaN, to ask for each sample takes time. Offsets are widened as signed numbers: GCC
-// takes the others through a vector register.
-struct WindowedFrames {
-  const float* window;
-  const float* columns;
-  const unsigned* sample_offset;
-
-  template <class Lane>
-  KELVO_INLINE Lane Sample(std::size_t i) const {
-    return Lane::Load(columns + static_cast<int>(sample_offset[i])) * Repeated<Lane>{window + i};
+  KELVO_INLINE void Store(std::size_t i, Lane samples) const {
+    elements.Store(i, Complex<Lane>{samples, Lane::Broadcast(0.0f)});
   }
+  KELVO_INLINE AsElements Next() const { return {elements.From(step), step}; }
 };
 
-// The same as elements of a complex transform.
-template <bool kHalved>
-struct WindowedElements {
-  WindowedFrames frames;
-
-  template <class Lane>
-  KELVO_INLINE Complex<Lane> Load(std::size_t k) const {
-    if constexpr (kHalved) {
-      return {frames.Sample<Lane>(2 * k), frames.Sample<Lane>(2 * k + 1)};
-    } else {
-      return {frames.Sample<Lane>(k), Lane::Broadcast(0.0f)};
-    }
-  }
-};
-
-// What is stored of a bin: its parts, or a power of its magnitude.
+// What becomes of a bin: it stays a complex value, or becomes a power of its magnitude.
 struct ComplexForm {
   static constexpr bool kIsComplex = true;
   template <class Lane>
-  static KELVO_INLINE void Store(const FrameSettings&, const BinBlock& bins, std::size_t at, Lane re, Lane im) {
-    re.Store(bins.re + at);
-    im.Store(bins.im + at);
+  static KELVO_INLINE Complex<Lane> Of(const FrameSettings&, const Complex<Lane>& bin) {
+    return bin;
   }
 };
 template <PowerForm kForm>
 struct RealForm {
   static constexpr bool kIsComplex = false;
   template <class Lane>
-  static KELVO_INLINE void Store(const FrameSettings& settings, const BinBlock& bins, std::size_t at, Lane re,
-                                 Lane im) {
-    Power<kForm>(re, im, settings.power).Store(bins.re + at);
+  static KELVO_INLINE Complex<Lane> Of(const FrameSettings& settings, const Complex<Lane>& bin) {
+    return {Power<kForm>(bin.re, bin.im, settings.power), Lane::Broadcast(0.0f)};
   }
 };
 
+// A value of the form, of the bin scaled.
+template <class Form, class Lane>
+KELVO_INLINE Complex<Lane> Finished(const FrameSettings& settings, const Complex<Lane>& bin) {
+  if (!settings.is_scaled) return Form::Of(settings, bin);
+  const Repeated<Lane> scale{&settings.scale};
+  return Form::Of(settings, Complex<Lane>{bin.re * scale, bin.im * scale});
+}
+
+template <class Lane>
+KELVO_INLINE void StorePairs(float* to, const Complex<Lane>& x) {
+  const auto pairs = Interleave(x.re, x.im);
+  pairs.first.Store(to);
+  pairs.second.Store(to + Lane::kSize);
+}
+
 // Bins of frames side by side.
-template <class Form, bool kScaled>
+template <class Form, bool kInPairs>
 struct BinSink {
   const FrameSettings& settings;
   BinBlock bins;
 
   template <class Lane>
   KELVO_INLINE void Ascending(std::size_t k, const Complex<Lane>& x) const {
-    if constexpr (kScaled) {
-      const Repeated<Lane> scale{&settings.scale};
-      Form::Store(settings, bins, k * bins.stride, x.re * scale, x.im * scale);
+    float* const to = bins.data + k * bins.stride;
+    const Complex<Lane> finished = Finished<Form>(settings, x);
+    if constexpr (kInPairs) {
+      StorePairs(to, finished);
     } else {
-      Form::Store(settings, bins, k * bins.stride, x.re, x.im);
+      finished.re.Store(to);
     }
   }
   template <class Lane>
@@ -103,12 +92,11 @@ struct BinSink {
 
 // Bins of one frame, next to each other.
 struct RowSink {
-  BinBlock row;
+  NeighbourElements row;
 
   template <class Lane>
   KELVO_INLINE void Store(std::size_t k, const Complex<Lane>& x) const {
-    x.re.Store(row.re + k);
-    x.im.Store(row.im + k);
+    row.Store(k, x);
   }
   template <class Lane>
   KELVO_INLINE void Alone(std::size_t k, const Complex<Lane>& x) const {
@@ -135,33 +123,35 @@ KELVO_INLINE void WithForm(const FrameSettings& settings, Run&& run) {
   }
 }
 
-template <class Form, bool kScaled>
-void TransformFramesAs(const FrameSettings& settings, const FrameColumns& columns, std::size_t frame_n,
-                       const BinBlock& bins, float* work) {
+template <class Form, bool kInPairs>
+void TransformFramesAs(const FrameSettings& settings, const FrameSource& source, const BinBlock& bins, float* work) {
   const FrameTransformView& plan = settings.plan;
   const auto elements = SideBySideAt<Floats>(work);
   float* const scratch = work + 2 * plan.ElementCount() * Floats::kSize;
-  for (std::size_t t = 0; t < frame_n; t += Floats::kSize) {
-    const WindowedFrames frames{settings.window, columns.columns + t, columns.sample_offset};
-    const BinSink<Form, kScaled> sink{settings, bins.From(t)};
-    if (plan.HasRealPass()) {
-      FrameBinsSideBySide<Floats>(plan, frames, elements, scratch, sink);
-    } else if (plan.rest.IsHalved()) {
-      RealBinsSideBySide<Floats>(plan.rest, WindowedElements<true>{frames}, elements, scratch, sink);
-    } else {
-      RealBinsSideBySide<Floats>(plan.rest, WindowedElements<false>{frames}, elements, scratch, sink);
-    }
+  const WindowedFrames frames{settings.window, settings.begin, settings.end, plan.fft_n, source};
+  const BinSink<Form, kInPairs> sink{settings, bins};
+  if (plan.HasRealPass()) {
+    FrameBinsSideBySide<Floats>(plan, frames, elements, scratch, sink);
+    return;
   }
+  if (plan.rest.IsHalved()) {
+    frames.Gather<Floats>([=](std::size_t i, std::size_t step) {
+      return InOrder<Floats>{work + i * Floats::kSize, step};
+    });
+  } else {
+    frames.Gather<Floats>([=](std::size_t i, std::size_t step) {
+      return AsElements<Floats>{elements.From(i), step};
+    });
+  }
+  RealBinsSideBySide<Floats>(plan.rest, elements, elements, scratch, sink);
 }
 
-void TransformFrames(const FrameSettings& settings, const FrameColumns& columns, std::size_t frame_n,
-                     const BinBlock& bins, float* work) {
+void TransformFrames(const FrameSettings& settings, const FrameSource& source, const BinBlock& bins, float* work) {
   WithForm(settings, [&]<class Form>() __attribute__((always_inline)) {
-    if (settings.is_scaled) {
-      TransformFramesAs<Form, true>(settings, columns, frame_n, bins, work);
-    } else {
-      TransformFramesAs<Form, false>(settings, columns, frame_n, bins, work);
+    if constexpr (!Form::kIsComplex) {
+      if (!settings.in_pairs) return TransformFramesAs<Form, false>(settings, source, bins, work);
     }
+    TransformFramesAs<Form, true>(settings, source, bins, work);
   });
 }
 
@@ -171,34 +161,39 @@ void ApplyWindowCentered(const FrameSettings& settings, float* frame) {
   for (std::size_t i = settings.end; i < settings.plan.fft_n; ++i) frame[i] = 0.0f;
 }
 
-// Takes `count` bins of one frame, which lie next to each other while they are computed, to the rows first,
+// Takes `count` finished bins of one frame, which lie next to each other while they are computed, to the rows first,
 // first + step, ...
-void SpreadBins(const BinBlock& bins, std::size_t first, std::size_t step, const BinBlock& row, std::size_t count) {
-  const auto spread = [=](float* to, const float* from) {
-    for (std::size_t i = 0; i < count; ++i) to[(first + i * step) * bins.stride] = from[i];
-  };
-  spread(bins.re, row.re);
-  if (bins.im != nullptr) spread(bins.im, row.im);
+void SpreadBins(const BinBlock& bins, bool in_pairs, std::size_t first, std::size_t step, const NeighbourElements& row,
+                std::size_t count) {
+  std::size_t i = 0;
+  if (in_pairs && step == 1 && bins.stride == 2) {  // all the bins of a single frame
+    for (; i + Floats::kSize <= count; i += Floats::kSize) {
+      StorePairs(bins.data + 2 * (first + i), row.Load<Floats>(i));
+    }
+  }
+  for (; i < count; ++i) {
+    float* const to = bins.data + (first + i * step) * bins.stride;
+    to[0] = row.re[i];
+    if (in_pairs) to[1] = row.im[i];
+  }
 }
 
 // Takes what a real pass left to the rows of their bins.
-void SpreadSignals(const BinBlock& bins, const BinBlock& row, const FrameTransformView& plan) {
-  SpreadBins(bins, 0, plan.signal_n, row, plan.rest.inner.length + 1);
-  const BinBlock outputs = row.From(FirstOutput(plan));
+void SpreadSignals(const FrameSettings& settings, const BinBlock& bins, const NeighbourElements& row) {
+  const FrameTransformView& plan = settings.plan;
+  SpreadBins(bins, settings.in_pairs, 0, plan.signal_n, row, plan.rest.inner.length + 1);
+  const NeighbourElements outputs = row.From(FirstOutput(plan));
   ForEachOutput(plan, [&](std::size_t k, float sign, std::size_t at) __attribute__((always_inline)) {
-    bins.re[k * bins.stride] = outputs.re[at];
-    if (bins.im != nullptr) bins.im[k * bins.stride] = sign * outputs.im[at];
+    float* const to = bins.data + k * bins.stride;
+    to[0] = outputs.re[at];
+    if (settings.in_pairs) to[1] = settings.is_complex ? sign * outputs.im[at] : 0.0f;
   });
 }
 
-// Scales the bins of a row and makes of them what is to be stored, in `to`, which may be the row.
 template <class Form>
-void FinishRow(const FrameSettings& settings, const BinBlock& to, const BinBlock& row, std::size_t count) {
+void FinishRow(const FrameSettings& settings, const NeighbourElements& row, std::size_t count) {
   const auto finish = [&]<class Lane>(std::size_t k) __attribute__((always_inline)) {
-    for (; k + Lane::kSize <= count; k += Lane::kSize) {
-      const Repeated<Lane> scale{&settings.scale};
-      Form::Store(settings, to, k, Lane::Load(row.re + k) * scale, Lane::Load(row.im + k) * scale);
-    }
+    for (; k + Lane::kSize <= count; k += Lane::kSize) row.Store(k, Finished<Form>(settings, row.Load<Lane>(k)));
     return k;
   };
   const std::size_t k = finish.template operator()<Floats>(0);
@@ -214,7 +209,7 @@ void TransformFrame(const FrameSettings& settings, float* frame, const BinBlock&
   const FrameTransformView& plan = settings.plan;
   const std::size_t bin_n = plan.fft_n / 2 + 1;
   const std::size_t row_n = OutputStride(plan.HasRealPass() ? OutputCount(plan) : bin_n);
-  const BinBlock row{work, work + row_n, 1};
+  const NeighbourElements row{work, work + row_n};
   float* const scratch = work + 2 * row_n;
   if (plan.HasRealPass()) {
     FrameBinsOfOne(plan, frame, RowSink{row}, scratch);
@@ -223,61 +218,24 @@ void TransformFrame(const FrameSettings& settings, float* frame, const BinBlock&
   } else {
     RealBinsOfOne(plan.rest, SingleSamples{frame}, RowSink{row}, scratch);
   }
-  const bool is_row = bins.stride == 1 && !plan.HasRealPass();
-  if (is_row || !settings.is_complex || settings.is_scaled) {
+  if (!settings.is_complex || settings.is_scaled) {
     WithForm(settings, [&]<class Form>() __attribute__((always_inline)) {
       if (plan.HasRealPass()) {
-        FinishRow<Form>(settings, row, row, plan.rest.inner.length + 1);
-        const BinBlock outputs = row.From(FirstOutput(plan));
-        FinishRow<Form>(settings, outputs, outputs, OutputCount(plan) - FirstOutput(plan));
+        FinishRow<Form>(settings, row, plan.rest.inner.length + 1);
+        FinishRow<Form>(settings, row.From(FirstOutput(plan)), OutputCount(plan) - FirstOutput(plan));
       } else {
-        FinishRow<Form>(settings, is_row ? bins : row, row, bin_n);
+        FinishRow<Form>(settings, row, bin_n);
       }
     });
   }
   if (plan.HasRealPass()) {
-    SpreadSignals(bins, row, plan);
-  } else if (!is_row) {
-    SpreadBins(bins, 0, 1, row, bin_n);
+    SpreadSignals(settings, bins, row);
+  } else {
+    SpreadBins(bins, settings.in_pairs, 0, 1, row, bin_n);
   }
 }
 
-template <class Lane>
-KELVO_INLINE std::size_t StoreComplexFrom(std::size_t t, float* dst, const float* re, const float* im,
-                                          std::size_t frame_n) {
-  for (; t + Lane::kSize <= frame_n; t += Lane::kSize) {
-    const auto pairs = Interleave(Lane::Load(re + t), im != nullptr ? Lane::Load(im + t) : Lane::Broadcast(0.0f));
-    pairs.first.Store(dst + 2 * t);
-    pairs.second.Store(dst + 2 * t + Lane::kSize);
-  }
-  return t;
-}
-
-// Asks for the lines of a row that is written soon: rows lie too far apart for the CPU to foresee. In a matrix that the
-// caches hold it costs up to 4 %.
-KELVO_INLINE void ExpectWrites(const float* row, std::size_t float_n) {
-  constexpr std::size_t kLineFloats = 16;
-  for (std::size_t i = 0; i < float_n; i += kLineFloats) __builtin_prefetch(row + i, 1);
-}
-
-void StoreComplex(float* dst, std::size_t dst_stride, const BinBlock& bins, std::size_t bin_n, std::size_t frame_n) {
-  if (bins.stride == frame_n && dst_stride == 2 * frame_n) {  // one long row, above all the bins of a single frame
-    frame_n *= bin_n;
-    bin_n = 1;
-  }
-  constexpr std::size_t kRowsAhead = 4;
-  constexpr std::size_t kFarFloats = std::size_t{1} << 20;
-  const bool is_far = bin_n * dst_stride > kFarFloats;
-  for (std::size_t k = 0; k < bin_n; ++k) {
-    if (is_far && k + kRowsAhead < bin_n) ExpectWrites(dst + (k + kRowsAhead) * dst_stride, 2 * frame_n);
-    const float* const re = bins.re + k * bins.stride;
-    const float* const im = bins.im != nullptr ? bins.im + k * bins.stride : nullptr;
-    const std::size_t t = StoreComplexFrom<Floats>(0, dst + k * dst_stride, re, im, frame_n);
-    StoreComplexFrom<Lanes<float, 1>>(t, dst + k * dst_stride, re, im, frame_n);
-  }
-}
-
-constexpr StftKernels kKernels{Floats::kSize, TransposeMatrix, TransformFrames, TransformFrame, StoreComplex};
+constexpr StftKernels kKernels{Floats::kSize, TransformFrames, TransformFrame};
 
 }  // namespace
 }  // namespace kelvo::Stft

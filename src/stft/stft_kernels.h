@@ -15,9 +15,16 @@ struct FrameSettings {
   std::size_t begin;
   std::size_t end;
   bool is_scaled;
-  float scale;  // 1 if none is asked for
+  float scale;
   bool is_complex;
+  bool in_pairs;  // stored with an imaginary part, which complex values always are
   float power;
+};
+
+// Frame t of a vector of frames begins at samples + t * hop.
+struct FrameSource {
+  const float* samples;
+  std::size_t hop;
 };
 
 // A signal in columns: sample i of frame t is at columns[sample_offset[i] + t]. For samples outside the window the offset
@@ -27,30 +34,19 @@ struct FrameColumns {
   const unsigned* sample_offset;  // [fft_n]
 };
 
-// Bins [fft_n / 2 + 1 x stride], frames side by side. `im` is not used where powers are asked for.
+// Bins [fft_n / 2 + 1 x stride], frames side by side, in pairs or not.
 struct BinBlock {
-  float* re;
-  float* im;
+  float* data;
   std::size_t stride;
-
-  // The block without its first t frames.
-  BinBlock From(std::size_t t) const { return {re + t, im != nullptr ? im + t : nullptr, stride}; }
 };
 
 struct StftKernels {
   std::size_t lane_n;  // frames that go side by side
 
-  // dst[c * dst_stride + r] = src[r * src_stride + c], r < rows, c < columns
-  void (*transpose)(float* dst, std::size_t dst_stride, const float* src, std::size_t src_stride, std::size_t rows,
-                    std::size_t columns);
-  // Frames 0 .. frame_n - 1, rounded up to a multiple of lane_n. `work` holds SideBySideScratch(..., lane_n) floats.
-  void (*transform_frames)(const FrameSettings& settings, const FrameColumns& columns, std::size_t frame_n,
-                           const BinBlock& bins, float* work);
+  // lane_n frames side by side. `work` lies on a cache line and holds SideBySideScratch(..., lane_n) floats.
+  void (*transform_frames)(const FrameSettings& settings, const FrameSource& source, const BinBlock& bins, float* work);
   // One frame, which is windowed in place; the same bits as side by side. `work` holds OneFrameScratch(...) floats.
   void (*transform_frame)(const FrameSettings& settings, float* frame, const BinBlock& bins, float* work);
-  // Interleaves rows of re and im (zeros if im is null) into rows of complex values, dst_stride floats apart.
-  void (*store_complex)(float* dst, std::size_t dst_stride, const BinBlock& bins, std::size_t bin_n,
-                        std::size_t frame_n);
 };
 
 // `length` is the number of complex elements that a frame becomes.

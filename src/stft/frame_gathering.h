@@ -1,0 +1,152 @@
+// The windowed samples of neighbouring frames, side by side, for kernel files.
+//
+// Samples of one frame lie next to each other, and a tile of them is transposed in registers. The samples a hop further on
+// are the same but for one frame: those of frame t are frame t + 1's of before. They take one shuffle each.
+#pragma once
+
+#include <cstddef>
+
+#include "simd/lanes.h"
+#include "stft/stft_kernels.h"
+
+namespace kelvo::Stft {
+inline namespace KELVO_LEVEL {
+
+using Simd::LaneNumbers;
+using Simd::LaneNumbersOf;
+using Simd::Lanes;
+using Simd::Repeated;
+
+// The lanes of `a` from the second one on, then lane `next` of b.
+template <int next, class T, std::size_t N, int... kIndex>
+KELVO_INLINE Lanes<T, N> ShiftIn(Lanes<T, N> a, Lanes<T, N> b, LaneNumbers<kIndex...>) {
+  if constexpr (N == 1) {
+    return b;
+  } else {
+    constexpr int n = static_cast<int>(N);
+    return {__builtin_shufflevector(a.v, b.v, (kIndex + 1 < n ? kIndex + 1 : n + next)...)};
+  }
+}
+// Element r of the column is shifted into row r.
+template <class Lane, int... kRow>
+KELVO_INLINE void ShiftInColumn(Lane (&rows)[Lane::kSize], Lane column, LaneNumbers<kRow...>) {
+  ((rows[kRow] = ShiftIn<kRow>(rows[kRow], column, LaneNumbersOf<Lane::kSize>{})), ...);
+}
+
+// Where vectors of samples go: behind one another, or sample i as the slot[i]-th. Next() is the place of what lies a step
+// further on.
+template <class Lane>
+struct InOrder {
+  float* to;
+  std::size_t step;
+
+  KELVO_INLINE void Store(std::size_t i, Lane samples) const { samples.Store(to + i * Lane::kSize); }
+  KELVO_INLINE InOrder Next() const { return {to + step * Lane::kSize, step}; }
+};
+template <class Lane>
+struct BySlot {
+  float* to;
+  const unsigned* slot;
+  std::size_t step;
+
+  KELVO_INLINE void Store(std::size_t i, Lane samples) const { samples.Store(to + slot[i] * Lane::kSize); }
+  KELVO_INLINE BySlot Next() const { return {to, slot + step, step}; }
+};
+
+// Lane::kSize windowed samples of frames that begin `hop` apart, then those `step` further on, `count` times altogether. A
+// step is a hop, unless there is no other time. Not inlined: by itself the loop keeps its tile in registers.
+template <class Lane, class Place>
+[[gnu::noinline]] static void GatherRuns(Place place, const float* samples, std::size_t hop, const float* window,
+                                         std::size_t step, std::size_t count) {
+  constexpr std::size_t kSize = Lane::kSize;
+  Lane rows[kSize];
+  const float* row = samples;
+#pragma GCC unroll 16
+  for (std::size_t t = 0; t < kSize; ++t, row += hop) {
+    rows[t] = Lane::Load(row);
+    __builtin_prefetch(row + 2 * kSize - 1);
+  }
+  Transpose(rows);
+  const float* last = samples + (kSize - 1) * hop;
+  for (;;) {
+#pragma GCC unroll 16
+    for (std::size_t i = 0; i < kSize; ++i) place.Store(i, rows[i] * Repeated<Lane>{window + i});
+    if (--count == 0) return;
+    last += step;
+    window += step;
+    place = place.Next();
+    ShiftInColumn(rows, Lane::Load(last), LaneNumbersOf<kSize>{});
+  }
+}
+
+struct WindowedFrames {
+  const float* window;
+  // Samples outside begin .. end - 1 are zeros.
+  std::size_t begin;
+  std::size_t end;
+  std::size_t fft_n;
+  FrameSource source;
+
+  // Lane::kSize samples from each first + q * span on, q = 0 .. 7, one run behind the other.
+  template <class Lane>
+  KELVO_INLINE void Runs(float* to, std::size_t first, std::size_t span) const {
+    constexpr std::size_t kRunN = 8;
+    const auto place = [=](std::size_t q, std::size_t step) {
+      return InOrder<Lane>{to + q * Lane::kSize * Lane::kSize, step * Lane::kSize};
+    };
+    // Runs share what lies a hop apart if whole spans make up the hop.
+    const std::size_t spans = source.hop / span;
+    const std::size_t step = spans > 0 && spans < kRunN && spans * span == source.hop ? spans : kRunN;
+    for (std::size_t q = 0; q < step; ++q) {
+      const std::size_t i = first + q * span;
+      GatherRuns<Lane>(place(q, step), source.samples + i, source.hop, window + i, step * span,
+                       (kRunN - 1 - q) / step + 1);
+    }
+    for (std::size_t q = 0; q < kRunN; ++q) ClearOutside<Lane>(place(q, 0), first + q * span, Lane::kSize);
+  }
+
+  // All samples, sample i as the slot[i]-th vector.
+  template <class Lane>
+  KELVO_INLINE void All(float* to, const unsigned* slot) const {
+    Gather<Lane>([=](std::size_t i, std::size_t step) { return BySlot<Lane>{to, slot + i, step}; });
+  }
+
+  // All samples; place(i, step) is where those from sample i on go, `step` samples at a time.
+  template <class Lane, class PlaceAt>
+  KELVO_INLINE void Gather(const PlaceAt& place) const {
+    constexpr std::size_t kSize = Lane::kSize;
+    if (fft_n < kSize) {
+      alignas(64) float samples[kSize];
+      for (std::size_t i = 0; i < fft_n; ++i) {
+        for (std::size_t t = 0; t < kSize; ++t) samples[t] = source.samples[t * source.hop + i] * window[i];
+        place(i, 0).Store(0, Lane::Load(samples));
+      }
+    } else {
+      const auto gather = [&](std::size_t i, std::size_t step, std::size_t count) __attribute__((always_inline)) {
+        GatherRuns<Lane>(place(i, step), source.samples + i, source.hop, window + i, step, count);
+      };
+      const std::size_t step = source.hop >= kSize && source.hop < fft_n ? source.hop : fft_n;
+      for (std::size_t i = 0; i < step; i += kSize) {
+        if (i + kSize > step) i = step - kSize;
+        gather(i, step, (fft_n - kSize - i) / step + 1);
+      }
+      // What the last, incomplete step leaves where it is no multiple of a vector.
+      gather(fft_n - kSize, fft_n, 1);
+    }
+    ClearOutside<Lane>(place(0, 0), 0, fft_n);
+  }
+
+ private:
+  // Zeros for those of `count` samples from sample i on that lie outside the window. To multiply them by zero would turn
+  // an infinity into a NaN.
+  template <class Lane, class Place>
+  KELVO_INLINE void ClearOutside(const Place& place, std::size_t i, std::size_t count) const {
+    if (i >= begin && i + count <= end) return;
+    for (std::size_t l = 0; l < count; ++l) {
+      if (i + l < begin || i + l >= end) place.Store(l, Lane::Broadcast(0.0f));
+    }
+  }
+};
+
+}  // namespace KELVO_LEVEL
+}  // namespace kelvo::Stft
