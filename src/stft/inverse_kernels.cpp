@@ -6,7 +6,6 @@
 
 #include "fft/real_split.h"
 #include "simd/lanes.h"
-#include "stft/transposition.h"
 
 namespace kelvo::Stft {
 namespace {
@@ -138,64 +137,131 @@ template <std::size_t kVectorN, bool kHalved>
   }
 }
 
-// Adds a vector of frames, as their transforms left them, to the columns from the first frame's on. The settings are
-// held in locals, since every stored vector might have changed them. Not inlined, as above.
-template <bool kHalved>
-[[gnu::noinline]] void AddSamples(const SynthesisSettings& settings, SideBySideElements<Floats> elements,
-                                  float* columns, const unsigned* sample_offset) {
-  const unsigned* const position = settings.plan.inner.position;
+// (a0 a1 ...) -> (carry a0 a1 ...); the last lane becomes the carry.
+template <class T, std::size_t N, int... kIndex>
+KELVO_INLINE Lanes<T, N> CarryInBy(Lanes<T, N> a, T& carry, LaneNumbers<kIndex...>) {
+  constexpr int n = static_cast<int>(N);
+  const typename Lanes<T, N>::Vector turned = __builtin_shufflevector(a.v, a.v, (kIndex > 0 ? kIndex - 1 : n - 1)...);
+  const Lanes<T, N> entering = Lanes<T, N>::Broadcast(carry);
+  carry = turned[0];
+  return {__builtin_shufflevector(turned, entering.v, (kIndex > 0 ? kIndex : n)...)};
+}
+template <class T, std::size_t N>
+KELVO_INLINE Lanes<T, N> CarryIn(Lanes<T, N> a, T& carry) {
+  if constexpr (N == 1) {
+    const Lanes<T, N> entering = {carry};
+    carry = a.v;
+    return entering;
+  } else {
+    return CarryInBy(a, carry, LaneNumbersOf<N>{});
+  }
+}
+
+// The lowest envelope that is divided by. Between two floats lies 1e-10, above which an envelope counts; this is the
+// upper one.
+constexpr float kLowestEnvelope = 0x1.b7cdfep-34f;
+
+template <class Lane>
+KELVO_INLINE Lane Divided(Lane value, Lane envelope) {
+  return SelectLess(envelope, Lane::Broadcast(kLowestEnvelope), value, value / envelope);
+}
+
+// Overlap-adds rows r, r + 1, ... of a vector of frames, as their transforms left them, and delivers them. The lanes of a
+// sum are first the frames' own; it moves on by a lane to meet the next frame's sample, until lanes are columns. With
+// kWhole all rows of the tile exist, and all of their samples lie inside the window. Not inlined, as above.
+template <bool kWhole>
+[[gnu::noinline]] void AddTile(const SynthesisSettings& settings, std::size_t r, const float* elements, float* carry,
+                               const ColumnTarget& target) {
+  constexpr std::size_t kSize = Floats::kSize;
+  const std::size_t row_n = settings.row_n;
   const std::size_t begin = settings.begin;
   const std::size_t end = settings.end;
-  const std::size_t row_n = settings.row_n;
-  const float* const gain = settings.gain;
-  const auto add = [&](std::size_t i, Floats sample) __attribute__((always_inline)) {
-    if (i < begin || i >= end) return;
-    float* const at = columns + sample_offset[i];
-    const Floats before = i + row_n < end ? Floats::Load(at) : Floats::Broadcast(0.0f);
-    (before + sample * Repeated<Floats>{gain + (i - begin)}).Store(at);
-  };
-  // From the last sample to the first: two samples that fall on the same column come from different frames, and the
-  // later sample from the earlier frame. The last ones of a frame are the first that reach their columns.
-  for (std::size_t k = settings.plan.inner.length; k-- > 0;) {
-    const Complex<Floats> pair = Exchanged(elements.Load<Floats>(position[k]));
-    if constexpr (kHalved) {
-      add(2 * k + 1, pair.im);
-      add(2 * k, pair.re);
+  const std::size_t count = kWhole || row_n - r > kSize ? kSize : row_n - r;
+  std::size_t i = (settings.plan.fft_n - 1 - r) / row_n * row_n + r;
+  const unsigned* offset = settings.sample_offset + i;
+  Floats sums[kSize];
+#pragma GCC unroll 16
+  for (std::size_t l = 0; l < kSize; ++l) sums[l] = Floats::Broadcast(0.0f);
+  for (;;) {
+#pragma GCC unroll 16
+    for (std::size_t l = 0; l < kSize; ++l) {
+      if (kWhole || (l < count && i + l >= begin && i + l < end)) {
+        sums[l] = sums[l] + Floats::Load(elements + static_cast<int>(offset[l])) *
+                                Repeated<Floats>{settings.gain + (i + l - begin)};
+      }
+    }
+    if (i == r) break;
+#pragma GCC unroll 16
+    for (std::size_t l = 0; l < kSize; ++l) {
+      if (kWhole || l < count) sums[l] = CarryIn(sums[l], carry[i + l]);
+    }
+    i -= row_n;
+    offset -= row_n;
+  }
+  Transpose(sums);
+
+  float* const to = target.columns + r;
+  if (target.envelope != nullptr) {
+    float envelopes[kSize];
+    for (std::size_t l = 0; l < kSize; ++l) envelopes[l] = l < count ? target.envelope[r + l] : 1.0f;
+    const Floats envelope = Floats::Load(kWhole ? target.envelope + r : envelopes);
+#pragma GCC unroll 16
+    for (std::size_t c = 0; c < kSize; ++c) sums[c] = Divided(sums[c], envelope);
+  }
+#pragma GCC unroll 16
+  for (std::size_t c = 0; c < kSize; ++c) {
+    if constexpr (kWhole) {
+      sums[c].Store(to + c * target.step);
     } else {
-      add(k, pair.re);
+      float rows[kSize];
+      sums[c].Store(rows);
+      for (std::size_t l = 0; l < count; ++l) to[c * target.step + l] = rows[l];
+    }
+  }
+}
+
+void AddSamples(const SynthesisSettings& settings, const float* elements, float* carry, const ColumnTarget& target) {
+  const std::size_t row_n = settings.row_n;
+  for (std::size_t r = 0; r < row_n; r += Floats::kSize) {
+    const std::size_t last = (settings.plan.fft_n - 1 - r) / row_n * row_n + r;
+    if (r + Floats::kSize <= row_n && r >= settings.begin && last + Floats::kSize <= settings.end) {
+      AddTile<true>(settings, r, elements, carry, target);
+    } else {
+      AddTile<false>(settings, r, elements, carry, target);
     }
   }
 }
 
 template <bool kHalved>
-void AddFramesAs(const SynthesisSettings& settings, const FrameBins<Floats>& given, const FrameColumns& signal,
-                 float* work) {
+void AddFramesAs(const SynthesisSettings& settings, const FrameBins<Floats>& bins, float* carry,
+                 const ColumnTarget* targets, std::size_t target_n, float* work) {
   const RealTransformView plan = settings.plan;
-  const FrameBins<Floats> bins = given;
   const std::size_t elements_n = 2 * plan.inner.length * Floats::kSize;
   float* const scratch = work + 2 * elements_n;
-  for (std::size_t t = 0; t < bins.count; t += 2 * Floats::kSize) {
-    const std::size_t vector_n = t + Floats::kSize < bins.count ? 2 : 1;
-    if (vector_n == 2) {
-      MergeVectors<2, kHalved>(plan, bins.From(t), work);
-    } else {
-      MergeVectors<1, kHalved>(plan, bins.From(t), work);
-    }
-    for (std::size_t v = 0; v < vector_n; ++v) {
-      const auto elements = SideBySideAt<Floats>(work + v * elements_n);
+  if (bins.count > Floats::kSize) {
+    MergeVectors<2, kHalved>(plan, bins, work);
+  } else if (bins.count > 0) {
+    MergeVectors<1, kHalved>(plan, bins, work);
+  }
+  for (std::size_t v = 0; v < target_n; ++v) {
+    float* const samples = work + v * elements_n;
+    if (v * Floats::kSize < bins.count) {
+      const auto elements = SideBySideAt<Floats>(samples);
       TransformSideBySide<Floats>(plan.inner, elements, elements, scratch);
-      AddSamples<kHalved>(settings, elements, signal.columns + t + v * Floats::kSize, signal.sample_offset);
+    } else {
+      for (std::size_t i = 0; i < elements_n; ++i) samples[i] = 0.0f;
     }
+    AddSamples(settings, samples, carry, targets[v]);
   }
 }
 
 void AddFrames(const SynthesisSettings& settings, const SpectrogramView& spectrogram, std::size_t first,
-               std::size_t count, const FrameColumns& signal, float* work) {
+               std::size_t count, float* carry, const ColumnTarget* targets, std::size_t target_n, float* work) {
   const FrameBins<Floats> bins{spectrogram.data + 2 * first, 2 * spectrogram.frame_n, count};
   if (settings.plan.IsHalved()) {
-    AddFramesAs<true>(settings, bins, signal, work);
+    AddFramesAs<true>(settings, bins, carry, targets, target_n, work);
   } else {
-    AddFramesAs<false>(settings, bins, signal, work);
+    AddFramesAs<false>(settings, bins, carry, targets, target_n, work);
   }
 }
 
@@ -255,23 +321,6 @@ void AddFrame(const SynthesisSettings& settings, const SpectrogramView& spectrog
   }
 }
 
-// The lowest envelope that is divided by. Between two floats lies 1e-10, above which an envelope counts; this is the
-// upper one.
-constexpr float kLowestEnvelope = 0x1.b7cdfep-34f;
-
-template <class Lane>
-KELVO_INLINE Lane Divided(Lane value, Lane envelope) {
-  return SelectLess(envelope, Lane::Broadcast(kLowestEnvelope), value, value / envelope);
-}
-
-void DeliverColumns(float* dst, std::size_t dst_stride, const float* signal, std::size_t signal_stride,
-                    const float* envelope, std::size_t rows, std::size_t columns) {
-  Transpose({dst, dst_stride, rows, columns}, [=]<class Tile>(std::size_t r, std::size_t c)
-                                                  __attribute__((always_inline)) {
-    return Divided(Tile::Load(signal + r * signal_stride + c), Tile::Broadcast(envelope[r]));
-  });
-}
-
 template <class Lane>
 KELVO_INLINE std::size_t DivideFrom(std::size_t i, float* signal, const float* envelope, std::size_t count) {
   for (; i + Lane::kSize <= count; i += Lane::kSize) {
@@ -284,7 +333,7 @@ void Divide(float* signal, const float* envelope, std::size_t count) {
   DivideFrom<Lanes<float, 1>>(DivideFrom<Floats>(0, signal, envelope, count), signal, envelope, count);
 }
 
-constexpr InverseKernels kKernels{AddFrames, AddFrame, DeliverColumns, Divide};
+constexpr InverseKernels kKernels{AddFrames, AddFrame, Divide};
 
 }  // namespace
 }  // namespace kelvo::Stft

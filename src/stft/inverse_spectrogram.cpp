@@ -20,6 +20,9 @@
 namespace kelvo::Stft {
 namespace {
 
+// Vectors of frames that go through the kernels together.
+constexpr std::size_t kVectors = 2;
+
 class Synthesis {
  public:
   Synthesis(float* dst, const float* src, const InverseSettings& settings, std::size_t fft_n, Simd::Level level);
@@ -29,7 +32,8 @@ class Synthesis {
   void RunSideBySide();
   void RunOneByOne();
   float Envelope(std::size_t row, std::size_t first_back, std::size_t last_back) const;
-  void DeliverColumns(std::size_t first, std::size_t count);
+  bool IsInner(std::size_t column) const;
+  void DeliverColumns(std::size_t first, std::size_t count, float* columns);
   void Deliver(std::span<const float> samples, std::size_t position);
   void FillFrom(std::size_t position);
 
@@ -48,11 +52,12 @@ class Synthesis {
   std::size_t used_frame_n_;
 
   bool side_by_side_;
-  FrameBlocks blocks_;
+  std::size_t shared_n_ = 0;  // columns that a frame reaches beyond its own
+  std::vector<unsigned> sample_offset_;
   std::vector<float> inner_envelope_;  // [rows] of a column that all the frames around it reach
-  std::vector<float> signal_;          // side by side the columns of a block, one by one the whole signal
-  std::vector<float> envelope_;        // side by side of one column, one by one of the whole signal
-  std::vector<float> column_;
+  std::vector<float> carry_;
+  std::vector<float> signal_;    // side by side columns at the ends, one by one the whole signal
+  std::vector<float> envelope_;  // side by side of one column, one by one of the whole signal
   Api::ScratchBuffer work_;
 };
 
@@ -92,7 +97,7 @@ Synthesis::Synthesis(float* dst, const float* src, const InverseSettings& settin
   // Side by side, the ends of the signal cost the square of the number of frames that overlap.
   constexpr std::size_t kMostOverlap = 256;
   side_by_side_ = hop_ > 0 && (fft_n - 1) / hop_ < kMostOverlap &&
-                  FrameBlocks::GoSideBySide(used_frame_n_, length, lane_n);
+                  GoSideBySide(used_frame_n_, length, lane_n);
   if (!side_by_side_) {
     work_ = Api::ScratchBuffer(OneFrameScratch(length));
     signal_ = Api::MakeZeroBuffer((used_frame_n_ - 1) * hop_ + fft_n);
@@ -100,16 +105,22 @@ Synthesis::Synthesis(float* dst, const float* src, const InverseSettings& settin
     return;
   }
   work_ = Api::ScratchBuffer(InverseScratch(length, lane_n));
-  // A frame brings its bins and leaves its samples.
-  blocks_ = FrameBlocks(fft_n, hop_, used_frame_n_, lane_n, 2 * fft_n);
-  signal_ = Api::MakeZeroBuffer(blocks_.FloatCount());
-  settings_.row_n = blocks_.RowCount();
-  column_ = Api::MakeZeroBuffer(blocks_.RowCount());
-  envelope_ = Api::MakeZeroBuffer(blocks_.RowCount());
-  inner_envelope_ = Api::MakeZeroBuffer(blocks_.RowCount());
-  for (std::size_t r = 0; r < inner_envelope_.size(); ++r) {
-    inner_envelope_[r] = Envelope(r, 0, blocks_.SharedColumnCount());
+  // A hop of 0 or beyond the frame's length leaves nothing to share between frames: a column is then a whole frame.
+  settings_.row_n = hop_ < fft_n ? hop_ : fft_n;
+  shared_n_ = (fft_n - 1) / settings_.row_n;
+  sample_offset_.resize(fft_n);
+  for (std::size_t i = 0; i < fft_n; ++i) {
+    // Real and imaginary parts are still exchanged.
+    const std::size_t element = settings_.plan.inner.position[settings_.plan.IsHalved() ? i / 2 : i];
+    const bool is_second = settings_.plan.IsHalved() && i % 2 == 1;
+    sample_offset_[i] = static_cast<unsigned>((2 * element + (is_second ? 0 : 1)) * lane_n);
   }
+  settings_.sample_offset = sample_offset_.data();
+  carry_ = Api::MakeZeroBuffer((shared_n_ + 1) * settings_.row_n);
+  signal_ = Api::MakeZeroBuffer(kVectors * lane_n * settings_.row_n);
+  envelope_ = Api::MakeZeroBuffer(settings_.row_n);
+  inner_envelope_ = Api::MakeZeroBuffer(settings_.row_n);
+  for (std::size_t r = 0; r < inner_envelope_.size(); ++r) inner_envelope_[r] = Envelope(r, 0, shared_n_);
 }
 
 void Synthesis::Run() {
@@ -121,22 +132,27 @@ void Synthesis::Run() {
 }
 
 void Synthesis::RunSideBySide() {
-  const std::size_t shared_n = blocks_.SharedColumnCount();
-  const bool has_gaps = hop_ > blocks_.RowCount();
-  FillFrom(has_gaps ? 0 : std::min((used_frame_n_ + shared_n) * hop_, signal_n_));
-  for (std::size_t first = 0; first < used_frame_n_; first += blocks_.FrameCount()) {
-    const std::size_t count = std::min(blocks_.FrameCount(), used_frame_n_ - first);
-    kernels_.add_frames(settings_, spectrogram_, first, count, {signal_.data(), blocks_.SampleOffsets()}, work_.Data());
-    const std::size_t next = first + count;
-    DeliverColumns(first, next == used_frame_n_ ? count + shared_n : count);
-    // The columns that the next frames still add to move to the front. Only behind the last frame are columns delivered
-    // that no frame has reached.
-    const bool is_next_last = next + blocks_.FrameCount() >= used_frame_n_;
-    for (std::size_t r = 0; r < blocks_.RowCount(); ++r) {
-      float* const row = signal_.data() + r * blocks_.Stride();
-      const std::size_t reached_n = r < settings_.end ? (settings_.end - 1 - r) / blocks_.RowCount() : 0;
-      std::copy_n(row + count, reached_n, row);
-      if (is_next_last) std::fill(row + reached_n, row + blocks_.Stride(), 0.0f);
+  const std::size_t lane_n = stft_kernels_.lane_n;
+  const std::size_t row_n = settings_.row_n;
+  const std::size_t column_n = used_frame_n_ + shared_n_;
+  FillFrom(hop_ > row_n ? 0 : std::min(column_n * hop_, signal_n_));
+  for (std::size_t first = 0; first < column_n; first += kVectors * lane_n) {
+    ColumnTarget targets[kVectors];
+    std::size_t target_n = 0;
+    for (std::size_t c = first; c < column_n && target_n < kVectors; c += lane_n, ++target_n) {
+      if (IsInner(c) && IsInner(c + lane_n - 1)) {
+        targets[target_n] = {dst_.data() + (c * hop_ - first_), hop_, inner_envelope_.data()};
+      } else {
+        targets[target_n] = {signal_.data() + target_n * lane_n * row_n, row_n, nullptr};
+      }
+    }
+    const std::size_t count = first < used_frame_n_ ? std::min(kVectors * lane_n, used_frame_n_ - first) : 0;
+    kernels_.add_frames(settings_, spectrogram_, first, count, carry_.data(), targets, target_n, work_.Data());
+    for (std::size_t v = 0; v < target_n; ++v) {
+      const std::size_t column = first + v * lane_n;
+      if (targets[v].envelope == nullptr) {
+        DeliverColumns(column, std::min(lane_n, column_n - column), targets[v].columns);
+      }
     }
   }
 }
@@ -158,40 +174,33 @@ void Synthesis::RunOneByOne() {
 float Synthesis::Envelope(std::size_t row, std::size_t first_back, std::size_t last_back) const {
   float sum = 0.0f;
   for (std::size_t back = last_back + 1; back-- > first_back;) {
-    const std::size_t i = row + back * blocks_.RowCount();
+    const std::size_t i = row + back * settings_.row_n;
     if (i >= settings_.begin && i - settings_.begin < window_square_.size()) sum += window_square_[i - settings_.begin];
   }
   return sum;
 }
 
-// Columns 0 .. count - 1 of the block, of which the first is column `first` of the signal.
-void Synthesis::DeliverColumns(std::size_t first, std::size_t count) {
-  const std::size_t row_n = blocks_.RowCount();
-  const std::size_t shared_n = blocks_.SharedColumnCount();
+// Whether all frames around the column exist, so that it has the inner envelope, and all of it is delivered.
+bool Synthesis::IsInner(std::size_t column) const {
+  const std::size_t position = column * hop_;
+  return column >= shared_n_ && column < spectrogram_.frame_n && position >= first_ &&
+         position + settings_.row_n <= signal_n_;
+}
+
+// Divides and delivers columns at the ends, of which the first is column `first` of the signal.
+void Synthesis::DeliverColumns(std::size_t first, std::size_t count, float* columns) {
+  const std::size_t row_n = settings_.row_n;
   const std::size_t last_frame = spectrogram_.frame_n - 1;
-  // All frames around the column exist, so that it has the inner envelope, and all of it is delivered.
-  const auto is_inner = [&](std::size_t column) {
-    const std::size_t position = column * hop_;
-    return column >= shared_n && column <= last_frame && position >= first_ && position + row_n <= signal_n_;
-  };
-  for (std::size_t c = 0; c < count;) {
-    std::size_t end = c;
-    while (end < count && is_inner(first + end)) ++end;
+  for (std::size_t c = 0; c < count; ++c, columns += row_n) {
     const std::size_t column = first + c;
-    if (end > c) {
-      kernels_.deliver_columns(dst_.data() + (column * hop_ - first_), hop_, signal_.data() + c, blocks_.Stride(),
-                               inner_envelope_.data(), row_n, end - c);
-      c = end;
-      continue;
+    const float* envelope = inner_envelope_.data();
+    if (!IsInner(column)) {
+      const std::size_t first_back = column > last_frame ? column - last_frame : 0;
+      for (std::size_t r = 0; r < row_n; ++r) envelope_[r] = Envelope(r, first_back, std::min(column, shared_n_));
+      envelope = envelope_.data();
     }
-    const std::size_t first_back = column > last_frame ? column - last_frame : 0;
-    for (std::size_t r = 0; r < row_n; ++r) {
-      column_[r] = signal_[r * blocks_.Stride() + c];
-      envelope_[r] = Envelope(r, first_back, std::min(column, shared_n));
-    }
-    kernels_.divide(column_.data(), envelope_.data(), row_n);
-    Deliver(column_, column * hop_);
-    ++c;
+    kernels_.divide(columns, envelope, row_n);
+    Deliver({columns, row_n}, column * hop_);
   }
 }
 

@@ -56,12 +56,12 @@ ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, Output
 
   const std::size_t lane_n = kernels_.lane_n;
   const std::size_t length = frame_settings_.plan.ElementCount();
-  side_by_side_ = FrameBlocks::GoSideBySide(frame_n_, length, lane_n);
+  side_by_side_ = GoSideBySide(frame_n_, length, lane_n);
   if (frame_settings_.in_pairs) {
     // Only vectors that the frames do not fill are not stored where they belong at once.
     bins_.stride = side_by_side_ ? 2 * lane_n : 0;
   } else {
-    if (side_by_side_) block_n_ = FrameBlocks::ChooseFrameCount(BinCount() + hop, frame_n_, lane_n);
+    if (side_by_side_) block_n_ = ChooseBlock(BinCount(), frame_n_, lane_n);
     bins_.stride = side_by_side_ ? RowStride(block_n_) : 1;
   }
   const std::size_t bins_n = BinCount() * bins_.stride;

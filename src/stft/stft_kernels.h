@@ -27,13 +27,6 @@ struct FrameSource {
   std::size_t hop;
 };
 
-// A signal in columns: sample i of frame t is at columns[sample_offset[i] + t]. For samples outside the window the offset
-// may lead to a row of zeros.
-struct FrameColumns {
-  float* columns;
-  const unsigned* sample_offset;  // [fft_n]
-};
-
 // Bins [fft_n / 2 + 1 x stride], frames side by side, in pairs or not.
 struct BinBlock {
   float* data;
