@@ -266,13 +266,11 @@ FrameTransformPlan::FrameTransformPlan(std::size_t fft_n) : fft_n_(fft_n) {
     twiddles_ = Api::ScratchBuffer(4 * (signal_n_ - 1) * span);
     AddTwiddles(real_pass_, twiddles_.Data(), fft_n);
   }
-  if (is_coprime || signal_n_ * span <= kLongestNear) {
-    slot_.resize(fft_n);
-    for (std::size_t j = 0; j < span; ++j) {
-      for (std::size_t q = 0; q < radix; ++q) {
-        const std::size_t sample = is_coprime ? order_[radix * j + q] : j + q * span;
-        slot_[sample] = static_cast<unsigned>(2 * (q / 2 * span + j) + q % 2);
-      }
+  slot_.resize(fft_n);
+  for (std::size_t j = 0; j < span; ++j) {
+    for (std::size_t q = 0; q < radix; ++q) {
+      const std::size_t sample = is_coprime ? order_[radix * j + q] : j + q * span;
+      slot_[sample] = static_cast<unsigned>(2 * (q / 2 * span + j) + q % 2);
     }
   }
   const unsigned* const position = rest_.View().inner.position;

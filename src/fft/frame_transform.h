@@ -91,7 +91,8 @@ KELVO_INLINE void FrameBinsSideBySide(const FrameTransformView& plan, const Sour
                                       SideBySideElements<Lane> work, float* scratch, const Sink& sink) {
   const std::size_t span = plan.rest.inner.length;
   const SteppedBins<Sink> stepped{sink, plan.signal_n};
-  if (plan.slot == nullptr) {
+  constexpr std::size_t kLongestInPlace = kLongestNear * 16 / Lane::kSize;
+  if (plan.order == nullptr && plan.ElementCount() > kLongestInPlace) {
     // A few samples at a time are gathered, and used while they are in the nearest cache.
     const SignalsSideBySide<Lane> signals{work.re, work, nullptr};
     for (std::size_t j = 0; j < span; j += Lane::kSize) {

@@ -17,47 +17,43 @@ using Simd::LaneNumbersOf;
 using Simd::Lanes;
 using Simd::Repeated;
 
-// The lanes of `a` from the second one on, then lane `next` of b.
-template <int next, class T, std::size_t N, int... kIndex>
-KELVO_INLINE Lanes<T, N> ShiftIn(Lanes<T, N> a, Lanes<T, N> b, LaneNumbers<kIndex...>) {
+// (a0 a1 ...) -> (a1 a2 ... last)
+template <class T, std::size_t N, int... kIndex>
+KELVO_INLINE Lanes<T, N> ShiftInBy(Lanes<T, N> a, Lanes<T, N> last, LaneNumbers<kIndex...>) {
+  return {__builtin_shufflevector(a.v, last.v, (kIndex + 1)...)};
+}
+template <class T, std::size_t N>
+KELVO_INLINE Lanes<T, N> ShiftIn(Lanes<T, N> a, T last) {
   if constexpr (N == 1) {
-    return b;
+    return {last};
   } else {
-    constexpr int n = static_cast<int>(N);
-    return {__builtin_shufflevector(a.v, b.v, (kIndex + 1 < n ? kIndex + 1 : n + next)...)};
+    return ShiftInBy(a, Lanes<T, N>::Broadcast(last), LaneNumbersOf<N>{});
   }
 }
-// Element r of the column is shifted into row r.
-template <class Lane, int... kRow>
-KELVO_INLINE void ShiftInColumn(Lane (&rows)[Lane::kSize], Lane column, LaneNumbers<kRow...>) {
-  ((rows[kRow] = ShiftIn<kRow>(rows[kRow], column, LaneNumbersOf<Lane::kSize>{})), ...);
-}
 
-// Where vectors of samples go: behind one another, or sample i as the slot[i]-th. Next() is the place of what lies a step
-// further on.
+// Where vectors of samples go: behind one another, or sample i as the slot[i]-th.
 template <class Lane>
 struct InOrder {
   float* to;
-  std::size_t step;
 
   KELVO_INLINE void Store(std::size_t i, Lane samples) const { samples.Store(to + i * Lane::kSize); }
-  KELVO_INLINE InOrder Next() const { return {to + step * Lane::kSize, step}; }
+  KELVO_INLINE InOrder From(std::size_t i) const { return {to + i * Lane::kSize}; }
 };
 template <class Lane>
 struct BySlot {
   float* to;
   const unsigned* slot;
-  std::size_t step;
 
   KELVO_INLINE void Store(std::size_t i, Lane samples) const { samples.Store(to + slot[i] * Lane::kSize); }
-  KELVO_INLINE BySlot Next() const { return {to, slot + step, step}; }
+  KELVO_INLINE BySlot From(std::size_t i) const { return {to, slot + i}; }
 };
 
-// Lane::kSize windowed samples of frames that begin `hop` apart, then those `step` further on, `count` times altogether. A
-// step is a hop, unless there is no other time. Not inlined: by itself the loop keeps its tile in registers.
+// As many windowed samples as there are lanes, of frames that begin `hop` apart, then those every `step` further on for as
+// long as they begin within `extent`; these go to place.From(place_step) ... A step is a hop, unless there is no other
+// time. Not inlined: by itself the loop keeps its tile in registers.
 template <class Lane, class Place>
-[[gnu::noinline]] static void GatherRuns(Place place, const float* samples, std::size_t hop, const float* window,
-                                         std::size_t step, std::size_t count) {
+[[gnu::noinline]] static void GatherRuns(Place place, std::size_t place_step, const float* samples, std::size_t hop,
+                                         const float* window, std::size_t step, std::size_t extent) {
   constexpr std::size_t kSize = Lane::kSize;
   Lane rows[kSize];
   const float* row = samples;
@@ -67,15 +63,17 @@ template <class Lane, class Place>
     __builtin_prefetch(row + 2 * kSize - 1);
   }
   Transpose(rows);
-  const float* last = samples + (kSize - 1) * hop;
+  const float* last = row - hop;
   for (;;) {
 #pragma GCC unroll 16
     for (std::size_t i = 0; i < kSize; ++i) place.Store(i, rows[i] * Repeated<Lane>{window + i});
-    if (--count == 0) return;
+    if (extent <= step) return;
+    extent -= step;
     last += step;
     window += step;
-    place = place.Next();
-    ShiftInColumn(rows, Lane::Load(last), LaneNumbersOf<kSize>{});
+    place = place.From(place_step);
+#pragma GCC unroll 16
+    for (std::size_t i = 0; i < kSize; ++i) rows[i] = ShiftIn(rows[i], last[i]);
   }
 }
 
@@ -91,49 +89,49 @@ struct WindowedFrames {
   template <class Lane>
   KELVO_INLINE void Runs(float* to, std::size_t first, std::size_t span) const {
     constexpr std::size_t kRunN = 8;
-    const auto place = [=](std::size_t q, std::size_t step) {
-      return InOrder<Lane>{to + q * Lane::kSize * Lane::kSize, step * Lane::kSize};
-    };
+    const InOrder<Lane> place{to};
     // Runs share what lies a hop apart if whole spans make up the hop.
     const std::size_t spans = source.hop / span;
     const std::size_t step = spans > 0 && spans < kRunN && spans * span == source.hop ? spans : kRunN;
     for (std::size_t q = 0; q < step; ++q) {
       const std::size_t i = first + q * span;
-      GatherRuns<Lane>(place(q, step), source.samples + i, source.hop, window + i, step * span,
-                       (kRunN - 1 - q) / step + 1);
+      GatherRuns<Lane>(place.From(q * Lane::kSize), step * Lane::kSize, source.samples + i, source.hop, window + i,
+                       step * span, fft_n - i);
     }
-    for (std::size_t q = 0; q < kRunN; ++q) ClearOutside<Lane>(place(q, 0), first + q * span, Lane::kSize);
+    for (std::size_t q = 0; q < kRunN; ++q) {
+      ClearOutside<Lane>(place.From(q * Lane::kSize), first + q * span, Lane::kSize);
+    }
   }
 
   // All samples, sample i as the slot[i]-th vector.
   template <class Lane>
   KELVO_INLINE void All(float* to, const unsigned* slot) const {
-    Gather<Lane>([=](std::size_t i, std::size_t step) { return BySlot<Lane>{to, slot + i, step}; });
+    Gather<Lane>(BySlot<Lane>{to, slot});
   }
 
-  // All samples; place(i, step) is where those from sample i on go, `step` samples at a time.
-  template <class Lane, class PlaceAt>
-  KELVO_INLINE void Gather(const PlaceAt& place) const {
+  // All samples, those from sample i on to place.From(i).
+  template <class Lane, class Place>
+  KELVO_INLINE void Gather(const Place& place) const {
     constexpr std::size_t kSize = Lane::kSize;
     if (fft_n < kSize) {
       alignas(64) float samples[kSize];
       for (std::size_t i = 0; i < fft_n; ++i) {
         for (std::size_t t = 0; t < kSize; ++t) samples[t] = source.samples[t * source.hop + i] * window[i];
-        place(i, 0).Store(0, Lane::Load(samples));
+        place.Store(i, Lane::Load(samples));
       }
     } else {
-      const auto gather = [&](std::size_t i, std::size_t step, std::size_t count) __attribute__((always_inline)) {
-        GatherRuns<Lane>(place(i, step), source.samples + i, source.hop, window + i, step, count);
+      const auto gather = [&](std::size_t i, std::size_t step, std::size_t extent) __attribute__((always_inline)) {
+        GatherRuns<Lane>(place.From(i), step, source.samples + i, source.hop, window + i, step, extent);
       };
       const std::size_t step = source.hop >= kSize && source.hop < fft_n ? source.hop : fft_n;
       for (std::size_t i = 0; i < step; i += kSize) {
         if (i + kSize > step) i = step - kSize;
-        gather(i, step, (fft_n - kSize - i) / step + 1);
+        gather(i, step, fft_n - kSize + 1 - i);
       }
-      // What the last, incomplete step leaves where it is no multiple of a vector.
-      gather(fft_n - kSize, fft_n, 1);
+      // What an incomplete step leaves where it is no multiple of a vector.
+      if (fft_n % step % kSize != 0) gather(fft_n - kSize, 1, 1);
     }
-    ClearOutside<Lane>(place(0, 0), 0, fft_n);
+    ClearOutside<Lane>(place, 0, fft_n);
   }
 
  private:

@@ -16,12 +16,11 @@ using namespace Simd;
 template <class Lane>
 struct AsElements {
   SideBySideElements<Lane> elements;
-  std::size_t step;
 
   KELVO_INLINE void Store(std::size_t i, Lane samples) const {
     elements.Store(i, Complex<Lane>{samples, Lane::Broadcast(0.0f)});
   }
-  KELVO_INLINE AsElements Next() const { return {elements.From(step), step}; }
+  KELVO_INLINE AsElements From(std::size_t i) const { return {elements.From(i)}; }
 };
 
 // What becomes of a bin: it stays a complex value, or becomes a power of its magnitude.
@@ -135,13 +134,9 @@ void TransformFramesAs(const FrameSettings& settings, const FrameSource& source,
     return;
   }
   if (plan.rest.IsHalved()) {
-    frames.Gather<Floats>([=](std::size_t i, std::size_t step) {
-      return InOrder<Floats>{work + i * Floats::kSize, step};
-    });
+    frames.Gather<Floats>(InOrder<Floats>{work});
   } else {
-    frames.Gather<Floats>([=](std::size_t i, std::size_t step) {
-      return AsElements<Floats>{elements.From(i), step};
-    });
+    frames.Gather<Floats>(AsElements<Floats>{elements});
   }
   RealBinsSideBySide<Floats>(plan.rest, elements, elements, scratch, sink);
 }
