@@ -36,7 +36,8 @@ struct FrameVectors {
   std::size_t t;
 
   KELVO_INLINE Lane Load(std::size_t k, std::size_t v) const {
-    return Lane::Load(product.src + k * product.src_stride + t + v * Lane::kSize);
+    return Lane::Load(product.src + (t / Floats::kSize + v) * product.vector_stride + t % Floats::kSize +
+                      k * product.src_stride);
   }
   KELVO_INLINE void Store(std::size_t m, const Lane (&sum)[kVectorN]) const {
 #pragma GCC unroll 4
@@ -124,7 +125,7 @@ void Multiply(const MelProduct& product) {
   MultiplyFrom<Lanes<float, 1>, 1>(t, product);
 }
 
-constexpr MelKernels kKernels{Multiply};
+constexpr MelKernels kKernels{Floats::kSize, Multiply};
 
 }  // namespace
 }  // namespace kelvo::Mel

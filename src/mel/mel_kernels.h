@@ -8,13 +8,14 @@
 namespace kelvo::Mel {
 
 // dst [mel_n x frame_n] = weights [mel_n x freq_n] * src [freq_n x frame_n]; rows of dst and src lie dst_stride and
-// src_stride floats apart, rows of weights are packed. bands[m] tells which weights of row m may differ from 0, and
+// src_stride floats apart, vectors of frames of src vector_stride floats; rows of weights are packed. bands[m] tells which weights of row m may differ from 0, and
 // overlap_by_pairs whether bands overlap by pairs at most.
 struct MelProduct {
   float* dst;
   std::size_t dst_stride;
   const float* src;
   std::size_t src_stride;
+  std::size_t vector_stride;
   const float* weights;
   const Band* bands;
   bool overlap_by_pairs;
@@ -24,6 +25,7 @@ struct MelProduct {
 };
 
 struct MelKernels {
+  std::size_t lane_n;  // frames of a vector
   void (*multiply)(const MelProduct& product);
 };
 

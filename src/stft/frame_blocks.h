@@ -10,12 +10,6 @@ inline std::size_t RoundUp(std::size_t value, std::size_t multiple) {
   return (value + multiple - 1) / multiple * multiple;
 }
 
-// Rows of a block lie an odd number of cache lines apart, so that a column of them is spread over all sets of a cache.
-inline std::size_t RowStride(std::size_t column_n) {
-  constexpr std::size_t kLineFloats = 16;
-  return (RoundUp(column_n, kLineFloats) / kLineFloats | 1) * kLineFloats;
-}
-
 // A quarter of the lanes pays for a vector of frames; fewer frames are faster one by one.
 inline bool FillsLanes(std::size_t frame_n, std::size_t lane_n) { return 4 * frame_n >= lane_n; }
 

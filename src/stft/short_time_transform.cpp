@@ -57,14 +57,17 @@ ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, Output
   const std::size_t lane_n = kernels_.lane_n;
   const std::size_t length = frame_settings_.plan.ElementCount();
   side_by_side_ = GoSideBySide(frame_n_, length, lane_n);
-  if (frame_settings_.in_pairs) {
-    // Only vectors that the frames do not fill are not stored where they belong at once.
-    bins_.stride = side_by_side_ ? 2 * lane_n : 0;
+  if (!side_by_side_) {
+    bins_.stride = 1;
+  } else if (frame_settings_.in_pairs) {
+    bins_.stride = 2 * lane_n;
   } else {
-    if (side_by_side_) block_n_ = ChooseBlock(BinCount(), frame_n_, lane_n);
-    bins_.stride = side_by_side_ ? RowStride(block_n_) : 1;
+    bins_.stride = lane_n;
+    block_n_ = ChooseBlock(BinCount(), frame_n_, lane_n);
   }
-  const std::size_t bins_n = BinCount() * bins_.stride;
+  // Pairs are stored where they belong, but for those of a vector that is not full.
+  const std::size_t vector_n = frame_settings_.in_pairs ? (side_by_side_ ? 1 : 0) : (block_n_ + lane_n - 1) / lane_n;
+  const std::size_t bins_n = vector_n * VectorStride();
   stretch_hop_ = std::min(hop, fft_n);
   const std::size_t stretch_n = side_by_side_ ? (lane_n - 1) * stretch_hop_ + fft_n : 0;
   const std::size_t work_n =
@@ -140,12 +143,14 @@ void ShortTimeTransform::StoreAll(float* dst, std::size_t stride, std::span<cons
 
 void ShortTimeTransform::ComputeBlock(std::span<const float> src, std::size_t first, std::size_t count) {
   const std::size_t lane_n = kernels_.lane_n;
+  const auto bins = [&](std::size_t t) {
+    return BinBlock{bins_.data + t / lane_n * VectorStride() + t % lane_n, bins_.stride};
+  };
   std::size_t t = 0;
-  while (side_by_side_ && t < count && FillsLanes(count - t, lane_n)) {
-    ComputeVector(src, first + t, std::min(lane_n, count - t), {bins_.data + t, bins_.stride});
-    t += lane_n;
+  for (; side_by_side_ && t < count && FillsLanes(count - t, lane_n); t += lane_n) {
+    ComputeVector(src, first + t, std::min(lane_n, count - t), bins(t));
   }
-  for (; t < count; ++t) ComputeFrame(src, first + t, {bins_.data + t, bins_.stride});
+  for (; t < count; ++t) ComputeFrame(src, first + t, bins(t));
 }
 
 }  // namespace kelvo::Stft

@@ -49,12 +49,14 @@ class ShortTimeTransform {
   // At least one frame.
   ShortTimeTransform(const ShortTimeSettings& settings, Output output, float power, Simd::Level level);
 
+  std::size_t VectorStride() const { return BinCount() * bins_.stride; }
   std::size_t BinCount() const { return static_cast<std::size_t>(settings_.fft_n) / 2 + 1; }
 
   // Writes complex values of all frames of src, rows of bins `stride` floats apart.
   void StoreAll(float* dst, std::size_t stride, std::span<const float> src);
 
-  // For powers alone: calls use(first frame, frame count, BinBlock) for consecutive blocks of all frames of src.
+  // For powers alone: calls use(first frame, frame count, BinBlock) for consecutive blocks of all frames of src, whose
+  // vectors of frames lie one behind the other, VectorStride() floats apart.
   template <class Use>
   void ForEachBlock(std::span<const float> src, Use&& use) {
     for (std::size_t first = 0; first < frame_n_; first += block_n_) {
