@@ -156,43 +156,45 @@ void ApplyWindowCentered(const FrameSettings& settings, float* frame) {
   for (std::size_t i = settings.end; i < settings.plan.fft_n; ++i) frame[i] = 0.0f;
 }
 
-// Takes `count` finished bins of one frame, which lie next to each other while they are computed, to the rows first,
-// first + step, ...
-void SpreadBins(const BinBlock& bins, bool in_pairs, std::size_t first, std::size_t step, const NeighbourElements& row,
-                std::size_t count) {
-  std::size_t i = 0;
-  if (in_pairs && step == 1 && bins.stride == 2) {  // all the bins of a single frame
-    for (; i + Floats::kSize <= count; i += Floats::kSize) {
-      StorePairs(bins.data + 2 * (first + i), row.Load<Floats>(i));
-    }
-  }
-  for (; i < count; ++i) {
-    float* const to = bins.data + (first + i * step) * bins.stride;
-    to[0] = row.re[i];
-    if (in_pairs) to[1] = row.im[i];
-  }
-}
-
-// Takes what a real pass left to the rows of their bins.
-void SpreadSignals(const FrameSettings& settings, const BinBlock& bins, const NeighbourElements& row) {
-  const FrameTransformView& plan = settings.plan;
-  SpreadBins(bins, settings.in_pairs, 0, plan.signal_n, row, plan.rest.inner.length + 1);
-  const NeighbourElements outputs = row.From(FirstOutput(plan));
-  ForEachOutput(plan, [&](std::size_t k, float sign, std::size_t at) __attribute__((always_inline)) {
-    float* const to = bins.data + k * bins.stride;
-    to[0] = outputs.re[at];
-    if (settings.in_pairs) to[1] = settings.is_complex ? sign * outputs.im[at] : 0.0f;
-  });
-}
-
+// Finishes bins of one frame. Imaginary parts of powers are left as they are.
 template <class Form>
 void FinishRow(const FrameSettings& settings, const NeighbourElements& row, std::size_t count) {
   const auto finish = [&]<class Lane>(std::size_t k) __attribute__((always_inline)) {
-    for (; k + Lane::kSize <= count; k += Lane::kSize) row.Store(k, Finished<Form>(settings, row.Load<Lane>(k)));
+    for (; k + Lane::kSize <= count; k += Lane::kSize) {
+      const Complex<Lane> finished = Finished<Form>(settings, row.Load<Lane>(k));
+      finished.re.Store(row.re + k);
+      if constexpr (Form::kIsComplex) finished.im.Store(row.im + k);
+    }
     return k;
   };
   const std::size_t k = finish.template operator()<Floats>(0);
   if constexpr (Floats::kSize > 1) finish.template operator()<Lanes<float, 1>>(k);
+}
+
+// Takes the finished bins of one frame, which lie next to each other while they are computed, to their rows.
+template <bool kInPairs, bool kIsComplex>
+void SpreadBins(const FrameTransformView& plan, const NeighbourElements& row, const BinBlock& bins) {
+  const auto put = [=](std::size_t k, float re, float im) __attribute__((always_inline)) {
+    float* const to = bins.data + k * bins.stride;
+    to[0] = re;
+    if constexpr (kInPairs) to[1] = kIsComplex ? im : 0.0f;
+  };
+  const auto put_all = [=](std::size_t step, std::size_t count) __attribute__((always_inline)) {
+    std::size_t i = 0;
+    if (kInPairs && step == 1 && bins.stride == 2) {  // all the bins of a single frame
+      for (; i + Floats::kSize <= count; i += Floats::kSize) {
+        const Floats im = kIsComplex ? Floats::Load(row.im + i) : Floats::Broadcast(0.0f);
+        StorePairs(bins.data + 2 * i, Complex<Floats>{Floats::Load(row.re + i), im});
+      }
+    }
+    for (; i < count; ++i) put(i * step, row.re[i], row.im[i]);
+  };
+  if (!plan.HasRealPass()) return put_all(1, plan.fft_n / 2 + 1);
+  put_all(plan.signal_n, plan.rest.inner.length + 1);
+  const NeighbourElements outputs = row.From(FirstOutput(plan));
+  ForEachOutput(plan, [=](std::size_t k, float sign, std::size_t at) __attribute__((always_inline)) {
+    put(k, outputs.re[at], sign * outputs.im[at]);
+  });
 }
 
 // The least lengths with a pass over eight and over sixteen samples: longer ones leave more room.
@@ -223,10 +225,12 @@ void TransformFrame(const FrameSettings& settings, float* frame, const BinBlock&
       }
     });
   }
-  if (plan.HasRealPass()) {
-    SpreadSignals(settings, bins, row);
+  if (settings.is_complex) {
+    SpreadBins<true, true>(plan, row, bins);
+  } else if (settings.in_pairs) {
+    SpreadBins<true, false>(plan, row, bins);
   } else {
-    SpreadBins(bins, settings.in_pairs, 0, 1, row, bin_n);
+    SpreadBins<false, false>(plan, row, bins);
   }
 }
 
