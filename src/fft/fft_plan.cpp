@@ -219,6 +219,7 @@ TransformPlan::TransformPlan(std::size_t length, const std::vector<std::size_t>&
     passes_.push_back(pass);
     block = span;
   }
+  turns_.resize(kTurnN);
   for (const std::size_t lane_n : {1u, 4u, 8u, 16u}) turns_[TurnIndex(lane_n)] = ChooseTurn(passes_, length, lane_n);
   position_ = OutputPositions(length, passes_);
   output_.resize(length);
@@ -242,16 +243,20 @@ RealTransformPlan::RealTransformPlan(std::size_t fft_n, Use use) : fft_n_(fft_n)
   }
 }
 
-FrameTransformPlan::FrameTransformPlan(std::size_t fft_n) : fft_n_(fft_n) {
+FrameTransformPlan::FrameTransformPlan(std::size_t fft_n) {
+  view_.fft_n = fft_n;
   if (!HasRealPass(fft_n)) {
     rest_ = RealTransformPlan(fft_n, Use::side_by_side);
+    view_.rest = rest_.View();
     return;
   }
   const bool is_coprime = fft_n % 32 == 16;
   const std::size_t radix = is_coprime ? 16 : 8;
   const std::size_t span = fft_n / radix;
-  signal_n_ = radix / 2;
+  const std::size_t signal_n = radix / 2;
   rest_ = RealTransformPlan(2 * span, Use::side_by_side);
+  view_.signal_n = signal_n;
+  view_.rest = rest_.View();
   if (is_coprime) {
     for (std::size_t j = 0; j < span; ++j) {
       for (std::size_t q = 0; q < radix; ++q) {
@@ -260,11 +265,13 @@ FrameTransformPlan::FrameTransformPlan(std::size_t fft_n) : fft_n_(fft_n) {
         if (q < 2) sample_at_.push_back(static_cast<unsigned>(sample % (2 * span)));
       }
     }
+    view_.order = order_.data();
+    view_.sample_at = sample_at_.data();
   } else {
-    real_pass_.radix = signal_n_;
-    real_pass_.span = span;
-    twiddles_ = Api::ScratchBuffer(4 * (signal_n_ - 1) * span);
-    AddTwiddles(real_pass_, twiddles_.Data(), fft_n);
+    view_.real_pass.radix = signal_n;
+    view_.real_pass.span = span;
+    twiddles_ = Api::ScratchBuffer(4 * (signal_n - 1) * span);
+    AddTwiddles(view_.real_pass, twiddles_.Data(), fft_n);
   }
   slot_.resize(fft_n);
   for (std::size_t j = 0; j < span; ++j) {
@@ -273,16 +280,19 @@ FrameTransformPlan::FrameTransformPlan(std::size_t fft_n) : fft_n_(fft_n) {
       slot_[sample] = static_cast<unsigned>(2 * (q / 2 * span + j) + q % 2);
     }
   }
-  const unsigned* const position = rest_.View().inner.position;
-  bin_.resize((signal_n_ - 1) * span);
+  view_.slot = slot_.data();
+  const unsigned* const position = view_.rest.inner.position;
+  bin_.resize((signal_n - 1) * span);
   sign_.resize(bin_.size());
   for (std::size_t k = 0; k < fft_n; ++k) {
     const std::size_t s = k % radix;
-    if (s == 0 || s >= signal_n_) continue;
+    if (s == 0 || s >= signal_n) continue;
     const std::size_t at = (s - 1) * span + position[is_coprime ? k % span : k / radix];
     bin_[at] = static_cast<unsigned>(std::min(k, fft_n - k));
     sign_[at] = k < fft_n - k ? 1.0f : -1.0f;
   }
+  view_.bin = bin_.data();
+  view_.sign = sign_.data();
 }
 
 const ForkGuard FftPlanCache::fork_guard_([]() -> Mutex& { return Get().plans_.GetMutex(); });

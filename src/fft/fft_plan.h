@@ -1,7 +1,6 @@
 // FFT plans: the passes and twiddle factors of a transform of one length, built once and shared.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <vector>
 
@@ -35,7 +34,7 @@ class TransformPlan {
   Api::ScratchBuffer tables_;  // what the passes point into
   std::vector<unsigned> position_;
   std::vector<unsigned> output_;  // the other way round
-  std::array<Turn, kTurnN> turns_{};
+  std::vector<Turn> turns_;  // [kTurnN]
 };
 
 // What a transform runs as, which decides about the fastest order of its passes.
@@ -61,17 +60,12 @@ class FrameTransformPlan {
  public:
   FrameTransformPlan() = default;
   explicit FrameTransformPlan(std::size_t fft_n);
-  FrameTransformView View() const {
-    const auto table = [](const auto& values) { return values.empty() ? nullptr : values.data(); };
-    return {fft_n_,       signal_n_,         rest_.View(), real_pass_,  table(order_),
-            table(sample_at_), table(slot_), bin_.data(),  sign_.data()};
-  }
+  // As long as the plan itself.
+  const FrameTransformView& View() const { return view_; }
 
  private:
-  std::size_t fft_n_ = 0;
-  std::size_t signal_n_ = 0;
+  FrameTransformView view_{};  // into the tables below, which stay where they are when the plan is moved
   RealTransformPlan rest_;
-  Pass real_pass_{};
   Api::ScratchBuffer twiddles_;
   std::vector<unsigned> order_;
   std::vector<unsigned> sample_at_;

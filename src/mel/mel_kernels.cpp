@@ -32,16 +32,25 @@ KELVO_INLINE void SetZero(Lane (&lanes)[kVectorN]) {
 // The sums of kVectorN vectors of frames, which go together so that their chains of additions overlap.
 template <class Lane, std::size_t kVectorN>
 struct FrameVectors {
-  const MelProduct product;
-  std::size_t t;
+  const MelProduct& product;
+  const float* src;
+  float* dst;
+
+  std::size_t src_stride, vector_stride;
+
+  KELVO_INLINE FrameVectors(const MelProduct& of, std::size_t t)
+      : product(of),
+        src(of.src + t / Floats::kSize * of.vector_stride + t % Floats::kSize),
+        dst(of.dst + t),
+        src_stride(of.src_stride),
+        vector_stride(of.vector_stride) {}
 
   KELVO_INLINE Lane Load(std::size_t k, std::size_t v) const {
-    return Lane::Load(product.src + (t / Floats::kSize + v) * product.vector_stride + t % Floats::kSize +
-                      k * product.src_stride);
+    return Lane::Load(src + k * src_stride + v * vector_stride);
   }
   KELVO_INLINE void Store(std::size_t m, const Lane (&sum)[kVectorN]) const {
 #pragma GCC unroll 4
-    for (std::size_t v = 0; v < kVectorN; ++v) sum[v].Store(product.dst + m * product.dst_stride + t + v * Lane::kSize);
+    for (std::size_t v = 0; v < kVectorN; ++v) sum[v].Store(dst + m * product.dst_stride + v * Lane::kSize);
   }
 };
 
@@ -112,7 +121,7 @@ KELVO_INLINE bool MultiplyPairs(const FrameVectors<Lane, kVectorN>& frames) {
 template <class Lane, std::size_t kVectorN>
 KELVO_INLINE std::size_t MultiplyFrom(std::size_t t, const MelProduct& product) {
   for (; t + kVectorN * Lane::kSize <= product.frame_n; t += kVectorN * Lane::kSize) {
-    const FrameVectors<Lane, kVectorN> frames{product, t};
+    const FrameVectors<Lane, kVectorN> frames(product, t);
     if (!product.overlap_by_pairs || !MultiplyPairs(frames)) MultiplyBands(frames);
   }
   return t;

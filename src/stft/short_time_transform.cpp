@@ -31,7 +31,7 @@ ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, Output
       frame_settings_{} {
   const auto fft_n = static_cast<std::size_t>(settings.fft_n);
   const auto hop = static_cast<std::size_t>(settings.hop_n);
-  frame_settings_.plan = Fft::FftPlanCache::Get().GetFramePlan(settings.fft_n).frames.View();
+  frame_settings_.plan = &Fft::FftPlanCache::Get().GetFramePlan(settings.fft_n).frames.View();
   const std::vector<float>& window = WindowCache::Get().GetWindow(settings.win_n, settings.win_type);
   // The window lies in the middle of the frame. Where it cannot lie exactly there, the span is one sample longer than
   // the window, and that sample is multiplied by 0.
@@ -55,7 +55,7 @@ ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, Output
   frame_settings_.power = power;
 
   const std::size_t lane_n = kernels_.lane_n;
-  const std::size_t length = frame_settings_.plan.ElementCount();
+  const std::size_t length = frame_settings_.plan->ElementCount();
   side_by_side_ = GoSideBySide(frame_n_, length, lane_n);
   if (!side_by_side_) {
     bins_.stride = 1;
@@ -66,7 +66,7 @@ ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, Output
     block_n_ = ChooseBlock(BinCount(), frame_n_, lane_n);
   }
   // Pairs are stored where they belong, but for those of a vector that is not full.
-  const std::size_t vector_n = frame_settings_.in_pairs ? (side_by_side_ ? 1 : 0) : (block_n_ + lane_n - 1) / lane_n;
+  const std::size_t vector_n = frame_settings_.in_pairs || !side_by_side_ ? 1 : (block_n_ + lane_n - 1) / lane_n;
   const std::size_t bins_n = vector_n * VectorStride();
   stretch_hop_ = std::min(hop, fft_n);
   const std::size_t stretch_n = side_by_side_ ? (lane_n - 1) * stretch_hop_ + fft_n : 0;
@@ -143,14 +143,13 @@ void ShortTimeTransform::StoreAll(float* dst, std::size_t stride, std::span<cons
 
 void ShortTimeTransform::ComputeBlock(std::span<const float> src, std::size_t first, std::size_t count) {
   const std::size_t lane_n = kernels_.lane_n;
-  const auto bins = [&](std::size_t t) {
-    return BinBlock{bins_.data + t / lane_n * VectorStride() + t % lane_n, bins_.stride};
-  };
   std::size_t t = 0;
-  for (; side_by_side_ && t < count && FillsLanes(count - t, lane_n); t += lane_n) {
-    ComputeVector(src, first + t, std::min(lane_n, count - t), bins(t));
+  float* data = bins_.data;
+  for (; side_by_side_ && t < count && FillsLanes(count - t, lane_n); t += lane_n, data += VectorStride()) {
+    ComputeVector(src, first + t, std::min(lane_n, count - t), {data, bins_.stride});
   }
-  for (; t < count; ++t) ComputeFrame(src, first + t, bins(t));
+  // Fewer than a vector.
+  for (; t < count; ++t, ++data) ComputeFrame(src, first + t, {data, bins_.stride});
 }
 
 }  // namespace kelvo::Stft

@@ -124,7 +124,7 @@ KELVO_INLINE void WithForm(const FrameSettings& settings, Run&& run) {
 
 template <class Form, bool kInPairs>
 void TransformFramesAs(const FrameSettings& settings, const FrameSource& source, const BinBlock& bins, float* work) {
-  const FrameTransformView& plan = settings.plan;
+  const FrameTransformView& plan = *settings.plan;
   const auto elements = SideBySideAt<Floats>(work);
   float* const scratch = work + 2 * plan.ElementCount() * Floats::kSize;
   const WindowedFrames frames{settings.window, settings.begin, settings.end, plan.fft_n, source};
@@ -153,16 +153,16 @@ void TransformFrames(const FrameSettings& settings, const FrameSource& source, c
 void ApplyWindowCentered(const FrameSettings& settings, float* frame) {
   for (std::size_t i = 0; i < settings.begin; ++i) frame[i] = 0.0f;
   for (std::size_t i = settings.begin; i < settings.end; ++i) frame[i] = frame[i] * settings.window[i];
-  for (std::size_t i = settings.end; i < settings.plan.fft_n; ++i) frame[i] = 0.0f;
+  for (std::size_t i = settings.end; i < settings.plan->fft_n; ++i) frame[i] = 0.0f;
 }
 
-// Finishes bins of one frame. Imaginary parts of powers are left as they are.
+// Finishes bins of one frame: real parts go to `re`, which may be those of the row, imaginary parts of complex values stay.
 template <class Form>
-void FinishRow(const FrameSettings& settings, const NeighbourElements& row, std::size_t count) {
+void FinishRow(const FrameSettings& settings, float* re, const NeighbourElements& row, std::size_t count) {
   const auto finish = [&]<class Lane>(std::size_t k) __attribute__((always_inline)) {
     for (; k + Lane::kSize <= count; k += Lane::kSize) {
       const Complex<Lane> finished = Finished<Form>(settings, row.Load<Lane>(k));
-      finished.re.Store(row.re + k);
+      finished.re.Store(re + k);
       if constexpr (Form::kIsComplex) finished.im.Store(row.im + k);
     }
     return k;
@@ -203,7 +203,7 @@ static_assert(2 * OutputStride(336) + FrameBinsOfOneScratch(336, 21) <= OneFrame
 
 void TransformFrame(const FrameSettings& settings, float* frame, const BinBlock& bins, float* work) {
   ApplyWindowCentered(settings, frame);
-  const FrameTransformView& plan = settings.plan;
+  const FrameTransformView& plan = *settings.plan;
   const std::size_t bin_n = plan.fft_n / 2 + 1;
   const std::size_t row_n = OutputStride(plan.HasRealPass() ? OutputCount(plan) : bin_n);
   const NeighbourElements row{work, work + row_n};
@@ -215,16 +215,19 @@ void TransformFrame(const FrameSettings& settings, float* frame, const BinBlock&
   } else {
     RealBinsOfOne(plan.rest, SingleSamples{frame}, RowSink{row}, scratch);
   }
+  const bool is_row = bins.stride == 1 && !plan.HasRealPass();
   if (!settings.is_complex || settings.is_scaled) {
     WithForm(settings, [&]<class Form>() __attribute__((always_inline)) {
       if (plan.HasRealPass()) {
-        FinishRow<Form>(settings, row, plan.rest.inner.length + 1);
-        FinishRow<Form>(settings, row.From(FirstOutput(plan)), OutputCount(plan) - FirstOutput(plan));
+        const NeighbourElements outputs = row.From(FirstOutput(plan));
+        FinishRow<Form>(settings, row.re, row, plan.rest.inner.length + 1);
+        FinishRow<Form>(settings, outputs.re, outputs, OutputCount(plan) - FirstOutput(plan));
       } else {
-        FinishRow<Form>(settings, row, bin_n);
+        FinishRow<Form>(settings, is_row ? bins.data : row.re, row, bin_n);
       }
     });
   }
+  if (is_row) return;
   if (settings.is_complex) {
     SpreadBins<true, true>(plan, row, bins);
   } else if (settings.in_pairs) {

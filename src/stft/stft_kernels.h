@@ -10,7 +10,7 @@ namespace kelvo::Stft {
 // What becomes of a frame: samples begin .. end - 1 are multiplied by the window, the others are 0, whatever they were;
 // the bins are scaled if asked and end as complex values or as |bin|^power.
 struct FrameSettings {
-  Fft::FrameTransformView plan;
+  const Fft::FrameTransformView* plan;
   const float* window;  // [fft_n], zeros outside begin .. end - 1
   std::size_t begin;
   std::size_t end;
