@@ -44,7 +44,8 @@ struct SignalsSideBySide {
   KELVO_INLINE void Store(std::size_t i, const Complex<Lane>& c) const { elements.Store(i, c); }
 };
 
-// Samples where a real pass leaves what it makes of them: the q-th and the next one are the parts of an element.
+// Samples where a real pass leaves what it makes of them: the q-th, if q is even, and the next one are the
+// parts of an element.
 template <class Lane>
 struct SamplesInPlace {
   SideBySideElements<Lane> elements;

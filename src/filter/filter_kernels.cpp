@@ -37,16 +37,6 @@ KELVO_INLINE Lane LanePositions() {
   return Lane::Load(kPositions);
 }
 
-// (a0 a1 ...) -> (a1 a2 ... last)
-template <class T, std::size_t N, int... kIndex>
-KELVO_INLINE Lanes<T, N> ShiftDownBy(Lanes<T, N> a, Lanes<T, N> last, LaneNumbers<kIndex...>) {
-  return {__builtin_shufflevector(a.v, last.v, (kIndex + 1)...)};
-}
-template <class T, std::size_t N>
-KELVO_INLINE Lanes<T, N> ShiftDown(Lanes<T, N> a, T last) {
-  return ShiftDownBy(a, Lanes<T, N>::Broadcast(last), LaneNumbersOf<N>{});
-}
-
 // The whole state in registers: the first few values one by one, where the recurrence waits for each, the others in
 // vectors. Neighbouring values are in neighbouring vectors, at the same lane: a value moves on with its vector, and no
 // vector waits for what it was itself a sample before.

@@ -18,8 +18,8 @@ void ComputeMelSpectrogram(float* dst, std::span<const float> src, const MelSett
   const MelFilterBank& bank = MelFilterBankCache::Get().GetFilterBank(settings.BankKey());
   const MelKernels& kernels = Simd::KernelsFor<MelKernels>(level);
   transform.ForEachBlock(src, [&](std::size_t first, std::size_t count, const Stft::BinBlock& bins) {
-    kernels.multiply({dst + first, frame_n, bins.data, bins.stride, transform.VectorStride(), bank.weights.data(), bank.bands.data(),
-                      bank.overlap_by_pairs, bank.bands.size(), transform.BinCount(), count});
+    kernels.multiply({dst + first, frame_n, bins.data, bins.stride, transform.VectorStride(), bank.weights.data(),
+                      bank.bands.data(), bank.overlap_by_pairs, bank.bands.size(), transform.BinCount(), count});
   });
 }
 
@@ -29,8 +29,8 @@ void MultiplyFilterBank(float* dst, const float* src, const float* fb_matrix, in
   const auto frames = static_cast<std::size_t>(frame_n);
   const std::vector<Band> bands = FindBands({fb_matrix, static_cast<std::size_t>(mel_n) * bins}, bins);
   const MelKernels& kernels = Simd::KernelsFor<MelKernels>(level);
-  kernels.multiply({dst, frames, src, frames, kernels.lane_n, fb_matrix, bands.data(), OverlapByPairs(bands), bands.size(),
-                    bins, frames});
+  kernels.multiply({dst, frames, src, frames, kernels.lane_n, fb_matrix, bands.data(), OverlapByPairs(bands),
+                    bands.size(), bins, frames});
 }
 
 }  // namespace kelvo::Mel

@@ -244,6 +244,20 @@ KELVO_INLINE Lanes<T, N> Reverse(Lanes<T, N> a) {
   }
 }
 
+// (a0 a1 ...) -> (a1 a2 ... last)
+template <class T, std::size_t N, int... kIndex>
+KELVO_INLINE Lanes<T, N> ShiftDownBy(Lanes<T, N> a, Lanes<T, N> last, LaneNumbers<kIndex...>) {
+  return {__builtin_shufflevector(a.v, last.v, (kIndex + 1)...)};
+}
+template <class T, std::size_t N>
+KELVO_INLINE Lanes<T, N> ShiftDown(Lanes<T, N> a, T last) {
+  if constexpr (N == 1) {
+    return {last};
+  } else {
+    return ShiftDownBy(a, Lanes<T, N>::Broadcast(last), LaneNumbersOf<N>{});
+  }
+}
+
 // Two vectors out of a and b, 128 bits at a time: (a0 b0 a1 b1), (a2 b2 a3 b3) for kRun 1, (a0 a1 b0 b1), (a2 a3 b2 b3)
 // for kRun 2. One cheap instruction each, unlike a shuffle across all lanes.
 template <int kRun, class T, std::size_t N, int... kIndex>

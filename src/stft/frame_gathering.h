@@ -1,7 +1,7 @@
 // The windowed samples of neighbouring frames, side by side, for kernel files.
 //
-// Samples of one frame lie next to each other, and a tile of them is transposed in registers. The samples a hop further on
-// are the same but for one frame: those of frame t are frame t + 1's of before. They take one shuffle each.
+// Samples of one frame lie next to each other, and a tile of them is transposed in registers. The samples a hop further
+// on are the same but for one frame: those of frame t are frame t + 1's of before. They take one shuffle each.
 #pragma once
 
 #include <cstddef>
@@ -12,24 +12,9 @@
 namespace kelvo::Stft {
 inline namespace KELVO_LEVEL {
 
-using Simd::LaneNumbers;
-using Simd::LaneNumbersOf;
 using Simd::Lanes;
 using Simd::Repeated;
-
-// (a0 a1 ...) -> (a1 a2 ... last)
-template <class T, std::size_t N, int... kIndex>
-KELVO_INLINE Lanes<T, N> ShiftInBy(Lanes<T, N> a, Lanes<T, N> last, LaneNumbers<kIndex...>) {
-  return {__builtin_shufflevector(a.v, last.v, (kIndex + 1)...)};
-}
-template <class T, std::size_t N>
-KELVO_INLINE Lanes<T, N> ShiftIn(Lanes<T, N> a, T last) {
-  if constexpr (N == 1) {
-    return {last};
-  } else {
-    return ShiftInBy(a, Lanes<T, N>::Broadcast(last), LaneNumbersOf<N>{});
-  }
-}
+using Simd::ShiftDown;
 
 // Where vectors of samples go: behind one another, or sample i as the slot[i]-th.
 template <class Lane>
@@ -48,9 +33,9 @@ struct BySlot {
   KELVO_INLINE BySlot From(std::size_t i) const { return {to, slot + i}; }
 };
 
-// As many windowed samples as there are lanes, of frames that begin `hop` apart, then those every `step` further on for as
-// long as they begin within `extent`; these go to place.From(place_step) ... A step is a hop, unless there is no other
-// time. Not inlined: by itself the loop keeps its tile in registers.
+// As many windowed samples as there are lanes, of frames that begin `hop` apart, then those every `step` further on for
+// as long as they begin within `extent`; these go to place.From(place_step) ... A step is a hop, unless there is no
+// other time. Not inlined: by itself the loop keeps its tile in registers.
 template <class Lane, class Place>
 [[gnu::noinline]] static void GatherRuns(Place place, std::size_t place_step, const float* samples, std::size_t hop,
                                          const float* window, std::size_t step, std::size_t extent) {
@@ -73,7 +58,7 @@ template <class Lane, class Place>
     window += step;
     place = place.From(place_step);
 #pragma GCC unroll 16
-    for (std::size_t i = 0; i < kSize; ++i) rows[i] = ShiftIn(rows[i], last[i]);
+    for (std::size_t i = 0; i < kSize; ++i) rows[i] = ShiftDown(rows[i], last[i]);
   }
 }
 
@@ -135,8 +120,8 @@ struct WindowedFrames {
   }
 
  private:
-  // Zeros for those of `count` samples from sample i on that lie outside the window. To multiply them by zero would turn
-  // an infinity into a NaN.
+  // Zeros for those of `count` samples from sample i on that lie outside the window. To multiply them by zero would
+  // turn an infinity into a NaN.
   template <class Lane, class Place>
   KELVO_INLINE void ClearOutside(const Place& place, std::size_t i, std::size_t count) const {
     if (i >= begin && i + count <= end) return;

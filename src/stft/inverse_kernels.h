@@ -15,14 +15,14 @@ struct SynthesisSettings {
   const float* gain;  // [end - begin]
   std::size_t begin;
   std::size_t end;
-  // Frames side by side only. The signal is cut into columns of row_n neighbouring samples, one every hop; column c begins
-  // with frame c. Sample i of a vector of frames lies at sample_offset[i] behind its elements.
+  // Frames side by side only. The signal is cut into columns of row_n neighbouring samples, one every hop; column c
+  // begins with frame c. Sample i of a vector of frames lies at sample_offset[i] behind its elements.
   std::size_t row_n;
   const unsigned* sample_offset;  // [fft_n]
 };
 
-// Where the columns go that a vector of frames completes: each sample divided by the envelope of its row, if there is one,
-// unless that is too low to divide by.
+// Where the columns go that a vector of frames completes: each sample divided by the envelope of its row, if there is
+// one, unless that is too low to divide by.
 struct ColumnTarget {
   float* columns;
   std::size_t step;  // from a column to the next one
@@ -36,10 +36,11 @@ struct SpectrogramView {
 };
 
 struct InverseKernels {
-  // Adds frames first .. first + count - 1 of the spectrogram, at most two vectors of them, completed by silent ones, and
-  // gives target v the columns that vector v is the last one to reach, for v < target_n. Every sample receives its frames
-  // in ascending order. carry[i], i >= row_n, holds what the frames so far have left in the columns to come: for sample
-  // i % row_n of column i / row_n from the first one of the next vector on. `work` holds InverseScratch(...) floats.
+  // Adds frames first .. first + count - 1 of the spectrogram, at most two vectors of them, completed by silent ones,
+  // and gives target v the columns that vector v is the last one to reach, for v < target_n. Every sample receives its
+  // frames in ascending order. carry[i], i >= row_n, holds what the frames so far have left in the columns to come: for
+  // sample i % row_n of column i / row_n from the first one of the next vector on. `work` holds InverseScratch(...)
+  // floats.
   void (*add_frames)(const SynthesisSettings& settings, const SpectrogramView& spectrogram, std::size_t first,
                      std::size_t count, float* carry, const ColumnTarget* targets, std::size_t target_n, float* work);
   // Adds one frame to signal [fft_n]; the same bits as add_frames. `work` holds OneFrameScratch(...) floats.

@@ -96,8 +96,7 @@ Synthesis::Synthesis(float* dst, const float* src, const InverseSettings& settin
   const std::size_t length = settings_.plan.inner.length;
   // Side by side, the ends of the signal cost the square of the number of frames that overlap.
   constexpr std::size_t kMostOverlap = 256;
-  side_by_side_ = hop_ > 0 && (fft_n - 1) / hop_ < kMostOverlap &&
-                  GoSideBySide(used_frame_n_, length, lane_n);
+  side_by_side_ = hop_ > 0 && (fft_n - 1) / hop_ < kMostOverlap && GoSideBySide(used_frame_n_, length, lane_n);
   if (!side_by_side_) {
     work_ = Api::ScratchBuffer(OneFrameScratch(length));
     signal_ = Api::MakeZeroBuffer((used_frame_n_ - 1) * hop_ + fft_n);

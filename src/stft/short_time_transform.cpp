@@ -23,8 +23,7 @@ std::size_t CountFrames(const ShortTimeSettings& settings) {
   return static_cast<std::size_t>(std::max(0, std::min(frame_n, settings.max_frame_n)));
 }
 
-ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, Output output, float power,
-                                       Simd::Level level)
+ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, Output output, float power, Simd::Level level)
     : settings_(settings),
       frame_n_(CountFrames(settings)),
       kernels_(Simd::KernelsFor<StftKernels>(level)),
@@ -70,8 +69,7 @@ ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, Output
   const std::size_t bins_n = vector_n * VectorStride();
   stretch_hop_ = std::min(hop, fft_n);
   const std::size_t stretch_n = side_by_side_ ? (lane_n - 1) * stretch_hop_ + fft_n : 0;
-  const std::size_t work_n =
-      std::max(side_by_side_ ? SideBySideScratch(length, lane_n) : 0, OneFrameScratch(length));
+  const std::size_t work_n = std::max(side_by_side_ ? SideBySideScratch(length, lane_n) : 0, OneFrameScratch(length));
   memory_ = Api::ScratchBuffer(RoundUp(bins_n, 16) + RoundUp(stretch_n, 16) + RoundUp(work_n, 16) + fft_n);
   float* next = memory_.Data();
   const auto take = [&next](std::size_t count) {
