@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 #include "simd/lanes.h"
 #include "stft/stft_kernels.h"
@@ -33,6 +34,11 @@ struct BySlot {
   KELVO_INLINE BySlot From(std::size_t i) const { return {to, slot + i}; }
 };
 
+// Asks for the line of an element, which need not lie inside the array.
+KELVO_INLINE void ExpectRead(const float* array, std::size_t element) {
+  __builtin_prefetch(reinterpret_cast<const void*>(reinterpret_cast<std::uintptr_t>(array) + element * sizeof(float)));
+}
+
 // As many windowed samples as there are lanes, of frames that begin `hop` apart, then those every `step` further on for
 // as long as they begin within `extent`; these go to place.From(place_step) ... A step is a hop, unless there is no
 // other time. Not inlined: by itself the loop keeps its tile in registers.
@@ -41,14 +47,14 @@ template <class Lane, class Place>
                                          const float* window, std::size_t step, std::size_t extent) {
   constexpr std::size_t kSize = Lane::kSize;
   Lane rows[kSize];
-  const float* row = samples;
+  const float* last = samples;
 #pragma GCC unroll 16
-  for (std::size_t t = 0; t < kSize; ++t, row += hop) {
-    rows[t] = Lane::Load(row);
-    __builtin_prefetch(row + 2 * kSize - 1);
+  for (std::size_t t = 0; t < kSize; ++t) {
+    if (t > 0) last += hop;
+    rows[t] = Lane::Load(last);
+    ExpectRead(last, 2 * kSize - 1);
   }
   Transpose(rows);
-  const float* last = row - hop;
   for (;;) {
 #pragma GCC unroll 16
     for (std::size_t i = 0; i < kSize; ++i) place.Store(i, rows[i] * Repeated<Lane>{window + i});
