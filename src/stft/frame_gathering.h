@@ -5,7 +5,6 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 
 #include "simd/lanes.h"
 #include "stft/stft_kernels.h"
@@ -36,7 +35,7 @@ struct BySlot {
 
 // Asks for the line of an element, which need not lie inside the array.
 KELVO_INLINE void ExpectRead(const float* array, std::size_t element) {
-  __builtin_prefetch(reinterpret_cast<const void*>(reinterpret_cast<std::uintptr_t>(array) + element * sizeof(float)));
+  __builtin_prefetch(reinterpret_cast<const void*>(reinterpret_cast<std::size_t>(array) + element * sizeof(float)));
 }
 
 // As many windowed samples as there are lanes, of frames that begin `hop` apart, then those every `step` further on for
