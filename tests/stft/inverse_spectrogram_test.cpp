@@ -7,8 +7,10 @@
 #include <climits>
 #include <cmath>
 #include <ostream>
+#include <span>
 #include <vector>
 
+#include "fft/fft_plan.h"
 #include "fft/spectra.h"
 #include "kelvo_audio.h"
 #include "reliability/sanitizers.h"
@@ -195,9 +197,22 @@ TEST(InverseKernels, CompareTheEnvelopeInDoublePrecision) {
     if (static_cast<double>(envelopes[i]) > 1e-10) expected[i] /= envelopes[i];
   }
   for (const Simd::Level level : Simd::SupportedLevels()) {
+    const InverseKernels& kernels = Simd::KernelsFor<InverseKernels>(level);
     std::vector<float> divided = signal;
-    Simd::KernelsFor<InverseKernels>(level).divide(divided.data(), envelopes.data(), divided.size());
+    kernels.divide(divided.data(), envelopes.data(), divided.size());
     EXPECT_TRUE(SameBits(divided, expected)) << Simd::LevelName(level);
+    // As the first column of silent frames, to which earlier ones have left the signal.
+    constexpr std::size_t kLaneN = 16;
+    const std::size_t row_n = signal.size();
+    const Fft::RealTransformView& plan = Fft::FftPlanCache::Get().GetInversePlan(static_cast<int>(2 * row_n)).real.View();
+    const std::vector<float> gain(2 * row_n, 1.0f);
+    const std::vector<unsigned> sample_offset(2 * row_n, 0u);
+    std::vector<float> carry(row_n, 0.0f), columns(kLaneN * row_n), work(InverseScratch(plan.inner.length, kLaneN));
+    carry.insert(carry.end(), signal.begin(), signal.end());
+    const SynthesisSettings settings{plan, gain.data(), 0, 2 * row_n, row_n, sample_offset.data()};
+    const ColumnTarget target{columns.data(), row_n, envelopes.data()};
+    kernels.add_frames(settings, {nullptr, 0}, 0, 0, carry.data(), &target, 1, work.data());
+    EXPECT_TRUE(SameBits(std::span(columns).first(row_n), expected)) << Simd::LevelName(level);
   }
 }
 
