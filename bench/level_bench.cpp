@@ -8,7 +8,7 @@
 #include "filter/resample.h"
 #include "kelvo_audio.h"
 #include "mel/mel_spectrogram.h"
-#include "mel/spectral_conversions.h"
+#include "mel/conversions.h"
 #include "rows.h"
 #include "short_time_jobs.h"
 #include "signals.h"

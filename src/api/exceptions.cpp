@@ -3,8 +3,6 @@
 
 #include <utility>
 
-#include "api/status.h"
-
 namespace kelvo::Util::Exceptions {
 
 KelvoException::KelvoException(std::string message, int status) : message_(std::move(message)), status_(status) {}

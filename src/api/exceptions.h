@@ -1,9 +1,19 @@
-// The library's exceptions. They carry the status that an export returns; none of them leaves the library.
+// What an export returns, and the library's exceptions, which carry it. None of them leaves the library.
 #pragma once
 
 #include <cstdint>
 #include <stdexcept>
 #include <string>
+
+// The public header gives callers the same four values.
+namespace kelvo::Api {
+
+inline constexpr int kStatusOk = 0;
+inline constexpr int kStatusBadArgument = -1;
+inline constexpr int kStatusOutOfMemory = -5;
+inline constexpr int kStatusUnexpectedError = -128;
+
+}  // namespace kelvo::Api
 
 namespace kelvo::Util::Exceptions {
 

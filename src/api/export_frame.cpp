@@ -1,4 +1,4 @@
-// Maps exceptions to statuses, once for all exports.
+// Maps exceptions to statuses, once for all exports; and the module's load-time entry, which only Windows has.
 #include "api/export_frame.h"
 
 #include <new>
@@ -29,3 +29,13 @@ int StatusOfCurrentException() {
 }
 
 }  // namespace kelvo::Api
+
+#if defined(_WIN32)
+#include <windows.h>
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID) {
+  // The library keeps no per-thread state, so it need not hear of every thread that starts or ends.
+  if (reason == DLL_PROCESS_ATTACH) DisableThreadLibraryCalls(module);
+  return TRUE;
+}
+#endif

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <initializer_list>
 
+#include "api/exceptions.h"
 #include "api/fp_environment.h"
-#include "api/status.h"
 
 namespace kelvo::Api {
 

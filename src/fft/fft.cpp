@@ -1,7 +1,7 @@
 // The transforms of one signal.
 #include "fft/fft.h"
 
-#include "api/buffers.h"
+#include "base/buffers.h"
 #include "fft/fft_kernels.h"
 #include "fft/fft_plan.h"
 
@@ -17,7 +17,7 @@ void ComputeFft(std::span<float> dst, std::span<const float> src, Simd::Level le
   const auto fft_n = static_cast<int>(src.size());
   CheckPlanSize(fft_n);
   const RealTransformView plan = FftPlanCache::Get().GetForwardPlan(fft_n).real.View();
-  Api::SmallScratchBuffer<kSmallScratch> scratch(FftScratchSize(plan.inner.length));
+  Base::SmallScratchBuffer<kSmallScratch> scratch(FftScratchSize(plan.inner.length));
   Simd::KernelsFor<FftKernels>(level).real_to_bins(dst.data(), src.data(), plan, scratch.Data());
 }
 
@@ -25,7 +25,7 @@ void ComputeIfft(std::span<float> dst, std::span<const float> src, Simd::Level l
   const auto fft_n = static_cast<int>(src.size() / 2);
   CheckPlanSize(fft_n);
   const TransformView plan = FftPlanCache::Get().GetInversePlan(fft_n).complex.View();
-  Api::SmallScratchBuffer<kSmallScratch> scratch(FftScratchSize(plan.length));
+  Base::SmallScratchBuffer<kSmallScratch> scratch(FftScratchSize(plan.length));
   Simd::KernelsFor<FftKernels>(level).inverse_complex(dst.data(), src.data(), plan, scratch.Data());
 }
 

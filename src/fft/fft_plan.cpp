@@ -10,8 +10,8 @@
 #include <numbers>
 #include <stdexcept>
 
-#include "api/buffers.h"
 #include "api/checks.h"
+#include "base/buffers.h"
 #include "fft/complex.h"
 
 namespace kelvo::Fft {
@@ -42,9 +42,21 @@ Complex<float> UnitRoot(std::size_t index, std::size_t length) {
 // The radices for 2^exponent times `odd`, as measured. A pass of 16 saves a pass, but keeps more values than there are
 // registers: side by side, what is stored in between costs more than it saves.
 std::vector<std::size_t> ChooseTwos(std::size_t exponent, std::size_t odd, Use use) {
-  static constexpr std::initializer_list<std::size_t> kMeasured[] = {
-      {}, {2}, {4}, {8}, {4, 4}, {4, 8}, {8, 8}, {4, 4, 8}, {4, 8, 8}, {4, 4, 4, 8}, {4, 4, 8, 8}, {4, 4, 4, 4, 8},
-      {4, 4, 4, 8, 8}, {4, 4, 8, 8, 8}, {4, 4, 4, 4, 8, 8}};
+  static constexpr std::initializer_list<std::size_t> kMeasured[] = {{},
+                                                                     {2},
+                                                                     {4},
+                                                                     {8},
+                                                                     {4, 4},
+                                                                     {4, 8},
+                                                                     {8, 8},
+                                                                     {4, 4, 8},
+                                                                     {4, 8, 8},
+                                                                     {4, 4, 4, 8},
+                                                                     {4, 4, 8, 8},
+                                                                     {4, 4, 4, 4, 8},
+                                                                     {4, 4, 4, 8, 8},
+                                                                     {4, 4, 8, 8, 8},
+                                                                     {4, 4, 4, 4, 8, 8}};
   if (use == Use::alone && exponent == 4 && odd > 8) return {16};
   if (use == Use::alone && exponent == 6 && odd == 1) return {8, 8};
   if (use == Use::alone && exponent == 7) return {8, 16};
@@ -60,8 +72,9 @@ std::vector<std::size_t> ChooseTwos(std::size_t exponent, std::size_t odd, Use u
   return radices;
 }
 
-// The radices of the passes: odd primes from the largest down, then powers of two; a single two joins a five. A transform
-// alone works on blocks side by side in its last passes; an eight in front leaves it as many as half the lanes.
+// The radices of the passes: odd primes from the largest down, then powers of two; a single two joins a five. A
+// transform alone works on blocks side by side in its last passes; an eight in front leaves it as many as half the
+// lanes.
 std::vector<std::size_t> ChooseRadices(std::size_t length, Use use) {
   std::vector<std::size_t> radices;
   const auto exponent = static_cast<std::size_t>(std::countr_zero(length));
@@ -166,8 +179,8 @@ Turn ChooseTurn(const std::vector<Pass>& passes, std::size_t length, std::size_t
 // measured over random signals, 8 and 16 are the only lengths where splitting would lose (by a fifth at most).
 bool IsHalved(std::size_t fft_n) { return fft_n % 2 == 0 && fft_n > 16; }
 
-// Shorter frames gain too little side by side for what their short signals cost a frame that is alone. Prime factors from
-// 17 on leave the larger errors behind a real pass (1 to 30 %), those up to 13 the smaller ones (by up to 14 %).
+// Shorter frames gain too little side by side for what their short signals cost a frame that is alone. Prime factors
+// from 17 on leave the larger errors behind a real pass (1 to 30 %), those up to 13 the smaller ones (by up to 14 %).
 bool HasRealPass(std::size_t fft_n) {
   if (fft_n % 8 != 0 || fft_n <= 256) return false;
   for (const std::size_t p : {2u, 3u, 5u, 7u, 11u, 13u}) {
@@ -202,7 +215,7 @@ TransformPlan::TransformPlan(std::size_t length, const std::vector<std::size_t>&
     block /= radix;
     table_n += TableSize(radix, block);
   }
-  tables_ = Api::ScratchBuffer(table_n);
+  tables_ = Base::ScratchBuffer(table_n);
   passes_.reserve(radices.size());
 
   float* next = tables_.Data();
@@ -233,7 +246,7 @@ RealTransformPlan::RealTransformPlan(std::size_t fft_n, Use use) : fft_n_(fft_n)
   // Neighbours take them from the second one on, so that is the one to lie on a cache line.
   const std::size_t split_n = fft_n / 4 + 1;
   const std::size_t stride = (split_n + 30) / 16 * 16;
-  split_ = Api::ScratchBuffer(2 * stride);
+  split_ = Base::ScratchBuffer(2 * stride);
   split_re_ = split_.Data() + 15;
   split_im_ = split_re_ + stride;
   for (std::size_t k = 0; k < split_n; ++k) {
@@ -270,7 +283,7 @@ FrameTransformPlan::FrameTransformPlan(std::size_t fft_n) {
   } else {
     view_.real_pass.radix = signal_n;
     view_.real_pass.span = span;
-    twiddles_ = Api::ScratchBuffer(4 * (signal_n - 1) * span);
+    twiddles_ = Base::ScratchBuffer(4 * (signal_n - 1) * span);
     AddTwiddles(view_.real_pass, twiddles_.Data(), fft_n);
   }
   slot_.resize(fft_n);
@@ -295,7 +308,7 @@ FrameTransformPlan::FrameTransformPlan(std::size_t fft_n) {
   view_.sign = sign_.data();
 }
 
-const ForkGuard FftPlanCache::fork_guard_([]() -> Mutex& { return Get().plans_.GetMutex(); });
+const Base::ForkGuard FftPlanCache::fork_guard_([]() -> Base::Mutex& { return Get().plans_.GetMutex(); });
 
 FftPlanCache& FftPlanCache::Get() {
   static FftPlanCache cache;

@@ -4,10 +4,10 @@
 #include <cstddef>
 #include <vector>
 
-#include "api/buffers.h"
-#include "fft/fork_guard.h"
+#include "base/buffers.h"
+#include "base/fork_guard.h"
+#include "base/table_cache.h"
 #include "fft/plan_view.h"
-#include "fft/table_cache.h"
 
 namespace kelvo::Fft {
 
@@ -31,10 +31,10 @@ class TransformPlan {
  private:
   std::size_t length_ = 0;
   std::vector<Pass> passes_;
-  Api::ScratchBuffer tables_;  // what the passes point into
+  Base::ScratchBuffer tables_;  // what the passes point into
   std::vector<unsigned> position_;
   std::vector<unsigned> output_;  // the other way round
-  std::vector<Turn> turns_;  // [kTurnN]
+  std::vector<Turn> turns_;       // [kTurnN]
 };
 
 // What a transform runs as, which decides about the fastest order of its passes.
@@ -50,7 +50,7 @@ class RealTransformPlan {
  private:
   std::size_t fft_n_ = 0;
   TransformPlan inner_;
-  Api::ScratchBuffer split_;
+  Base::ScratchBuffer split_;
   float* split_re_ = nullptr;
   float* split_im_ = nullptr;
 };
@@ -66,7 +66,7 @@ class FrameTransformPlan {
  private:
   FrameTransformView view_{};  // into the tables below, which stay where they are when the plan is moved
   RealTransformPlan rest_;
-  Api::ScratchBuffer twiddles_;
+  Base::ScratchBuffer twiddles_;
   std::vector<unsigned> order_;
   std::vector<unsigned> sample_at_;
   std::vector<unsigned> slot_;
@@ -77,8 +77,8 @@ class FrameTransformPlan {
 struct FftPlan {
   // Forward: of single signals. Inverse: for even lengths, of frames, to end in real samples.
   RealTransformPlan real;
-  // Inverse: of single complex signals. The inverse transform is the forward one with real and imaginary parts exchanged
-  // on both sides, so it needs no tables of the other sign.
+  // Inverse: of single complex signals. The inverse transform is the forward one with real and imaginary parts
+  // exchanged on both sides, so it needs no tables of the other sign.
   TransformPlan complex;
   // Of frames, forward.
   FrameTransformPlan frames;
@@ -94,9 +94,9 @@ class FftPlanCache {
   const FftPlan& GetFramePlan(int fft_n);
 
  private:
-  static const ForkGuard fork_guard_;
+  static const Base::ForkGuard fork_guard_;
 
-  TableCache<int, FftPlan, 3> plans_;  // forward, inverse, frames
+  Base::TableCache<int, FftPlan, 3> plans_;  // forward, inverse, frames
 };
 
 }  // namespace kelvo::Fft

@@ -8,7 +8,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "filter/filter_coefficients.h"
+#include "filter/coefficients.h"
 #include "filter/filter_kernels.h"
 #include "filter/segment_kernels.h"
 #include "filter/segmented_filter.h"

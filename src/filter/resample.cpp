@@ -10,8 +10,9 @@
 #include <limits>
 #include <vector>
 
-#include "api/buffers.h"
-#include "api/int_math.h"
+#include "base/buffers.h"
+#include "base/extension.h"
+#include "base/int_math.h"
 #include "filter/resample_filter.h"
 #include "filter/resample_kernels.h"
 
@@ -84,9 +85,9 @@ class SegmentedResampler {
     block_input_n_ = static_cast<std::size_t>(static_cast<std::int64_t>(block_output_n_ - 1) * filter.down / filter.up +
                                               1 + static_cast<std::int64_t>(kTapN));
     const std::size_t row_n = segments_.segment_n;
-    edges_ = Api::ScratchBuffer(row_n * block_input_n_);
-    interleaved_ = Api::ScratchArray<double>(row_n * block_input_n_);
-    output_ = Api::ScratchBuffer(row_n * block_output_n_);
+    edges_ = Base::ScratchBuffer(row_n * block_input_n_);
+    interleaved_ = Base::ScratchArray<double>(row_n * block_input_n_);
+    output_ = Base::ScratchBuffer(row_n * block_output_n_);
   }
 
   // dst is as long as the conversion.
@@ -126,11 +127,7 @@ class SegmentedResampler {
     const auto end = begin + static_cast<std::int64_t>(count);
     if (begin >= 0 && end <= src_n) return src_.data() + begin;
     float* const edge = edges_.Data() + s * block_input_n_;
-    const std::int64_t inside = std::clamp<std::int64_t>(-begin, 0, static_cast<std::int64_t>(count));
-    const std::int64_t after = std::clamp<std::int64_t>(src_n - begin, inside, static_cast<std::int64_t>(count));
-    std::fill(edge, edge + inside, 0.0f);
-    if (after > inside) std::copy(src_.data() + begin + inside, src_.data() + begin + after, edge + inside);
-    std::fill(edge + after, edge + count, 0.0f);
+    Base::ExtractFrameZero({edge, count}, src_, begin, 0);
     return edge;
   }
 
@@ -141,9 +138,9 @@ class SegmentedResampler {
   Segments segments_;
   std::size_t block_output_n_;
   std::size_t block_input_n_;  // at most
-  Api::ScratchBuffer edges_;
-  Api::ScratchArray<double> interleaved_;
-  Api::ScratchBuffer output_;
+  Base::ScratchBuffer edges_;
+  Base::ScratchArray<double> interleaved_;
+  Base::ScratchBuffer output_;
 };
 
 bool Overlap(std::span<const float> a, std::span<const float> b) {
@@ -156,7 +153,7 @@ bool Overlap(std::span<const float> a, std::span<const float> b) {
 int ComputeResampleLen(int dst_sample_rate, int src_n, int src_sample_rate) {
   // The quotient first, and of the rates as given: reduced ones can round otherwise.
   const double ratio = static_cast<double>(dst_sample_rate) / static_cast<double>(src_sample_rate);
-  return Api::SaturateToInt(::ceil(ratio * static_cast<double>(src_n)));
+  return Base::SaturateToInt(::ceil(ratio * static_cast<double>(src_n)));
 }
 
 void Resample(std::span<float> dst, std::span<const float> src, int dst_sample_rate, int src_sample_rate,

@@ -52,7 +52,7 @@ ResampleFilter BuildRatio(int up, int down) {
   return filter;
 }
 
-const Fft::ForkGuard ResampleFilterCache::fork_guard_([]() -> Fft::Mutex& { return Get().filters_.GetMutex(); });
+const Base::ForkGuard ResampleFilterCache::fork_guard_([]() -> Base::Mutex& { return Get().filters_.GetMutex(); });
 
 ResampleFilterCache& ResampleFilterCache::Get() {
   static ResampleFilterCache cache;

@@ -5,8 +5,8 @@
 #include <cstddef>
 #include <vector>
 
-#include "fft/fork_guard.h"
-#include "fft/table_cache.h"
+#include "base/fork_guard.h"
+#include "base/table_cache.h"
 #include "filter/resample_kernels.h"
 
 namespace kelvo::Filter {
@@ -40,9 +40,9 @@ class ResampleFilterCache {
     int down;
     auto operator<=>(const Ratio&) const = default;
   };
-  static const Fft::ForkGuard fork_guard_;
+  static const Base::ForkGuard fork_guard_;
 
-  Fft::TableCache<Ratio, ResampleFilter> filters_;
+  Base::TableCache<Ratio, ResampleFilter> filters_;
 };
 
 }  // namespace kelvo::Filter

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "api/buffers.h"
+#include "base/buffers.h"
 
 namespace kelvo::Filter {
 namespace {
@@ -165,7 +165,7 @@ class SegmentedFilter {
   FilterSegments<Output, Input> run_segments_;
   bool is_in_place_;
   std::size_t state_n_;
-  Api::ScratchArray<double> states_;  // those of all segments at each check, and at the end
+  Base::ScratchArray<double> states_;  // those of all segments at each check, and at the end
   std::vector<Input> inputs_;
 };
 

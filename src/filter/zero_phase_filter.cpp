@@ -8,37 +8,23 @@
 #include <stdexcept>
 #include <vector>
 
-#include "api/buffers.h"
 #include "api/checks.h"
-#include "filter/filter_coefficients.h"
-#include "filter/filter_initial_state.h"
+#include "base/extension.h"
+#include "filter/coefficients.h"
+#include "filter/initial_state.h"
 #include "filter/linear_filter.h"
-#include "stft/frames.h"
 
 namespace kelvo::Filter {
 namespace {
-
-// Fills frame with the samples from `position` on: those of src, and beyond(position) outside.
-template <class Beyond>
-void ExtractFrameFrom(std::span<float> frame, std::span<const float> src, std::int64_t position, Beyond beyond) {
-  const auto sample_n = static_cast<std::int64_t>(src.size());
-  const std::int64_t end = position + static_cast<std::int64_t>(frame.size());
-  const std::int64_t first = std::clamp<std::int64_t>(0, position, end);
-  const std::int64_t last = std::clamp(sample_n, first, end);
-  const auto at = [&](std::int64_t p) { return frame.begin() + (p - position); };
-  for (std::int64_t p = position; p < first; ++p) *at(p) = beyond(p);
-  if (first < last) std::copy(src.begin() + first, src.begin() + last, at(first));
-  for (std::int64_t p = last; p < end; ++p) *at(p) = beyond(p);
-}
 
 // `count` samples from position `start` on of the signal with pad_len samples in front of it.
 std::vector<float> ExtractPadding(std::span<const float> src, std::int64_t start, std::size_t count, int pad_type,
                                   int pad_len) {
   std::vector<float> padding(count);
   switch (static_cast<FilterPadType>(pad_type)) {
-    case FilterPadType::Odd: ExtractFrameOdd(padding, src, start, pad_len); break;
-    case FilterPadType::Even: Stft::ExtractFrameReflect(padding, src, start, pad_len); break;
-    case FilterPadType::Constant: ExtractFrameEdge(padding, src, start, pad_len); break;
+    case FilterPadType::Odd: Base::ExtractFrameOdd(padding, src, start, pad_len); break;
+    case FilterPadType::Even: Base::ExtractFrameReflect(padding, src, start, pad_len); break;
+    case FilterPadType::Constant: Base::ExtractFrameEdge(padding, src, start, pad_len); break;
     default: Api::FailIf(true, "Invalid pad_type.");
   }
   return padding;
@@ -51,21 +37,6 @@ std::vector<double> ScaleState(const std::vector<double>& settled, double scale)
 }
 
 }  // namespace
-
-void ExtractFrameOdd(std::span<float> frame, std::span<const float> src, std::int64_t start, std::int64_t pad) {
-  const auto last = static_cast<std::int64_t>(src.size()) - 1;
-  ExtractFrameFrom(frame, src, start - pad, [&](std::int64_t position) {
-    const std::int64_t edge = position < 0 ? 0 : last;
-    const float edge_sample = src[static_cast<std::size_t>(edge)];
-    // The doubled edge first: it may round or overflow before the difference does.
-    return (edge_sample + edge_sample) - src[static_cast<std::size_t>(2 * edge - position)];
-  });
-}
-
-void ExtractFrameEdge(std::span<float> frame, std::span<const float> src, std::int64_t start, std::int64_t pad) {
-  ExtractFrameFrom(frame, src, start - pad,
-                   [&](std::int64_t position) { return position < 0 ? src.front() : src.back(); });
-}
 
 void FilterFilterCore(std::span<float> dst, std::span<const float> src, std::span<const float> n_coef,
                       std::span<const float> d_coef, int pad_type, int pad_len, Simd::Level level) {

@@ -1,7 +1,6 @@
 // Zero-phase filtering: once forwards, once backwards.
 #pragma once
 
-#include <cstdint>
 #include <span>
 
 #include "simd/level.h"
@@ -24,10 +23,5 @@ enum class FilterPadType {
 // std::length_error.
 void FilterFilterCore(std::span<float> dst, std::span<const float> src, std::span<const float> n_coef,
                       std::span<const float> d_coef, int pad_type, int pad_len, Simd::Level level);
-
-// Fill frame with the samples at positions start, start + 1 ... of the signal src padded by `pad` samples in front: odd
-// padding reaches one signal length beyond either end, edge padding any length.
-void ExtractFrameOdd(std::span<float> frame, std::span<const float> src, std::int64_t start, std::int64_t pad);
-void ExtractFrameEdge(std::span<float> frame, std::span<const float> src, std::int64_t start, std::int64_t pad);
 
 }  // namespace kelvo::Filter

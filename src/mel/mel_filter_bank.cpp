@@ -6,7 +6,7 @@
 #include <cstring>
 #include <new>
 
-#include "api/buffers.h"
+#include "base/buffers.h"
 #include "mel/mel_scale.h"
 
 namespace kelvo::Mel {
@@ -25,7 +25,7 @@ std::vector<float> ComputeEdges(const MelFilterBankKey& key) {
   const float mel_lo = hz_to_mel(key.f_min);
   const float mel_hi = hz_to_mel(key.f_max);
   const float step = (mel_hi - mel_lo) / ((static_cast<float>(key.mel_n) + 2.0f) - 1.0f);
-  std::vector<float> edge_hz = Api::MakeZeroBuffer(static_cast<std::uint64_t>(key.mel_n) + 2);
+  std::vector<float> edge_hz = Base::MakeZeroBuffer(static_cast<std::uint64_t>(key.mel_n) + 2);
   for (std::size_t i = 0; i < edge_hz.size(); ++i) edge_hz[i] = mel_to_hz(static_cast<float>(i) * step + mel_lo);
   return edge_hz;
 }
@@ -87,7 +87,7 @@ void BuildMelFilterBank(MelFilterBank& bank, const MelFilterBankKey& key) {
   const std::uint64_t weight_n = static_cast<std::uint64_t>(key.mel_n) * static_cast<std::uint64_t>(key.freq_n);
   // Too many weights are a lack of memory like any other, not a length error.
   if (weight_n > bank.weights.max_size()) throw std::bad_alloc();
-  bank.weights = Api::MakeZeroBuffer(weight_n);
+  bank.weights = Base::MakeZeroBuffer(weight_n);
 
   const std::vector<float> edge_hz = ComputeEdges(key);
   const float bin_hz = (static_cast<float>(key.sample_rate) * 0.5f) / (static_cast<float>(key.freq_n) - 1.0f);
@@ -123,7 +123,7 @@ bool OverlapByPairs(std::span<const Band> bands) {
   return true;
 }
 
-const Fft::ForkGuard MelFilterBankCache::fork_guard_([]() -> Fft::Mutex& { return Get().banks_.GetMutex(); });
+const Base::ForkGuard MelFilterBankCache::fork_guard_([]() -> Base::Mutex& { return Get().banks_.GetMutex(); });
 
 MelFilterBankCache& MelFilterBankCache::Get() {
   static MelFilterBankCache cache;

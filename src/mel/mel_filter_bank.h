@@ -6,9 +6,9 @@
 #include <span>
 #include <vector>
 
-#include "fft/fork_guard.h"
-#include "fft/table_cache.h"
-#include "mel/band.h"
+#include "base/fork_guard.h"
+#include "base/table_cache.h"
+#include "mel/mel_kernels.h"
 
 namespace kelvo::Mel {
 
@@ -54,9 +54,9 @@ class MelFilterBankCache {
   const MelFilterBank& GetFilterBank(const MelFilterBankKey& key);
 
  private:
-  static const Fft::ForkGuard fork_guard_;
+  static const Base::ForkGuard fork_guard_;
 
-  Fft::TableCache<MelFilterBankKey, MelFilterBank> banks_;
+  Base::TableCache<MelFilterBankKey, MelFilterBank> banks_;
 };
 
 }  // namespace kelvo::Mel

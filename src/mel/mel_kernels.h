@@ -3,13 +3,18 @@
 
 #include <cstddef>
 
-#include "mel/band.h"
-
 namespace kelvo::Mel {
 
+// The columns first to last - 1 of a row hold all of its weights that differ from 0; a NaN differs. A row of zeros has
+// first == last == 0.
+struct Band {
+  std::size_t first;
+  std::size_t last;
+};
+
 // dst [mel_n x frame_n] = weights [mel_n x freq_n] * src [freq_n x frame_n]; rows of dst and src lie dst_stride and
-// src_stride floats apart, vectors of frames of src vector_stride floats; rows of weights are packed. bands[m] tells which weights of row m may differ from 0, and
-// overlap_by_pairs whether bands overlap by pairs at most.
+// src_stride floats apart, vectors of frames of src vector_stride floats; rows of weights are packed. bands[m] tells
+// which weights of row m may differ from 0, and overlap_by_pairs whether bands overlap by pairs at most.
 struct MelProduct {
   float* dst;
   std::size_t dst_stride;

@@ -5,7 +5,7 @@
 
 #include "mel/mel_filter_bank.h"
 #include "simd/level.h"
-#include "stft/short_time_transform.h"
+#include "stft/spectrogram.h"
 
 namespace kelvo::Mel {
 

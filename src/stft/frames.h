@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <span>
 
-#include "api/buffers.h"
+#include "base/buffers.h"
 
 namespace kelvo::Stft {
 
@@ -23,13 +23,6 @@ int ComputeFrameCount(int sample_n, int fft_n, int hop_n, int center);
 // beyond 32 bits.
 int ComputeSampleCount(int frame_n, int freq_n, int hop_n, int center);
 
-// Fill frame with the samples at positions start, start + 1 ... of the signal src padded by `pad` samples before its
-// first one. No position needs to lie near src: neither form ever reads outside it.
-//
-// The reflecting form folds as often as needed, so that a frame may be longer than the signal. src may not be empty.
-void ExtractFrameReflect(std::span<float> frame, std::span<const float> src, std::int64_t start, std::int64_t pad);
-void ExtractFrameZero(std::span<float> frame, std::span<const float> src, std::int64_t start, std::int64_t pad);
-
 // Frame `index` of the signal, as the mode cuts it. The last frame of mode None may reach beyond the end, where the
 // frame count was rounded up; it finds zeros there.
 void ExtractFrame(CenterMode center, std::span<float> frame, std::span<const float> src, std::int64_t index,
@@ -37,6 +30,6 @@ void ExtractFrame(CenterMode center, std::span<float> frame, std::span<const flo
 
 // Copies the columns that dst [freq_n x dst_frame_n] and src [freq_n x src_frame_n] share; further columns of dst
 // become pad_value.
-void FixFrameLen(Api::MatrixView<float> dst, Api::MatrixView<const float> src, float pad_value);
+void FixFrameLen(Base::MatrixView<float> dst, Base::MatrixView<const float> src, float pad_value);
 
 }  // namespace kelvo::Stft

@@ -8,13 +8,13 @@
 #include <stdexcept>
 #include <vector>
 
-#include "api/buffers.h"
 #include "api/checks.h"
-#include "api/int_math.h"
+#include "base/buffers.h"
+#include "base/int_math.h"
 #include "fft/fft_plan.h"
 #include "stft/frame_blocks.h"
 #include "stft/inverse_kernels.h"
-#include "stft/short_time_transform.h"
+#include "stft/spectrogram.h"
 #include "stft/window.h"
 
 namespace kelvo::Stft {
@@ -58,7 +58,7 @@ class Synthesis {
   std::vector<float> carry_;
   std::vector<float> signal_;    // side by side columns at the ends, one by one the whole signal
   std::vector<float> envelope_;  // side by side of one column, one by one of the whole signal
-  Api::ScratchBuffer work_;
+  Base::ScratchBuffer work_;
 };
 
 Synthesis::Synthesis(float* dst, const float* src, const InverseSettings& settings, std::size_t fft_n,
@@ -77,8 +77,8 @@ Synthesis::Synthesis(float* dst, const float* src, const InverseSettings& settin
   settings_.begin = margin;
   settings_.end = fft_n - margin;
   // Where the window cannot lie in the middle, the span is one sample longer, and that sample is multiplied by 0.
-  gain_ = Api::MakeZeroBuffer(settings_.end - settings_.begin);
-  window_square_ = Api::MakeZeroBuffer(window.size());
+  gain_ = Base::MakeZeroBuffer(settings_.end - settings_.begin);
+  window_square_ = Base::MakeZeroBuffer(window.size());
   for (std::size_t i = 0; i < window.size(); ++i) {
     gain_[i] = static_cast<float>(static_cast<double>(window[i]) * scale);
     window_square_[i] = window[i] * window[i];
@@ -98,12 +98,12 @@ Synthesis::Synthesis(float* dst, const float* src, const InverseSettings& settin
   constexpr std::size_t kMostOverlap = 256;
   side_by_side_ = hop_ > 0 && (fft_n - 1) / hop_ < kMostOverlap && GoSideBySide(used_frame_n_, length, lane_n);
   if (!side_by_side_) {
-    work_ = Api::ScratchBuffer(OneFrameScratch(length));
-    signal_ = Api::MakeZeroBuffer((used_frame_n_ - 1) * hop_ + fft_n);
-    envelope_ = Api::MakeZeroBuffer(signal_.size());
+    work_ = Base::ScratchBuffer(OneFrameScratch(length));
+    signal_ = Base::MakeZeroBuffer((used_frame_n_ - 1) * hop_ + fft_n);
+    envelope_ = Base::MakeZeroBuffer(signal_.size());
     return;
   }
-  work_ = Api::ScratchBuffer(InverseScratch(length, lane_n));
+  work_ = Base::ScratchBuffer(InverseScratch(length, lane_n));
   // A hop of 0 or beyond the frame's length leaves nothing to share between frames: a column is then a whole frame.
   settings_.row_n = hop_ < fft_n ? hop_ : fft_n;
   shared_n_ = (fft_n - 1) / settings_.row_n;
@@ -115,10 +115,10 @@ Synthesis::Synthesis(float* dst, const float* src, const InverseSettings& settin
     sample_offset_[i] = static_cast<unsigned>((2 * element + (is_second ? 0 : 1)) * lane_n);
   }
   settings_.sample_offset = sample_offset_.data();
-  carry_ = Api::MakeZeroBuffer((shared_n_ + 1) * settings_.row_n);
-  signal_ = Api::MakeZeroBuffer(kVectors * lane_n * settings_.row_n);
-  envelope_ = Api::MakeZeroBuffer(settings_.row_n);
-  inner_envelope_ = Api::MakeZeroBuffer(settings_.row_n);
+  carry_ = Base::MakeZeroBuffer((shared_n_ + 1) * settings_.row_n);
+  signal_ = Base::MakeZeroBuffer(kVectors * lane_n * settings_.row_n);
+  envelope_ = Base::MakeZeroBuffer(settings_.row_n);
+  inner_envelope_ = Base::MakeZeroBuffer(settings_.row_n);
   for (std::size_t r = 0; r < inner_envelope_.size(); ++r) inner_envelope_[r] = Envelope(r, 0, shared_n_);
 }
 
@@ -218,10 +218,10 @@ void Synthesis::FillFrom(std::size_t position) {
 }  // namespace
 
 void ComputeInverseSpectrogram(float* dst, const float* src, const InverseSettings& settings, Simd::Level level) {
-  const int fft_n = Api::WrappingAdd(Api::WrappingMultiply(2, settings.freq_n), -2);
+  const int fft_n = Base::WrappingAdd(Base::WrappingMultiply(2, settings.freq_n), -2);
   Fft::CheckPlanLength(fft_n);
   Fft::CheckPlanSize(fft_n);
-  Api::CheckWindowValue(settings.win_n > fft_n);
+  Api::CheckWindowFits(settings.win_n, fft_n);
   const std::int64_t sample_n = fft_n + (std::int64_t{settings.frame_n} - 1) * settings.hop_n;
   if (sample_n > std::numeric_limits<int>::max()) throw std::length_error("vector too long");
   Synthesis(dst, src, settings, static_cast<std::size_t>(fft_n), level).Run();

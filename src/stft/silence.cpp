@@ -8,8 +8,9 @@
 #include <new>
 #include <vector>
 
-#include "api/buffers.h"
 #include "api/checks.h"
+#include "base/buffers.h"
+#include "base/extension.h"
 #include "stft/frames.h"
 #include "stft/silence_kernels.h"
 
@@ -35,7 +36,7 @@ std::vector<double> ComputeMeanSquares(std::span<const float> src, std::int64_t 
   const std::int64_t block_n = std::min(BlockFrames(win_n, hop_n), frame_n);
   const std::int64_t pad = win_n / 2;
   std::vector<double> mean_squares(static_cast<std::size_t>(frame_n));
-  std::vector<float> padded = Api::MakeZeroBuffer(static_cast<std::uint64_t>((block_n - 1) * hop_n + win_n));
+  std::vector<float> padded = Base::MakeZeroBuffer(static_cast<std::uint64_t>((block_n - 1) * hop_n + win_n));
   for (std::int64_t t = 0; t < frame_n; t += block_n) {
     const std::int64_t count = std::min(block_n, frame_n - t);
     const auto span_n = static_cast<std::size_t>((count - 1) * hop_n + win_n);
@@ -44,7 +45,7 @@ std::vector<double> ComputeMeanSquares(std::span<const float> src, std::int64_t 
     if (first >= 0 && first + static_cast<std::int64_t>(span_n) <= static_cast<std::int64_t>(src.size())) {
       frames = src.subspan(static_cast<std::size_t>(first), span_n);
     } else {
-      ExtractFrameReflect({padded.data(), span_n}, src, t * hop_n, pad);
+      Base::ExtractFrameReflect({padded.data(), span_n}, src, t * hop_n, pad);
       frames = padded;
     }
     sum_squares(mean_squares.data() + t, frames.data(), static_cast<std::size_t>(count),
@@ -60,7 +61,8 @@ std::vector<double> ComputeMeanSquares(std::span<const float> src, std::int64_t 
 }  // namespace
 
 NonSilentSpan FindNonSilentSpan(std::span<const float> src, int win_n, int hop_n, float thr_db, Simd::Level level) {
-  Api::CheckSpanThreshold(thr_db);
+  // Not the text of the export's check, which comes first there; this is meant.
+  Api::FailIf(thr_db < 0.0f, "Invalid thr_db.");
   const auto sample_n = static_cast<std::int64_t>(src.size());
   const int frame_n =
       ComputeFrameCount(static_cast<int>(sample_n), win_n, hop_n, static_cast<int>(CenterMode::Reflect));

@@ -1,12 +1,92 @@
-// The spectrogram of a signal.
+// Short-time spectra: frames of a signal, cut, windowed, transformed and scaled, for spectrograms and mel spectrograms.
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <span>
+#include <vector>
 
+#include "base/buffers.h"
+#include "fft/fft_plan.h"
 #include "simd/level.h"
-#include "stft/short_time_transform.h"
+#include "stft/frame_blocks.h"
+#include "stft/frames.h"
+#include "stft/stft_kernels.h"
 
 namespace kelvo::Stft {
+
+// A factor on every complex bin.
+enum class SpectrumNorm {
+  None = 0,
+  WindowL2 = 1,  // 1 / sqrt(sum of the squared window)
+  TwoOverN = 2,  // 2 / fft_n
+};
+
+struct ShortTimeSettings {
+  int sample_n;
+  int fft_n;
+  int hop_n;
+  int win_n;
+  int win_type;
+  int max_frame_n;
+  int center;
+  int norm_type;
+};
+
+// The number of frames that the settings ask for, at most max_frame_n. Fails, as Fft::CheckPlanSize does, where no plan
+// could exist.
+std::size_t CountFrames(const ShortTimeSettings& settings);
+
+// Everything that a call needs: tables, and all of its scratch memory, so that nothing fails once frames are computed.
+//
+// Frames go side by side through the kernels, as many as a vector has lanes. A few frames left over, and frames so long
+// that several would not fit the caches, are transformed one by one, with the same result to the bit.
+class ShortTimeTransform {
+ public:
+  // Complex bins, powers as the real parts of complex values, or powers alone.
+  enum class Output { Complex, RealParts, Power };
+
+  // At least one frame.
+  ShortTimeTransform(const ShortTimeSettings& settings, Output output, float power, Simd::Level level);
+
+  std::size_t VectorStride() const { return BinCount() * bins_.stride; }
+  std::size_t BinCount() const { return static_cast<std::size_t>(settings_.fft_n) / 2 + 1; }
+
+  // Writes complex values of all frames of src, rows of bins `stride` floats apart.
+  void StoreAll(float* dst, std::size_t stride, std::span<const float> src);
+
+  // For powers alone: calls use(first frame, frame count, BinBlock) for consecutive blocks of all frames of src, whose
+  // vectors of frames lie one behind the other, VectorStride() floats apart.
+  template <class Use>
+  void ForEachBlock(std::span<const float> src, Use&& use) {
+    for (std::size_t first = 0; first < frame_n_; first += block_n_) {
+      const std::size_t count = std::min(block_n_, frame_n_ - first);
+      ComputeBlock(src, first, count);
+      use(first, count, bins_);
+    }
+  }
+
+ private:
+  void ComputeBlock(std::span<const float> src, std::size_t first, std::size_t count);
+  void ComputeFrame(std::span<const float> src, std::size_t index, const BinBlock& bins);
+  void ComputeVector(std::span<const float> src, std::size_t first, std::size_t count, const BinBlock& bins);
+  FrameSource FindFrames(std::span<const float> src, std::size_t first, std::size_t count);
+  void Extract(std::span<float> samples, std::span<const float> src, std::size_t frame) const;
+
+  ShortTimeSettings settings_;
+  std::size_t frame_n_;
+  const StftKernels& kernels_;
+  FrameSettings frame_settings_;
+  std::vector<float> window_;
+  bool side_by_side_;
+  std::size_t block_n_ = 1;
+  std::size_t stretch_hop_ = 0;
+  float* stretch_ = nullptr;  // of the signal, where frames reach beyond its ends
+  BinBlock bins_{};
+  float* work_ = nullptr;
+  float* frame_ = nullptr;
+  Base::ScratchBuffer memory_;
+};
 
 // dst [fft_n / 2 + 1 x max_frame_n] complex; only the columns of frames that exist are written. A power above 0 gives
 // (|bin|^power, 0) instead of the complex bins.

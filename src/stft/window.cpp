@@ -3,7 +3,7 @@
 
 #include <cmath>
 
-#include "api/buffers.h"
+#include "base/buffers.h"
 
 namespace kelvo::Stft {
 namespace {
@@ -11,7 +11,7 @@ namespace {
 // window[n] = offset - cos(2 pi n / win_n) * scale. The phase is formed in double and rounded once.
 std::vector<float> BuildWindow(int win_n, float offset, float scale) {
   constexpr double kTwoPi = 6.283185307179586;
-  std::vector<float> window = Api::MakeZeroBuffer(static_cast<std::size_t>(win_n));
+  std::vector<float> window = Base::MakeZeroBuffer(static_cast<std::size_t>(win_n));
   for (std::size_t n = 0; n < window.size(); ++n) {
     const auto phase = static_cast<float>(static_cast<double>(n) * kTwoPi / static_cast<double>(win_n));
     window[n] = offset - ::cosf(phase) * scale;
@@ -21,7 +21,7 @@ std::vector<float> BuildWindow(int win_n, float offset, float scale) {
 
 }  // namespace
 
-const Fft::ForkGuard WindowCache::fork_guard_([]() -> Fft::Mutex& { return Get().windows_.GetMutex(); });
+const Base::ForkGuard WindowCache::fork_guard_([]() -> Base::Mutex& { return Get().windows_.GetMutex(); });
 
 WindowCache& WindowCache::Get() {
   static WindowCache cache;

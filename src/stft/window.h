@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <vector>
 
-#include "fft/fork_guard.h"
-#include "fft/table_cache.h"
+#include "base/fork_guard.h"
+#include "base/table_cache.h"
 
 namespace kelvo::Stft {
 
@@ -24,9 +24,9 @@ class WindowCache {
   static constexpr std::size_t kHannMap = 0;
   static constexpr std::size_t kHammingMap = 1;
 
-  static const Fft::ForkGuard fork_guard_;
+  static const Base::ForkGuard fork_guard_;
 
-  Fft::TableCache<int, std::vector<float>, 2> windows_;
+  Base::TableCache<int, std::vector<float>, 2> windows_;
 };
 
 }  // namespace kelvo::Stft

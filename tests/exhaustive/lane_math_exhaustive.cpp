@@ -13,9 +13,8 @@
 #include <thread>
 #include <vector>
 
-#include "api/elementwise_kernels.h"
-#include "mel/spectral_conversions.h"
-#include "mel/spectral_kernels.h"
+#include "mel/conversion_kernels.h"
+#include "mel/conversions.h"
 #include "simd/level.h"
 
 namespace {
@@ -25,10 +24,10 @@ using namespace kelvo;
 constexpr std::size_t kBlockN = 4096;
 using Block = std::array<float, kBlockN>;
 
-const Api::ElementwiseKernels& Elementwise(Simd::Level level) {
-  return Simd::KernelsFor<Api::ElementwiseKernels>(level);
+const Mel::ConversionKernels& Elementwise(Simd::Level level) {
+  return Simd::KernelsFor<Mel::ConversionKernels>(level);
 }
-const Mel::SpectralKernels& Spectral(Simd::Level level) { return Simd::KernelsFor<Mel::SpectralKernels>(level); }
+const Mel::ConversionKernels& Spectral(Simd::Level level) { return Simd::KernelsFor<Mel::ConversionKernels>(level); }
 
 // (re, im) pairs, as the spectral kernels take them.
 std::array<float, 2 * kBlockN> Complex(const Block& re, float im) {

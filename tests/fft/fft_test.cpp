@@ -8,7 +8,7 @@
 #include <span>
 #include <vector>
 
-#include "fft/fft_checks.h"
+#include "fft/checks.h"
 #include "fft/fft_plan.h"
 #include "fft/spectra.h"
 #include "fft/yardstick.h"

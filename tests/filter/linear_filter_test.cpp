@@ -8,7 +8,7 @@
 #include <span>
 #include <vector>
 
-#include "filter/filter_checks.h"
+#include "filter/checks.h"
 #include "filter/plain_filter.h"
 #include "kelvo_audio.h"
 #include "support/bits.h"
@@ -67,8 +67,14 @@ TEST(LinearFilter, HasTheBitsOfTheRecurrenceForSpecialValues) {
       {1e-38f, -1e-38f, kTiny, -kTiny, 1e-30f},
   };
   const Floats denominators[] = {
-      {1.0f}, {1.0f, 0.0f, 0.0f}, {1.0f, -0.0f, 0.0f}, {-2.0f}, {-2.0f, 0.0f, 0.0f},
-      {0.0f, 1.0f}, {kNan}, {1.0f, -0.5f, 0.25f, 0.125f, 0.0625f, -0.1f, 0.2f},
+      {1.0f},
+      {1.0f, 0.0f, 0.0f},
+      {1.0f, -0.0f, 0.0f},
+      {-2.0f},
+      {-2.0f, 0.0f, 0.0f},
+      {0.0f, 1.0f},
+      {kNan},
+      {1.0f, -0.5f, 0.25f, 0.125f, 0.0625f, -0.1f, 0.2f},
   };
   const Floats noise = Noise(6000, 5);
   const auto signal = [&](auto value_at) { return SignalOf(noise.size(), value_at); };

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "filter/filter_checks.h"
+#include "filter/checks.h"
 #include "filter/resample_filter.h"
 #include "kelvo_audio.h"
 #include "support/bits.h"

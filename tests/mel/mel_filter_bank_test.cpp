@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "mel/mel_bank_checks.h"
+#include "mel/checks.h"
 #include "support/bits.h"
 #include "support/messages.h"
 

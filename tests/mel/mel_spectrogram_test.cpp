@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "kelvo_audio.h"
-#include "mel/mel_spectrogram_checks.h"
+#include "mel/checks.h"
 #include "support/bits.h"
 #include "support/messages.h"
 #include "support/short_time.h"
@@ -54,8 +54,14 @@ TEST(MultiplyFilterBank, EqualsThePlainOrderedSumToTheBit) {
   constexpr std::size_t kMelN = 9, kFreqN = 23;
   // What one frame may hold, at any bin: infinities that cancel in a total, numbers whose total overflows, products
   // that vanish.
-  const std::vector<float> specials[] = {{}, {kNan}, {kInfinity}, {-kInfinity}, {kInfinity, -kInfinity},
-                                         {3e38f, 3e38f}, {-3e38f, -3e38f}, {-1e-45f, -1e-42f}};
+  const std::vector<float> specials[] = {{},
+                                         {kNan},
+                                         {kInfinity},
+                                         {-kInfinity},
+                                         {kInfinity, -kInfinity},
+                                         {3e38f, 3e38f},
+                                         {-3e38f, -3e38f},
+                                         {-1e-45f, -1e-42f}};
   for (const std::size_t reach : {8u, 3u, 4u}) {
     const std::vector<float> bank = AwkwardBank(reach, kMelN, kFreqN);
     for (std::size_t frame_n = 1; frame_n <= 70; ++frame_n) {

@@ -7,7 +7,7 @@
 #include <set>
 #include <string>
 
-#include "api/elementwise_kernels.h"
+#include "mel/conversion_kernels.h"
 
 namespace kelvo::Simd {
 namespace {
@@ -36,7 +36,7 @@ TEST(Level, EachHasItsOwnKernelsAndName) {
   std::set<const void*> tables;
   std::set<std::string> names;
   for (const Level level : SupportedLevels()) {
-    tables.insert(&KernelsFor<Api::ElementwiseKernels>(level));
+    tables.insert(&KernelsFor<Mel::ConversionKernels>(level));
     names.insert(LevelName(level));
   }
   EXPECT_EQ(tables.size(), SupportedLevels().size());

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "kelvo_audio.h"
-#include "stft/frame_checks.h"
+#include "stft/checks.h"
 #include "support/bits.h"
 #include "support/messages.h"
 #include "support/signals.h"
@@ -85,35 +85,6 @@ TEST(SampleCount, EqualsClosedFormsAndWrapsRound) {
     EXPECT_EQ(ComputeSampleCount(row.frame_n, row.freq_n, row.hop_n, 0), row.plain);
     EXPECT_EQ(ComputeSampleCount(row.frame_n, row.freq_n, row.hop_n, 1), row.centred);
     EXPECT_EQ(ComputeSampleCount(row.frame_n, row.freq_n, row.hop_n, 2), row.centred);
-  }
-}
-
-// One mirror image after the other, until the position lies inside.
-float MirrorStepByStep(const std::vector<float>& src, std::int64_t position) {
-  const auto last = static_cast<std::int64_t>(src.size()) - 1;
-  if (last == 0) return src[0];
-  while (position < 0 || position > last) position = position < 0 ? -position : 2 * last - position;
-  return src[static_cast<std::size_t>(position)];
-}
-
-TEST(ExtractFrame, EqualsItsDefinitionAtEveryPosition) {
-  for (std::size_t sample_n = 1; sample_n <= 7; ++sample_n) {
-    const std::vector<float> src = Noise(sample_n);
-    for (std::size_t frame_n = 0; frame_n <= 20; ++frame_n) {
-      for (std::int64_t start = -40; start <= 40; ++start) {
-        const std::int64_t pad = start % 3;  // only the difference counts
-        std::vector<float> reflected(frame_n, 9.0f), zeroed(frame_n, 9.0f), mirror(frame_n), zeros(frame_n, 0.0f);
-        for (std::size_t k = 0; k < frame_n; ++k) {
-          const std::int64_t position = start - pad + static_cast<std::int64_t>(k);
-          mirror[k] = MirrorStepByStep(src, position);
-          if (position >= 0 && position < static_cast<std::int64_t>(sample_n)) zeros[k] = mirror[k];
-        }
-        ExtractFrameReflect(reflected, src, start, pad);
-        ExtractFrameZero(zeroed, src, start, pad);
-        ASSERT_TRUE(SameBits(reflected, mirror)) << sample_n << " " << frame_n << " " << start;
-        ASSERT_TRUE(SameBits(zeroed, zeros)) << sample_n << " " << frame_n << " " << start;
-      }
-    }
   }
 }
 

@@ -14,7 +14,7 @@
 #include "fft/spectra.h"
 #include "kelvo_audio.h"
 #include "reliability/sanitizers.h"
-#include "stft/inverse_checks.h"
+#include "stft/checks.h"
 #include "stft/inverse_kernels.h"
 #include "stft/window.h"
 #include "support/bits.h"
@@ -204,7 +204,8 @@ TEST(InverseKernels, CompareTheEnvelopeInDoublePrecision) {
     // As the first column of silent frames, to which earlier ones have left the signal.
     constexpr std::size_t kLaneN = 16;
     const std::size_t row_n = signal.size();
-    const Fft::RealTransformView& plan = Fft::FftPlanCache::Get().GetInversePlan(static_cast<int>(2 * row_n)).real.View();
+    const Fft::RealTransformView& plan =
+        Fft::FftPlanCache::Get().GetInversePlan(static_cast<int>(2 * row_n)).real.View();
     const std::vector<float> gain(2 * row_n, 1.0f);
     const std::vector<unsigned> sample_offset(2 * row_n, 0u);
     std::vector<float> carry(row_n, 0.0f), columns(kLaneN * row_n), work(InverseScratch(plan.inner.length, kLaneN));

@@ -7,7 +7,7 @@
 #include <climits>
 #include <vector>
 
-#include "stft/silence_checks.h"
+#include "stft/checks.h"
 #include "stft/silence_kernels.h"
 #include "support/bits.h"
 #include "support/messages.h"

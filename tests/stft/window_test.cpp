@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "kelvo_audio.h"
-#include "stft/window_checks.h"
+#include "stft/checks.h"
 #include "support/bits.h"
 #include "support/messages.h"
 

@@ -1,0 +1,68 @@
+// Scratch memory of one call.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <vector>
+
+namespace kelvo::Base {
+
+// A count that came out negative converts to one that no vector can hold: std::length_error, "vector too long".
+inline std::vector<float> MakeZeroBuffer(std::uint64_t count) { return std::vector<float>(count); }
+
+// Memory that is written before it is read. Its first element lies on a cache line, where the widest vectors load and
+// store best.
+template <class Element>
+class ScratchArray {
+ public:
+  ScratchArray() = default;
+  // A count that came out negative fails as in MakeZeroBuffer.
+  explicit ScratchArray(std::uint64_t count) {
+    if (count > std::vector<Element>().max_size() - kLineBytes) throw std::length_error("vector too long");
+    // Aligned by hand: the aligned operator new of common runtimes costs more than a small transform.
+    memory_ = std::make_unique_for_overwrite<Element[]>(count + kLineBytes / sizeof(Element));
+    const auto address = reinterpret_cast<std::uintptr_t>(memory_.get());
+    data_ = memory_.get() + (kLineBytes - address % kLineBytes) % kLineBytes / sizeof(Element);
+  }
+
+  Element* Data() { return data_; }
+
+ private:
+  static constexpr std::size_t kLineBytes = 64;
+
+  std::unique_ptr<Element[]> memory_;
+  Element* data_ = nullptr;
+};
+using ScratchBuffer = ScratchArray<float>;
+
+// The same, on the stack where kInlineN floats are enough: a short transform is done in the time of an allocation.
+template <std::size_t kInlineN>
+class SmallScratchBuffer {
+ public:
+  explicit SmallScratchBuffer(std::uint64_t count) {
+    if (count > kInlineN) large_ = ScratchBuffer(count);
+  }
+  SmallScratchBuffer(const SmallScratchBuffer&) = delete;
+  SmallScratchBuffer& operator=(const SmallScratchBuffer&) = delete;
+
+  float* Data() { return large_.Data() != nullptr ? large_.Data() : inline_; }
+
+ private:
+  ScratchBuffer large_;
+  alignas(64) float inline_[kInlineN];
+};
+
+// Rows of floats, `stride` floats apart.
+template <class Element>
+struct MatrixView {
+  Element* data;
+  std::size_t rows;
+  std::size_t columns;
+  std::size_t stride;
+
+  Element* Row(std::size_t row) const { return data + row * stride; }
+};
+
+}  // namespace kelvo::Base

@@ -1,0 +1,19 @@
+// Keeps the caches usable in a process that is forked while another thread holds one of their locks.
+#pragma once
+
+#include "base/mutex.h"
+
+namespace kelvo::Base {
+
+// Each cache has one, at namespace scope, so that it exists from the time the library is loaded. Every fork takes the
+// locks of all caches, in the order in which the guards were made, and gives them back in parent and child.
+class ForkGuard {
+ public:
+  // Gives the lock of the cache, which it builds where that has not happened yet: the child must not find a cache that
+  // is half built.
+  using FindMutex = Mutex& (*)();
+
+  explicit ForkGuard(FindMutex find_mutex) noexcept;
+};
+
+}  // namespace kelvo::Base

@@ -1,1 +1,0 @@
-set(sources level.cpp)

@@ -1,1 +1,0 @@
-set(sources fft_properties_test.cpp fft_test.cpp large_fft_test.cpp)

@@ -1,1 +1,0 @@
-set(sources signals.cpp)
