@@ -1,0 +1,123 @@
+// Runs the library's side of the rows on two builds of it, for bench/ab.sh, or counts the instructions of one.
+// Usage: kelvo_audio_ab time REGEX LIBRARY_A LIBRARY_B    a line "row, A's time / B's, same or other bits" each
+//        kelvo_audio_ab count REGEX LIBRARY               under callgrind, which counts within CountedCall
+#include <dlfcn.h>
+#include <time.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <regex>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "forwarding.h"
+#include "harness.h"
+#include "rows.h"
+
+// Named in C for callgrind, and never inlined: what happens within is what it counts.
+extern "C" [[gnu::noinline]] void CountedCall(const kelvo::Bench::Run& run, float* dst) { run(dst); }
+
+namespace kelvo::Bench {
+namespace {
+
+constexpr std::size_t kPairs = 11;
+constexpr double kBurstNanoseconds = 1e6;
+
+std::vector<Row> rows;
+
+void* Load(const char* path) {
+  void* library = dlopen(path, RTLD_NOW | RTLD_LOCAL);
+  if (!library) throw std::runtime_error(dlerror());
+  return library;
+}
+
+double ThreadNanoseconds() {
+  timespec time;
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+  return static_cast<double>(time.tv_sec) * 1e9 + static_cast<double>(time.tv_nsec);
+}
+
+double TimeBurst(void* library, const Run& run, float* dst, int call_n) {
+  ForwardTo(library);
+  run(dst);  // brings the code back into the caches
+  const double start = ThreadNanoseconds();
+  for (int i = 0; i < call_n; ++i) run(dst);
+  return ThreadNanoseconds() - start;
+}
+
+void TimeRow(const Row& row, const std::array<void*, 2>& libraries) {
+  ForwardTo(libraries[0]);
+  const Contest contest = row.make_contest();
+  const Run& run = contest.contestants.front().run;
+  std::array<Buffer, 2> results{Buffer(contest.result_n), Buffer(contest.result_n)};
+  for (const std::size_t i : {0u, 1u}) {
+    ForwardTo(libraries[i]);
+    run(results[i].data());
+  }
+  const bool same = std::memcmp(results[0].data(), results[1].data(), contest.result_n * sizeof(float)) == 0;
+
+  // Both builds write to the same array, and take turns in going first.
+  float* dst = results[0].data();
+  const double once = TimeBurst(libraries[0], run, dst, 3) / 3.0;
+  const int call_n = std::max(1, static_cast<int>(kBurstNanoseconds / once));
+  std::array<double, kPairs> ratios;
+  for (std::size_t pair = 0; pair < kPairs; ++pair) {
+    std::array<double, 2> times;
+    const std::size_t first = pair % 2;
+    for (const std::size_t i : {first, 1 - first}) times[i] = TimeBurst(libraries[i], run, dst, call_n);
+    ratios[pair] = times[0] / times[1];
+  }
+  std::nth_element(ratios.begin(), ratios.begin() + kPairs / 2, ratios.end());
+  std::printf("%s/%s\t%.5f\t%s\n", row.section.c_str(), row.name.c_str(), ratios[kPairs / 2], same ? "same" : "other");
+}
+
+void CountRow(const Row& row) {
+  const Contest contest = row.make_contest();
+  const Run& run = contest.contestants.front().run;
+  Buffer dst(contest.result_n);
+  run(dst.data());  // builds the tables
+  CountedCall(run, dst.data());
+  std::printf("%s/%s\n", row.section.c_str(), row.name.c_str());
+}
+
+void RunRows(std::string_view mode, const char* pattern, const char* const* paths) {
+  const std::regex regex(pattern);
+  const std::array<void*, 2> libraries{Load(paths[0]), mode == "time" ? Load(paths[1]) : nullptr};
+  ForwardTo(libraries[0]);
+  for (const auto add : {AddMelRows, AddStftRows, AddFftRows, AddFilterRows, AddResampleRows, AddConversionRows,
+                         AddCallRows}) {
+    add();
+  }
+  for (const Row& row : rows) {
+    // What several threads take is no matter of one thread's time.
+    if (row.clock != Clock::thread || !std::regex_search(row.section + "/" + row.name, regex)) continue;
+    mode == "time" ? TimeRow(row, libraries) : CountRow(row);
+  }
+}
+
+}  // namespace
+
+void AddRow(Row row) { rows.push_back(std::move(row)); }
+
+}  // namespace kelvo::Bench
+
+int main(int argc, char** argv) {
+  const std::string_view mode = argc > 1 ? argv[1] : "";
+  if (!(mode == "time" && argc == 5) && !(mode == "count" && argc == 4)) {
+    std::fprintf(stderr, "usage: kelvo_audio_ab time REGEX LIBRARY_A LIBRARY_B | count REGEX LIBRARY\n");
+    return 2;
+  }
+  try {
+    kelvo::Bench::RunRows(mode, argv[2], argv + 3);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "kelvo_audio_ab: %s\n", error.what());
+    return 1;
+  }
+  return 0;
+}
