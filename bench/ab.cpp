@@ -90,8 +90,8 @@ void RunRows(std::string_view mode, const char* pattern, const char* const* path
   const std::regex regex(pattern);
   const std::array<void*, 2> libraries{Load(paths[0]), mode == "time" ? Load(paths[1]) : nullptr};
   ForwardTo(libraries[0]);
-  for (const auto add : {AddMelRows, AddStftRows, AddFftRows, AddFilterRows, AddResampleRows, AddConversionRows,
-                         AddCallRows}) {
+  for (const auto add :
+       {AddMelRows, AddStftRows, AddFftRows, AddFilterRows, AddResampleRows, AddConversionRows, AddCallRows}) {
     add();
   }
   for (const Row& row : rows) {
