@@ -1,10 +1,12 @@
-# What `cmake --install` puts into a prefix: header, library, and its descriptions for CMake and pkg-config. Both find
-# the prefix from where they lie, so that it can be moved; only absolute installation folders stay as they are.
+# What `cmake --install` puts into a prefix: header, library, licence, and the library's descriptions for CMake and
+# pkg-config. Both find the prefix from where they lie, so that it can be moved; only absolute installation folders stay
+# as they are.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 target_include_directories(kelvo_audio PUBLIC $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 install(TARGETS kelvo_audio EXPORT kelvo_audio-targets)
 install(FILES include/kelvo_audio.h TYPE INCLUDE)
+install(FILES LICENSE TYPE DOC)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/kelvo_audio)
 install(EXPORT kelvo_audio-targets NAMESPACE kelvo_audio:: DESTINATION ${package_dir})

@@ -1,4 +1,4 @@
-"""Puts the shared library into the wheel: the one that KELVO_AUDIO_LIBRARY names, else one that is built for it."""
+"""Puts the licence and the shared library into the wheel: that of KELVO_AUDIO_LIBRARY, else one that is built for it."""
 
 import os
 import re
@@ -33,7 +33,9 @@ class BuildWithLibrary(build_py):
         super().run()
         with tempfile.TemporaryDirectory() as folder:
             library = os.environ.get("KELVO_AUDIO_LIBRARY") or build_library(folder)
-            shutil.copyfile(library, Path(self.build_lib) / "kelvo_audio" / LIBRARY_NAME)
+            package = Path(self.build_lib) / "kelvo_audio"
+            shutil.copyfile(library, package / LIBRARY_NAME)
+            shutil.copyfile(PROJECT / "LICENSE", package / "LICENSE")
 
 
 class PlatformWheel(bdist_wheel):

@@ -42,6 +42,7 @@ with tempfile.TemporaryDirectory() as folder:
     sources, program = str(project / "python"), [sys.executable, "-c", PROGRAM]
     for what, expected, found in (
         ("platform tag", f"-py3-none-linux_{os.uname().machine}.whl", "-" + wheel.name.split("-", 2)[2]),
+        ("licence", (project / "LICENSE").read_text(), Path(f"{installed}/kelvo_audio/LICENSE").read_text()),
         # The wheel's own copy, whatever the environment names.
         ("wheel", inside, run(*program, PYTHONPATH=installed, KELVO_AUDIO_LIBRARY="/nowhere")),
         ("variable", str(library), run(*program, PYTHONPATH=sources, KELVO_AUDIO_LIBRARY=str(library))),
