@@ -1,4 +1,4 @@
-// Transforms of one signal.
+// Single transforms.
 #include "fft/fft_kernels.h"
 
 #include "fft/real_split.h"
@@ -7,8 +7,9 @@
 namespace kelvo::Fft {
 namespace {
 
-// At 17 most is added to reach a multiple of cache lines.
-static_assert(RealBinsOfOneScratch(17) <= FftScratchSize(17));
+// At 1 and 17 most is added to reach a multiple of cache lines.
+static_assert(TransformSingleScratch(1) <= TransformScratchSize(1));
+static_assert(2 * OutputStride(17) + TransformScratchSize(17) <= FftScratchSize(17));
 
 // Writes each bin and its mirror image, bin n - k = conj(bin k), as interleaved complex values.
 struct MirroredBins {
@@ -22,32 +23,59 @@ struct MirroredBins {
     pairs.second.Store(dst + 2 * k + Lane::kSize);
   }
   template <class Lane>
-  KELVO_INLINE void Alone(std::size_t k, const Complex<Lane>& x) const {
+  KELVO_INLINE void SelfConjugate(std::size_t k, const Complex<Lane>& x) const {
     StoreAt(k, x.re, x.im);
   }
   template <class Lane>
-  KELVO_INLINE void Ascending(std::size_t k, const Complex<Lane>& x) const {
+  KELVO_INLINE void Forward(std::size_t k, const Complex<Lane>& x) const {
     StoreAt(k, x.re, x.im);
     StoreAt(n - k + 1 - Lane::kSize, Reverse(x.re), Reverse(-x.im));
   }
   template <class Lane>
-  KELVO_INLINE void Descending(std::size_t k, const Complex<Lane>& x) const {
+  KELVO_INLINE void Mirrored(std::size_t k, const Complex<Lane>& x) const {
     StoreAt(k + 1 - Lane::kSize, Reverse(x.re), Reverse(x.im));
     StoreAt(n - k, x.re, -x.im);
   }
 };
 
-void RealToBins(float* dst, const float* src, const RealTransformView& plan, float* scratch) {
-  const MirroredBins sink{dst, plan.fft_n};
-  if (plan.IsHalved()) {
-    RealBinsOfOne(plan, SamplePairs{src}, sink, scratch);
+void TransformElements(float* re, float* im, const float* src_re, const float* src_im, const TransformView& plan,
+                       float* scratch) {
+  TransformSingle(plan, ConstElements{src_re, src_im}, NaturalOutput{{re, im}}, scratch);
+}
+
+void TransformReal(float* re, float* im, const float* samples, const RealTransformView& plan, float* scratch) {
+  if (plan.IsHalfLength()) {
+    TransformSingle(plan.inner, SamplePairs{samples}, NaturalOutput{{re, im}}, scratch);
   } else {
-    RealBinsOfOne(plan, SingleSamples{src}, sink, scratch);
+    for (std::size_t i = 0; i < plan.fft_n; ++i) im[i] = 0.0f;
+    TransformElements(re, im, samples, im, plan.inner, scratch);
   }
 }
 
-// Exchanging real and imaginary parts before and after turns the forward transform into the inverse one.
-struct ExchangedPairs {
+void RealToBins(float* dst, const float* src, const RealTransformView& plan, float* scratch) {
+  const std::size_t stride = OutputStride(plan.inner.length);
+  const SplitElements output{scratch, scratch + stride};
+  TransformReal(output.re, output.im, src, plan, scratch + 2 * stride);
+  RealSingleBins(plan, NaturalOutput{output}, MirroredBins{dst, plan.fft_n});
+}
+
+void TransformInterleaved(float* re, float* im, const float* src_re, const float* src_im, const unsigned* begins,
+                          const TransformView& plan, float* scratch) {
+  AtWidth(
+      kInterleavedN, [&]<class Lane>() __attribute__((always_inline)) {
+        const auto lanes = BatchAt<Lane>(scratch);
+        for (std::size_t l = 0; l < kInterleavedN; l += Lane::kSize) {
+          GatherBlocks<Lane>(lanes, src_re, src_im, begins + l, plan.length);
+          TransformBatch<Lane>(plan, lanes, scratch + 2 * plan.length * Lane::kSize);
+          for (std::size_t k = 0; k < plan.length; ++k) {
+            Elements<kInterleavedN>{re + l, im + l}.Store(k, lanes.template Load<Lane>(k));
+          }
+        }
+      });
+}
+
+// Swapping real and imaginary parts before and after transpose_steps the forward transform into the inverse one.
+struct SwappedPairs {
   const float* src;
   template <class Lane>
   KELVO_INLINE Complex<Lane> Load(std::size_t k) const {
@@ -56,9 +84,9 @@ struct ExchangedPairs {
   }
 };
 
-// Multiplies by 1 / n in two parts, the larger rounded down: as accurate as a division but for the last rounding, and an
-// infinity stays one. The smaller part of a power of two would be 0 and is left out.
-struct ExchangedScaledPairs {
+// Multiplies by 1 / n in two parts, the larger rounded down: as accurate as a division but for the last rounding, and
+// an infinity stays one. The smaller part of a power of two would be 0 and is left out.
+struct SwappedScaledPairs {
   float* dst;
   float reciprocal;
   float remainder;
@@ -80,10 +108,10 @@ void InverseComplex(float* dst, const float* src, const TransformView& plan, flo
   auto reciprocal = static_cast<float>(exact);
   if (static_cast<double>(reciprocal) > exact) reciprocal = __builtin_nextafterf(reciprocal, 0.0f);
   const auto remainder = static_cast<float>(exact - static_cast<double>(reciprocal));
-  TransformOne(plan, ExchangedPairs{src}, ExchangedScaledPairs{dst, reciprocal, remainder}, scratch);
+  TransformSingle(plan, SwappedPairs{src}, SwappedScaledPairs{dst, reciprocal, remainder}, scratch);
 }
 
-constexpr FftKernels kKernels{RealToBins, InverseComplex};
+constexpr FftKernels kKernels{RealToBins, InverseComplex, TransformReal, TransformElements, TransformInterleaved};
 
 }  // namespace
 }  // namespace kelvo::Fft

@@ -22,7 +22,7 @@ namespace {
 Complex<float> UnitRoot(std::size_t index, std::size_t length) {
   const std::size_t eighths = 8 * index;
   const std::size_t octant = eighths / length;
-  // Distance from the nearest multiple of a quarter turn, in units of 1 / (8 length) turns.
+  // Distance from the nearest multiple of a quarter turn, in units of 1 / (8 length) transpose_steps.
   const std::size_t remainder = octant % 2 == 0 ? eighths - octant * length : (octant + 1) * length - eighths;
   const double angle = std::numbers::pi / 4.0 * static_cast<double>(remainder) / static_cast<double>(length);
   const auto near = static_cast<float>(::cos(angle));
@@ -57,11 +57,10 @@ std::vector<std::size_t> ChooseTwos(std::size_t exponent, std::size_t odd, Use u
                                                                      {4, 4, 4, 8, 8},
                                                                      {4, 4, 8, 8, 8},
                                                                      {4, 4, 4, 4, 8, 8}};
-  if (use == Use::alone && exponent == 4 && odd > 8) return {16};
-  if (use == Use::alone && exponent == 6 && odd == 1) return {8, 8};
-  if (use == Use::alone && exponent == 7) return {8, 16};
-  if (use == Use::alone && exponent == 8) return {4, 4, 16};
-  if (use == Use::alone && exponent == 12) return {8, 4, 8, 16};
+  if (use == Use::single && exponent == 4 && odd > 8) return {16};
+  if (use == Use::single && exponent == 7) return {8, 16};
+  if (use == Use::single && exponent == 8) return {4, 4, 16};
+  if (use == Use::single && exponent == 12) return {8, 4, 8, 16};
   if (exponent < std::size(kMeasured)) return kMeasured[exponent];
   // Fours, as few as leave eights, then one sixteen.
   std::vector<std::size_t> radices;
@@ -85,12 +84,12 @@ std::vector<std::size_t> ChooseRadices(std::size_t length, Use use) {
   }
   if (rest > 1) radices.push_back(rest);
   std::reverse(radices.begin(), radices.end());
-  if (use == Use::side_by_side && exponent == 1 && odd % 5 == 0) {
+  if (use == Use::batch && exponent == 1 && odd % 5 == 0) {
     radices.erase(std::find(radices.begin(), radices.end(), 5));
     radices.push_back(10);
     return radices;
   }
-  const bool has_eight_in_front = use == Use::alone && exponent == 3 && radices.size() == 2;
+  const bool has_eight_in_front = use == Use::single && exponent == 3 && radices.size() == 2;
   const std::vector<std::size_t> twos = ChooseTwos(exponent, odd, use);
   radices.insert(has_eight_in_front ? radices.begin() : radices.end(), twos.begin(), twos.end());
   return radices;
@@ -154,8 +153,8 @@ std::size_t CostFor(std::size_t available, std::size_t lane_n) {
 }
 
 // The turn that costs least. The last pass is always one over blocks, since it leaves no neighbours.
-Turn ChooseTurn(const std::vector<Pass>& passes, std::size_t length, std::size_t lane_n) {
-  Turn best{0, 1};
+TransposeStep ChooseTransposeStep(const std::vector<Pass>& passes, std::size_t length, std::size_t lane_n) {
+  TransposeStep best{0, 1};
   if (lane_n == 1) return best;
   std::size_t best_cost = std::numeric_limits<std::size_t>::max();
   std::size_t cost_before = 0;
@@ -164,7 +163,7 @@ Turn ChooseTurn(const std::vector<Pass>& passes, std::size_t length, std::size_t
   for (std::size_t i = 0; i < passes.size(); ++i) {
     const std::size_t cost = cost_before + (passes.size() - i) * CostFor(block_n, lane_n);
     // Long blocks are for a single pass, which gains nothing from a near cache.
-    if (cost < best_cost && (block <= kLongestNear || i == 0 || i + 1 == passes.size())) {
+    if (cost < best_cost && (block <= kMaxL1Length || i == 0 || i + 1 == passes.size())) {
       best = {i, block_n};
       best_cost = cost;
     }
@@ -177,7 +176,7 @@ Turn ChooseTurn(const std::vector<Pass>& passes, std::size_t length, std::size_t
 
 // Up to 16 samples the zeros of a full-length transform keep more accuracy than the split step of a half-length one:
 // measured over random signals, 8 and 16 are the only lengths where splitting would lose (by a fifth at most).
-bool IsHalved(std::size_t fft_n) { return fft_n % 2 == 0 && fft_n > 16; }
+bool IsHalfLength(std::size_t fft_n) { return fft_n % 2 == 0 && fft_n > 16; }
 
 // Shorter frames gain too little side by side for what their short signals cost a frame that is alone. Prime factors
 // from 17 on leave the larger errors behind a real pass (1 to 30 %), those up to 13 the smaller ones (by up to 14 %).
@@ -232,18 +231,19 @@ TransformPlan::TransformPlan(std::size_t length, const std::vector<std::size_t>&
     passes_.push_back(pass);
     block = span;
   }
-  turns_.resize(kTurnN);
-  for (const std::size_t lane_n : {1u, 4u, 8u, 16u}) turns_[TurnIndex(lane_n)] = ChooseTurn(passes_, length, lane_n);
+  transpose_steps_.resize(kLaneCountN);
+  for (const std::size_t lane_n : {1u, 4u, 8u, 16u})
+    transpose_steps_[LaneCountIndex(lane_n)] = ChooseTransposeStep(passes_, length, lane_n);
   position_ = OutputPositions(length, passes_);
   output_.resize(length);
   for (std::size_t k = 0; k < length; ++k) output_[position_[k]] = static_cast<unsigned>(k);
 }
 
 RealTransformPlan::RealTransformPlan(std::size_t fft_n, Use use) : fft_n_(fft_n) {
-  const std::size_t length = IsHalved(fft_n) ? fft_n / 2 : fft_n;
+  const std::size_t length = IsHalfLength(fft_n) ? fft_n / 2 : fft_n;
   inner_ = TransformPlan(length, ChooseRadices(length, use));
-  if (!IsHalved(fft_n)) return;
-  // Neighbours take them from the second one on, so that is the one to lie on a cache line.
+  if (!IsHalfLength(fft_n)) return;
+  // Single take them from the second one on, so that is the one to lie on a cache line.
   const std::size_t split_n = fft_n / 4 + 1;
   const std::size_t stride = (split_n + 30) / 16 * 16;
   split_ = Base::ScratchBuffer(2 * stride);
@@ -259,17 +259,22 @@ RealTransformPlan::RealTransformPlan(std::size_t fft_n, Use use) : fft_n_(fft_n)
 FrameTransformPlan::FrameTransformPlan(std::size_t fft_n) {
   view_.fft_n = fft_n;
   if (!HasRealPass(fft_n)) {
-    rest_ = RealTransformPlan(fft_n, Use::side_by_side);
-    view_.rest = rest_.View();
+    sub_plan_ = RealTransformPlan(fft_n, Use::batch);
+    view_.sub_plan = sub_plan_.View();
+    if (!view_.sub_plan.IsHalfLength()) {
+      // Imaginary parts, which are zeros, lie between the samples.
+      for (std::size_t i = 0; i < fft_n; ++i) slot_.push_back(static_cast<unsigned>(2 * i));
+      view_.slot = slot_.data();
+    }
     return;
   }
   const bool is_coprime = fft_n % 32 == 16;
   const std::size_t radix = is_coprime ? 16 : 8;
   const std::size_t span = fft_n / radix;
-  const std::size_t signal_n = radix / 2;
-  rest_ = RealTransformPlan(2 * span, Use::side_by_side);
-  view_.signal_n = signal_n;
-  view_.rest = rest_.View();
+  const std::size_t subsignal_n = radix / 2;
+  sub_plan_ = RealTransformPlan(2 * span, Use::batch);
+  view_.subsignal_n = subsignal_n;
+  view_.sub_plan = sub_plan_.View();
   if (is_coprime) {
     for (std::size_t j = 0; j < span; ++j) {
       for (std::size_t q = 0; q < radix; ++q) {
@@ -281,9 +286,9 @@ FrameTransformPlan::FrameTransformPlan(std::size_t fft_n) {
     view_.order = order_.data();
     view_.sample_at = sample_at_.data();
   } else {
-    view_.real_pass.radix = signal_n;
+    view_.real_pass.radix = subsignal_n;
     view_.real_pass.span = span;
-    twiddles_ = Base::ScratchBuffer(4 * (signal_n - 1) * span);
+    twiddles_ = Base::ScratchBuffer(4 * (subsignal_n - 1) * span);
     AddTwiddles(view_.real_pass, twiddles_.Data(), fft_n);
   }
   slot_.resize(fft_n);
@@ -294,12 +299,12 @@ FrameTransformPlan::FrameTransformPlan(std::size_t fft_n) {
     }
   }
   view_.slot = slot_.data();
-  const unsigned* const position = view_.rest.inner.position;
-  bin_.resize((signal_n - 1) * span);
+  const unsigned* const position = view_.sub_plan.inner.position;
+  bin_.resize((subsignal_n - 1) * span);
   sign_.resize(bin_.size());
   for (std::size_t k = 0; k < fft_n; ++k) {
     const std::size_t s = k % radix;
-    if (s == 0 || s >= signal_n) continue;
+    if (s == 0 || s >= subsignal_n) continue;
     const std::size_t at = (s - 1) * span + position[is_coprime ? k % span : k / radix];
     bin_[at] = static_cast<unsigned>(std::min(k, fft_n - k));
     sign_[at] = k < fft_n - k ? 1.0f : -1.0f;
@@ -318,15 +323,15 @@ FftPlanCache& FftPlanCache::Get() {
 const FftPlan& FftPlanCache::GetForwardPlan(int fft_n) {
   return plans_.GetTable(0, fft_n, [](int key) {
     const std::size_t length = CheckedLength(key);
-    return FftPlan{.real = RealTransformPlan(length, Use::alone), .complex = {}, .frames = {}};
+    return FftPlan{.real = RealTransformPlan(length, Use::single), .complex = {}, .frames = {}};
   });
 }
 
 const FftPlan& FftPlanCache::GetInversePlan(int fft_n) {
   return plans_.GetTable(1, fft_n, [](int key) {
     const std::size_t length = CheckedLength(key);
-    return FftPlan{.real = length % 2 == 0 ? RealTransformPlan(length, Use::side_by_side) : RealTransformPlan(),
-                   .complex = {length, ChooseRadices(length, Use::alone)},
+    return FftPlan{.real = length % 2 == 0 ? RealTransformPlan(length, Use::batch) : RealTransformPlan(),
+                   .complex = {length, ChooseRadices(length, Use::single)},
                    .frames = {}};
   });
 }

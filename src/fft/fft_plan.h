@@ -25,7 +25,7 @@ class TransformPlan {
   // The length is the product of the radices.
   TransformPlan(std::size_t length, const std::vector<std::size_t>& radices);
   TransformView View() const {
-    return {length_, passes_.size(), passes_.data(), position_.data(), output_.data(), turns_.data()};
+    return {length_, passes_.size(), passes_.data(), position_.data(), output_.data(), transpose_steps_.data()};
   }
 
  private:
@@ -33,12 +33,12 @@ class TransformPlan {
   std::vector<Pass> passes_;
   Base::ScratchBuffer tables_;  // what the passes point into
   std::vector<unsigned> position_;
-  std::vector<unsigned> output_;  // the other way round
-  std::vector<Turn> turns_;       // [kTurnN]
+  std::vector<unsigned> output_;                // the other way round
+  std::vector<TransposeStep> transpose_steps_;  // [kLaneCountN]
 };
 
 // What a transform runs as, which decides about the fastest order of its passes.
-enum class Use { side_by_side, alone };
+enum class Use { batch, single };
 
 // A transform of real samples.
 class RealTransformPlan {
@@ -65,7 +65,7 @@ class FrameTransformPlan {
 
  private:
   FrameTransformView view_{};  // into the tables below, which stay where they are when the plan is moved
-  RealTransformPlan rest_;
+  RealTransformPlan sub_plan_;
   Base::ScratchBuffer twiddles_;
   std::vector<unsigned> order_;
   std::vector<unsigned> sample_at_;

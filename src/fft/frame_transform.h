@@ -1,39 +1,40 @@
-// Transforms of real frames, for kernel files: a pass over real samples, and what it leaves.
+// Transforms of real frames, for kernel files: a pass over real samples, and the transforms of what it leaves.
 #pragma once
 
 #include <cstddef>
 
+#include "fft/fft_kernels.h"
 #include "fft/real_pass.h"
 #include "fft/real_split.h"
 
 namespace kelvo::Fft {
 inline namespace KELVO_LEVEL {
 
-// Where the bins of the real signal that is left go.
+// Every step-th bin of the sink, as those of the real subsignal are; with a step of 1 the sink itself.
 template <class Sink>
 struct SteppedBins {
   const Sink& sink;
   std::size_t step;
 
   template <class Lane>
-  KELVO_INLINE void Alone(std::size_t k, const Complex<Lane>& x) const {
-    sink.Alone(step * k, x);
+  KELVO_INLINE void SelfConjugate(std::size_t k, const Complex<Lane>& x) const {
+    sink.Store(step * k, x);
   }
   template <class Lane>
-  KELVO_INLINE void Ascending(std::size_t k, const Complex<Lane>& x) const {
-    sink.Ascending(step * k, x);
+  KELVO_INLINE void Forward(std::size_t k, const Complex<Lane>& x) const {
+    sink.Store(step * k, x);
   }
   template <class Lane>
-  KELVO_INLINE void Descending(std::size_t k, const Complex<Lane>& x) const {
-    sink.Descending(step * k, x);
+  KELVO_INLINE void Mirrored(std::size_t k, const Complex<Lane>& x) const {
+    sink.Store(step * k, x);
   }
 };
 
-// A real pass leaves its signals one behind the other. Two floats of the real one are an element.
+// The subsignals of a real pass, one behind the other. Two floats of the real one are an element.
 template <class Lane>
-struct SignalsSideBySide {
+struct BatchSubsignals {
   float* real;
-  SideBySideElements<Lane> elements;
+  BatchElements<Lane> elements;
   const unsigned* sample_at;
 
   KELVO_INLINE void StoreSums(std::size_t j, Lane even, Lane odd) const {
@@ -44,11 +45,10 @@ struct SignalsSideBySide {
   KELVO_INLINE void Store(std::size_t i, const Complex<Lane>& c) const { elements.Store(i, c); }
 };
 
-// Samples where a real pass leaves what it makes of them: the q-th, if q is even, and the next one are the
-// parts of an element.
+// Samples where a real pass stores its results: the q-th, if q is even, and the next one are the parts of an element.
 template <class Lane>
 struct SamplesInPlace {
-  SideBySideElements<Lane> elements;
+  BatchElements<Lane> elements;
   std::size_t span;
 
   template <class>
@@ -59,7 +59,7 @@ struct SamplesInPlace {
 
 // Some of the samples that a pass over eight takes: `count` for each q, from sample first + q span on.
 template <class Lane>
-struct SampleRuns {
+struct SampleTile {
   const float* samples;
   std::size_t first;
   std::size_t count;
@@ -70,62 +70,70 @@ struct SampleRuns {
   }
 };
 
-// Takes the outputs of a complex signal to the sink as bins.
+// Takes the outputs of a complex subsignal to the sink as bins.
 template <class Sink>
-struct BinsOfSignal {
+struct SubsignalBins {
+  // Where span elements are left per subsignal, a power of two in it is below 2^15 or ends in eights.
+  static constexpr bool kTakesRadix16 = false;
   const Sink& sink;
   const unsigned* bin;
   const float* sign;
 
   template <class Lane>
   KELVO_INLINE void Store(std::size_t i, const Complex<Lane>& x) const {
-    sink.Signed(bin[i], sign[i], x);
+    sink.StoreConjugatedIf(bin[i], sign[i], x);
   }
-  KELVO_INLINE BinsOfSignal From(std::size_t i) const { return {sink, bin + i, sign + i}; }
+  KELVO_INLINE SubsignalBins From(std::size_t i) const { return {sink, bin + i, sign + i}; }
 };
 
-// The bins of frames side by side; `work` has room for plan.ElementCount() elements. source.All<Lane>(to, slot) gathers
-// all samples, sample i as the slot[i]-th vector, source.Runs<Lane>(to, first, span) Lane::kSize samples from each
-// first + q span on, q = 0 .. 7, one run behind the other.
+// The bins of frames in lanes; `work` has room for plan.ElementCount() elements. source.Gather<Lane>(place) gathers all
+// samples, source.GatherTile<Lane>(to, first, span) Lane::kSize samples from each first + q span on, q = 0 .. 7, one
+// such run behind the other.
 template <class Lane, class Source, class Sink>
-KELVO_INLINE void FrameBinsSideBySide(const FrameTransformView& plan, const Source& source,
-                                      SideBySideElements<Lane> work, float* scratch, const Sink& sink) {
-  const std::size_t span = plan.rest.inner.length;
-  const SteppedBins<Sink> stepped{sink, plan.signal_n};
-  constexpr std::size_t kLongestInPlace = kLongestNear * 16 / Lane::kSize;
-  if (plan.order == nullptr && plan.ElementCount() > kLongestInPlace) {
-    // A few samples at a time are gathered, and used while they are in the nearest cache.
-    const SignalsSideBySide<Lane> signals{work.re, work, nullptr};
+KELVO_INLINE void FrameBatchBins(const FrameTransformView& plan, const Source& source, BatchElements<Lane> work,
+                                 float* scratch, const Sink& sink) {
+  const std::size_t span = plan.sub_plan.inner.length;
+  constexpr std::size_t kLongestInPlace = kMaxL1Length * 16 / Lane::kSize;
+  BatchElements<Lane> real = work;
+  if (!plan.HasRealPass()) {
+    source.template GatherAll<Lane>(work.re, plan.slot);
+    if (!plan.sub_plan.IsHalfLength()) {
+      for (std::size_t i = 0; i < plan.fft_n; ++i) Lane::Broadcast(0.0f).Store(work.im + i * work.kStride);
+    }
+  } else if (plan.order == nullptr && plan.ElementCount() > kLongestInPlace) {
+    // A few samples at a time are gathered, and used while they are in L1.
+    const BatchSubsignals<Lane> subsignals{work.re, work, nullptr};
     for (std::size_t j = 0; j < span; j += Lane::kSize) {
       if (j + Lane::kSize > span) j = span - Lane::kSize;
-      source.template Runs<Lane>(scratch, j, span);
-      RunRealPass<SideBySide, Lane>(SampleRuns<Lane>{scratch, j, Lane::kSize}, signals, plan.real_pass, j,
-                                    j + Lane::kSize);
+      source.template GatherTile<Lane>(scratch, j, span);
+      RunRealPass<Batch, Lane>(SampleTile<Lane>{scratch, j, Lane::kSize}, subsignals, plan.real_pass, j,
+                               j + Lane::kSize);
     }
-    RealBinsSideBySide<Lane>(plan.rest, work, work, scratch, stepped);
   } else {
-    // The real signal is written in an order of its own, which leaves it no place among the samples.
-    const SignalsSideBySide<Lane> signals{scratch, work, plan.sample_at};
+    // The real subsignal is written in an order of its own, which leaves it no place among the samples.
+    const BatchSubsignals<Lane> subsignals{scratch, work, plan.sample_at};
     const SamplesInPlace<Lane> samples{work, span};
-    source.template All<Lane>(work.re, plan.slot);
+    source.template GatherAll<Lane>(work.re, plan.slot);
     if (plan.order != nullptr) {
-      RunCoprimeRealPass<SideBySide, Lane>(samples, signals, span);
+      RunCoprimeRealPass<Batch, Lane>(samples, subsignals, span);
     } else {
-      RunRealPass<SideBySide, Lane>(samples, signals, plan.real_pass, 0, span);
+      RunRealPass<Batch, Lane>(samples, subsignals, plan.real_pass, 0, span);
     }
-    RealBinsSideBySide<Lane>(plan.rest, SideBySideAt<Lane>(scratch), work, scratch + 2 * span * Lane::kSize, stepped);
+    real = BatchAt<Lane>(scratch);
+    scratch += 2 * span * Lane::kSize;
   }
-  for (std::size_t s = 1; s < plan.signal_n; ++s) {
+  RealBatchBins<Lane>(plan.sub_plan, real, scratch, SteppedBins<Sink>{sink, plan.BinStep()});
+  for (std::size_t s = 1; s < plan.subsignal_n; ++s) {
     const std::size_t first = (s - 1) * span;
-    TransformSideBySideTo<Lane>(plan.rest.inner, work.From(s * span),
-                                BinsOfSignal<Sink>{sink, plan.bin + first, plan.sign + first}, scratch);
+    TransformBatchTo<Lane>(plan.sub_plan.inner, work.From(s * span),
+                           SubsignalBins<Sink>{sink, plan.bin + first, plan.sign + first}, scratch);
   }
 }
 
-// The signals of one frame: what becomes the real one, and real and imaginary parts of the others, at s * span + j.
-struct SignalsOfOne {
+// The subsignals of one frame: the real one, and real and imaginary parts of the others, at s * span + j.
+struct SingleSubsignals {
   float* real;
-  NeighbourElements elements;
+  SplitElements elements;
   std::size_t span;
 
   template <class Lane>
@@ -144,7 +152,7 @@ struct SignalsOfOne {
 };
 
 // The samples of one frame. For a pass over sixteen they have been put in order.
-struct SamplesOfOne {
+struct SingleFrameSamples {
   const float* samples;
   std::size_t span;
 
@@ -154,54 +162,74 @@ struct SamplesOfOne {
   }
 };
 
-// A sink that begins further on.
-template <class Sink>
-struct OutputsFrom {
-  const Sink& sink;
-  std::size_t first;
+// Bins of one signal in split-complex arrays.
+struct SplitBins {
+  SplitElements row;
 
   template <class Lane>
-  KELVO_INLINE void Store(std::size_t k, const Complex<Lane>& x) const {
-    sink.Store(first + k, x);
+  KELVO_INLINE void SelfConjugate(std::size_t k, const Complex<Lane>& x) const {
+    row.Store(k, x);
+  }
+  template <class Lane>
+  KELVO_INLINE void Forward(std::size_t k, const Complex<Lane>& x) const {
+    row.Store(k, x);
+  }
+  template <class Lane>
+  KELVO_INLINE void Mirrored(std::size_t k, const Complex<Lane>& x) const {
+    row.Store(k + 1 - Lane::kSize, Complex<Lane>{Reverse(x.re), Reverse(x.im)});
   }
 };
 
-// The outputs of one frame lie one behind the other: first the bins of the real signal, then, from FirstOutput on, those
-// of the complex ones, each in natural order or, behind a pass over sixteen, kSignalLanes of them side by side.
-constexpr std::size_t FirstOutput(const FrameTransformView& plan) { return OutputStride(plan.rest.inner.length + 1); }
-inline constexpr std::size_t kSignalLanes = 8;
+// What a real pass over one frame leads to lies in a row: first the bins of the real subsignal, then, from FirstOutput
+// on, the outputs of the complex ones, each in natural order or, behind a pass over sixteen, kInterleavedN of them in
+// turn.
+constexpr std::size_t FirstOutput(const FrameTransformView& plan) {
+  return OutputStride(plan.sub_plan.inner.length + 1);
+}
 
 constexpr std::size_t OutputCount(const FrameTransformView& plan) {
-  const std::size_t span = plan.rest.inner.length;
-  return FirstOutput(plan) + (plan.order != nullptr ? kSignalLanes : plan.signal_n - 1) * span;
+  const std::size_t span = plan.sub_plan.inner.length;
+  return FirstOutput(plan) + (plan.order != nullptr ? kInterleavedN : plan.subsignal_n - 1) * span;
 }
 
-// Floats of scratch that FrameBinsOfOne needs at most.
-constexpr std::size_t FrameBinsOfOneScratch(std::size_t fft_n, std::size_t span) {
-  return OutputStride(2 * span) + 2 * OutputStride(fft_n / 2) + OutputStride(fft_n) + RealBinsOfOneScratch(span);
+// Floats of scratch that FrameSingleBins needs at most.
+constexpr std::size_t FrameSingleBinsScratch(std::size_t fft_n, std::size_t span) {
+  return OutputStride(2 * span) + 2 * OutputStride(fft_n / 2) + OutputStride(fft_n) + 2 * OutputStride(span) +
+         TransformScratchSize(span);
 }
 
-// One frame. The sink of a real transform receives the bins of the real signal that is left, its sink.Store(k, x) the
-// outputs of the others.
-template <class Sink>
-KELVO_INLINE void FrameBinsOfOne(const FrameTransformView& plan, const float* frame, const Sink& sink, float* scratch) {
-  const std::size_t span = plan.rest.inner.length;
+// The bins of one real signal of contiguous samples.
+KELVO_INLINE void RealBins(const RealTransformView& plan, const float* samples, SplitElements row,
+                           const FftKernels& fft, float* scratch) {
+  const std::size_t stride = OutputStride(plan.inner.length);
+  const SplitElements output{scratch, scratch + stride};
+  fft.transform_real(output.re, output.im, samples, plan, scratch + 2 * stride);
+  RealSingleBins(plan, NaturalOutput{output}, SplitBins{row});
+}
+
+// One frame that takes a real pass.
+KELVO_INLINE void FrameSingleBins(const FrameTransformView& plan, const float* frame, SplitElements row,
+                                  const FftKernels& fft, float* scratch) {
+  const std::size_t span = plan.sub_plan.inner.length;
   const auto take = [&scratch](std::size_t count) {
     float* const taken = scratch;
     scratch += OutputStride(count);
     return taken;
   };
   float* const real = take(2 * span);
-  float* const re = take(plan.signal_n * span);
-  const SignalsOfOne signals{real, {re, take(plan.signal_n * span)}, span};
+  float* const re = take(plan.subsignal_n * span);
+  const SingleSubsignals subsignals{real, {re, take(plan.subsignal_n * span)}, span};
+  const SplitElements outputs = row.From(FirstOutput(plan));
   if (plan.order == nullptr) {
-    AtWidth(span, [&]<class Lane>() __attribute__((always_inline)) {
-      RunRealPass<Neighbours, Lane>(SamplesOfOne{frame, span}, signals, plan.real_pass, 0, span);
-    });
-    RealBinsOfOne(plan.rest, SamplePairs{real}, sink, scratch);
-    for (std::size_t s = 1; s < plan.signal_n; ++s) {
-      TransformOne(plan.rest.inner, signals.elements.From(s * span),
-                   OutputsFrom<Sink>{sink, FirstOutput(plan) + (s - 1) * span}, scratch);
+    AtWidth(
+        span, [&]<class Lane>() __attribute__((always_inline)) {
+          RunRealPass<Single, Lane>(SingleFrameSamples{frame, span}, subsignals, plan.real_pass, 0, span);
+        });
+    RealBins(plan.sub_plan, real, row, fft, scratch);
+    for (std::size_t s = 1; s < plan.subsignal_n; ++s) {
+      const SplitElements from = subsignals.elements.From(s * span);
+      const SplitElements to = outputs.From((s - 1) * span);
+      fft.transform_elements(to.re, to.im, from.re, from.im, plan.sub_plan.inner, scratch);
     }
     return;
   }
@@ -210,39 +238,33 @@ KELVO_INLINE void FrameBinsOfOne(const FrameTransformView& plan, const float* fr
   for (std::size_t j = 0; j < span; ++j) {
     for (std::size_t q = 0; q < 16; ++q) ordered[q * span + j] = frame[plan.order[16 * j + q]];
   }
-  AtWidth(span, [&]<class Lane>() __attribute__((always_inline)) {
-    RunCoprimeRealPass<Neighbours, Lane>(SamplesOfOne{ordered, span}, signals, span);
-  });
+  AtWidth(
+      span, [&]<class Lane>() __attribute__((always_inline)) {
+        RunCoprimeRealPass<Single, Lane>(SingleFrameSamples{ordered, span}, subsignals, span);
+      });
   for (std::size_t j = 0; j < span; ++j) {
     ordered[plan.sample_at[2 * j]] = real[j];
     ordered[plan.sample_at[2 * j + 1]] = real[span + j];
   }
-  RealBinsOfOne(plan.rest, SamplePairs{ordered}, sink, scratch);
-  // The signals are too short for neighbours and lie side by side themselves, the last one twice.
-  unsigned begins[kSignalLanes];
-  for (std::size_t l = 0; l < kSignalLanes; ++l) {
-    begins[l] = static_cast<unsigned>((l + 1 < plan.signal_n ? l + 1 : l) * span);
+  RealBins(plan.sub_plan, ordered, row, fft, scratch);
+  // The complex subsignals are too short for vectors of neighbors and go through the lanes together, the last one
+  // twice.
+  unsigned begins[kInterleavedN];
+  for (std::size_t l = 0; l < kInterleavedN; ++l) {
+    begins[l] = static_cast<unsigned>((l + 1 < plan.subsignal_n ? l + 1 : l) * span);
   }
-  AtWidth(kSignalLanes, [&]<class Lane>() __attribute__((always_inline)) {
-    const auto lanes = SideBySideAt<Lane>(ordered);
-    for (std::size_t l = 0; l < kSignalLanes; l += Lane::kSize) {
-      GatherBlocks<Lane>(lanes, signals.elements, begins + l, span);
-      TransformSideBySide<Lane>(plan.rest.inner, lanes, lanes, scratch);
-      for (std::size_t i = 0; i < span; ++i) {
-        sink.Store(FirstOutput(plan) + kSignalLanes * i + l, lanes.template Load<Lane>(i));
-      }
-    }
-  });
+  fft.transform_interleaved(outputs.re, outputs.im, subsignals.elements.re, subsignals.elements.im, begins,
+                            plan.sub_plan.inner, ordered);
 }
 
-// Calls use(bin, sign, at) for each output of the complex signals, which lies at `at` from the first one on.
+// Calls use(bin, sign, at) for each output of the complex subsignals, which lies at `at` from the first one on.
 template <class Use>
 KELVO_INLINE void ForEachOutput(const FrameTransformView& plan, const Use& use) {
-  const std::size_t span = plan.rest.inner.length;
-  for (std::size_t s = 1; s < plan.signal_n; ++s) {
+  const std::size_t span = plan.sub_plan.inner.length;
+  for (std::size_t s = 1; s < plan.subsignal_n; ++s) {
     const std::size_t first = (s - 1) * span;
     if (plan.order != nullptr) {
-      for (std::size_t i = 0; i < span; ++i) use(plan.bin[first + i], plan.sign[first + i], kSignalLanes * i + s - 1);
+      for (std::size_t i = 0; i < span; ++i) use(plan.bin[first + i], plan.sign[first + i], kInterleavedN * i + s - 1);
       continue;
     }
     std::size_t m = 0;

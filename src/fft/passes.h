@@ -2,11 +2,11 @@
 //
 // There is one algorithm: decimation in frequency, pass by pass as the plan lists them. A pass of radix r takes the r
 // elements that lie `span` apart, applies an r-point transform to them and multiplies output s by its twiddle; after
-// it, each run of `span` elements is a transform of its own. After the last pass the outputs lie digit-reversed.
+// that, each of the r parts of a block is a transform of its own. In place, outputs therefore end digit-reversed.
 //
-// The passes are templates over the lane that they carry and over what the lanes are:
-//   - several transforms side by side: element k of each is one vector, twiddles are broadcast (SideBySide);
-//   - one transform: the lanes are neighbouring elements of it, twiddles are loaded (Neighbours).
+// A pass is a template over the lanes that it works on and over what they hold:
+//   - Batch: several transforms at once, element k of each in one vector; twiddles are broadcast;
+//   - Single: neighboring elements of one transform; twiddles are loaded as vectors.
 // Both run the same operations on every element, so a transform has the same bits whichever way it is computed.
 #pragma once
 
@@ -42,18 +42,18 @@ struct Elements {
   KELVO_INLINE Elements From(std::size_t k) const { return {re + k * kStride, im + k * kStride}; }
 };
 
-// All real parts, then all imaginary parts, as the elements of one transform lie.
-using NeighbourElements = Elements<1>;
-// A vector of real parts and one of imaginary parts in turn, as transforms side by side lie.
+// Split-complex arrays of one transform: all real parts, then all imaginary parts.
+using SplitElements = Elements<1>;
+// A vector of real parts and one of imaginary parts in turn, for transforms in lanes.
 template <class Lane>
-using SideBySideElements = Elements<2 * Lane::kSize>;
+using BatchElements = Elements<2 * Lane::kSize>;
 template <class Lane>
-KELVO_INLINE SideBySideElements<Lane> SideBySideAt(float* memory) {
+KELVO_INLINE BatchElements<Lane> BatchAt(float* memory) {
   return {memory, memory + Lane::kSize};
 }
 
 // How a pass finds its twiddles, and how many elements one vector covers.
-struct SideBySide {
+struct Batch {
   template <class Lane>
   static constexpr std::size_t kStep = 1;
   // The twiddles of element j for outputs s = 1 .. radix - 1.
@@ -71,7 +71,7 @@ struct SideBySide {
     return Lane::Broadcast(*twiddle);
   }
 };
-struct Neighbours {
+struct Single {
   template <class Lane>
   static constexpr std::size_t kStep = Lane::kSize;
   struct Twiddles {
@@ -91,11 +91,11 @@ struct Neighbours {
   }
 };
 
-// Runs `pass` over all blocks of a transform of `length` elements. In place neighbours must fill whole vectors: the
-// last vector of a block that they do not fill overlaps the one before, whose elements must still be there.
-template <std::size_t kRadix, class Placing, class Lane, class Source, class Target>
+// Runs `pass` over all blocks of a transform of `length` elements. In place, Single needs spans of whole vectors: the
+// last vector of any other span overlaps the one before, whose elements must still be there.
+template <std::size_t kRadix, class Mode, class Lane, class Source, class Target>
 static void RunPass(const Source& source, Target to, const Pass& pass, std::size_t length) {
-  constexpr std::size_t kStep = Placing::template kStep<Lane>;
+  constexpr std::size_t kStep = Mode::template kStep<Lane>;
   const std::size_t span = pass.span;
   for (std::size_t block = 0; block < length; block += kRadix * span) {
     for (std::size_t j = 0; j < span; j += kStep) {
@@ -105,7 +105,7 @@ static void RunPass(const Source& source, Target to, const Pass& pass, std::size
       for (std::size_t s = 0; s < kRadix; ++s) x[s] = source.template Load<Lane>(block + j + s * span);
       Butterfly(x);
       if (span > 1) {
-        const typename Placing::Twiddles twiddles(pass, kRadix, span, j);
+        const typename Mode::Twiddles twiddles(pass, kRadix, span, j);
 #pragma GCC unroll 16
         for (std::size_t s = 1; s < kRadix; ++s) x[s] = x[s] * twiddles.template At<Lane>(s);
       }
@@ -117,27 +117,27 @@ static void RunPass(const Source& source, Target to, const Pass& pass, std::size
 
 // The same for any odd radix: a direct sum over the roots of unity. Elements s and radix - s meet the same roots up to
 // the sign of the sine, so their sums and differences are formed first. `scratch` holds 2 * radix vectors.
-template <class Placing, class Lane, class Source, class Target>
-static void RunDirectPass(const Source& source, Target to, const Pass& pass, std::size_t length, float* scratch) {
-  constexpr std::size_t kStep = Placing::template kStep<Lane>;
+template <class Mode, class Lane, class Elements>
+static void RunDirectPass(Elements from, Elements to, const Pass& pass, std::size_t length, float* scratch) {
+  constexpr std::size_t kStep = Mode::template kStep<Lane>;
   const std::size_t radix = pass.radix;
   const std::size_t span = pass.span;
   const std::size_t half = radix / 2;
-  const auto pairs = SideBySideAt<Lane>(scratch);  // sums at s - 1, differences at half + s - 1
+  const auto pairs = BatchAt<Lane>(scratch);  // sums at s - 1, differences at half + s - 1
   for (std::size_t block = 0; block < length; block += radix * span) {
     for (std::size_t j = 0; j < span; j += kStep) {
       if (kStep > 1 && j + kStep > span) j = span - kStep;
-      const Complex<Lane> first = source.template Load<Lane>(block + j);
+      const Complex<Lane> first = from.template Load<Lane>(block + j);
       Complex<Lane> total = first;
       for (std::size_t s = 1; s <= half; ++s) {
-        const Complex<Lane> a = source.template Load<Lane>(block + j + s * span);
-        const Complex<Lane> b = source.template Load<Lane>(block + j + (radix - s) * span);
+        const Complex<Lane> a = from.template Load<Lane>(block + j + s * span);
+        const Complex<Lane> b = from.template Load<Lane>(block + j + (radix - s) * span);
         pairs.Store(s - 1, a + b);
         pairs.Store(half + s - 1, TimesMinusI(a - b));
         total = total + (a + b);
       }
       to.Store(block + j, total);
-      const typename Placing::Twiddles twiddles(pass, radix, span, j);
+      const typename Mode::Twiddles twiddles(pass, radix, span, j);
       const auto store = [&](std::size_t s, const Complex<Lane>& value) __attribute__((always_inline)) {
         if (span == 1) {
           to.Store(block + s, value);
@@ -146,88 +146,114 @@ static void RunDirectPass(const Source& source, Target to, const Pass& pass, std
         to.Store(block + j + s * span, value * twiddles.template At<Lane>(s));
       };
       for (std::size_t k = 1; k <= half; ++k) {
-        Complex<Lane> middle = first;
-        Complex<Lane> turned{Lane::Broadcast(0.0f), Lane::Broadcast(0.0f)};
+        Complex<Lane> even = first;
+        Complex<Lane> odd{Lane::Broadcast(0.0f), Lane::Broadcast(0.0f)};
         std::size_t root = 0;
         for (std::size_t s = 1; s <= half; ++s) {
           root = root + k < radix ? root + k : root + k - radix;
-          middle = middle + Scale(pairs.template Load<Lane>(s - 1), Lane::Broadcast(pass.root_re[root]));
-          turned = turned - Scale(pairs.template Load<Lane>(half + s - 1), Lane::Broadcast(pass.root_im[root]));
+          even = even + Scale(pairs.template Load<Lane>(s - 1), Lane::Broadcast(pass.root_re[root]));
+          odd = odd - Scale(pairs.template Load<Lane>(half + s - 1), Lane::Broadcast(pass.root_im[root]));
         }
-        store(k, middle + turned);
-        store(radix - k, middle - turned);
+        store(k, even + odd);
+        store(radix - k, even - odd);
       }
     }
   }
 }
 
-template <class Placing, class Lane, class Source, class Target>
-KELVO_INLINE void RunAnyPass(const Source& source, Target to, const Pass& pass, std::size_t length, float* scratch) {
+// A pass of any radix between arrays of elements, which may be one and the same.
+template <class Mode, class Lane, class Elements>
+KELVO_INLINE void RunAnyPass(Elements from, Elements to, const Pass& pass, std::size_t length, float* scratch) {
   switch (pass.radix) {
-    case 2: return RunPass<2, Placing, Lane>(source, to, pass, length);
-    case 3: return RunPass<3, Placing, Lane>(source, to, pass, length);
-    case 4: return RunPass<4, Placing, Lane>(source, to, pass, length);
-    case 5: return RunPass<5, Placing, Lane>(source, to, pass, length);
-    case 8: return RunPass<8, Placing, Lane>(source, to, pass, length);
-    case 10: return RunPass<10, Placing, Lane>(source, to, pass, length);
-    case 16: return RunPass<16, Placing, Lane>(source, to, pass, length);
-    default: return RunDirectPass<Placing, Lane>(source, to, pass, length, scratch);
+    case 2: return RunPass<2, Mode, Lane>(from, to, pass, length);
+    case 3: return RunPass<3, Mode, Lane>(from, to, pass, length);
+    case 4: return RunPass<4, Mode, Lane>(from, to, pass, length);
+    case 5: return RunPass<5, Mode, Lane>(from, to, pass, length);
+    case 8: return RunPass<8, Mode, Lane>(from, to, pass, length);
+    case 10: return RunPass<10, Mode, Lane>(from, to, pass, length);
+    case 16: return RunPass<16, Mode, Lane>(from, to, pass, length);
+    default: return RunDirectPass<Mode, Lane>(from, to, pass, length, scratch);
   }
 }
 
-// Transforms side by side, from `source` into `to`; output k ends at element plan.position[k]. `scratch` holds
-// 2 * (largest radix) vectors.
-//
-// The first pass leaves blocks that are transforms of their own. Of a long transform all passes of one block are run
-// before the next, while it lies in a near cache, and its outputs are used at once: use(s, step) is called when outputs
-// s, s + step, ... and step - s, 2 * step - s, ... are complete, for s = 0 .. step / 2.
-template <class Lane, class Source, class Target, class Use>
-KELVO_INLINE void TransformSideBySide(const TransformView& plan, const Source& source, Target to, float* scratch,
-                                      const Use& use) {
-  if (plan.pass_n == 0) {
-    to.Store(0, source.template Load<Lane>(0));
-    return use(0, 1);
+// Passes first .. last - 1 in place, over a block that pass `first` finds whole. What a pass leaves are transforms of
+// their own: those of a long block are finished one after the other, each while it lies in L1.
+template <class Mode, class Lane, class Elements>
+static void RunPasses(Elements elements, const TransformView& plan, std::size_t first, std::size_t last,
+                      std::size_t length, float* scratch) {
+  std::size_t block = length;
+  while (first < last && block > kMaxL1Length) {
+    RunAnyPass<Mode, Lane>(elements, elements, plan.passes[first], length, scratch);
+    block = plan.passes[first].span;
+    ++first;
   }
-  RunAnyPass<SideBySide, Lane>(source, to, plan.passes[0], plan.length, scratch);
-  const auto run_later_passes = [&](std::size_t begin, std::size_t length) __attribute__((always_inline)) {
-    for (std::size_t i = 1; i < plan.pass_n; ++i) {
-      RunAnyPass<SideBySide, Lane>(to.From(begin), to.From(begin), plan.passes[i], length, scratch);
+  for (std::size_t begin = 0; begin < length && first < last; begin += block) {
+    for (std::size_t i = first; i < last; ++i) {
+      RunAnyPass<Mode, Lane>(elements.From(begin), elements.From(begin), plan.passes[i], block, scratch);
     }
-  };
-  if (plan.length <= kLongestNear) {
-    run_later_passes(0, plan.length);
+  }
+}
+
+// The last pass of transforms in lanes, which gives element i to outputs.Store. Only the radices that plans commonly
+// end with are compiled for every kind of output; others take a pass in place, and a copy.
+template <class Lane, class Outputs>
+KELVO_INLINE void RunLastPass(BatchElements<Lane> elements, const Outputs& outputs, const Pass& pass,
+                              std::size_t length, float* scratch) {
+  switch (pass.radix) {
+    case 3: return RunPass<3, Batch, Lane>(elements, outputs, pass, length);
+    case 4: return RunPass<4, Batch, Lane>(elements, outputs, pass, length);
+    case 5: return RunPass<5, Batch, Lane>(elements, outputs, pass, length);
+    case 8: return RunPass<8, Batch, Lane>(elements, outputs, pass, length);
+    default: break;
+  }
+  if constexpr (Outputs::kTakesRadix16) {
+    if (pass.radix == 16) return RunPass<16, Batch, Lane>(elements, outputs, pass, length);
+  }
+  RunAnyPass<Batch, Lane>(elements, elements, pass, length, scratch);
+  for (std::size_t i = 0; i < length; ++i) outputs.Store(i, elements.template Load<Lane>(i));
+}
+
+// Transforms in lanes, in place; output k ends at element plan.position[k]. `scratch` holds 2 * (largest radix)
+// vectors.
+//
+// The outputs of a long transform are used while they lie in L1: use(s, step) is called when outputs s, s + step, ...
+// and step - s, 2 * step - s, ... are complete, for s = 0 .. step / 2.
+template <class Lane, class Use>
+KELVO_INLINE void TransformBatch(const TransformView& plan, BatchElements<Lane> elements, float* scratch,
+                                 const Use& use) {
+  if (plan.length <= kMaxL1Length) {
+    RunPasses<Batch, Lane>(elements, plan, 0, plan.pass_n, plan.length, scratch);
     return use(0, 1);
   }
+  RunPasses<Batch, Lane>(elements, plan, 0, 1, plan.length, scratch);
   const std::size_t radix = plan.passes[0].radix;
   const std::size_t span = plan.passes[0].span;
   for (std::size_t s = 0; s <= radix / 2; ++s) {
-    run_later_passes(s * span, span);
-    if (s > 0 && s < radix - s) run_later_passes((radix - s) * span, span);
+    RunPasses<Batch, Lane>(elements.From(s * span), plan, 1, plan.pass_n, span, scratch);
+    if (s > 0 && s < radix - s) {
+      RunPasses<Batch, Lane>(elements.From((radix - s) * span), plan, 1, plan.pass_n, span, scratch);
+    }
     use(s, radix);
   }
 }
-template <class Lane, class Source, class Target>
-KELVO_INLINE void TransformSideBySide(const TransformView& plan, const Source& source, Target to, float* scratch) {
-  TransformSideBySide<Lane>(plan, source, to, scratch, [](std::size_t, std::size_t) {});
+template <class Lane>
+KELVO_INLINE void TransformBatch(const TransformView& plan, BatchElements<Lane> elements, float* scratch) {
+  RunPasses<Batch, Lane>(elements, plan, 0, plan.pass_n, plan.length, scratch);
 }
 
-// The same in place for plans of two passes or more, but for the last pass, which gives element i to outputs.Store: it is
-// output plan.output[i].
+// The same for plans of two passes or more, but for the last pass, which gives element i to outputs.Store: it is output
+// plan.output[i].
 template <class Lane, class Outputs>
-KELVO_INLINE void TransformSideBySideTo(const TransformView& plan, SideBySideElements<Lane> elements,
-                                        const Outputs& outputs, float* scratch) {
+KELVO_INLINE void TransformBatchTo(const TransformView& plan, BatchElements<Lane> elements, const Outputs& outputs,
+                                   float* scratch) {
   const std::size_t last = plan.pass_n - 1;
-  const auto run = [&](std::size_t first, std::size_t begin, std::size_t length) __attribute__((always_inline)) {
-    const SideBySideElements<Lane> block = elements.From(begin);
-    for (std::size_t i = first; i < last; ++i) {
-      RunAnyPass<SideBySide, Lane>(block, block, plan.passes[i], length, scratch);
-    }
-    RunAnyPass<SideBySide, Lane>(block, outputs.From(begin), plan.passes[last], length, scratch);
-  };
-  if (plan.length <= kLongestNear) return run(0, 0, plan.length);
-  RunAnyPass<SideBySide, Lane>(elements, elements, plan.passes[0], plan.length, scratch);
-  const std::size_t span = plan.passes[0].span;
-  for (std::size_t begin = 0; begin < plan.length; begin += span) run(1, begin, span);
+  const bool is_long = plan.length > kMaxL1Length;
+  if (is_long) RunPasses<Batch, Lane>(elements, plan, 0, 1, plan.length, scratch);
+  const std::size_t block = is_long ? plan.passes[0].span : plan.length;
+  for (std::size_t begin = 0; begin < plan.length; begin += block) {
+    RunPasses<Batch, Lane>(elements.From(begin), plan, is_long ? 1 : 0, last, block, scratch);
+    RunLastPass<Lane>(elements.From(begin), outputs.From(begin), plan.passes[last], block, scratch);
+  }
 }
 
 }  // namespace KELVO_LEVEL

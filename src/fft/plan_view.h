@@ -20,18 +20,21 @@ struct Pass {
   const float* root_im;
 };
 
-// Elements side by side that stay in the first-level cache from pass to pass, at 16 lanes.
-inline constexpr std::size_t kLongestNear = 256;
+// Elements of a batch of 16 lanes that stay in L1 from pass to pass: 32 KiB.
+inline constexpr std::size_t kMaxL1Length = 256;
 
-// Where a single transform turns from neighbours to blocks side by side: after pass_n passes, which leave block_n blocks.
-struct Turn {
+// Where the data of a single transform is transposed, from vectors of neighboring elements to a batch of blocks: after
+// pass_n passes, which leave block_n blocks.
+struct TransposeStep {
   std::size_t pass_n;
   std::size_t block_n;
 };
 
 // Vectors are of 1, 4, 8 or 16 floats.
-inline constexpr std::size_t kTurnN = 4;
-constexpr std::size_t TurnIndex(std::size_t lane_n) { return lane_n == 1 ? 0 : lane_n == 4 ? 1 : lane_n == 8 ? 2 : 3; }
+inline constexpr std::size_t kLaneCountN = 4;
+constexpr std::size_t LaneCountIndex(std::size_t lane_n) {
+  return lane_n == 1 ? 0 : lane_n == 4 ? 1 : lane_n == 8 ? 2 : 3;
+}
 
 // A forward complex transform. In-place passes leave output k at element position[k]; element i is output[i] then.
 struct TransformView {
@@ -40,45 +43,48 @@ struct TransformView {
   const Pass* passes;
   const unsigned* position;
   const unsigned* output;
-  const Turn* turns;  // [kTurnN]
+  const TransposeStep* transpose_steps;  // [kLaneCountN]
 };
 
-// The transform of fft_n real samples. Halved, sample pairs are the elements of a transform of half the length, and a
-// last step splits its output into the bins of the signal. Odd lengths, and very short ones, run at full length with
+// The transform of fft_n real samples. At half length, sample pairs are the elements of a complex transform, and a last
+// step splits its output into the bins of the signal. Odd lengths, and very short ones, run at full length with
 // imaginary parts of zero.
 struct RealTransformView {
   std::size_t fft_n;
   TransformView inner;
-  // exp(-2 pi i k / fft_n), k = 0 .. fft_n / 4; none unless halved.
+  // exp(-2 pi i k / fft_n), k = 0 .. fft_n / 4; none at full length.
   const float* split_re;
   const float* split_im;
 
-  bool IsHalved() const { return inner.length < fft_n; }
+  bool IsHalfLength() const { return inner.length < fft_n; }
 };
 
-// The transform of real frames of fft_n samples: a pass over real samples (fft/real_pass.h), or none.
+// The transform of real frames of fft_n samples: a pass over real samples (fft/real_pass.h) that leaves subsignals to
+// transform, or none.
 struct FrameTransformView {
   std::size_t fft_n;
-  // Half the samples that a pass takes at a time, or 0. It leaves as many signals, the first of them real.
-  std::size_t signal_n;
-  // Of the real signal, or without a pass of the whole frame. The complex signals are as long as its inner transform.
-  RealTransformView rest;
+  // Half the samples that a real pass takes at a time, or 0. It leaves as many subsignals, the first of them real.
+  std::size_t subsignal_n;
+  // Of the real subsignal, or without a real pass of the frame. Complex subsignals are as long as its inner transform.
+  RealTransformView sub_plan;
   // The twiddles of a pass over eight samples: exp(-2 pi i s j / fft_n), s = 1 .. 3.
   Pass real_pass;
   // A pass over sixteen takes sample order[16 * j + q] as the q-th and puts its sums at sample_at[2 * j] and
-  // sample_at[2 * j + 1] of the real signal. Null for one over eight.
+  // sample_at[2 * j + 1] of the real subsignal. Null for one over eight.
   const unsigned* order;
   const unsigned* sample_at;
-  // Side by side it works in place, on sample i as the slot[i]-th of the vectors that become its elements.
+  // In a batch, sample i is gathered into the slot[i]-th of the vectors that become its elements; null: into the i-th.
   const unsigned* slot;
-  // Element i of complex signal s, transformed in place, is bin[(s - 1) * span + i] once its imaginary part is multiplied
-  // by sign[(s - 1) * span + i].
+  // Element i of complex subsignal s, transformed in place, is bin[(s - 1) * span + i] once its imaginary part is
+  // multiplied by sign[(s - 1) * span + i].
   const unsigned* bin;
   const float* sign;
 
-  bool HasRealPass() const { return signal_n > 0; }
+  bool HasRealPass() const { return subsignal_n > 0; }
+  // From a bin of the real subsignal, or without a real pass of the frame, to the next, in bins of the frame.
+  std::size_t BinStep() const { return HasRealPass() ? subsignal_n : 1; }
   // Of the complex elements that a frame becomes.
-  std::size_t ElementCount() const { return HasRealPass() ? signal_n * rest.inner.length : rest.inner.length; }
+  std::size_t ElementCount() const { return BinStep() * sub_plan.inner.length; }
 };
 
 }  // namespace kelvo::Fft

@@ -23,14 +23,14 @@
 namespace kelvo::Fft {
 inline namespace KELVO_LEVEL {
 
-// The transform of eight real samples, of which come the sums and the differences of those that lie four apart. Outputs 0
-// and 4 are left as the sums over even and over odd samples; 5 to 7 mirror 3 to 1.
+// The transform of eight real samples, of which come the sums and the differences of those that lie four apart. Outputs
+// 0 and 4 are left as the sums over even and over odd samples; 5 to 7 mirror 3 to 1.
 template <class Lane>
-struct RealOctet {
+struct RealButterfly8 {
   Lane even_sum, odd_sum;
   Complex<Lane> first_conjugate, second, third;
 
-  KELVO_INLINE RealOctet(const Lane (&sum)[4], const Lane (&difference)[4]) {
+  KELVO_INLINE RealButterfly8(const Lane (&sum)[4], const Lane (&difference)[4]) {
     const Lane root_half = Lane::Broadcast(0x1.6a09e6p-1f);  // cos(pi / 4)
     even_sum = sum[0] + sum[2];
     odd_sum = sum[1] + sum[3];
@@ -42,11 +42,11 @@ struct RealOctet {
   }
 };
 
-// The pass over eight samples, for first <= j < last. source.At<Lane>(j, q) gives sample j + q span; target.StoreReal(i, a)
-// takes the real signal, target.Store(s * span + j, c) the complex ones.
-template <class Placing, class Lane, class Source, class Target>
+// The pass over eight samples, for first <= j < last. source.At<Lane>(j, q) gives sample j + q span;
+// target.StoreReal(i, a) takes the real signal, target.Store(s * span + j, c) the complex ones.
+template <class Mode, class Lane, class Source, class Target>
 static void RunRealPass(Source source, Target target, Pass pass, std::size_t first, std::size_t last) {
-  constexpr std::size_t kStep = Placing::template kStep<Lane>;
+  constexpr std::size_t kStep = Mode::template kStep<Lane>;
   const std::size_t span = pass.span;
   for (std::size_t j = first; j < last; j += kStep) {
     if (kStep > 1 && j + kStep > last) j = last - kStep;
@@ -59,10 +59,10 @@ static void RunRealPass(Source source, Target target, Pass pass, std::size_t fir
       sum[q] = a + b;
       difference[q] = a - b;
     }
-    const RealOctet<Lane> octet(sum, difference);
+    const RealButterfly8<Lane> octet(sum, difference);
     target.StoreReal(j, octet.even_sum);
     target.StoreReal(j + span, octet.odd_sum);
-    const typename Placing::Twiddles twiddles(pass, 4, span, j);
+    const typename Mode::Twiddles twiddles(pass, 4, span, j);
     target.Store(span + j, ConjugateTimes(octet.first_conjugate, twiddles.template At<Lane>(1)));
     target.Store(2 * span + j, octet.second * twiddles.template At<Lane>(2));
     target.Store(3 * span + j, octet.third * twiddles.template At<Lane>(3));
@@ -71,9 +71,9 @@ static void RunRealPass(Source source, Target target, Pass pass, std::size_t fir
 
 // The pass over sixteen samples, whose number and span have no common divisor. source.At<Lane>(j, q) gives sample q of
 // them; target.StoreSums(j, even, odd) takes the two sums of the real signal.
-template <class Placing, class Lane, class Source, class Target>
+template <class Mode, class Lane, class Source, class Target>
 static void RunCoprimeRealPass(Source source, Target target, std::size_t span) {
-  constexpr std::size_t kStep = Placing::template kStep<Lane>;
+  constexpr std::size_t kStep = Mode::template kStep<Lane>;
   const Lane cosine = Lane::Broadcast(0x1.d906bcp-1f);  // cos(pi / 8)
   const Lane sine = Lane::Broadcast(0x1.87de2ap-2f);    // sin(pi / 8)
   for (std::size_t j = 0; j < span; j += kStep) {
@@ -88,7 +88,7 @@ static void RunCoprimeRealPass(Source source, Target target, std::size_t span) {
       sum[q] = (a + b) + (c + d);
       difference[q] = (a + b) - (c + d);
     }
-    const RealOctet<Lane> octet(sum, difference);
+    const RealButterfly8<Lane> octet(sum, difference);
     target.StoreSums(j, octet.even_sum, octet.odd_sum);
     target.Store(2 * span + j, Conjugate(octet.first_conjugate));
     target.Store(4 * span + j, octet.second);

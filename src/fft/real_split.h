@@ -14,36 +14,37 @@
 namespace kelvo::Fft {
 inline namespace KELVO_LEVEL {
 
-// Gives a sink the bins 0 .. n/2 of a real signal:
-//   sink.Alone(k, x)       bin 0, and bin n/2 of an even n, which have no mirror image among the bins of the signal
-//   sink.Ascending(k, x)   bins k, k + 1, ... in the lanes of x
-//   sink.Descending(k, x)  bins k, k - 1, ... in the lanes of x
-// Side by side every call is about one bin, one signal a lane. Neighbours may be given twice, with equal values.
-// Outputs of the inner transform are read through `output(k)`: side by side k is one output, else the first of several.
+// Bins go to a sink:
+//   sink.SelfConjugate(k, x)  bin 0, and bin n/2 of an even n, which mirror themselves
+//   sink.Forward(k, x)        bins k, k + 1, ... in the lanes of x
+//   sink.Mirrored(k, x)       bins k, k - 1, ... in the lanes of x
+// In a batch every call is about one bin, with one signal a lane. Of a single transform bins may come twice, with equal
+// values. Outputs of the inner transform are read by output.Load<Lane>(k) and, descending from k,
+// LoadReversed<Lane>(k).
+
 template <class Lane, class Output, class Sink>
-KELVO_INLINE void EndBins(const RealTransformView& plan, const Output& output, const Sink& sink) {
-  const Complex<Lane> first = output.template At<Lane>(0);
+KELVO_INLINE void SelfConjugateBins(const RealTransformView& plan, const Output& output, const Sink& sink) {
+  const Complex<Lane> first = output.template Load<Lane>(0);
   const Lane zero = Lane::Broadcast(0.0f);
-  if (!plan.IsHalved()) {
-    sink.Alone(0, first);
-    if (plan.fft_n % 2 == 0) sink.Alone(plan.fft_n / 2, output.template At<Lane>(plan.fft_n / 2));
+  if (!plan.IsHalfLength()) {
+    sink.SelfConjugate(0, first);
+    if (plan.fft_n % 2 == 0) sink.SelfConjugate(plan.fft_n / 2, output.template Load<Lane>(plan.fft_n / 2));
     return;
   }
-  sink.Alone(0, Complex<Lane>{first.re + first.im, zero});
-  sink.Alone(plan.fft_n / 2, Complex<Lane>{first.re - first.im, zero});
+  sink.SelfConjugate(0, Complex<Lane>{first.re + first.im, zero});
+  sink.SelfConjugate(plan.fft_n / 2, Complex<Lane>{first.re - first.im, zero});
 }
 
-// The others: bins `first`, `first` + `step` ... below the middle, with their mirror images where those are made from the
-// same outputs. Neighbours take all, with a step of 1.
-template <class Placing, class Lane, class Output, class Sink>
-KELVO_INLINE void InnerBins(const RealTransformView& plan, const Output& output, const Sink& sink, std::size_t first,
-                            std::size_t step) {
-  constexpr std::size_t kStep = Placing::template kStep<Lane>;
-  if (!plan.IsHalved()) {
+// The others: bins `first`, `first` + `step` ... below the middle, with their mirror images where those are made from
+// the same outputs. A single transform takes all, with a step of 1.
+template <class Mode, class Lane, class Output, class Sink>
+static void InnerBins(const RealTransformView& plan, Output output, Sink sink, std::size_t first, std::size_t step) {
+  constexpr std::size_t kStep = Mode::template kStep<Lane>;
+  if (!plan.IsHalfLength()) {
     const std::size_t last = (plan.fft_n - 1) / 2;
     for (std::size_t k = first; k <= last; k += kStep * step) {
       if (kStep > 1 && k + kStep > last + 1) k = last + 1 - kStep;
-      sink.Ascending(k, output.template At<Lane>(k));
+      sink.Forward(k, output.template Load<Lane>(k));
     }
     return;
   }
@@ -53,45 +54,45 @@ KELVO_INLINE void InnerBins(const RealTransformView& plan, const Output& output,
   for (std::size_t k = first; k <= last; k += kStep * step) {
     if (kStep > 1 && k + kStep > last + 1) k = last + 1 - kStep;
     // Halved before they are added, so that a bin within range never passes through an infinity.
-    const Complex<Lane> a = Scale(output.template At<Lane>(k), half);
-    const Complex<Lane> b = Conjugate(Scale(output.template Before<Lane>(half_n - k), half));
-    const Complex<Lane> w{Placing::template LoadTwiddle<Lane>(plan.split_re + k),
-                          Placing::template LoadTwiddle<Lane>(plan.split_im + k)};
+    const Complex<Lane> a = Scale(output.template Load<Lane>(k), half);
+    const Complex<Lane> b = Conjugate(Scale(output.template LoadReversed<Lane>(half_n - k), half));
+    const Complex<Lane> w{Mode::template LoadTwiddle<Lane>(plan.split_re + k),
+                          Mode::template LoadTwiddle<Lane>(plan.split_im + k)};
     const Complex<Lane> even = a + b;
     const Complex<Lane> odd = TimesMinusI(a - b) * w;
-    sink.Ascending(k, even + odd);
-    sink.Descending(half_n - k, Conjugate(even - odd));
+    sink.Forward(k, even + odd);
+    sink.Mirrored(half_n - k, Conjugate(even - odd));
   }
 }
 
-// Outputs of transforms side by side, digit-reversed as the passes left them.
-template <class Source>
-struct ReversedOutput {
-  Source elements;
+// Outputs of transforms in lanes, digit-reversed as the passes left them.
+template <class Lane>
+struct BatchOutput {
+  BatchElements<Lane> elements;
   const unsigned* position;
 
-  template <class Lane>
-  KELVO_INLINE Complex<Lane> At(std::size_t k) const {
+  template <class>
+  KELVO_INLINE Complex<Lane> Load(std::size_t k) const {
     return elements.template Load<Lane>(position[k]);
   }
-  template <class Lane>
-  KELVO_INLINE Complex<Lane> Before(std::size_t k) const {
-    return At<Lane>(k);
+  template <class>
+  KELVO_INLINE Complex<Lane> LoadReversed(std::size_t k) const {
+    return Load<Lane>(k);
   }
 };
 
-// Outputs of one transform in natural order; Before(k) has outputs k, k - 1, ... in its lanes.
+// Outputs of one transform in natural order.
 struct NaturalOutput {
-  NeighbourElements elements;
+  SplitElements elements;
 
   template <class Lane>
-  KELVO_INLINE Complex<Lane> At(std::size_t k) const {
+  KELVO_INLINE Complex<Lane> Load(std::size_t k) const {
     return elements.Load<Lane>(k);
   }
   template <class Lane>
-  KELVO_INLINE Complex<Lane> Before(std::size_t k) const {
-    const Complex<Lane> ascending = elements.Load<Lane>(k + 1 - Lane::kSize);
-    return {Reverse(ascending.re), Reverse(ascending.im)};
+  KELVO_INLINE Complex<Lane> LoadReversed(std::size_t k) const {
+    const Complex<Lane> forward = elements.Load<Lane>(k + 1 - Lane::kSize);
+    return {Reverse(forward.re), Reverse(forward.im)};
   }
   template <class Lane>
   KELVO_INLINE void Store(std::size_t k, const Complex<Lane>& value) const {
@@ -99,53 +100,41 @@ struct NaturalOutput {
   }
 };
 
-// The bins of real signals side by side, whose samples `source` gives as the elements of the inner transform.
-template <class Lane, class Source, class Sink>
-KELVO_INLINE void RealBinsSideBySide(const RealTransformView& plan, const Source& source, SideBySideElements<Lane> work,
-                                     float* scratch, const Sink& sink) {
-  const ReversedOutput<SideBySideElements<Lane>> output{work, plan.inner.position};
-  TransformSideBySide<Lane>(plan.inner, source, work, scratch,
-                            [&](std::size_t s, std::size_t step) __attribute__((always_inline)) {
-    if (s == 0) EndBins<Lane>(plan, output, sink);
-    InnerBins<SideBySide, Lane>(plan, output, sink, s > 0 ? s : step, step);
-    if (s > 0 && s < step - s) InnerBins<SideBySide, Lane>(plan, output, sink, step - s, step);
-  });
+// The bins of real signals in lanes, whose samples lie in `elements` as the inner transform takes them.
+template <class Lane, class Sink>
+KELVO_INLINE void RealBatchBins(const RealTransformView& plan, BatchElements<Lane> elements, float* scratch,
+                                const Sink& sink) {
+  const BatchOutput<Lane> output{elements, plan.inner.position};
+  TransformBatch<Lane>(
+      plan.inner, elements, scratch, [&](std::size_t s, std::size_t step) __attribute__((always_inline)) {
+        if (s == 0) SelfConjugateBins<Lane>(plan, output, sink);
+        InnerBins<Batch, Lane>(plan, output, sink, s > 0 ? s : step, step);
+        if (s > 0 && s < step - s) InnerBins<Batch, Lane>(plan, output, sink, step - s, step);
+      });
+}
+
+// The bins of one real signal, from the outputs of the inner transform.
+template <class Sink>
+KELVO_INLINE void RealSingleBins(const RealTransformView& plan, const NaturalOutput& output, const Sink& sink) {
+  SelfConjugateBins<Lanes<float, 1>>(plan, output, sink);
+  AtWidth(
+      plan.IsHalfLength() ? plan.inner.length / 2 : (plan.inner.length - 1) / 2, [&]<class Lane>()
+                                                                                     __attribute__((always_inline)) {
+                                                                                       InnerBins<Single, Lane>(
+                                                                                           plan, output, sink, 1, 1);
+                                                                                     });
 }
 
 // Real parts, then imaginary parts, each from a cache line on.
 constexpr std::size_t OutputStride(std::size_t length) { return (length + 15) / 16 * 16; }
 
-// Floats of scratch that RealBinsOfOne needs.
-constexpr std::size_t RealBinsOfOneScratch(std::size_t n) { return 2 * OutputStride(n) + TransformOneScratch(n); }
-
-// The bins of one real signal.
-template <class Source, class Sink>
-KELVO_INLINE void RealBinsOfOne(const RealTransformView& plan, const Source& source, const Sink& sink, float* scratch) {
-  const std::size_t length = plan.inner.length;
-  const std::size_t stride = OutputStride(length);
-  const NaturalOutput output{{scratch, scratch + stride}};
-  TransformOne(plan.inner, source, output, scratch + 2 * stride);
-  EndBins<Lanes<float, 1>>(plan, output, sink);
-  AtWidth(plan.IsHalved() ? length / 2 : (length - 1) / 2, [&]<class Lane>() __attribute__((always_inline)) {
-    InnerBins<Neighbours, Lane>(plan, output, sink, 1, 1);
-  });
-}
-
-// Elements of the inner transform out of a contiguous real signal: sample pairs if it is halved, else single samples
-// as complex values without an imaginary part.
+// Sample pairs of a contiguous real signal as complex elements.
 struct SamplePairs {
   const float* samples;
   template <class Lane>
   KELVO_INLINE Complex<Lane> Load(std::size_t k) const {
     const auto pair = Deinterleave(Lane::Load(samples + 2 * k), Lane::Load(samples + 2 * k + Lane::kSize));
     return {pair.first, pair.second};
-  }
-};
-struct SingleSamples {
-  const float* samples;
-  template <class Lane>
-  KELVO_INLINE Complex<Lane> Load(std::size_t k) const {
-    return {Lane::Load(samples + k), Lane::Broadcast(0.0f)};
   }
 };
 

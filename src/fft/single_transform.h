@@ -1,8 +1,8 @@
 // One transform in lanes, for kernel files.
 //
-// Its first passes run over neighbouring elements. They run out when the blocks become shorter than a vector;
-// TransformOne then turns to whole blocks, which are independent transforms and lie side by side once they are transposed
-// on the way in. Choosing for the lanes blocks whose outputs are neighbours undoes the digit reversal at no cost.
+// Its first passes work on vectors of neighboring elements. Those run out when blocks become shorter than a vector. The
+// blocks are independent transforms, so there the data is transposed: whole blocks, one a lane, finish as a batch.
+// Choosing for the lanes blocks whose outputs are neighbors undoes the digit reversal at no cost.
 #pragma once
 
 #include <cstddef>
@@ -27,50 +27,53 @@ KELVO_INLINE void AtWidth(std::size_t available, Run&& run) {
   }
   if constexpr (Floats::kSize > 1) run.template operator()<Lanes<float, 1>>();
 }
+
 // Transposes blocks into lanes: element i of the block that begins at begins[l] becomes lane l of vector i.
 template <class Lane>
-static void GatherBlocks(SideBySideElements<Lane> to, const NeighbourElements& from, const unsigned* begins,
+static void GatherBlocks(BatchElements<Lane> to, const float* from_re, const float* from_im, const unsigned* begins,
                          std::size_t block) {
   std::size_t i = 0;
-  AtWidth(block < Lane::kSize ? block : Lane::kSize, [&]<class Tile>() __attribute__((always_inline)) {
-    if constexpr (Tile::kSize > 1 && Tile::kSize <= Lane::kSize) {
-      while (i < block) {
-        if (i + Tile::kSize > block) i = block - Tile::kSize;
-        for (std::size_t l = 0; l < Lane::kSize; l += Tile::kSize) {
-          const auto transpose = [&](const float* source, float* target) __attribute__((always_inline)) {
-            Tile rows[Tile::kSize];
+  AtWidth(
+      block < Lane::kSize ? block : Lane::kSize, [&]<class Tile>() __attribute__((always_inline)) {
+        if constexpr (Tile::kSize > 1 && Tile::kSize <= Lane::kSize) {
+          while (i < block) {
+            if (i + Tile::kSize > block) i = block - Tile::kSize;
+            for (std::size_t l = 0; l < Lane::kSize; l += Tile::kSize) {
+              const auto transpose = [&](const float* source, float* target) __attribute__((always_inline)) {
+                Tile rows[Tile::kSize];
 #pragma GCC unroll 16
-            for (std::size_t r = 0; r < Tile::kSize; ++r) rows[r] = Tile::Load(source + begins[l + r] + i);
-            Transpose(rows);
+                for (std::size_t r = 0; r < Tile::kSize; ++r) rows[r] = Tile::Load(source + begins[l + r] + i);
+                Transpose(rows);
 #pragma GCC unroll 16
-            for (std::size_t r = 0; r < Tile::kSize; ++r) rows[r].Store(target + (i + r) * to.kStride + l);
-          };
-          transpose(from.re, to.re);
-          transpose(from.im, to.im);
+                for (std::size_t r = 0; r < Tile::kSize; ++r) rows[r].Store(target + (i + r) * to.kStride + l);
+              };
+              transpose(from_re, to.re);
+              transpose(from_im, to.im);
+            }
+            i += Tile::kSize;
+          }
         }
-        i += Tile::kSize;
-      }
-    }
-  });
+      });
   for (; i < block; ++i) {
     for (std::size_t l = 0; l < Lane::kSize; ++l) {
-      to.re[i * to.kStride + l] = from.re[begins[l] + i];
-      to.im[i * to.kStride + l] = from.im[begins[l] + i];
+      to.re[i * to.kStride + l] = from_re[begins[l] + i];
+      to.im[i * to.kStride + l] = from_im[begins[l] + i];
     }
   }
 }
 
-// Arrays of one transform lie an odd number of cache lines apart, so that those of a length that is a power of two do not
-// share the sets of a cache.
+// Arrays of one transform lie an odd number of cache lines apart, so that those of a length that is a power of two do
+// not share the sets of a cache.
 constexpr std::size_t ArrayStride(std::size_t length) { return ((length + 15) / 16 | 1) * 16; }
 
-// Floats of scratch that TransformOne needs.
-constexpr std::size_t TransformOneScratch(std::size_t length) { return 8 * ArrayStride(length) + 8 * Floats::kSize; }
+// Floats of scratch that TransformSingle needs.
+constexpr std::size_t TransformSingleScratch(std::size_t length) { return 8 * ArrayStride(length) + 8 * Floats::kSize; }
 
-// Takes the elements of blocks side by side, as the last pass computes them, to the sink of the whole transform: element
-// i of the blocks from `first_block` on is an output of each, and these are neighbours.
+// Takes the elements of blocks in lanes, as their last pass computes them, to the sink of the whole transform: element
+// i of the blocks from `first_block` on is an output of each, and these are neighbors.
 template <class Sink>
-struct OutputsOfBlocks {
+struct BlockOutputs {
+  static constexpr bool kTakesRadix16 = true;
   const Sink& sink;
   const unsigned* output;
   std::size_t first_block;
@@ -81,57 +84,101 @@ struct OutputsOfBlocks {
   }
 };
 
+template <class Source>
+static void CopyElements(const Source& source, SplitElements to, std::size_t length) {
+  std::size_t k = 0;
+  for (; k + Floats::kSize <= length; k += Floats::kSize) to.Store(k, source.template Load<Floats>(k));
+  for (; k < length; ++k) to.Store(k, source.template Load<Lanes<float, 1>>(k));
+}
+
+// Elements out of split-complex arrays of the caller's.
+struct ConstElements {
+  const float* re;
+  const float* im;
+
+  template <class Lane>
+  KELVO_INLINE Complex<Lane> Load(std::size_t k) const {
+    return {Lane::Load(re + k), Lane::Load(im + k)};
+  }
+};
+
+// The first pass, from the source of the transform. Only the radices that plans commonly begin with are compiled for
+// every kind of source; before others the source is copied.
+template <class Lane, class Source>
+KELVO_INLINE void RunFirstPass(const Source& source, SplitElements to, SplitElements spare, const Pass& pass,
+                               std::size_t length, float* scratch) {
+  if constexpr (Lane::kSize > 1) {
+    switch (pass.radix) {
+      case 3: return RunPass<3, Single, Lane>(source, to, pass, length);
+      case 4: return RunPass<4, Single, Lane>(source, to, pass, length);
+      case 5: return RunPass<5, Single, Lane>(source, to, pass, length);
+      case 8: return RunPass<8, Single, Lane>(source, to, pass, length);
+      default: break;
+    }
+  }
+  CopyElements(source, spare, length);
+  RunAnyPass<Single, Lane>(spare, to, pass, length, scratch);
+}
+
 // One transform from `source` to `sink`, which is given each output once or, with equal values, twice:
 // sink.Store<Lane>(k, x) with outputs k, k + 1, ... in the lanes of x. The source has been read to its end before the
 // sink is called.
 template <class Source, class Sink>
-static void TransformOne(const TransformView& plan, const Source& source, const Sink& sink, float* scratch) {
+static void TransformSingle(const TransformView& plan, const Source& source, const Sink& sink, float* scratch) {
+  using One = Lanes<float, 1>;
   const std::size_t length = plan.length;
   const std::size_t stride = ArrayStride(length);
-  NeighbourElements elements{scratch, scratch + stride};
-  NeighbourElements other{scratch + 2 * stride, scratch + 3 * stride};
+  SplitElements elements{scratch, scratch + stride};
+  SplitElements spare{scratch + 2 * stride, scratch + 3 * stride};
   float* const block_memory = scratch + 4 * stride;
   float* const pass_scratch = scratch + 6 * stride;
 
-  const Turn turn = plan.turns[TurnIndex(Floats::kSize)];
-  if (turn.pass_n == 0) {
-    using Lane = Lanes<float, 1>;
-    TransformSideBySide<Lane>(plan, source, elements, pass_scratch);
-    for (std::size_t k = 0; k < length; ++k) sink.Store(k, elements.Load<Lane>(plan.position[k]));
+  const TransposeStep step = plan.transpose_steps[LaneCountIndex(Floats::kSize)];
+  if (step.pass_n == 0) {
+    CopyElements(source, elements, length);
+    RunPasses<Single, One>(elements, plan, 0, plan.pass_n, length, pass_scratch);
+    for (std::size_t k = 0; k < length; ++k) sink.Store(k, elements.Load<One>(plan.position[k]));
     return;
   }
 
-  for (std::size_t i = 0; i < turn.pass_n; ++i) {
+  for (std::size_t i = 0; i < step.pass_n; ++i) {
     const Pass& pass = plan.passes[i];
-    AtWidth(pass.span, [&]<class Lane>() __attribute__((always_inline)) {
-      if (i == 0) {
-        RunAnyPass<Neighbours, Lane>(source, elements, pass, length, pass_scratch);
-      } else if (pass.span % Lane::kSize == 0) {
-        RunAnyPass<Neighbours, Lane>(elements, elements, pass, length, pass_scratch);
-      } else {
-        RunAnyPass<Neighbours, Lane>(elements, other, pass, length, pass_scratch);
-        const NeighbourElements written = other;
-        other = elements;
-        elements = written;
-      }
-    });
+    AtWidth(
+        pass.span, [&]<class Lane>() __attribute__((always_inline)) {
+          if (i == 0) {
+            RunFirstPass<Lane>(source, elements, spare, pass, length, pass_scratch);
+          } else if (pass.span % Lane::kSize == 0) {
+            RunAnyPass<Single, Lane>(elements, elements, pass, length, pass_scratch);
+          } else {
+            RunAnyPass<Single, Lane>(elements, spare, pass, length, pass_scratch);
+            const SplitElements written = spare;
+            spare = elements;
+            elements = written;
+          }
+        });
   }
 
-  const std::size_t block = plan.passes[turn.pass_n - 1].span;
-  const std::size_t block_n = turn.block_n;
-  AtWidth(block_n, [&]<class Lane>() __attribute__((always_inline)) {
-    const auto lanes = SideBySideAt<Lane>(block_memory);
-    for (std::size_t b = 0; b < block_n; b += Lane::kSize) {
-      if (b + Lane::kSize > block_n) b = block_n - Lane::kSize;
-      // Outputs b, b + 1, ... of the passes so far begin the blocks with outputs b + r * block_n, ... of the whole.
-      GatherBlocks<Lane>(lanes, elements, plan.position + b, block);
-      for (std::size_t i = turn.pass_n; i + 1 < plan.pass_n; ++i) {
-        RunAnyPass<SideBySide, Lane>(lanes, lanes, plan.passes[i], block, pass_scratch);
-      }
-      RunAnyPass<SideBySide, Lane>(lanes, OutputsOfBlocks<Sink>{sink, plan.output, b}, plan.passes[plan.pass_n - 1],
-                                   block, pass_scratch);
-    }
-  });
+  const std::size_t block = plan.passes[step.pass_n - 1].span;
+  const std::size_t block_n = step.block_n;
+  const std::size_t last = plan.pass_n - 1;
+  AtWidth(
+      block_n, [&]<class Lane>() __attribute__((always_inline)) {
+        for (std::size_t b = 0; b < block_n; b += Lane::kSize) {
+          if (b + Lane::kSize > block_n) b = block_n - Lane::kSize;
+          // Outputs b, b + 1, ... of the passes so far begin the blocks with outputs b + r * block_n, ... of the whole.
+          const BlockOutputs<Sink> outputs{sink, plan.output, b};
+          if constexpr (Lane::kSize == 1) {
+            const SplitElements lone = elements.From(plan.position[b]);
+            RunPasses<Single, One>(lone, plan, step.pass_n, plan.pass_n, block, pass_scratch);
+            for (std::size_t i = 0; i < block; ++i) outputs.Store(i, lone.template Load<One>(i));
+          } else {
+            const auto lanes = BatchAt<Lane>(block_memory);
+            GatherBlocks<Lane>(lanes, elements.re, elements.im, plan.position + b, block);
+            RunPasses<Batch, Lane>(lanes, plan, step.pass_n, last, block, pass_scratch);
+            RunLastPass<Lane>(lanes, outputs, plan.passes[last], block, pass_scratch);
+          }
+        }
+      });
 }
 
 }  // namespace KELVO_LEVEL

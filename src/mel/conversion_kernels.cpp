@@ -20,7 +20,11 @@ KELVO_INLINE std::size_t RaiseMagnitudesFrom(std::size_t i, float* dst, const fl
                                              float power) {
   for (; i + Lane::kSize <= count; i += Lane::kSize) {
     const auto z = LoadComplex<Lane>(src, i);
-    Power<kForm>(z.first, z.second, power).Store(dst + i);
+    if constexpr (kForm == PowerForm::general) {
+      RaiseSquared(ApplyPower<PowerForm::squared>(z.first, z.second), power).Store(dst + i);
+    } else {
+      ApplyPower<kForm>(z.first, z.second).Store(dst + i);
+    }
   }
   return i;
 }

@@ -13,12 +13,12 @@ void ComputeMelSpectrogram(float* dst, std::span<const float> src, const MelSett
   const std::size_t frame_n = Stft::CountFrames(settings.short_time);
   if (frame_n == 0) return;
   // Powers even where power is 0: every bin is then 1, and a band the sum of its weights.
-  Stft::ShortTimeTransform transform(settings.short_time, Stft::ShortTimeTransform::Output::Power, settings.power,
-                                     level);
+  Stft::ShortTimeTransform transform(settings.short_time, frame_n, Stft::ShortTimeTransform::Output::Power,
+                                     settings.power, level);
   const MelFilterBank& bank = MelFilterBankCache::Get().GetFilterBank(settings.BankKey());
   const MelKernels& kernels = Simd::KernelsFor<MelKernels>(level);
   transform.ForEachBlock(src, [&](std::size_t first, std::size_t count, const Stft::BinBlock& bins) {
-    kernels.multiply({dst + first, frame_n, bins.data, bins.stride, transform.VectorStride(), bank.weights.data(),
+    kernels.multiply({dst + first, frame_n, bins.data, bins.stride, transform.BatchStride(), bank.weights.data(),
                       bank.bands.data(), bank.overlap_by_pairs, bank.bands.size(), transform.BinCount(), count});
   });
 }

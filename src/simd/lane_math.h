@@ -44,15 +44,15 @@ KELVO_INLINE ScaledLanes<N> Decompose(Lanes<float, N> x) {
 // polynomial are those of that source, since only the same roundings give the same floats. (Not inline variables: those
 // would be weak symbols, shared between levels.)
 alignas(64) constexpr double kInverseCentres[16] = {
-    0x1.661ec79f8f3bep+0, 0x1.571ed4aaf883dp+0, 0x1.49539f0f010bp+0,  0x1.3c995b0b80385p+0,
-    0x1.30d190c8864a5p+0, 0x1.25e227b0b8eap+0,  0x1.1bb4a4a1a343fp+0, 0x1.12358f08ae5bap+0,
-    0x1.0953f419900a7p+0, 0x1p+0,               0x1.e608cfd9a47acp-1, 0x1.ca4b31f026aap-1,
-    0x1.b2036576afce6p-1, 0x1.9c2d163a1aa2dp-1, 0x1.886e6037841edp-1, 0x1.767dcf5534862p-1};
+    0x1.661ec79f8f3bep+0, 0x1.571ed4aaf883dp+0, 0x1.49539f0f010bp+0,  0x1.3c995b0b80385p+0, 0x1.30d190c8864a5p+0,
+    0x1.25e227b0b8eap+0,  0x1.1bb4a4a1a343fp+0, 0x1.12358f08ae5bap+0, 0x1.0953f419900a7p+0, 0x1p+0,
+    0x1.e608cfd9a47acp-1, 0x1.ca4b31f026aap-1,  0x1.b2036576afce6p-1, 0x1.9c2d163a1aa2dp-1, 0x1.886e6037841edp-1,
+    0x1.767dcf5534862p-1};
 alignas(64) constexpr double kLogCentres[16] = {
-    -0x1.57bf7808caadep-2, -0x1.2bef0a7c06ddbp-2, -0x1.01eae7f513a67p-2, -0x1.b31d8a68224e9p-3,
-    -0x1.6574f0ac07758p-3, -0x1.1aa2bc79c81p-3,   -0x1.a4e76ce8c0e5ep-4, -0x1.1973c5a611cccp-4,
-    -0x1.252f438e10c1ep-5, 0.0,                   0x1.aa5aa5df25984p-5,  0x1.c5e53aa362eb4p-4,
-    0x1.526e57720db08p-3,  0x1.bc2860d22477p-3,   0x1.1058bc8a07ee1p-2,  0x1.4043057b6ee09p-2};
+    -0x1.57bf7808caadep-2, -0x1.2bef0a7c06ddbp-2, -0x1.01eae7f513a67p-2, -0x1.b31d8a68224e9p-3, -0x1.6574f0ac07758p-3,
+    -0x1.1aa2bc79c81p-3,   -0x1.a4e76ce8c0e5ep-4, -0x1.1973c5a611cccp-4, -0x1.252f438e10c1ep-5, 0.0,
+    0x1.aa5aa5df25984p-5,  0x1.c5e53aa362eb4p-4,  0x1.526e57720db08p-3,  0x1.bc2860d22477p-3,   0x1.1058bc8a07ee1p-2,
+    0x1.4043057b6ee09p-2};
 constexpr unsigned kFirstCentreBits = 0x3F330000;
 
 // log(fraction * 2^exponent), to be rounded to float; index is the interval of the fraction.
@@ -122,7 +122,7 @@ KELVO_INLINE Lanes<float, N> Log1p(Lanes<float, N> x) {
   const Lane half_square = Lane::Broadcast(0.5f) * f * f;
   const Lane s = f / (two + f);
   const Lane z = s * s;
-  constexpr float kR[] = {0x1.2f112ep-3f,  0x1.39a09ep-3f, 0x1.74664ap-3f, 0x1.c71c52p-3f,
+  constexpr float kR[] = {0x1.2f112ep-3f, 0x1.39a09ep-3f, 0x1.74664ap-3f, 0x1.c71c52p-3f,
                           0x1.24924ap-2f, 0x1.99999ap-2f, 0x1.555556p-1f};
   const Lane r = z * Polynomial(z, kR);
   // log(2) in two pieces, the first short enough that k times it is exact
@@ -141,7 +141,9 @@ KELVO_INLINE Lanes<float, N> TimesSignOf(Lanes<float, N> value, Lanes<float, N> 
   return FromBits(ToBits(value) ^ (ToBits(sign) & 0x80000000));
 }
 template <std::size_t N>
-KELVO_INLINE Lanes<float, N> Abs(Lanes<float, N> a) { return FromBits(ToBits(a) & 0x7FFFFFFF); }
+KELVO_INLINE Lanes<float, N> Abs(Lanes<float, N> a) {
+  return FromBits(ToBits(a) & 0x7FFFFFFF);
+}
 
 // atan(q) for q >= 0 or NaN, the steps of [Sun 1993] in their precision.
 template <class Lane>
@@ -214,10 +216,10 @@ KELVO_INLINE LanePair<double, N> CosSinOfPositive(Lanes<double, N> x) {
   const Lane r4 = r2 * r2;
   const Lane sine = (r + r3 * Lane::Broadcast(-0x1.555545995a603p-3)) +
                     (r3 * r2) * (Lane::Broadcast(0x1.1107605230bc4p-7) + r2 * Lane::Broadcast(-0x1.994eb3774cf24p-13));
-  const Lane cosine = ((Lane::Broadcast(1.0) + r2 * Lane::Broadcast(-0x1.ffffffd0c621cp-2)) +
-                       r4 * Lane::Broadcast(0x1.55553e1068f19p-5)) +
-                      (r4 * r2) * (Lane::Broadcast(-0x1.6c087e89a359dp-10) +
-                                   r2 * Lane::Broadcast(0x1.99343027bf8c3p-16));
+  const Lane cosine =
+      ((Lane::Broadcast(1.0) + r2 * Lane::Broadcast(-0x1.ffffffd0c621cp-2)) +
+       r4 * Lane::Broadcast(0x1.55553e1068f19p-5)) +
+      (r4 * r2) * (Lane::Broadcast(-0x1.6c087e89a359dp-10) + r2 * Lane::Broadcast(0x1.99343027bf8c3p-16));
   return {by_quadrant(cosine, -sine, -cosine), by_quadrant(sine, cosine, -sine)};
 }
 
@@ -258,28 +260,17 @@ KELVO_INLINE PowerForm PowerFormOf(float power) {
   return PowerForm::general;
 }
 
-// |re + i im|^power; kForm is PowerFormOf(power), so that a kernel chooses once and not per value. No hypot: a square
-// beyond the range of float gives an infinity or 0.
+// |re + i im| or its square. No hypot: a square beyond the range of float gives an infinity or 0.
 template <PowerForm kForm, class Lane>
-KELVO_INLINE Lane Power(Lane re, Lane im, float power) {
+KELVO_INLINE Lane ApplyPower(Lane re, Lane im) {
   const Lane squared = im * im + re * re;
-  if constexpr (kForm == PowerForm::squared) {
-    return squared;
-  } else if constexpr (kForm == PowerForm::magnitude) {
-    return Sqrt(squared);
-  } else {
-    return Pow(squared, power * 0.5f);
-  }
+  return kForm == PowerForm::magnitude ? Sqrt(squared) : squared;
 }
 
-// The same where the form is not worth hoisting.
+// |z|^power from |z|^2, for PowerForm::general.
 template <class Lane>
-KELVO_INLINE Lane Power(Lane re, Lane im, float power) {
-  switch (PowerFormOf(power)) {
-    case PowerForm::squared: return Power<PowerForm::squared>(re, im, power);
-    case PowerForm::magnitude: return Power<PowerForm::magnitude>(re, im, power);
-    default: return Power<PowerForm::general>(re, im, power);
-  }
+KELVO_INLINE Lane RaiseSquared(Lane squared, float power) {
+  return Pow(squared, power * 0.5f);
 }
 
 }  // namespace KELVO_LEVEL

@@ -61,29 +61,39 @@ struct Lanes {
 };
 
 template <class T, std::size_t N>
-KELVO_INLINE Lanes<T, N> operator+(Lanes<T, N> a, Lanes<T, N> b) { return {a.v + b.v}; }
+KELVO_INLINE Lanes<T, N> operator+(Lanes<T, N> a, Lanes<T, N> b) {
+  return {a.v + b.v};
+}
 template <class T, std::size_t N>
-KELVO_INLINE Lanes<T, N> operator-(Lanes<T, N> a, Lanes<T, N> b) { return {a.v - b.v}; }
+KELVO_INLINE Lanes<T, N> operator-(Lanes<T, N> a, Lanes<T, N> b) {
+  return {a.v - b.v};
+}
 template <class T, std::size_t N>
-KELVO_INLINE Lanes<T, N> operator*(Lanes<T, N> a, Lanes<T, N> b) { return {a.v * b.v}; }
+KELVO_INLINE Lanes<T, N> operator*(Lanes<T, N> a, Lanes<T, N> b) {
+  return {a.v * b.v};
+}
 template <class T, std::size_t N>
-KELVO_INLINE Lanes<T, N> operator/(Lanes<T, N> a, Lanes<T, N> b) { return {a.v / b.v}; }
+KELVO_INLINE Lanes<T, N> operator/(Lanes<T, N> a, Lanes<T, N> b) {
+  return {a.v / b.v};
+}
 template <class T, std::size_t N>
-KELVO_INLINE Lanes<T, N> operator-(Lanes<T, N> a) { return {-a.v}; }
+KELVO_INLINE Lanes<T, N> operator-(Lanes<T, N> a) {
+  return {-a.v};
+}
 
 // One value for all lanes, read from memory by the instruction that uses it. A broadcast into a register takes, on some
 // CPUs, an arithmetic slot beside the load; as an operand of an AVX-512 instruction it takes the load alone. Compilers
 // prefer the register once the value is used twice, hence the assembly.
 template <class Lane>
-struct Repeated {
+struct BroadcastOperand {
   const typename Lane::Element* from;
 };
 template <class T, std::size_t N>
-KELVO_INLINE Lanes<T, N> operator*(Lanes<T, N> a, Repeated<Lanes<T, N>> b) {
+KELVO_INLINE Lanes<T, N> operator*(Lanes<T, N> a, BroadcastOperand<Lanes<T, N>> b) {
   return a * Lanes<T, N>::Broadcast(*b.from);
 }
 #if defined(__AVX512F__)
-KELVO_INLINE Lanes<float, 16> operator*(Lanes<float, 16> a, Repeated<Lanes<float, 16>> b) {
+KELVO_INLINE Lanes<float, 16> operator*(Lanes<float, 16> a, BroadcastOperand<Lanes<float, 16>> b) {
   Lanes<float, 16> product;
   __asm__("vmulps %2%{1to16%}, %1, %0" : "=v"(product.v) : "v"(a.v), "m"(*b.from));
   return product;
@@ -107,13 +117,17 @@ template <std::size_t N>
 using BitLanes = Lanes<unsigned, N>;
 
 template <std::size_t N>
-KELVO_INLINE BitLanes<N> operator&(BitLanes<N> a, unsigned mask) { return {a.v & BitLanes<N>::Broadcast(mask).v}; }
+KELVO_INLINE BitLanes<N> operator&(BitLanes<N> a, unsigned mask) {
+  return {a.v & BitLanes<N>::Broadcast(mask).v};
+}
 template <std::size_t N>
-KELVO_INLINE BitLanes<N> operator|(BitLanes<N> a, BitLanes<N> b) { return {a.v | b.v}; }
+KELVO_INLINE BitLanes<N> operator^(BitLanes<N> a, BitLanes<N> b) {
+  return {a.v ^ b.v};
+}
 template <std::size_t N>
-KELVO_INLINE BitLanes<N> operator^(BitLanes<N> a, BitLanes<N> b) { return {a.v ^ b.v}; }
-template <std::size_t N>
-KELVO_INLINE BitLanes<N> operator>>(BitLanes<N> a, int shift) { return {a.v >> shift}; }
+KELVO_INLINE BitLanes<N> operator>>(BitLanes<N> a, int shift) {
+  return {a.v >> shift};
+}
 
 template <std::size_t N>
 KELVO_INLINE BitLanes<N> ToBits(Lanes<float, N> a) {
@@ -263,9 +277,9 @@ KELVO_INLINE Lanes<T, N> ShiftDown(Lanes<T, N> a, T last) {
 template <int kRun, class T, std::size_t N, int... kIndex>
 KELVO_INLINE LanePair<T, N> UnpackBy(Lanes<T, N> a, Lanes<T, N> b, LaneNumbers<kIndex...>) {
   constexpr int n = static_cast<int>(N);
-  return {{__builtin_shufflevector(a.v, b.v,
-                                   (kIndex / 4 * 4 + kIndex % 4 / (2 * kRun) * kRun + kIndex % kRun +
-                                    kIndex % (2 * kRun) / kRun * n)...)},
+  return {{__builtin_shufflevector(
+              a.v, b.v,
+              (kIndex / 4 * 4 + kIndex % 4 / (2 * kRun) * kRun + kIndex % kRun + kIndex % (2 * kRun) / kRun * n)...)},
           {__builtin_shufflevector(a.v, b.v,
                                    (kIndex / 4 * 4 + 2 + kIndex % 4 / (2 * kRun) * kRun + kIndex % kRun +
                                     kIndex % (2 * kRun) / kRun * n)...)}};
@@ -303,7 +317,9 @@ KELVO_INLINE LanePair<T, N / 2> SplitBy(Lanes<T, N> a, LaneNumbers<kIndex...>) {
           {__builtin_shufflevector(a.v, a.v, (static_cast<int>(N / 2) + kIndex)...)}};
 }
 template <class T, std::size_t N>
-KELVO_INLINE LanePair<T, N / 2> Split(Lanes<T, N> a) { return SplitBy(a, LaneNumbersOf<N / 2>{}); }
+KELVO_INLINE LanePair<T, N / 2> Split(Lanes<T, N> a) {
+  return SplitBy(a, LaneNumbersOf<N / 2>{});
+}
 template <class T, std::size_t N, int... kIndex>
 KELVO_INLINE Lanes<T, 2 * N> JoinBy(Lanes<T, N> low, Lanes<T, N> high, LaneNumbers<kIndex...>) {
   return {__builtin_shufflevector(low.v, high.v, kIndex...)};
@@ -327,8 +343,8 @@ KELVO_INLINE Lanes<double, N> LookUp16(const double* table, BitLanes<N> index) {
 }
 #if defined(__AVX2__)
 KELVO_INLINE Lanes<double, 4> LookUp16(const double* table, BitLanes<4> index) {
-  return {_mm256_mask_i32gather_pd(_mm256_setzero_pd(), table, (__m128i)(index & 15).v,
-                                   (__m256d)_mm256_set1_epi64x(-1), sizeof(double))};
+  return {_mm256_mask_i32gather_pd(_mm256_setzero_pd(), table, (__m128i)(index & 15).v, (__m256d)_mm256_set1_epi64x(-1),
+                                   sizeof(double))};
 }
 #endif
 #if defined(__AVX512F__)

@@ -1,7 +1,8 @@
-// The windowed samples of neighbouring frames, side by side, for kernel files.
+// Gathers the windowed samples of a batch of frames, for kernel files.
 //
-// Samples of one frame lie next to each other, and a tile of them is transposed in registers. The samples a hop further
-// on are the same but for one frame: those of frame t are frame t + 1's of before. They take one shuffle each.
+// Samples of one frame lie next to each other in memory; a register tile of them is transposed, so that sample i of all
+// frames is one vector. Frames overlap: a hop further on, frame t has the samples that frame t + 1 had before, which
+// takes one shuffle each instead of a new transpose.
 #pragma once
 
 #include <cstddef>
@@ -12,11 +13,11 @@
 namespace kelvo::Stft {
 inline namespace KELVO_LEVEL {
 
+using Simd::BroadcastOperand;
 using Simd::Lanes;
-using Simd::Repeated;
 using Simd::ShiftDown;
 
-// Where vectors of samples go: behind one another, or sample i as the slot[i]-th.
+// Where vectors of samples go: one after the other, or sample i as the slot[i]-th.
 template <class Lane>
 struct InOrder {
   float* to;
@@ -33,17 +34,17 @@ struct BySlot {
   KELVO_INLINE BySlot From(std::size_t i) const { return {to, slot + i}; }
 };
 
-// Asks for the line of an element, which need not lie inside the array.
-KELVO_INLINE void ExpectRead(const float* array, std::size_t element) {
+// Prefetches the cache line of an element, which need not lie inside the array.
+KELVO_INLINE void PrefetchRead(const float* array, std::size_t element) {
   __builtin_prefetch(reinterpret_cast<const void*>(reinterpret_cast<std::size_t>(array) + element * sizeof(float)));
 }
 
-// As many windowed samples as there are lanes, of frames that begin `hop` apart, then those every `step` further on for
-// as long as they begin within `extent`; these go to place.From(place_step) ... A step is a hop, unless there is no
-// other time. Not inlined: by itself the loop keeps its tile in registers.
+// Stores Lane::kSize windowed samples of frames that begin `hop` apart, then those `step` further on while their offset
+// is below `limit`, each time place_step behind the ones before. A step is a hop, unless there is only one. Not
+// inlined: by itself the loop keeps its tile in registers.
 template <class Lane, class Place>
 [[gnu::noinline]] static void GatherRuns(Place place, std::size_t place_step, const float* samples, std::size_t hop,
-                                         const float* window, std::size_t step, std::size_t extent) {
+                                         const float* window, std::size_t step, std::size_t limit) {
   constexpr std::size_t kSize = Lane::kSize;
   Lane rows[kSize];
   const float* last = samples;
@@ -51,14 +52,14 @@ template <class Lane, class Place>
   for (std::size_t t = 0; t < kSize; ++t) {
     if (t > 0) last += hop;
     rows[t] = Lane::Load(last);
-    ExpectRead(last, 2 * kSize - 1);
+    PrefetchRead(last, 2 * kSize - 1);
   }
   Transpose(rows);
   for (;;) {
 #pragma GCC unroll 16
-    for (std::size_t i = 0; i < kSize; ++i) place.Store(i, rows[i] * Repeated<Lane>{window + i});
-    if (extent <= step) return;
-    extent -= step;
+    for (std::size_t i = 0; i < kSize; ++i) place.Store(i, rows[i] * BroadcastOperand<Lane>{window + i});
+    if (limit <= step) return;
+    limit -= step;
     last += step;
     window += step;
     place = place.From(place_step);
@@ -77,7 +78,7 @@ struct WindowedFrames {
 
   // Lane::kSize samples from each first + q * span on, q = 0 .. 7, one run behind the other.
   template <class Lane>
-  KELVO_INLINE void Runs(float* to, std::size_t first, std::size_t span) const {
+  KELVO_INLINE void GatherTile(float* to, std::size_t first, std::size_t span) const {
     constexpr std::size_t kRunN = 8;
     const InOrder<Lane> place{to};
     // Runs share what lies a hop apart if whole spans make up the hop.
@@ -93,15 +94,19 @@ struct WindowedFrames {
     }
   }
 
-  // All samples, sample i as the slot[i]-th vector.
+  // All samples, sample i as the slot[i]-th vector, or the i-th if slot is null.
   template <class Lane>
-  KELVO_INLINE void All(float* to, const unsigned* slot) const {
-    Gather<Lane>(BySlot<Lane>{to, slot});
+  KELVO_INLINE void GatherAll(float* to, const unsigned* slot) const {
+    if (slot == nullptr) {
+      GatherInto<Lane>(InOrder<Lane>{to});
+    } else {
+      GatherInto<Lane>(BySlot<Lane>{to, slot});
+    }
   }
 
-  // All samples, those from sample i on to place.From(i).
+ private:
   template <class Lane, class Place>
-  KELVO_INLINE void Gather(const Place& place) const {
+  KELVO_INLINE void GatherInto(const Place& place) const {
     constexpr std::size_t kSize = Lane::kSize;
     if (fft_n < kSize) {
       alignas(64) float samples[kSize];
@@ -110,8 +115,8 @@ struct WindowedFrames {
         place.Store(i, Lane::Load(samples));
       }
     } else {
-      const auto gather = [&](std::size_t i, std::size_t step, std::size_t extent) __attribute__((always_inline)) {
-        GatherRuns<Lane>(place.From(i), step, source.samples + i, source.hop, window + i, step, extent);
+      const auto gather = [&](std::size_t i, std::size_t step, std::size_t limit) __attribute__((always_inline)) {
+        GatherRuns<Lane>(place.From(i), step, source.samples + i, source.hop, window + i, step, limit);
       };
       const std::size_t step = source.hop >= kSize && source.hop < fft_n ? source.hop : fft_n;
       for (std::size_t i = 0; i < step; i += kSize) {
@@ -124,7 +129,6 @@ struct WindowedFrames {
     ClearOutside<Lane>(place, 0, fft_n);
   }
 
- private:
   // Zeros for those of `count` samples from sample i on that lie outside the window. To multiply them by zero would
   // turn an infinity into a NaN.
   template <class Lane, class Place>

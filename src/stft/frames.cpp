@@ -28,14 +28,12 @@ int ComputeSampleCount(int frame_n, int freq_n, int hop_n, int center) {
   return Base::WrappingAdd(Base::WrappingAdd(hops_n, Base::WrappingMultiply(2, freq_n)), -2);
 }
 
-void ExtractFrame(CenterMode center, std::span<float> frame, std::span<const float> src, std::int64_t index,
-                  std::int64_t hop_n) {
-  const std::int64_t start = index * hop_n;
-  const auto pad = static_cast<std::int64_t>(frame.size() / 2);
-  switch (center) {
-    case CenterMode::Reflect: return Base::ExtractFrameReflect(frame, src, start, pad);
-    case CenterMode::Zero: return Base::ExtractFrameZero(frame, src, start, pad);
-    default: return Base::ExtractFrameZero(frame, src, start, 0);
+void ExtractFrame(CenterMode center, std::span<float> frame, std::span<const float> src, std::int64_t start,
+                  std::int64_t pad) {
+  if (center == CenterMode::Reflect) {
+    Base::ExtractFrameReflect(frame, src, start, pad);
+  } else {
+    Base::ExtractFrameZero(frame, src, start, pad);
   }
 }
 

@@ -23,10 +23,11 @@ int ComputeFrameCount(int sample_n, int fft_n, int hop_n, int center);
 // beyond 32 bits.
 int ComputeSampleCount(int frame_n, int freq_n, int hop_n, int center);
 
-// Frame `index` of the signal, as the mode cuts it. The last frame of mode None may reach beyond the end, where the
-// frame count was rounded up; it finds zeros there.
-void ExtractFrame(CenterMode center, std::span<float> frame, std::span<const float> src, std::int64_t index,
-                  std::int64_t hop_n);
+// Fills frame with the samples from position `start` on of the signal padded by `pad` samples in front, as the mode
+// pads it. The last frame of mode None may reach beyond the end, where the frame count was rounded up; it finds zeros
+// there.
+void ExtractFrame(CenterMode center, std::span<float> frame, std::span<const float> src, std::int64_t start,
+                  std::int64_t pad);
 
 // Copies the columns that dst [freq_n x dst_frame_n] and src [freq_n x src_frame_n] share; further columns of dst
 // become pad_value.

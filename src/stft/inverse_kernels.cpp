@@ -1,9 +1,10 @@
-// Inverse transforms of spectrogram columns, frames side by side or one by one.
+// Inverse transforms of spectrogram columns and their overlap-add, in batches of frames or one by one.
 //
-// An inverse transform is the forward one with real and imaginary parts exchanged before and after. The exchange is
-// made where the elements of the transform are stored and where its outputs are read.
+// An inverse transform is the forward one with real and imaginary parts swapped before and after: where the elements of
+// the transform are stored, and where its outputs are read.
 #include "stft/inverse_kernels.h"
 
+#include "fft/fft_kernels.h"
 #include "fft/real_split.h"
 #include "simd/lanes.h"
 
@@ -14,18 +15,18 @@ using namespace Fft;
 using namespace Simd;
 
 template <class Lane>
-KELVO_INLINE Complex<Lane> Exchanged(const Complex<Lane>& x) {
+KELVO_INLINE Complex<Lane> Swapped(const Complex<Lane>& x) {
   return {x.im, x.re};
 }
 
-// Bins side by side: bin k of neighbouring frames. Loads no column beyond the last.
+// Bin k of neighboring frames. Loads no column beyond the last.
 template <class Lane>
 struct FrameBins {
   const float* data;  // of the first frame
   std::size_t row_stride;
   std::size_t count;
 
-  KELVO_INLINE Complex<Lane> At(std::size_t k) const {
+  KELVO_INLINE Complex<Lane> Load(std::size_t k) const {
     const float* row = data + k * row_stride;
     float completed[2 * Lane::kSize];
     if (count < Lane::kSize) {
@@ -34,11 +35,11 @@ struct FrameBins {
     }
     return SamplePairs{row}.Load<Lane>(0);
   }
-  KELVO_INLINE Complex<Lane> Before(std::size_t k) const { return At(k); }
-  // Asks for the lines of bin k that are read soon: rows lie too far apart for the CPU to foresee.
-  KELVO_INLINE void Expect(std::size_t k, std::size_t vector_n) const {
+  KELVO_INLINE Complex<Lane> LoadReversed(std::size_t k) const { return Load(k); }
+  // Rows lie too far apart for the CPU's own prefetcher.
+  KELVO_INLINE void Prefetch(std::size_t k, std::size_t batch_n) const {
     constexpr std::size_t kLineFrames = 8;
-    const std::size_t frame_n = count < vector_n * Lane::kSize ? count : vector_n * Lane::kSize;
+    const std::size_t frame_n = count < batch_n * Lane::kSize ? count : batch_n * Lane::kSize;
     for (std::size_t t = 0; t < frame_n; t += kLineFrames) __builtin_prefetch(data + k * row_stride + 2 * t);
   }
   KELVO_INLINE FrameBins From(std::size_t frame) const { return {data + 2 * frame, row_stride, count - frame}; }
@@ -46,100 +47,99 @@ struct FrameBins {
 
 // Bins of one frame in natural order.
 template <class Lane>
-struct NeighbourBins {
+struct SingleFrameBins {
   NaturalOutput bins;
 
-  KELVO_INLINE Complex<Lane> At(std::size_t k) const { return bins.At<Lane>(k); }
-  KELVO_INLINE Complex<Lane> Before(std::size_t k) const { return bins.Before<Lane>(k); }
+  KELVO_INLINE Complex<Lane> Load(std::size_t k) const { return bins.Load<Lane>(k); }
+  KELVO_INLINE Complex<Lane> LoadReversed(std::size_t k) const { return bins.LoadReversed<Lane>(k); }
 };
 
-// Where the elements of the inner transform go, exchanged: ascending from k, or descending.
-template <class Placing, class Target>
+// Where the elements of the inner transform go, swapped: forward from k, or mirrored.
+template <class Mode, class Target>
 struct ElementSink {
   Target elements;
 
   template <class Lane>
-  KELVO_INLINE void Ascending(std::size_t k, const Complex<Lane>& x) const {
-    elements.Store(k, Exchanged(x));
+  KELVO_INLINE void Forward(std::size_t k, const Complex<Lane>& x) const {
+    elements.Store(k, Swapped(x));
   }
   template <class Lane>
-  KELVO_INLINE void Descending(std::size_t k, const Complex<Lane>& x) const {
-    if constexpr (Placing::template kStep<Lane> == 1) {
-      Ascending(k, x);
+  KELVO_INLINE void Mirrored(std::size_t k, const Complex<Lane>& x) const {
+    if constexpr (Mode::template kStep<Lane> == 1) {
+      Forward(k, x);
     } else {
-      Ascending(k + 1 - Lane::kSize, Complex<Lane>{Reverse(x.re), Reverse(x.im)});
+      Forward(k + 1 - Lane::kSize, Complex<Lane>{Reverse(x.re), Reverse(x.im)});
     }
   }
 };
 
 // The imaginary parts of bins 0 and n / 2 have no part in a real signal and are not looked at.
-template <class Lane, bool kHalved, class Bins, class Sink>
+template <class Lane, bool kHalfLength, class Bins, class Sink>
 KELVO_INLINE void MergeEndBins(const RealTransformView& plan, const Bins& bins, const Sink& sink) {
   const Lane zero = Lane::Broadcast(0.0f);
-  const Lane first = bins.At(0).re;
-  const Lane last = bins.At(plan.fft_n / 2).re;
-  if constexpr (kHalved) {
-    sink.Ascending(0, Complex<Lane>{first + last, first - last});
+  const Lane first = bins.Load(0).re;
+  const Lane last = bins.Load(plan.fft_n / 2).re;
+  if constexpr (kHalfLength) {
+    sink.Forward(0, Complex<Lane>{first + last, first - last});
   } else {
-    sink.Ascending(0, Complex<Lane>{first, zero});
-    sink.Ascending(plan.fft_n / 2, Complex<Lane>{last, zero});
+    sink.Forward(0, Complex<Lane>{first, zero});
+    sink.Forward(plan.fft_n / 2, Complex<Lane>{last, zero});
   }
 }
 
 // Bins 1 .. LastMergedBin(...) are merged with their counterparts.
 KELVO_INLINE std::size_t LastMergedBin(const RealTransformView& plan) {
-  return plan.IsHalved() ? plan.fft_n / 4 : plan.fft_n / 2 - 1;
+  return plan.IsHalfLength() ? plan.fft_n / 4 : plan.fft_n / 2 - 1;
 }
 
 // The elements of the inner transform from a pair of bins: with h = n / 2 and w = exp(-2 pi i k / n),
 //     E = X[k] + conj X[h-k],  O = (X[k] - conj X[h-k]) conj w,  Z[k] = E + i O,  Z[h-k] = conj E + i conj O.
 // Without halving, the bin and its mirror image.
-template <class Placing, class Lane, bool kHalved, class Bins, class Sink>
+template <class Mode, class Lane, bool kHalfLength, class Bins, class Sink>
 KELVO_INLINE void MergeBins(const RealTransformView& plan, std::size_t k, const Bins& bins, const Sink& sink) {
-  const Complex<Lane> a = bins.At(k);
-  if constexpr (kHalved) {
+  const Complex<Lane> a = bins.Load(k);
+  if constexpr (kHalfLength) {
     const std::size_t half_n = plan.fft_n / 2;
-    const Complex<Lane> b = Conjugate(bins.Before(half_n - k));
-    const Complex<Lane> w{Placing::template LoadTwiddle<Lane>(plan.split_re + k),
-                          Placing::template LoadTwiddle<Lane>(plan.split_im + k)};
+    const Complex<Lane> b = Conjugate(bins.LoadReversed(half_n - k));
+    const Complex<Lane> w{Mode::template LoadTwiddle<Lane>(plan.split_re + k),
+                          Mode::template LoadTwiddle<Lane>(plan.split_im + k)};
     const Complex<Lane> even = a + b;
     const Complex<Lane> odd = (a - b) * Conjugate(w);
-    sink.Ascending(k, Complex<Lane>{even.re - odd.im, even.im + odd.re});
-    sink.Descending(half_n - k, Complex<Lane>{even.re + odd.im, odd.re - even.im});
+    sink.Forward(k, Complex<Lane>{even.re - odd.im, even.im + odd.re});
+    sink.Mirrored(half_n - k, Complex<Lane>{even.re + odd.im, odd.re - even.im});
   } else {
-    sink.Ascending(k, a);
-    sink.Descending(plan.fft_n - k, Conjugate(a));
+    sink.Forward(k, a);
+    sink.Mirrored(plan.fft_n - k, Conjugate(a));
   }
 }
 
-// The elements of kVectorN vectors of frames, one vector behind the other in `work`. Two together read a row of the
+// The elements of kBatchN batches of frames, one behind the other in `work`. Two together read a row of the
 // spectrogram in longer pieces. Not inlined: by itself, the step keeps what it needs in registers.
-template <std::size_t kVectorN, bool kHalved>
-[[gnu::noinline]] void MergeVectors(const RealTransformView& plan, const FrameBins<Floats>& bins, float* work) {
-  using Sink = ElementSink<SideBySide, SideBySideElements<Floats>>;
+template <std::size_t kBatchN, bool kHalfLength>
+[[gnu::noinline]] void MergeBatches(const RealTransformView& plan, const FrameBins<Floats>& bins, float* work) {
+  using Sink = ElementSink<Batch, BatchElements<Floats>>;
   const std::size_t elements_n = 2 * plan.inner.length * Floats::kSize;
   constexpr std::size_t kRowsAhead = 4;
   const std::size_t last_merged = LastMergedBin(plan);
-  for (std::size_t v = 0; v < kVectorN; ++v) {
-    MergeEndBins<Floats, kHalved>(plan, bins.From(v * Floats::kSize),
-                                  Sink{SideBySideAt<Floats>(work + v * elements_n)});
+  for (std::size_t v = 0; v < kBatchN; ++v) {
+    MergeEndBins<Floats, kHalfLength>(plan, bins.From(v * Floats::kSize), Sink{BatchAt<Floats>(work + v * elements_n)});
   }
   for (std::size_t k = 1; k <= last_merged; ++k) {
     if (k + kRowsAhead <= last_merged) {
-      bins.Expect(k + kRowsAhead, kVectorN);
-      bins.Expect(plan.fft_n / 2 - k - kRowsAhead, kVectorN);
+      bins.Prefetch(k + kRowsAhead, kBatchN);
+      bins.Prefetch(plan.fft_n / 2 - k - kRowsAhead, kBatchN);
     }
 #pragma GCC unroll 2
-    for (std::size_t v = 0; v < kVectorN; ++v) {
-      MergeBins<SideBySide, Floats, kHalved>(plan, k, bins.From(v * Floats::kSize),
-                                             Sink{SideBySideAt<Floats>(work + v * elements_n)});
+    for (std::size_t v = 0; v < kBatchN; ++v) {
+      MergeBins<Batch, Floats, kHalfLength>(plan, k, bins.From(v * Floats::kSize),
+                                            Sink{BatchAt<Floats>(work + v * elements_n)});
     }
   }
 }
 
 // (a0 a1 ...) -> (carry a0 a1 ...); the last lane becomes the carry.
 template <class T, std::size_t N, int... kIndex>
-KELVO_INLINE Lanes<T, N> CarryInBy(Lanes<T, N> a, T& carry, LaneNumbers<kIndex...>) {
+KELVO_INLINE Lanes<T, N> RotateInBy(Lanes<T, N> a, T& carry, LaneNumbers<kIndex...>) {
   constexpr int n = static_cast<int>(N);
   const typename Lanes<T, N>::Vector turned = __builtin_shufflevector(a.v, a.v, (kIndex > 0 ? kIndex - 1 : n - 1)...);
   const Lanes<T, N> entering = Lanes<T, N>::Broadcast(carry);
@@ -147,13 +147,13 @@ KELVO_INLINE Lanes<T, N> CarryInBy(Lanes<T, N> a, T& carry, LaneNumbers<kIndex..
   return {__builtin_shufflevector(turned, entering.v, (kIndex > 0 ? kIndex : n)...)};
 }
 template <class T, std::size_t N>
-KELVO_INLINE Lanes<T, N> CarryIn(Lanes<T, N> a, T& carry) {
+KELVO_INLINE Lanes<T, N> RotateIn(Lanes<T, N> a, T& carry) {
   if constexpr (N == 1) {
     const Lanes<T, N> entering = {carry};
     carry = a.v;
     return entering;
   } else {
-    return CarryInBy(a, carry, LaneNumbersOf<N>{});
+    return RotateInBy(a, carry, LaneNumbersOf<N>{});
   }
 }
 
@@ -166,9 +166,10 @@ KELVO_INLINE Lane Divided(Lane value, Lane envelope) {
   return SelectLess(envelope, Lane::Broadcast(kLowestEnvelope), value, value / envelope);
 }
 
-// Overlap-adds rows r, r + 1, ... of a vector of frames, as their transforms left them, and delivers them. The lanes of a
-// sum are first the frames' own; it moves on by a lane to meet the next frame's sample, until lanes are columns. With
-// kWhole all rows of the tile exist, and all of their samples lie inside the window. Not inlined, as above.
+// Overlap-adds rows r, r + 1, ... of a batch of frames, as their transforms left them, and delivers them. The lanes of
+// a sum first belong to frames; a lane rotation takes it on to the next frame's sample, until lanes are columns. With
+// kWhole all rows of the tile exist, and all of their samples lie inside the window. Not inlined: by itself, the loop
+// keeps its sums in registers.
 template <bool kWhole>
 [[gnu::noinline]] void AddTile(const SynthesisSettings& settings, std::size_t r, const float* elements, float* carry,
                                const ColumnTarget& target) {
@@ -187,13 +188,13 @@ template <bool kWhole>
     for (std::size_t l = 0; l < kSize; ++l) {
       if (kWhole || (l < count && i + l >= begin && i + l < end)) {
         sums[l] = sums[l] + Floats::Load(elements + static_cast<int>(offset[l])) *
-                                Repeated<Floats>{settings.gain + (i + l - begin)};
+                                BroadcastOperand<Floats>{settings.gain + (i + l - begin)};
       }
     }
     if (i == r) break;
 #pragma GCC unroll 16
     for (std::size_t l = 0; l < kSize; ++l) {
-      if (kWhole || l < count) sums[l] = CarryIn(sums[l], carry[i + l]);
+      if (kWhole || l < count) sums[l] = RotateIn(sums[l], carry[i + l]);
     }
     i -= row_n;
     offset -= row_n;
@@ -232,22 +233,22 @@ void AddSamples(const SynthesisSettings& settings, const float* elements, float*
   }
 }
 
-template <bool kHalved>
+template <bool kHalfLength>
 void AddFramesAs(const SynthesisSettings& settings, const FrameBins<Floats>& bins, float* carry,
                  const ColumnTarget* targets, std::size_t target_n, float* work) {
   const RealTransformView plan = settings.plan;
   const std::size_t elements_n = 2 * plan.inner.length * Floats::kSize;
   float* const scratch = work + 2 * elements_n;
   if (bins.count > Floats::kSize) {
-    MergeVectors<2, kHalved>(plan, bins, work);
+    MergeBatches<2, kHalfLength>(plan, bins, work);
   } else if (bins.count > 0) {
-    MergeVectors<1, kHalved>(plan, bins, work);
+    MergeBatches<1, kHalfLength>(plan, bins, work);
   }
   for (std::size_t v = 0; v < target_n; ++v) {
     float* const samples = work + v * elements_n;
     if (v * Floats::kSize < bins.count) {
-      const auto elements = SideBySideAt<Floats>(samples);
-      TransformSideBySide<Floats>(plan.inner, elements, elements, scratch);
+      const auto elements = BatchAt<Floats>(samples);
+      TransformBatch<Floats>(plan.inner, elements, scratch);
     } else {
       for (std::size_t i = 0; i < elements_n; ++i) samples[i] = 0.0f;
     }
@@ -258,82 +259,68 @@ void AddFramesAs(const SynthesisSettings& settings, const FrameBins<Floats>& bin
 void AddFrames(const SynthesisSettings& settings, const SpectrogramView& spectrogram, std::size_t first,
                std::size_t count, float* carry, const ColumnTarget* targets, std::size_t target_n, float* work) {
   const FrameBins<Floats> bins{spectrogram.data + 2 * first, 2 * spectrogram.frame_n, count};
-  if (settings.plan.IsHalved()) {
+  if (settings.plan.IsHalfLength()) {
     AddFramesAs<true>(settings, bins, carry, targets, target_n, work);
   } else {
     AddFramesAs<false>(settings, bins, carry, targets, target_n, work);
   }
 }
 
-// The samples of one frame out of the outputs of its transform.
-template <bool kHalved>
-struct SampleSink {
-  float* samples;
-
-  template <class Lane>
-  KELVO_INLINE void Store(std::size_t k, const Complex<Lane>& x) const {
-    const Complex<Lane> pair = Exchanged(x);
-    if constexpr (kHalved) {
-      const auto pairs = Interleave(pair.re, pair.im);
-      pairs.first.Store(samples + 2 * k);
-      pairs.second.Store(samples + 2 * k + Lane::kSize);
-    } else {
-      pair.re.Store(samples + k);
-    }
-  }
-};
-
-// `merged` receives the merged elements and, once they are transformed, the samples.
-template <bool kHalved>
-void ComputeSamples(const RealTransformView& plan, const NeighbourElements& bins, float* merged, float* scratch) {
+// Elements of the inner transform out of the bins of one frame.
+template <bool kHalfLength>
+void MergeFrame(const RealTransformView& plan, const SplitElements& bins, const SplitElements& elements) {
   const std::size_t last_merged = LastMergedBin(plan);
-  const NeighbourElements elements{merged, merged + plan.inner.length};
-  const ElementSink<Neighbours, NeighbourElements> sink{elements};
-  MergeEndBins<Lanes<float, 1>, kHalved>(plan, NeighbourBins<Lanes<float, 1>>{{bins}}, sink);
-  AtWidth(last_merged, [&]<class Lane>() __attribute__((always_inline)) {
-    for (std::size_t k = 1; k <= last_merged; k += Lane::kSize) {
-      if (k + Lane::kSize > last_merged + 1) k = last_merged + 1 - Lane::kSize;
-      MergeBins<Neighbours, Lane, kHalved>(plan, k, NeighbourBins<Lane>{{bins}}, sink);
-    }
-  });
-  TransformOne(plan.inner, elements, SampleSink<kHalved>{merged}, scratch);
+  const ElementSink<Single, SplitElements> sink{elements};
+  MergeEndBins<Lanes<float, 1>, kHalfLength>(plan, SingleFrameBins<Lanes<float, 1>>{{bins}}, sink);
+  AtWidth(
+      last_merged, [&]<class Lane>() __attribute__((always_inline)) {
+        for (std::size_t k = 1; k <= last_merged; k += Lane::kSize) {
+          if (k + Lane::kSize > last_merged + 1) k = last_merged + 1 - Lane::kSize;
+          MergeBins<Single, Lane, kHalfLength>(plan, k, SingleFrameBins<Lane>{{bins}}, sink);
+        }
+      });
 }
 
 void AddFrame(const SynthesisSettings& settings, const SpectrogramView& spectrogram, std::size_t frame, float* signal,
               float* work) {
   const RealTransformView& plan = settings.plan;
   const std::size_t bin_n = plan.fft_n / 2 + 1;
-  const NeighbourElements bins{work, work + bin_n};
+  const SplitElements bins{work, work + bin_n};
   for (std::size_t k = 0; k < bin_n; ++k) {
     const float* const bin = spectrogram.data + 2 * (k * spectrogram.frame_n + frame);
     bins.re[k] = bin[0];
     bins.im[k] = bin[1];
   }
-  float* const samples = work + 2 * bin_n;
-  float* const scratch = samples + 2 * plan.inner.length;
-  if (plan.IsHalved()) {
-    ComputeSamples<true>(plan, bins, samples, scratch);
+  const std::size_t length = plan.inner.length;
+  const SplitElements elements{work + 2 * bin_n, work + 2 * bin_n + length};
+  const bool is_half_length = plan.IsHalfLength();
+  if (is_half_length) {
+    MergeFrame<true>(plan, bins, elements);
   } else {
-    ComputeSamples<false>(plan, bins, samples, scratch);
+    MergeFrame<false>(plan, bins, elements);
   }
+  KernelsAt<FftKernels, Level::KELVO_LEVEL>().transform_elements(elements.re, elements.im, elements.re, elements.im,
+                                                                 plan.inner, elements.im + length);
   for (std::size_t i = settings.begin; i < settings.end; ++i) {
-    signal[i] = signal[i] + samples[i] * settings.gain[i - settings.begin];
+    // Sample pairs as the parts of an element, swapped.
+    const float* const sample = is_half_length ? (i % 2 == 0 ? elements.im : elements.re) + i / 2 : elements.im + i;
+    signal[i] = signal[i] + *sample * settings.gain[i - settings.begin];
   }
 }
 
 template <class Lane>
-KELVO_INLINE std::size_t DivideFrom(std::size_t i, float* signal, const float* envelope, std::size_t count) {
+KELVO_INLINE std::size_t NormalizeFrom(std::size_t i, float* signal, const float* envelope, std::size_t count) {
   for (; i + Lane::kSize <= count; i += Lane::kSize) {
     Divided(Lane::Load(signal + i), Lane::Load(envelope + i)).Store(signal + i);
   }
   return i;
 }
 
-void Divide(float* signal, const float* envelope, std::size_t count) {
-  DivideFrom<Lanes<float, 1>>(DivideFrom<Floats>(0, signal, envelope, count), signal, envelope, count);
+void NormalizeByWindowEnvelope(float* signal, const float* envelope, std::size_t count) {
+  NormalizeFrom<Lanes<float, 1>>(NormalizeFrom<Floats>(0, signal, envelope, count), signal, envelope, count);
 }
 
-constexpr InverseKernels kKernels{AddFrames, AddFrame, Divide};
+constexpr InverseKernels kKernels{AddFrames, AddFrame, NormalizeByWindowEnvelope};
 
 }  // namespace
 }  // namespace kelvo::Stft

@@ -20,8 +20,8 @@
 namespace kelvo::Stft {
 namespace {
 
-// Vectors of frames that go through the kernels together.
-constexpr std::size_t kVectors = 2;
+// Batches of frames that go through the kernels together.
+constexpr std::size_t kBatches = 2;
 
 class Synthesis {
  public:
@@ -29,7 +29,7 @@ class Synthesis {
   void Run();
 
  private:
-  void RunSideBySide();
+  void RunBatches();
   void RunOneByOne();
   float Envelope(std::size_t row, std::size_t first_back, std::size_t last_back) const;
   bool IsInner(std::size_t column) const;
@@ -48,16 +48,16 @@ class Synthesis {
   // what lies beyond is 0.
   std::span<float> dst_;
   std::size_t first_;
-  std::size_t signal_n_;  // up to the last position that is delivered
+  std::size_t needed_n_;  // up to the last position that is delivered
   std::size_t used_frame_n_;
 
-  bool side_by_side_;
-  std::size_t shared_n_ = 0;  // columns that a frame reaches beyond its own
+  bool is_batched_;
+  std::size_t overlap_hops_ = 0;  // columns that a frame reaches beyond its own
   std::vector<unsigned> sample_offset_;
   std::vector<float> inner_envelope_;  // [rows] of a column that all the frames around it reach
   std::vector<float> carry_;
-  std::vector<float> signal_;    // side by side columns at the ends, one by one the whole signal
-  std::vector<float> envelope_;  // side by side of one column, one by one of the whole signal
+  std::vector<float> signal_;    // in batches the columns at the ends, else the whole signal
+  std::vector<float> envelope_;  // in batches of one column, else of the whole signal
   Base::ScratchBuffer work_;
 };
 
@@ -88,17 +88,17 @@ Synthesis::Synthesis(float* dst, const float* src, const InverseSettings& settin
   const std::size_t whole_n = fft_n + (spectrogram_.frame_n - 1) * hop_;
   first_ = settings.center != static_cast<int>(CenterMode::None) ? fft_n / 2 : 0;
   dst_ = {dst, std::min(whole_n, static_cast<std::size_t>(settings.max_sample_n))};
-  signal_n_ = std::min(whole_n, first_ + dst_.size());
+  needed_n_ = std::min(whole_n, first_ + dst_.size());
   // Later frames begin behind the last sample that is asked for.
-  used_frame_n_ = hop_ == 0 ? spectrogram_.frame_n : std::min(spectrogram_.frame_n, (signal_n_ - 1) / hop_ + 1);
+  used_frame_n_ = hop_ == 0 ? spectrogram_.frame_n : std::min(spectrogram_.frame_n, (needed_n_ - 1) / hop_ + 1);
 
   const std::size_t lane_n = stft_kernels_.lane_n;
   const std::size_t length = settings_.plan.inner.length;
-  // Side by side, the ends of the signal cost the square of the number of frames that overlap.
+  // In batches, the ends of the signal cost the square of the number of frames that overlap.
   constexpr std::size_t kMostOverlap = 256;
-  side_by_side_ = hop_ > 0 && (fft_n - 1) / hop_ < kMostOverlap && GoSideBySide(used_frame_n_, length, lane_n);
-  if (!side_by_side_) {
-    work_ = Base::ScratchBuffer(OneFrameScratch(length));
+  is_batched_ = hop_ > 0 && (fft_n - 1) / hop_ < kMostOverlap && UseBatch(used_frame_n_, length, lane_n);
+  if (!is_batched_) {
+    work_ = Base::ScratchBuffer(SingleFrameScratch(length));
     signal_ = Base::MakeZeroBuffer((used_frame_n_ - 1) * hop_ + fft_n);
     envelope_ = Base::MakeZeroBuffer(signal_.size());
     return;
@@ -106,46 +106,46 @@ Synthesis::Synthesis(float* dst, const float* src, const InverseSettings& settin
   work_ = Base::ScratchBuffer(InverseScratch(length, lane_n));
   // A hop of 0 or beyond the frame's length leaves nothing to share between frames: a column is then a whole frame.
   settings_.row_n = hop_ < fft_n ? hop_ : fft_n;
-  shared_n_ = (fft_n - 1) / settings_.row_n;
+  overlap_hops_ = (fft_n - 1) / settings_.row_n;
   sample_offset_.resize(fft_n);
   for (std::size_t i = 0; i < fft_n; ++i) {
     // Real and imaginary parts are still exchanged.
-    const std::size_t element = settings_.plan.inner.position[settings_.plan.IsHalved() ? i / 2 : i];
-    const bool is_second = settings_.plan.IsHalved() && i % 2 == 1;
+    const std::size_t element = settings_.plan.inner.position[settings_.plan.IsHalfLength() ? i / 2 : i];
+    const bool is_second = settings_.plan.IsHalfLength() && i % 2 == 1;
     sample_offset_[i] = static_cast<unsigned>((2 * element + (is_second ? 0 : 1)) * lane_n);
   }
   settings_.sample_offset = sample_offset_.data();
-  carry_ = Base::MakeZeroBuffer((shared_n_ + 1) * settings_.row_n);
-  signal_ = Base::MakeZeroBuffer(kVectors * lane_n * settings_.row_n);
+  carry_ = Base::MakeZeroBuffer((overlap_hops_ + 1) * settings_.row_n);
+  signal_ = Base::MakeZeroBuffer(kBatches * lane_n * settings_.row_n);
   envelope_ = Base::MakeZeroBuffer(settings_.row_n);
   inner_envelope_ = Base::MakeZeroBuffer(settings_.row_n);
-  for (std::size_t r = 0; r < inner_envelope_.size(); ++r) inner_envelope_[r] = Envelope(r, 0, shared_n_);
+  for (std::size_t r = 0; r < inner_envelope_.size(); ++r) inner_envelope_[r] = Envelope(r, 0, overlap_hops_);
 }
 
 void Synthesis::Run() {
-  if (side_by_side_) {
-    RunSideBySide();
+  if (is_batched_) {
+    RunBatches();
   } else {
     RunOneByOne();
   }
 }
 
-void Synthesis::RunSideBySide() {
+void Synthesis::RunBatches() {
   const std::size_t lane_n = stft_kernels_.lane_n;
   const std::size_t row_n = settings_.row_n;
-  const std::size_t column_n = used_frame_n_ + shared_n_;
-  FillFrom(hop_ > row_n ? 0 : std::min(column_n * hop_, signal_n_));
-  for (std::size_t first = 0; first < column_n; first += kVectors * lane_n) {
-    ColumnTarget targets[kVectors];
+  const std::size_t column_n = used_frame_n_ + overlap_hops_;
+  FillFrom(hop_ > row_n ? 0 : std::min(column_n * hop_, needed_n_));
+  for (std::size_t first = 0; first < column_n; first += kBatches * lane_n) {
+    ColumnTarget targets[kBatches];
     std::size_t target_n = 0;
-    for (std::size_t c = first; c < column_n && target_n < kVectors; c += lane_n, ++target_n) {
+    for (std::size_t c = first; c < column_n && target_n < kBatches; c += lane_n, ++target_n) {
       if (IsInner(c) && IsInner(c + lane_n - 1)) {
         targets[target_n] = {dst_.data() + (c * hop_ - first_), hop_, inner_envelope_.data()};
       } else {
         targets[target_n] = {signal_.data() + target_n * lane_n * row_n, row_n, nullptr};
       }
     }
-    const std::size_t count = first < used_frame_n_ ? std::min(kVectors * lane_n, used_frame_n_ - first) : 0;
+    const std::size_t count = first < used_frame_n_ ? std::min(kBatches * lane_n, used_frame_n_ - first) : 0;
     kernels_.add_frames(settings_, spectrogram_, first, count, carry_.data(), targets, target_n, work_.Data());
     for (std::size_t v = 0; v < target_n; ++v) {
       const std::size_t column = first + v * lane_n;
@@ -163,8 +163,8 @@ void Synthesis::RunOneByOne() {
     for (std::size_t i = 0; i < window_square_.size(); ++i) envelope[i] += window_square_[i];
   }
   // The delivered stretch may end in a gap behind the last frame that it needs.
-  const std::size_t reached_n = std::min(signal_n_, signal_.size());
-  kernels_.divide(signal_.data(), envelope_.data(), reached_n);
+  const std::size_t reached_n = std::min(needed_n_, signal_.size());
+  kernels_.normalize_by_window_envelope(signal_.data(), envelope_.data(), reached_n);
   Deliver({signal_.data(), reached_n}, 0);
   FillFrom(reached_n);
 }
@@ -182,8 +182,8 @@ float Synthesis::Envelope(std::size_t row, std::size_t first_back, std::size_t l
 // Whether all frames around the column exist, so that it has the inner envelope, and all of it is delivered.
 bool Synthesis::IsInner(std::size_t column) const {
   const std::size_t position = column * hop_;
-  return column >= shared_n_ && column < spectrogram_.frame_n && position >= first_ &&
-         position + settings_.row_n <= signal_n_;
+  return column >= overlap_hops_ && column < spectrogram_.frame_n && position >= first_ &&
+         position + settings_.row_n <= needed_n_;
 }
 
 // Divides and delivers columns at the ends, of which the first is column `first` of the signal.
@@ -195,10 +195,10 @@ void Synthesis::DeliverColumns(std::size_t first, std::size_t count, float* colu
     const float* envelope = inner_envelope_.data();
     if (!IsInner(column)) {
       const std::size_t first_back = column > last_frame ? column - last_frame : 0;
-      for (std::size_t r = 0; r < row_n; ++r) envelope_[r] = Envelope(r, first_back, std::min(column, shared_n_));
+      for (std::size_t r = 0; r < row_n; ++r) envelope_[r] = Envelope(r, first_back, std::min(column, overlap_hops_));
       envelope = envelope_.data();
     }
-    kernels_.divide(columns, envelope, row_n);
+    kernels_.normalize_by_window_envelope(columns, envelope, row_n);
     Deliver({columns, row_n}, column * hop_);
   }
 }
@@ -206,7 +206,7 @@ void Synthesis::DeliverColumns(std::size_t first, std::size_t count, float* colu
 // Copies what lies within the delivered stretch.
 void Synthesis::Deliver(std::span<const float> samples, std::size_t position) {
   const std::size_t begin = std::max(position, first_);
-  const std::size_t end = std::min(position + samples.size(), signal_n_);
+  const std::size_t end = std::min(position + samples.size(), needed_n_);
   for (std::size_t i = begin; i < end; ++i) dst_[i - first_] = samples[i - position];
 }
 

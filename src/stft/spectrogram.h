@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <span>
 #include <vector>
 
@@ -39,24 +40,25 @@ std::size_t CountFrames(const ShortTimeSettings& settings);
 
 // Everything that a call needs: tables, and all of its scratch memory, so that nothing fails once frames are computed.
 //
-// Frames go side by side through the kernels, as many as a vector has lanes. A few frames left over, and frames so long
-// that several would not fit the caches, are transformed one by one, with the same result to the bit.
+// Frames go through the kernels in batches, as many as a vector has lanes. A few frames left over, and frames so long
+// that a batch would not fit the caches, are transformed one by one, with the same result to the bit.
 class ShortTimeTransform {
  public:
   // Complex bins, powers as the real parts of complex values, or powers alone.
   enum class Output { Complex, RealParts, Power };
 
-  // At least one frame.
-  ShortTimeTransform(const ShortTimeSettings& settings, Output output, float power, Simd::Level level);
+  // frame_n is CountFrames(settings), and not 0.
+  ShortTimeTransform(const ShortTimeSettings& settings, std::size_t frame_n, Output output, float power,
+                     Simd::Level level);
 
-  std::size_t VectorStride() const { return BinCount() * bins_.stride; }
+  std::size_t BatchStride() const { return BinCount() * bins_.stride; }
   std::size_t BinCount() const { return static_cast<std::size_t>(settings_.fft_n) / 2 + 1; }
 
   // Writes complex values of all frames of src, rows of bins `stride` floats apart.
   void StoreAll(float* dst, std::size_t stride, std::span<const float> src);
 
   // For powers alone: calls use(first frame, frame count, BinBlock) for consecutive blocks of all frames of src, whose
-  // vectors of frames lie one behind the other, VectorStride() floats apart.
+  // batches lie one behind the other, BatchStride() floats apart.
   template <class Use>
   void ForEachBlock(std::span<const float> src, Use&& use) {
     for (std::size_t first = 0; first < frame_n_; first += block_n_) {
@@ -69,19 +71,21 @@ class ShortTimeTransform {
  private:
   void ComputeBlock(std::span<const float> src, std::size_t first, std::size_t count);
   void ComputeFrame(std::span<const float> src, std::size_t index, const BinBlock& bins);
-  void ComputeVector(std::span<const float> src, std::size_t first, std::size_t count, const BinBlock& bins);
   FrameSource FindFrames(std::span<const float> src, std::size_t first, std::size_t count);
-  void Extract(std::span<float> samples, std::span<const float> src, std::size_t frame) const;
 
   ShortTimeSettings settings_;
   std::size_t frame_n_;
+  CenterMode center_;
+  std::int64_t pad_;  // samples of padding before the signal
   const StftKernels& kernels_;
   FrameSettings frame_settings_;
   std::vector<float> window_;
-  bool side_by_side_;
+  bool is_batched_;
   std::size_t block_n_ = 1;
-  std::size_t stretch_hop_ = 0;
-  float* stretch_ = nullptr;  // of the signal, where frames reach beyond its ends
+  // Frames that reach beyond the ends of the signal, cut out of the padded signal. They overlap unless the hop is
+  // longer.
+  float* padded_ = nullptr;
+  std::size_t padded_hop_ = 0;
   BinBlock bins_{};
   float* work_ = nullptr;
   float* frame_ = nullptr;

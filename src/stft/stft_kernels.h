@@ -21,29 +21,30 @@ struct FrameSettings {
   float power;
 };
 
-// Frame t of a vector of frames begins at samples + t * hop.
+// Frame t of a batch begins at samples + t * hop.
 struct FrameSource {
   const float* samples;
   std::size_t hop;
 };
 
-// Bins [fft_n / 2 + 1 x stride], frames side by side, in pairs or not.
+// Bins [fft_n / 2 + 1 x stride] of a batch of frames, in pairs or not.
 struct BinBlock {
   float* data;
   std::size_t stride;
 };
 
 struct StftKernels {
-  std::size_t lane_n;  // frames that go side by side
+  std::size_t lane_n;  // frames of a batch
 
-  // lane_n frames side by side. `work` lies on a cache line and holds SideBySideScratch(..., lane_n) floats.
-  void (*transform_frames)(const FrameSettings& settings, const FrameSource& source, const BinBlock& bins, float* work);
-  // One frame, which is windowed in place; the same bits as side by side. `work` holds OneFrameScratch(...) floats.
-  void (*transform_frame)(const FrameSettings& settings, float* frame, const BinBlock& bins, float* work);
+  // lane_n frames. `work` lies on a cache line and holds BatchScratch(..., lane_n) floats.
+  void (*compute_frame_spectra)(const FrameSettings& settings, const FrameSource& source, const BinBlock& bins,
+                                float* work);
+  // One frame, which is windowed in place; the same bits as in a batch. `work` holds SingleFrameScratch(...) floats.
+  void (*compute_frame_spectrum)(const FrameSettings& settings, float* frame, const BinBlock& bins, float* work);
 };
 
 // `length` is the number of complex elements that a frame becomes.
-constexpr std::size_t SideBySideScratch(std::size_t length, std::size_t lane_n) { return 4 * length * lane_n; }
-constexpr std::size_t OneFrameScratch(std::size_t length) { return 12 * length + 512; }
+constexpr std::size_t BatchScratch(std::size_t length, std::size_t lane_n) { return 4 * length * lane_n; }
+constexpr std::size_t SingleFrameScratch(std::size_t length) { return 12 * length + 512; }
 
 }  // namespace kelvo::Stft

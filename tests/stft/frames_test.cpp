@@ -92,7 +92,7 @@ TEST(ExtractFrame, CutsAsTheModeSays) {
   const std::vector<float> src{1.0f, 2.0f, 3.0f, 4.0f, 5.0f};
   const auto extract = [&](CenterMode center, std::int64_t index) {
     std::vector<float> frame(4);
-    ExtractFrame(center, frame, src, index, 3);
+    ExtractFrame(center, frame, src, index * 3, center == CenterMode::None ? 0 : 2);
     return frame;
   };
   EXPECT_EQ(extract(CenterMode::None, 1), (std::vector{4.0f, 5.0f, 0.0f, 0.0f}));

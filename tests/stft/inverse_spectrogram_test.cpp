@@ -199,7 +199,7 @@ TEST(InverseKernels, CompareTheEnvelopeInDoublePrecision) {
   for (const Simd::Level level : Simd::SupportedLevels()) {
     const InverseKernels& kernels = Simd::KernelsFor<InverseKernels>(level);
     std::vector<float> divided = signal;
-    kernels.divide(divided.data(), envelopes.data(), divided.size());
+    kernels.normalize_by_window_envelope(divided.data(), envelopes.data(), divided.size());
     EXPECT_TRUE(SameBits(divided, expected)) << Simd::LevelName(level);
     // As the first column of silent frames, to which earlier ones have left the signal.
     constexpr std::size_t kLaneN = 16;

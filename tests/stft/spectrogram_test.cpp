@@ -28,8 +28,9 @@ using namespace Support;
 Fft::Spectrum ExactBins(const std::vector<float>& signal, const ShortTimeSettings& settings, std::size_t index) {
   const auto n = static_cast<std::size_t>(settings.fft_n);
   std::vector<float> frame(n);
-  ExtractFrame(static_cast<CenterMode>(settings.center), frame, signal, static_cast<std::int64_t>(index),
-               settings.hop_n);
+  const auto center = static_cast<CenterMode>(settings.center);
+  ExtractFrame(center, frame, signal, static_cast<std::int64_t>(index) * settings.hop_n,
+               center == CenterMode::None ? 0 : settings.fft_n / 2);
   const std::vector<float>& window = WindowCache::Get().GetWindow(settings.win_n, settings.win_type);
   const std::size_t margin = (n - window.size()) / 2;
   Fft::Spectrum windowed(n);
