@@ -179,18 +179,18 @@ KELVO_INLINE void RunAnyPass(Elements from, Elements to, const Pass& pass, std::
 // Passes first .. last - 1 in place, over a block that pass `first` finds whole. What a pass leaves are transforms of
 // their own: those of a long block are finished one after the other, each while it lies in L1.
 template <class Mode, class Lane, class Elements>
-static void RunPasses(Elements elements, const TransformView& plan, std::size_t first, std::size_t last,
-                      std::size_t length, float* scratch) {
-  std::size_t block = length;
-  while (first < last && block > kMaxL1Length) {
-    RunAnyPass<Mode, Lane>(elements, elements, plan.passes[first], length, scratch);
-    block = plan.passes[first].span;
-    ++first;
-  }
-  for (std::size_t begin = 0; begin < length && first < last; begin += block) {
-    for (std::size_t i = first; i < last; ++i) {
-      RunAnyPass<Mode, Lane>(elements.From(begin), elements.From(begin), plan.passes[i], block, scratch);
+KELVO_INLINE void RunPasses(Elements elements, const TransformView& plan, std::size_t first, std::size_t last,
+                            std::size_t length, float* scratch) {
+  for (std::size_t block = length; first < last; ++first) {
+    const bool is_in_l1 = block <= kMaxL1Length;
+    // One pass over all blocks, or all passes over one block after the other.
+    for (std::size_t begin = 0; begin < length; begin += block) {
+      for (std::size_t i = first; i < (is_in_l1 ? last : first + 1); ++i) {
+        RunAnyPass<Mode, Lane>(elements.From(begin), elements.From(begin), plan.passes[i], block, scratch);
+      }
     }
+    if (is_in_l1) return;
+    block = plan.passes[first].span;
   }
 }
 
