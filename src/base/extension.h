@@ -16,7 +16,11 @@ void CopyExtended(std::span<float> frame, std::span<const float> src, std::int64
   const std::int64_t inside = std::clamp<std::int64_t>(-first, 0, frame_n);
   const std::int64_t after = std::clamp<std::int64_t>(sample_n - first, inside, frame_n);
   for (std::int64_t k = 0; k < inside; ++k) frame[static_cast<std::size_t>(k)] = beyond(first + k);
-  if (after > inside) std::copy_n(src.begin() + (first + inside), after - inside, frame.begin() + inside);
+  if (after > inside) {
+    const std::span<const float> shared =
+        src.subspan(static_cast<std::size_t>(first + inside), static_cast<std::size_t>(after - inside));
+    std::copy(shared.begin(), shared.end(), frame.subspan(static_cast<std::size_t>(inside)).begin());
+  }
   for (std::int64_t k = after; k < frame_n; ++k) frame[static_cast<std::size_t>(k)] = beyond(first + k);
 }
 

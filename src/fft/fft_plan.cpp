@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <cstdint>
 #include <initializer_list>
 #include <iterator>
 #include <limits>
@@ -96,9 +97,10 @@ std::vector<std::size_t> ChooseRadices(std::size_t length, Use use) {
 }
 
 // Radices whose butterfly is written out; the others are direct sums over the roots of unity.
-bool HasButterfly(std::size_t radix) { return radix <= 5 || radix == 8 || radix == 10 || radix == 16; }
+bool HasButterfly(std::uint64_t radix) { return radix <= 5 || radix == 8 || radix == 10 || radix == 16; }
 
-std::size_t TableSize(std::size_t radix, std::size_t span) {
+// In 64 bits, since 32 do not hold it for every length that passes CheckPlanSize.
+std::uint64_t TableSize(std::uint64_t radix, std::uint64_t span) {
   return (span > 1 ? 4 * (radix - 1) * span : 0) + (HasButterfly(radix) ? 0 : 2 * radix);
 }
 
@@ -208,7 +210,7 @@ void CheckPlanSize(int fft_n) {
 }
 
 TransformPlan::TransformPlan(std::size_t length, const std::vector<std::size_t>& radices) : length_(length) {
-  std::size_t table_n = 0;
+  std::uint64_t table_n = 0;
   std::size_t block = length;
   for (const std::size_t radix : radices) {
     block /= radix;

@@ -1,6 +1,9 @@
 // Normalisation of filter coefficients.
 #include "filter/coefficients.h"
 
+#include <cstdint>
+
+#include "base/buffers.h"
 #include "filter/checks.h"
 
 namespace kelvo::Filter {
@@ -9,7 +12,7 @@ NormalizedCoefficients::NormalizedCoefficients(std::span<const float> n_coef, st
                                                std::size_t slack)
     : length_(FilterLength(n_coef, d_coef)) {
   CheckCoefficients(n_coef.size(), d_coef.size());
-  values_.resize(2 * (length_ + slack));
+  values_ = Base::MakeZeroBuffer<double>(2 * (std::uint64_t{length_} + slack));
   const auto divisor = static_cast<double>(d_coef[0]);
   const auto a = values_.begin() + static_cast<std::ptrdiff_t>(length_ + slack);
   // Quotients, not products with a reciprocal: each coefficient is rounded once.

@@ -6,6 +6,8 @@
 #include <limits>
 #include <numeric>
 
+#include "base/buffers.h"
+
 namespace kelvo::Filter {
 namespace {
 
@@ -28,7 +30,7 @@ ResampleFilter BuildRatio(int up, int down) {
   const auto phase_n = static_cast<std::size_t>(up);
   ResampleFilter filter{up, down, {}, {}, {}};
   // One block, and the largest first: an impossible ratio fails before anything is computed.
-  filter.taps.resize(phase_n * kTapN);
+  filter.taps = Base::MakeZeroBuffer<double>(std::uint64_t{phase_n} * kTapN);
   filter.phase.resize(phase_n);
   filter.step.resize(phase_n);
 

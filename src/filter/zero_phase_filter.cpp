@@ -3,12 +3,14 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <memory>
 #include <stdexcept>
 #include <vector>
 
 #include "api/checks.h"
+#include "base/buffers.h"
 #include "base/extension.h"
 #include "filter/coefficients.h"
 #include "filter/initial_state.h"
@@ -20,7 +22,7 @@ namespace {
 // `count` samples from position `start` on of the signal with pad_len samples in front of it.
 std::vector<float> ExtractPadding(std::span<const float> src, std::int64_t start, std::size_t count, int pad_type,
                                   int pad_len) {
-  std::vector<float> padding(count);
+  std::vector<float> padding = Base::MakeZeroBuffer(count);
   switch (static_cast<FilterPadType>(pad_type)) {
     case FilterPadType::Odd: Base::ExtractFrameOdd(padding, src, start, pad_len); break;
     case FilterPadType::Even: Base::ExtractFrameReflect(padding, src, start, pad_len); break;
@@ -42,7 +44,9 @@ void FilterFilterCore(std::span<float> dst, std::span<const float> src, std::spa
                       std::span<const float> d_coef, int pad_type, int pad_len, Simd::Level level) {
   const bool is_padded = pad_len > 0 && pad_type != static_cast<int>(FilterPadType::None);
   const std::size_t pad_n = is_padded ? static_cast<std::size_t>(pad_len) : 0;
-  if (src.size() + 2 * pad_n > std::numeric_limits<int>::max()) throw std::length_error("extended signal too long");
+  if (std::uint64_t{src.size()} + 2 * std::uint64_t{pad_n} > std::numeric_limits<int>::max()) {
+    throw std::length_error("extended signal too long");
+  }
   std::vector<float> front, back;
   if (is_padded) {
     front = ExtractPadding(src, 0, pad_n, pad_type, pad_len);
@@ -50,12 +54,12 @@ void FilterFilterCore(std::span<float> dst, std::span<const float> src, std::spa
   }
 
   const std::size_t length = FilterLength(n_coef, d_coef);
-  std::vector<double> settled(length > 1 ? length - 1 : 0);
+  std::vector<double> settled = Base::MakeZeroBuffer<double>(length > 1 ? length - 1 : 0);
   LinerFilterZi<double>(settled, n_coef, d_coef);
 
   // Not initialised: the forward pass writes all of it.
   const std::size_t extended_n = src.size() + 2 * pad_n;
-  const auto storage = std::make_unique_for_overwrite<double[]>(extended_n);
+  const auto storage = std::unique_ptr<double[]>(new double[extended_n]);
   const std::span<double> filtered(storage.get(), extended_n);
   std::vector<double> state = ScaleState(settled, static_cast<double>(is_padded ? front[0] : src[0]));
   std::size_t begin = 0;
@@ -69,7 +73,7 @@ void FilterFilterCore(std::span<float> dst, std::span<const float> src, std::spa
   // The recurrence passes the padding at the end before it comes to what is wanted.
   const std::span<double> wanted = filtered.subspan(pad_n);
   const std::size_t wanted_n = std::min(wanted.size(), dst.size());
-  std::vector<float> unwanted(wanted.size() - wanted_n);
+  std::vector<float> unwanted = Base::MakeZeroBuffer(wanted.size() - wanted_n);
   LinerFilterCore<float, double, double>(unwanted, wanted.subspan(wanted_n), n_coef, d_coef, state, true, level);
   LinerFilterCore<float, double, double>(dst, wanted.first(wanted_n), n_coef, d_coef, state, true, level);
 }

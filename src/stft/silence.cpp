@@ -35,7 +35,7 @@ std::vector<double> ComputeMeanSquares(std::span<const float> src, std::int64_t 
   const auto sum_squares = Simd::KernelsFor<SilenceKernels>(level).sum_squares;
   const std::int64_t block_n = std::min(BlockFrames(win_n, hop_n), frame_n);
   const std::int64_t pad = win_n / 2;
-  std::vector<double> mean_squares(static_cast<std::size_t>(frame_n));
+  std::vector<double> mean_squares = Base::MakeZeroBuffer<double>(static_cast<std::uint64_t>(frame_n));
   std::vector<float> padded = Base::MakeZeroBuffer(static_cast<std::uint64_t>((block_n - 1) * hop_n + win_n));
   for (std::int64_t t = 0; t < frame_n; t += block_n) {
     const std::int64_t count = std::min(block_n, frame_n - t);

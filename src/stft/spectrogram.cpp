@@ -93,14 +93,15 @@ ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, std::s
 FrameSource ShortTimeTransform::FindFrames(std::span<const float> src, std::size_t first, std::size_t count) {
   const auto fft_n = static_cast<std::size_t>(settings_.fft_n);
   const auto hop = static_cast<std::size_t>(settings_.hop_n);
-  const std::int64_t start = static_cast<std::int64_t>(first * hop) - pad_;
-  const auto batch_n = static_cast<std::int64_t>((kernels_.lane_n - 1) * hop + fft_n);
+  const std::int64_t start = static_cast<std::int64_t>(first) * settings_.hop_n - pad_;
+  const std::int64_t batch_n = static_cast<std::int64_t>(kernels_.lane_n - 1) * settings_.hop_n + settings_.fft_n;
   if (start >= 0 && start + batch_n <= static_cast<std::int64_t>(src.size())) return {src.data() + start, hop};
   if (hop <= fft_n) {
     ExtractFrame(center_, {padded_, (count - 1) * hop + fft_n}, src, start + pad_, pad_);
   } else {
     for (std::size_t t = 0; t < count; ++t) {
-      ExtractFrame(center_, {padded_ + t * fft_n, fft_n}, src, static_cast<std::int64_t>((first + t) * hop), pad_);
+      ExtractFrame(center_, {padded_ + t * fft_n, fft_n}, src, static_cast<std::int64_t>(first + t) * settings_.hop_n,
+                   pad_);
     }
   }
   return {padded_, padded_hop_};

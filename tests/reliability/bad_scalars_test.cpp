@@ -151,6 +151,9 @@ const Impossible kImpossible[]{
     {"FilterFilter", {1, 1, 1, 1, 3, (1 << 30) - 1}, -5},
     {"Resample", {INT_MAX, 1, 1, 2}, -5},
     {"Resample", {INT_MAX, 1, INT_MAX - 1, 2}, -5},
+    // Where 32 bits wrap round: 65 taps each of 66076420 phases to 4, three samples and their padding to 1.
+    {"Resample", {66076420, 100, 1, 10}, -5},
+    {"FilterFilter", {3, 3, 1, 1, 3, INT_MAX}, -128},
 };
 
 // What is wrong after the call of a row; null if nothing is.
