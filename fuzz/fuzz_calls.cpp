@@ -41,7 +41,7 @@ const Export& ChooseExport(std::string_view subsystem, std::size_t choice) {
   static const std::map<std::string_view, std::vector<const Export*>> exports = [] {
     std::map<std::string_view, std::vector<const Export*>> found;
     for (const auto& [name, members] : kSubsystems) {
-      for (const auto& member : members) found[name].push_back(&*std::ranges::find(Exports(), member, &Export::name));
+      for (const auto& member : members) found[name].push_back(&FindExport(member));
     }
     return found;
   }();
@@ -153,7 +153,7 @@ void RunInput(std::string_view subsystem, std::span<const std::uint8_t> input) {
       const AllocationFailures failures(0, 0, kMostBytes);
       status = arrays.Call(scalars);
     }
-    if (std::ranges::find(subject.statuses, status) == subject.statuses.end()) Fail(subject, scalars, "odd status");
+    if (!subject.Documents(status)) Fail(subject, scalars, "odd status");
     if (status != 0 && !arrays.AreOutputsIntact()) Fail(subject, scalars, "outputs touched");
     if (level == Simd::SupportedLevels().front()) {
       first_status = status;

@@ -2,12 +2,12 @@
 #include "filter/linear_filter.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
 #include <vector>
 
+#include "base/buffers.h"
 #include "filter/coefficients.h"
 #include "filter/filter_kernels.h"
 #include "filter/segment_kernels.h"
@@ -32,7 +32,7 @@ const auto& KernelsOf(const Kernels& kernels) {
 bool HasFeedback(const NormalizedCoefficients& coefficients) {
   const double* const a = coefficients.Denominator();
   return std::any_of(a + 1, a + coefficients.Length(),
-                     [](double value) { return std::bit_cast<std::uint64_t>(value) != 0; });
+                     [](double value) { return __builtin_bit_cast(std::uint64_t, value) != 0; });
 }
 
 // Long enough to outweigh the state at a block's end, which costs as much as some filter lengths of samples.
@@ -73,7 +73,7 @@ void LinerFilterCore(std::span<Output> dst, std::span<const Input> src, std::spa
     kernels.recursive({signal.dst + offset, signal.src + offset, signal.step, count - done}, filter);
   } else {
     const std::size_t block_n = std::min(ChooseFirBlock(length), count);
-    std::vector<double> storage(2 * (state_n + block_n) + state_n + 3 * kFilterSlack);
+    std::vector<double> storage = Base::MakeZeroBuffer<double>(2 * (state_n + block_n) + state_n + 3 * kFilterSlack);
     double* const input = storage.data();
     double* const output = input + state_n + block_n + kFilterSlack;
     kernels.feed_forward(signal, filter, {input, output, output + block_n + kFilterSlack, block_n});

@@ -2,7 +2,6 @@
 #include "filter/segmented_filter.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstdint>
 #include <vector>
 
@@ -28,11 +27,13 @@ constexpr std::size_t RoundUpToBlocks(std::size_t count) {
   return (count + kSegmentBlock - 1) / kSegmentBlock * kSegmentBlock;
 }
 
+std::uint64_t BitsOf(double value) { return __builtin_bit_cast(std::uint64_t, value); }
+
 // The states of kSegmentN segments: value k of segment s at [k * kSegmentN + s].
 
 bool IsStateOf(std::size_t s, const double* states, const double* state, std::size_t state_n) {
   for (std::size_t k = 0; k < state_n; ++k) {
-    if (std::bit_cast<std::uint64_t>(states[k * kSegmentN + s]) != std::bit_cast<std::uint64_t>(state[k])) return false;
+    if (BitsOf(states[k * kSegmentN + s]) != BitsOf(state[k])) return false;
   }
   return true;
 }
@@ -40,8 +41,8 @@ bool IsStateOf(std::size_t s, const double* states, const double* state, std::si
 bool AreOneState(const double* states, std::size_t state_n) {
   std::uint64_t difference = 0;
   for (std::size_t k = 0; k < state_n; ++k, states += kSegmentN) {
-    const auto first = std::bit_cast<std::uint64_t>(states[0]);
-    for (std::size_t s = 1; s < kSegmentN; ++s) difference |= std::bit_cast<std::uint64_t>(states[s]) ^ first;
+    const auto first = BitsOf(states[0]);
+    for (std::size_t s = 1; s < kSegmentN; ++s) difference |= BitsOf(states[s]) ^ first;
   }
   return difference == 0;
 }

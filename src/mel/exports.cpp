@@ -17,7 +17,8 @@ int kelvoAudioGetFBMatrix(float* dst, int freq_n, float f_min, float f_max, int 
     const bool htk = mel_formula == static_cast<int>(Mel::MelFormula::Htk);
     const Mel::MelFilterBankKey key{freq_n, f_min, f_max, mel_n, sample_rate, mel_norm, htk};
     Mel::CheckMelBank(key, mel_formula);
-    std::ranges::copy(Mel::MelFilterBankCache::Get().GetFilterBank(key).weights, dst);
+    const std::vector<float>& weights = Mel::MelFilterBankCache::Get().GetFilterBank(key).weights;
+    std::copy(weights.begin(), weights.end(), dst);
   });
 }
 

@@ -15,7 +15,8 @@ using namespace kelvo;
 int kelvoAudioGetWindow(float* dst, int window_n, int win_type) {
   return Api::RunExport({dst}, [&] {
     Stft::CheckWindow(window_n, win_type);
-    std::ranges::copy(Stft::WindowCache::Get().GetWindow(window_n, win_type), dst);
+    const std::vector<float>& window = Stft::WindowCache::Get().GetWindow(window_n, win_type);
+    std::copy(window.begin(), window.end(), dst);
   });
 }
 

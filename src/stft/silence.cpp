@@ -80,7 +80,7 @@ NonSilentSpan FindNonSilentSpan(std::span<const float> src, int win_n, int hop_n
   const auto counts = [&](double mean_square) {
     return Decibels(mean_square) - reference_db > -static_cast<double>(thr_db);
   };
-  const auto first = std::ranges::find_if(mean_squares, counts);
+  const auto first = std::find_if(mean_squares.begin(), mean_squares.end(), counts);
   if (first == mean_squares.end()) return {-1, 0};
   const auto after_last = std::find_if(mean_squares.rbegin(), mean_squares.rend(), counts).base();
 

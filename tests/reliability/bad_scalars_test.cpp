@@ -158,8 +158,7 @@ const Impossible kImpossible[]{
 
 // What is wrong after the call of a row; null if nothing is.
 const char* Complaint(const Impossible& row, CallArrays& arrays) {
-  const auto is_named = [&](const Export& subject) { return subject.name == std::string(row.name); };
-  const Export& subject = *std::ranges::find_if(Exports(), is_named);
+  const Export& subject = FindExport(row.name);
   if (!arrays.Prepare(subject, subject.settings.front())) return "no memory for the arrays";
   const long live = LiveAllocations();
   if (arrays.Call(row.scalars) != row.status) return "another status";

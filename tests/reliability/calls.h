@@ -3,12 +3,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <span>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -41,11 +43,13 @@ struct Export {
   std::function<int(std::span<void* const> arrays, const Scalars&)> call;
 
   bool UsesCache() const { return !key_step.empty(); }
+  bool Documents(int status) const { return std::find(statuses.begin(), statuses.end(), status) != statuses.end(); }
   // The typical scalars moved by `index` steps: for each index a set of tables of its own.
   Scalars FreshSettings(int index) const;
 };
 
 std::span<const Export> Exports();
+const Export& FindExport(std::string_view name);
 // For tests that take an export as their parameter.
 std::string NameOf(const testing::TestParamInfo<Export>& info);
 void PrintTo(const Export& subject, std::ostream* out);

@@ -19,7 +19,9 @@ namespace {
 
 std::vector<Export> CacheExports() {
   std::vector<Export> found;
-  std::ranges::copy_if(Exports(), std::back_inserter(found), &Export::UsesCache);
+  for (const Export& subject : Exports()) {
+    if (subject.UsesCache()) found.push_back(subject);
+  }
   return found;
 }
 

@@ -1,8 +1,6 @@
 // Hosts that flush denormals, round otherwise or let exceptions trap: the same bits, and their settings left alone.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 #include "reliability/calls.h"
 #include "reliability/failing_new.h"
 #include "reliability/fp_state.h"
@@ -53,7 +51,9 @@ TEST_P(HostEnvironment, ChangesNothingAndIsNotChanged) {
     // Failures: no memory, a bad argument, a null.
     const Scalars& usual = subject.settings.front();
     Scalars bad = usual;
-    std::ranges::replace_if(bad, [](const Scalar& scalar) { return std::holds_alternative<int>(scalar); }, Scalar{-1});
+    for (Scalar& scalar : bad) {
+      if (std::holds_alternative<int>(scalar)) scalar = -1;
+    }
     ASSERT_TRUE(arrays.Prepare(subject, usual));
     {
       const AllocationFailures failures(0, AllocationFailures::kForGood);

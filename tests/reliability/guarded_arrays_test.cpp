@@ -22,7 +22,7 @@ struct Result {
 
 testing::AssertionResult Same(const Result& a, const Result& b) {
   if (a.status != b.status) return testing::AssertionFailure() << "status " << a.status << " instead of " << b.status;
-  const auto [in_a, in_b] = std::ranges::mismatch(a.bits, b.bits);
+  const auto [in_a, in_b] = std::mismatch(a.bits.begin(), a.bits.end(), b.bits.begin(), b.bits.end());
   if (in_a == a.bits.end()) return testing::AssertionSuccess();
   return testing::AssertionFailure() << "output " << in_a - a.bits.begin() << " of " << a.bits.size() << " is "
                                      << std::bit_cast<float>(*in_a) << " instead of " << std::bit_cast<float>(*in_b);
@@ -121,7 +121,9 @@ TEST_P(GuardedArrays, MayNotBeNull) {
   CallArrays arrays;
   for (const int value : {1, -1}) {
     Scalars scalars = subject.settings.front();
-    if (value < 0) std::ranges::replace_if(scalars, [](const Scalar& s) { return s.index() == 0; }, Scalar{value});
+    for (Scalar& scalar : scalars) {
+      if (value < 0 && std::holds_alternative<int>(scalar)) scalar = value;
+    }
     for (std::size_t i = 0; i < subject.arrays.size(); ++i) {
       if (subject.arrays[i] == Role::optional_state) continue;
       ASSERT_TRUE(arrays.Prepare(subject, scalars));

@@ -16,15 +16,16 @@ TEST(Level, TheBestIsTheLastOfAnAscendingListThatStartsWithScalar) {
   const auto levels = SupportedLevels();
   ASSERT_FALSE(levels.empty());
   EXPECT_EQ(levels.front(), Level::scalar);
-  EXPECT_TRUE(std::ranges::is_sorted(levels));
+  EXPECT_TRUE(std::is_sorted(levels.begin(), levels.end()));
   EXPECT_EQ(levels.back(), BestLevel());
 }
 
 TEST(Level, SumsOfDoublesTakeOneThatTheCpuHas) {
-  for (const Level level : SupportedLevels()) {
+  const auto levels = SupportedLevels();
+  for (const Level level : levels) {
     const Level taken = LevelForSumsOfDoubles(level);
     EXPECT_LE(taken, level);
-    EXPECT_TRUE(std::ranges::count(SupportedLevels(), taken)) << LevelName(taken);
+    EXPECT_TRUE(std::count(levels.begin(), levels.end(), taken)) << LevelName(taken);
     if (level != Level::avx512) {
       EXPECT_EQ(taken, level);
     }
