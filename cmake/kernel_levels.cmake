@@ -4,7 +4,13 @@
 # vector code of the filter with 18 or 19 state values that rounds otherwise.
 set(kelvo_flags_scalar -fno-tree-slp-vectorize)
 set(kelvo_bytes_scalar 4)
-if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64|x86|i[3-6]86)$" AND CMAKE_SIZEOF_VOID_P EQUAL 4)
+  set(kelvo_levels scalar sse2)
+  set(kelvo_bytes_sse2 16)
+  # In front of the builder's own flags, whose wish for x87 is then refused below. Callers may have aligned the stack to
+  # no more than 4 bytes.
+  set(CMAKE_CXX_FLAGS "-msse2 -mfpmath=sse -mstackrealign ${CMAKE_CXX_FLAGS}")
+elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
   set(kelvo_levels scalar sse2 avx2 avx512)
   set(kelvo_bytes_sse2 16)
   set(kelvo_flags_avx2 -mavx2)
@@ -25,6 +31,16 @@ elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64|ARM64)$")
   set(kelvo_bytes_neon 16)
 else()
   set(kelvo_levels scalar)
+endif()
+
+# Asked anew each time: the answer changes with the flags.
+include(CheckCXXSourceCompiles)
+unset(kelvo_evaluates_in_type CACHE)
+check_cxx_source_compiles("static_assert(__FLT_EVAL_METHOD__ == 0); int main() {}" kelvo_evaluates_in_type)
+if(NOT kelvo_evaluates_in_type)
+  message(FATAL_ERROR "With these flags the compiler computes in a wider precision than that of float and double "
+                      "(FLT_EVAL_METHOD is not 0), so that results would have other bits than everywhere else. On "
+                      "32-bit x86, kelvo_audio needs SSE2 in place of x87: leave out -mfpmath=387 and -mno-sse2.")
 endif()
 
 set(KELVO_AUDIO_MAX_LEVEL "" CACHE STRING "Highest kernel level to compile (one of: ${kelvo_levels}); empty for all")
