@@ -5,8 +5,8 @@
 
 #include <algorithm>
 #include <atomic>
-#include <barrier>
 #include <cerrno>
+#include <latch>
 #include <thread>
 
 #include "reliability/calls.h"
@@ -59,7 +59,7 @@ TEST_P(SharedTables, AreTheSameForAllThreads) {
             }, 60), 0);
   ASSERT_GT(alone[0], 0);
 
-  std::barrier start(kThreadN);
+  std::latch start(kThreadN);
   std::vector<Outputs> outputs(kThreadN);
   std::vector<long> kept(kThreadN);
   std::vector<std::thread> threads;
