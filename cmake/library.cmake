@@ -33,6 +33,11 @@ else()
   target_compile_definitions(kelvo_audio PUBLIC KELVO_AUDIO_STATIC)
   # Programs in C are linked by the C compiler, which knows nothing of the C++ runtime.
   target_link_libraries(kelvo_audio PRIVATE ${cxx_runtime})
+  if(elf)
+    # The library is one object in the archive; without this a program would take all of it.
+    set(drop_unused -Wl,--gc-sections)
+    target_link_options(kelvo_audio INTERFACE ${drop_unused})
+  endif()
   # An archive has no list of exports. Linked into one object, the library can keep its other names to itself; the
   # groups of C++ templates must be dissolved first, or a program's copy would replace what is private here. Not every
   # linker can do that, and none with objects that wait for link-time optimisation; then the names stay visible.

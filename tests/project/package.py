@@ -14,6 +14,7 @@ import tempfile
 from pathlib import Path
 
 # 440 Hz lie in band 11, the loudest: the program prints what README.md says it computes.
+SMALL_PROGRAM_BYTES = 150_000
 EXPECTED = r"101 frames, band 11 at -?0\.0 dB\n"
 
 cmake, cc, nm, project, build = sys.argv[1], sys.argv[2], sys.argv[3], Path(sys.argv[4]), sys.argv[5]
@@ -73,6 +74,19 @@ def use(kind, prefix, bare_libraries):
         expect(f"{kind}, version", pkg_config(libraries / "pkgconfig", "--modversion"), version)
 
 
+def check_small_program(prefix, archive):
+    """A program that calls one function holds that function's part of the library, not all of it."""
+    (folder / "small.c").write_text("#include <kelvo_audio.h>\n"
+                                    "int main(void) { float x = 1.0f; return kelvoAudioLog1p(&x, &x, 1); }\n")
+    run(cc, folder / "small.c", "-o", folder / "small", f"-I{prefix}/include", archive, "-Wl,--gc-sections", "-s",
+        "-lstdc++", "-lm")
+    run(folder / "small")
+    size = (folder / "small").stat().st_size
+    print(f"static, a program that calls one function: {size} bytes")
+    if size > SMALL_PROGRAM_BYTES:
+        faults.append(f"a program that calls one function has {size} bytes")
+
+
 with tempfile.TemporaryDirectory() as temporary:
     folder = Path(temporary)
     consumer = Path(shutil.copytree(project / "tests/consumer", folder / "consumer"))
@@ -93,6 +107,7 @@ with tempfile.TemporaryDirectory() as temporary:
     (archive,) = (folder / "static").rglob("libkelvo_audio.a")
     symbols = run(nm, "--defined-only", "--extern-only", archive).splitlines()
     expect("static, names to be seen", sorted(line.split()[-1] for line in symbols if " " in line), functions)
+    check_small_program(folder / "static", archive)
     use("static", folder / "static", pkg_config(archive.parent / "pkgconfig", "--libs-only-l", "--static").split()[1:]
         if shutil.which("pkg-config") else ["-lstdc++", "-lm"])
 
