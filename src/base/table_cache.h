@@ -4,49 +4,101 @@
 #include <array>
 #include <atomic>
 #include <cstddef>
-#include <functional>
-#include <map>
+#include <cstdint>
+#include <initializer_list>
+#include <memory>
 #include <utility>
 
 #include "base/mutex.h"
 
 namespace kelvo::Base {
 
-// kMapN ordered maps from a key to a table, behind one mutex. Entries are never changed, moved or removed, so a table's
-// address, once handed out, may be read without the lock until the process ends. The entry that was found last in each
-// map can therefore be found again without it: a program asks for the same few tables over and over, and the lock alone
-// would cost a tenth of a short transform.
-template <class Key, class Table, std::size_t kMapN = 1, class Less = std::less<Key>>
+// A hash of a key's fields. All of its bits count, since a search uses them two at a time.
+constexpr std::uint64_t HashFields(std::initializer_list<std::uint32_t> fields) {
+  std::uint64_t hash = 0;
+  for (const std::uint32_t field : fields) {
+    // The finalizer of splitmix64: every bit of a field reaches every bit of the hash.
+    hash += field + 0x9E3779B97F4A7C15;
+    hash = (hash ^ (hash >> 30)) * 0xBF58476D1CE4E5B9;
+    hash = (hash ^ (hash >> 27)) * 0x94D049BB133111EB;
+    hash ^= hash >> 31;
+  }
+  return hash;
+}
+constexpr std::uint64_t HashKey(int key) { return HashFields({static_cast<std::uint32_t>(key)}); }
+
+// kMapN maps from a key to a table. A table that exists is found without a lock, whatever other threads build
+// meanwhile: each map is a tree whose nodes are never changed, moved or removed once they are published, so a search
+// only follows pointers, and a table's address may be read until the process ends. The mutex guards building alone.
+//
+// The tree branches by two bits of the key's hash a level, which keeps it shallow in any order of insertion. Keys have
+// == and HashKey(key).
+template <class Key, class Table, std::size_t kMapN = 1>
 class TableCache {
  public:
-  // The table of `key` in map `map_index`; build(key) makes it if it is absent. The build runs under the lock: other
-  // threads wait, and no table is ever built twice. A table enters the map complete, so a build that throws leaves no
-  // trace and the next request builds again.
+  TableCache() = default;
+  TableCache(const TableCache&) = delete;
+  TableCache& operator=(const TableCache&) = delete;
+  ~TableCache() {
+    for (Link& root : roots_) Delete(root.load(std::memory_order_relaxed));
+  }
+
+  // The table of `key` in map `map_index`; build(key) makes it if it is absent. Builds run under the lock: other
+  // threads that build wait, and no table is ever built twice. A table is published complete, so a build that throws
+  // leaves no trace and the next request builds again.
   template <class Build>
   const Table& GetTable(std::size_t map_index, const Key& key, Build&& build) {
-    std::atomic<const Entry*>& latest = latest_[map_index];
-    const Entry* const known = latest.load(std::memory_order_acquire);
-    KELVO_LOADED(latest);
-    if (known != nullptr && !Less{}(known->first, key) && !Less{}(key, known->first)) return known->second;
+    if (const Node* const node = Find(map_index, key).node) return node->table;
 
     const MutexLock lock(mutex_);
-    auto& tables = maps_[map_index];
-    auto found = tables.find(key);
-    if (found == tables.end()) found = tables.emplace(key, std::forward<Build>(build)(key)).first;
-    KELVO_STORES(latest);
-    latest.store(&*found, std::memory_order_release);
-    return found->second;
+    const Place place = Find(map_index, key);
+    if (place.node) return place.node->table;
+    auto node = std::make_unique<Node>(key, std::forward<Build>(build)(key));
+    KELVO_STORES(*place.link);
+    place.link->store(node.get(), std::memory_order_release);
+    return node.release()->table;
   }
 
   // For a ForkGuard.
   Mutex& GetMutex() { return mutex_; }
 
  private:
-  using Entry = std::pair<const Key, Table>;
+  struct Node;
+  using Link = std::atomic<Node*>;
+  struct Node {
+    Node(const Key& of, Table&& made) : key(of), table(std::move(made)) {}
+
+    const Key key;
+    const Table table;
+    std::array<Link, 4> children{};
+  };
+  // Where a key's node is, or would be.
+  struct Place {
+    Link* link;
+    Node* node;
+  };
+
+  Place Find(std::size_t map_index, const Key& key) {
+    std::uint64_t hash = HashKey(key);
+    Link* link = &roots_[map_index];
+    for (;;) {
+      Node* const node = link->load(std::memory_order_acquire);
+      KELVO_LOADED(*link);
+      if (node == nullptr || node->key == key) return {link, node};
+      link = &node->children[hash % 4];
+      // Rotated, so that keys of one hash go on along one path.
+      hash = hash >> 2 | hash << 62;
+    }
+  }
+
+  static void Delete(Node* node) {
+    if (node == nullptr) return;
+    for (Link& child : node->children) Delete(child.load(std::memory_order_relaxed));
+    delete node;
+  }
 
   Mutex mutex_;
-  std::array<std::map<Key, Table, Less>, kMapN> maps_ KELVO_GUARDED_BY(mutex_);
-  std::array<std::atomic<const Entry*>, kMapN> latest_{};
+  std::array<Link, kMapN> roots_{};
 };
 
 }  // namespace kelvo::Base

@@ -1,8 +1,8 @@
 // The polyphase filters of a rate ratio, designed once and shared.
 #pragma once
 
-#include <compare>
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include "base/fork_guard.h"
@@ -38,7 +38,10 @@ class ResampleFilterCache {
   struct Ratio {
     int up;
     int down;
-    auto operator<=>(const Ratio&) const = default;
+    bool operator==(const Ratio&) const = default;
+    friend std::uint64_t HashKey(const Ratio& ratio) {
+      return Base::HashFields({static_cast<std::uint32_t>(ratio.up), static_cast<std::uint32_t>(ratio.down)});
+    }
   };
   static const Base::ForkGuard fork_guard_;
 

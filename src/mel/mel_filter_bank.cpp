@@ -12,10 +12,10 @@
 namespace kelvo::Mel {
 namespace {
 
-std::weak_ordering CompareFrequencies(float a, float b) {
-  if (a < b) return std::weak_ordering::less;
-  if (b < a) return std::weak_ordering::greater;
-  return (a != a) <=> (b != b);
+// The bits of a frequency, equal where frequencies are one key.
+std::uint32_t FrequencyBits(float hz) {
+  if (hz != hz) return 0x7FC00000;
+  return hz == 0.0f ? 0 : __builtin_bit_cast(std::uint32_t, hz);
 }
 
 // The mel_n + 2 points at which the triangles start, peak and end: equal steps of mel.
@@ -73,14 +73,16 @@ std::size_t SkipZerosBackward(std::span<const float> row) {
 
 }  // namespace
 
-std::weak_ordering operator<=>(const MelFilterBankKey& a, const MelFilterBankKey& b) {
-  if (const auto order = a.freq_n <=> b.freq_n; order != 0) return order;
-  if (const auto order = CompareFrequencies(a.f_min, b.f_min); order != 0) return order;
-  if (const auto order = CompareFrequencies(a.f_max, b.f_max); order != 0) return order;
-  if (const auto order = a.mel_n <=> b.mel_n; order != 0) return order;
-  if (const auto order = a.sample_rate <=> b.sample_rate; order != 0) return order;
-  if (const auto order = a.mel_norm <=> b.mel_norm; order != 0) return order;
-  return a.htk <=> b.htk;
+bool operator==(const MelFilterBankKey& a, const MelFilterBankKey& b) {
+  return a.freq_n == b.freq_n && FrequencyBits(a.f_min) == FrequencyBits(b.f_min) &&
+         FrequencyBits(a.f_max) == FrequencyBits(b.f_max) && a.mel_n == b.mel_n && a.sample_rate == b.sample_rate &&
+         a.mel_norm == b.mel_norm && a.htk == b.htk;
+}
+
+std::uint64_t HashKey(const MelFilterBankKey& key) {
+  const auto bits = [](int value) { return static_cast<std::uint32_t>(value); };
+  return Base::HashFields({bits(key.freq_n), FrequencyBits(key.f_min), FrequencyBits(key.f_max), bits(key.mel_n),
+                           bits(key.sample_rate), bits(key.mel_norm), key.htk ? 1u : 0u});
 }
 
 void BuildMelFilterBank(MelFilterBank& bank, const MelFilterBankKey& key) {

@@ -1,8 +1,8 @@
 // Mel filter banks: triangular filters over the bins of a one-sided spectrum, and the cache that keeps them.
 #pragma once
 
-#include <compare>
 #include <cstddef>
+#include <cstdint>
 #include <span>
 #include <vector>
 
@@ -17,9 +17,8 @@ enum class MelNorm {
   Slaney = 1,  // 2 / (width of the band in Hz): all filters have the same area
 };
 
-// Everything that a bank depends on. The order is total, NaN included: it stands after all numbers and equals itself,
-// so that a caller's NaN never becomes the bank that other callers are given. The two zeros are one key; they give the
-// same bank.
+// Everything that a bank depends on. A NaN equals itself here, so that it has one bank and is never the key of another.
+// The two zeros are one key; they give the same bank.
 struct MelFilterBankKey {
   int freq_n;
   float f_min;  // Hz
@@ -29,8 +28,10 @@ struct MelFilterBankKey {
   int mel_norm;
   bool htk;
 
-  friend std::weak_ordering operator<=>(const MelFilterBankKey& a, const MelFilterBankKey& b);
+  friend bool operator==(const MelFilterBankKey& a, const MelFilterBankKey& b);
 };
+
+std::uint64_t HashKey(const MelFilterBankKey& key);
 
 struct MelFilterBank {
   std::vector<float> weights;  // [mel_n x freq_n]
@@ -46,7 +47,7 @@ std::vector<Band> FindBands(std::span<const float> weights, std::size_t freq_n);
 // Whether no bin is in more than two bands, which are neighbours then.
 bool OverlapByPairs(std::span<const Band> bands);
 
-// Each bank is built once per process and read without a lock from then on.
+// Each bank is built once per process, and found and read without a lock from then on.
 class MelFilterBankCache {
  public:
   static MelFilterBankCache& Get();

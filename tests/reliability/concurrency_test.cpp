@@ -1,6 +1,5 @@
 // Many threads that ask for the same new tables, processes forked meanwhile, and locks that fail.
 #include <gtest/gtest.h>
-
 #include <pthread.h>
 
 #include <algorithm>
@@ -52,11 +51,14 @@ TEST_P(SharedTables, AreTheSameForAllThreads) {
   };
   // What one thread alone keeps, found in another process.
   SharedArray<long> alone(1);
-  ASSERT_EQ(RunInChild([&] {
-              Outputs outputs;
-              alone[0] = call_all(0, outputs);
-              return 0;
-            }, 60), 0);
+  ASSERT_EQ(RunInChild(
+                [&] {
+                  Outputs outputs;
+                  alone[0] = call_all(0, outputs);
+                  return 0;
+                },
+                60),
+            0);
   ASSERT_GT(alone[0], 0);
 
   std::latch start(kThreadN);
@@ -135,6 +137,23 @@ TEST(FailingLock, IsReportedByTheExportsThatUseACache) {
       EXPECT_TRUE(arrays.AreOutputsIntact());
     }
     EXPECT_EQ(arrays.Call(scalars), 0);
+  }
+}
+
+// Settings in turn: each table is found without the lock, whichever was asked for last.
+TEST(FailingLock, IsNotMetOnceTablesExist) {
+  CallArrays arrays;
+  for (const Export& subject : CacheExports()) {
+    for (const bool fails : {false, true, true}) {
+      for (const int key : {kFirstKey + 41, kFirstKey + 42, kFirstKey + 43}) {
+        const Scalars scalars = subject.FreshSettings(key);
+        ASSERT_TRUE(arrays.Prepare(subject, scalars));
+        locks_fail = fails;
+        const int status = arrays.Call(scalars);
+        locks_fail = false;
+        EXPECT_EQ(status, 0) << subject.name << ", setting " << key;
+      }
+    }
   }
 }
 
