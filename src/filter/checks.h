@@ -1,4 +1,4 @@
-// The arguments of the filter and resampling exports, and of the routines behind them.
+// Checks of the arguments of the filter and resampling exports, and of the routines that they call.
 #pragma once
 
 #include <cstddef>

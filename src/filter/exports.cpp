@@ -1,7 +1,7 @@
 // The filter and resampling exports.
 #include "api/export_frame.h"
 #include "filter/checks.h"
-#include "filter/initial_state.h"
+#include "filter/coefficients.h"
 #include "filter/linear_filter.h"
 #include "filter/resample.h"
 #include "filter/zero_phase_filter.h"
@@ -17,7 +17,7 @@ std::span<Element> MakeSpan(Element* first, int count) {
   return {first, first != nullptr && count > 0 ? static_cast<std::size_t>(count) : 0};
 }
 
-// Most of what a filter of order 3 or more does are sums.
+// Filters of order 3 and more spend most of their time on sums of doubles.
 Simd::Level LevelFor(int d_coef_n) {
   return d_coef_n > 3 ? Simd::LevelForSumsOfDoubles(Simd::BestLevel()) : Simd::BestLevel();
 }

@@ -5,7 +5,7 @@
 
 namespace kelvo::Filter {
 
-// `count` samples, each `step` (1 or -1) elements behind the one before. dst may be src.
+// `count` samples, each `step` (1 or -1) elements after the one before. dst may be src.
 template <class Output, class Input>
 struct FilterSignal {
   Output* dst;
@@ -14,7 +14,7 @@ struct FilterSignal {
   std::size_t count;
 };
 
-// A filter of at least one state value, laid out for vectors.
+// A filter of at least one state value.
 struct FilterTables {
   std::size_t length;  // coefficients per list
   const double* b;     // [length + kFilterSlack]
@@ -29,25 +29,42 @@ inline constexpr std::size_t kFilterSlack = 32;
 
 // Scratch of a filter without feedback: inputs and outputs of one block.
 struct FirScratch {
-  double* input;   // [length - 1 + block_n + kFilterSlack]
-  double* output;  // [block_n + kFilterSlack]
-  double* state;   // [length - 1 + kFilterSlack]
-  std::size_t block_n;
+  double* input;        // [length - 1 + block_n + kFilterSlack]
+  double* output;       // [block_n + kFilterSlack]
+  double* state;        // [length - 1 + kFilterSlack]
+  std::size_t block_n;  // length - 1 or more
+};
+
+// Segments that are filtered in lanes, and the samples that each goes through at a time.
+inline constexpr std::size_t kSegmentN = 32;
+inline constexpr std::size_t kSegmentBlock = 16;
+
+// Segment s begins at src[s * apart] and has `count` samples, a multiple of kSegmentBlock, each `step` (1 or -1)
+// elements after the one before; likewise the outputs, which are left out if dst is null.
+template <class Output, class Input>
+struct SegmentedSignal {
+  Output* dst;
+  const Input* src;
+  std::ptrdiff_t step;
+  std::ptrdiff_t apart;
+  std::size_t count;
 };
 
 template <class Output, class Input>
-struct FilterPair {
+struct FilterForms {
   // The recurrence. Every other form must give its bits.
   void (*recursive)(const FilterSignal<Output, Input>& signal, const FilterTables& filter);
-  // The same for a[k] = +0 for all k >= 1.
+  // The same for a[k] = +0 for all k >= 1 and a signal of length - 1 samples or more.
   void (*feed_forward)(const FilterSignal<Output, Input>& signal, const FilterTables& filter,
                        const FirScratch& scratch);
+  // Through segments from states [(length - 1) x kSegmentN]; the state in `filter` is not used.
+  void (*segments)(const SegmentedSignal<Output, Input>& signal, const FilterTables& filter, double* states);
 };
 
 struct FilterKernels {
-  FilterPair<float, float> single_state;  // the state rounded to float after every sample
-  FilterPair<double, float> forward;
-  FilterPair<float, double> backward;
+  FilterForms<float, float> single_state;  // the state rounded to float after every sample
+  FilterForms<double, float> forward;
+  FilterForms<float, double> backward;
 };
 
 }  // namespace kelvo::Filter

@@ -10,15 +10,14 @@
 #include "base/buffers.h"
 #include "filter/coefficients.h"
 #include "filter/filter_kernels.h"
-#include "filter/segment_kernels.h"
 #include "filter/segmented_filter.h"
 
 namespace kelvo::Filter {
 namespace {
 
-// The member of FilterKernels or SegmentKernels for some types.
-template <class Output, class Input, class State, class Kernels>
-const auto& KernelsOf(const Kernels& kernels) {
+// The forms for some types.
+template <class Output, class Input, class State>
+const FilterForms<Output, Input>& FormsOf(const FilterKernels& kernels) {
   if constexpr (std::is_same_v<State, float>) {
     return kernels.single_state;
   } else if constexpr (std::is_same_v<Input, float>) {
@@ -28,7 +27,7 @@ const auto& KernelsOf(const Kernels& kernels) {
   }
 }
 
-// A product with -0 has the other sign, so only +0 will do.
+// Only +0 counts as none: a product with -0 has the other sign.
 bool HasFeedback(const NormalizedCoefficients& coefficients) {
   const double* const a = coefficients.Denominator();
   return std::any_of(a + 1, a + coefficients.Length(),
@@ -65,18 +64,17 @@ void LinerFilterCore(std::span<Output> dst, std::span<const Input> src, std::spa
   const std::ptrdiff_t first = reverse ? static_cast<std::ptrdiff_t>(count) - 1 : 0;
   const FilterSignal<Output, Input> signal{dst.data() + first, src.data() + first, reverse ? -1 : 1, count};
   const FilterTables filter{length, coefficients.Numerator(), coefficients.Denominator(), state.data()};
-  const auto& kernels = KernelsOf<Output, Input, State>(Simd::KernelsFor<FilterKernels>(level));
+  const auto& forms = FormsOf<Output, Input, State>(Simd::KernelsFor<FilterKernels>(level));
   if (HasFeedback(coefficients) || count < 4 * length) {
-    const auto run_segments = KernelsOf<Output, Input, State>(Simd::KernelsFor<SegmentKernels>(level));
-    const std::size_t done = FilterInSegments(signal, filter, kernels, run_segments);
+    const std::size_t done = FilterInSegments(signal, filter, forms);
     const std::ptrdiff_t offset = static_cast<std::ptrdiff_t>(done) * signal.step;
-    kernels.recursive({signal.dst + offset, signal.src + offset, signal.step, count - done}, filter);
+    forms.recursive({signal.dst + offset, signal.src + offset, signal.step, count - done}, filter);
   } else {
     const std::size_t block_n = std::min(ChooseFirBlock(length), count);
     std::vector<double> storage = Base::MakeZeroBuffer<double>(2 * (state_n + block_n) + state_n + 3 * kFilterSlack);
     double* const input = storage.data();
     double* const output = input + state_n + block_n + kFilterSlack;
-    kernels.feed_forward(signal, filter, {input, output, output + block_n + kFilterSlack, block_n});
+    forms.feed_forward(signal, filter, {input, output, output + block_n + kFilterSlack, block_n});
   }
   if (keeps_state) {
     std::transform(state.begin(), state.begin() + static_cast<std::ptrdiff_t>(state_n), zi.begin(),

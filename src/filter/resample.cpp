@@ -13,19 +13,17 @@
 #include "base/buffers.h"
 #include "base/extension.h"
 #include "base/int_math.h"
-#include "filter/resample_filter.h"
-#include "filter/resample_kernels.h"
 
 namespace kelvo::Filter {
 namespace {
 
-// A block's inputs and outputs of all segments should stay in a near cache, and their memory be small enough to come
-// without page faults.
+// A block of all segments is to stay in L2, in memory small enough to be allocated without page faults.
 constexpr std::size_t kBlockInputN = 256;
 constexpr std::size_t kBlockOutputN = 256;
-// Where an output moves far, the inputs that two blocks share would weigh too much.
+// Longer blocks where an output advances by many inputs: two blocks share a filter's length of inputs, which would else
+// be a large part of each.
+constexpr int kLargeStep = 4;
 constexpr std::size_t kLongBlockInputN = 1024;
-constexpr int kFar = 4;
 
 // The whole conversion, cut into `segment_n` segments of whole cycles.
 struct Segments {
@@ -46,8 +44,8 @@ std::int64_t PositionOf(const ResampleFilter& filter, std::size_t output) {
   return (filter.phase[0] + static_cast<std::int64_t>(output) * filter.down) / filter.up;
 }
 
-// Many segments keep the CPU busy, but the last of them may come out empty. The weights are the measured costs of an
-// output and of an input sample, relative to one another; they only decide about speed.
+// Many segments fill vectors and hide latencies, but the last of them may come out empty. The weights are measured
+// costs of an output and of an input sample, relative to one another; they only decide about speed.
 Segments ChooseSegments(const ResampleFilter& filter, std::size_t output_n) {
   const auto up = static_cast<std::size_t>(filter.up);
   const std::size_t cycle_n = (output_n + up - 1) / up;
@@ -78,8 +76,8 @@ class SegmentedResampler {
         output_n_(output_n),
         segments_(ChooseSegments(filter, output_n)) {
     segments_.output_n = std::min(segments_.output_n, output_n);
-    // Between two outputs n apart the position advances by at most n down / up + 1.
-    const std::size_t most_inputs = filter.down / filter.up < kFar ? kBlockInputN : kLongBlockInputN;
+    // From one output to the n-th after it the position advances by at most n down / up + 1.
+    const std::size_t most_inputs = filter.down / filter.up < kLargeStep ? kBlockInputN : kLongBlockInputN;
     const auto apart = static_cast<std::int64_t>(most_inputs - kTapN - 1) * filter.up / filter.down;
     block_output_n_ = std::min({static_cast<std::size_t>(apart) + 1, kBlockOutputN, segments_.output_n});
     block_input_n_ = static_cast<std::size_t>(static_cast<std::int64_t>(block_output_n_ - 1) * filter.down / filter.up +
@@ -163,7 +161,7 @@ void Resample(std::span<float> dst, std::span<const float> src, int dst_sample_r
       static_cast<std::size_t>(ComputeResampleLen(dst_sample_rate, static_cast<int>(src.size()), src_sample_rate));
   std::size_t output_n = 0;
   if (src.size() > 1) {
-    // Segments are read and written in turn, so they may not share memory.
+    // An output may be written before another segment reads its inputs, so these must lie elsewhere.
     std::vector<float> copy;
     if (Overlap(dst, src)) copy.assign(src.begin(), src.end());
     output_n = CountOutputs(filter, src.size(), std::min(length, dst.size()));

@@ -1,12 +1,11 @@
-// Design of the resampling filters.
-#include "filter/resample_filter.h"
-
+// Design of the resampling filters, and their cache.
 #include <cmath>
 #include <cstdint>
 #include <limits>
 #include <numeric>
 
 #include "base/buffers.h"
+#include "filter/resample.h"
 
 namespace kelvo::Filter {
 namespace {
@@ -29,7 +28,7 @@ double SincAt(double t, double cutoff) {
 ResampleFilter BuildRatio(int up, int down) {
   const auto phase_n = static_cast<std::size_t>(up);
   ResampleFilter filter{up, down, {}, {}, {}};
-  // One block, and the largest first: an impossible ratio fails before anything is computed.
+  // The largest table first: an impossible ratio fails before anything is computed.
   filter.taps = Base::MakeZeroBuffer<double>(std::uint64_t{phase_n} * kTapN);
   filter.phase.resize(phase_n);
   filter.step.resize(phase_n);

@@ -1,8 +1,8 @@
 // The resampler in lanes.
 //
-// The sum of an output is bound to its order, so lanes lie across outputs; and all lanes must use the same filter, so
-// they lie whole cycles of phases apart: each lane walks through a segment of its own. With the segments interleaved,
-// every load is one vector, whatever the ratio.
+// An output is a sum in a fixed order, so lanes lie across outputs; and all lanes must use the same phase filter, so
+// they lie whole cycles of phases apart: each lane has a segment of the signal to itself. With the segments
+// interleaved, every load is one vector, whatever the ratio.
 #include "filter/resample_kernels.h"
 
 #include "simd/lanes.h"
@@ -12,10 +12,10 @@ namespace {
 
 using namespace Simd;
 
-// Sums in flight: enough to hide the time of an addition, few enough for 16 registers.
+// Sums at a time: enough to hide the latency of an addition, few enough for 16 registers.
 constexpr std::size_t kSumN = 8;
 
-constexpr std::size_t Smaller(std::size_t a, std::size_t b) { return a < b ? a : b; }
+consteval std::size_t Min(std::size_t a, std::size_t b) { return a < b ? a : b; }
 
 // kOutputN consecutive outputs of kVectorN vectors of segments. x[q] points to the oldest input of output q, h[q] to
 // the tap that it meets, the last of its filter.
@@ -50,8 +50,8 @@ KELVO_INLINE void ComputeOutputs(float* output, std::size_t row, const double* c
 template <std::size_t kSegmentN, std::size_t kOutputN>
 KELVO_INLINE std::size_t FilterOutputs(std::size_t m, float* output, const double*& x, std::size_t output_n,
                                        ResampleCycle& cycle) {
-  using Lane = Lanes<double, Smaller(Doubles::kSize, kSegmentN)>;
-  constexpr std::size_t kVectorN = Smaller(kSumN / kOutputN, kSegmentN / Lane::kSize);
+  using Lane = Lanes<double, Min(Doubles::kSize, kSegmentN)>;
+  constexpr std::size_t kVectorN = Min(kSumN / kOutputN, kSegmentN / Lane::kSize);
   for (; m + kOutputN <= output_n; m += kOutputN) {
     const double* inputs[kOutputN];
     const double* taps[kOutputN];
@@ -71,7 +71,7 @@ KELVO_INLINE std::size_t FilterOutputs(std::size_t m, float* output, const doubl
 
 template <std::size_t kSegmentN>
 KELVO_INLINE void FilterSegments(float* output, const double* x, std::size_t output_n, ResampleCycle cycle) {
-  constexpr std::size_t kVectorN = Smaller(kSumN, kSegmentN / Smaller(Doubles::kSize, kSegmentN));
+  constexpr std::size_t kVectorN = Min(kSumN, kSegmentN / Min(Doubles::kSize, kSegmentN));
   const std::size_t m = FilterOutputs<kSegmentN, kSumN / kVectorN>(0, output, x, output_n, cycle);
   FilterOutputs<kSegmentN, 1>(m, output, x, output_n, cycle);
 }
@@ -88,18 +88,19 @@ void Filter(float* output, const double* interleaved, std::size_t segment_n, std
 }
 
 // Squares of this size are transposed in registers.
-constexpr std::size_t kSquare = Smaller(Floats::kSize, 4);
+constexpr std::size_t kSquare = Min(Floats::kSize, 4);
 
 // From element i on; returns the first that is left over.
 template <std::size_t kSize>
 KELVO_INLINE std::size_t InterleaveFrom(std::size_t i, double* interleaved, const float* const* segments,
                                         std::size_t segment_n, std::size_t count) {
-  constexpr std::size_t kAhead = 32;
+  constexpr std::size_t kPrefetchDistance = 32;
   for (; i + kSize <= count; i += kSize) {
     for (std::size_t s = 0; s < segment_n; s += kSize) {
       Lanes<float, kSize> rows[kSize];
-      // The streams are too many for the CPU to foresee. Each line is asked for once.
-      if (i + kAhead < count) __builtin_prefetch(segments[s + i / kSize % kSize] + i + kAhead);
+      // The segments are more streams than CPUs prefetch by themselves. They take turns: a line, once, for one at a
+      // time.
+      if (i + kPrefetchDistance < count) __builtin_prefetch(segments[s + i / kSize % kSize] + i + kPrefetchDistance);
 #pragma GCC unroll 4
       for (std::size_t r = 0; r < kSize; ++r) rows[r] = Lanes<float, kSize>::Load(segments[s + r] + i);
       Transpose(rows);
@@ -120,7 +121,9 @@ template <std::size_t kSize>
 KELVO_INLINE void DeinterleaveSegments(float* const* segments, const std::size_t* counts, const float* output,
                                        std::size_t segment_n) {
   std::size_t shared_n = counts[0];
-  for (std::size_t r = 1; r < kSize; ++r) shared_n = Smaller(shared_n, counts[r]);
+  for (std::size_t r = 1; r < kSize; ++r) {
+    if (counts[r] < shared_n) shared_n = counts[r];
+  }
   std::size_t m = 0;
   for (; m + kSize <= shared_n; m += kSize) {
     Lanes<float, kSize> rows[kSize];

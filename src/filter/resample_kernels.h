@@ -8,7 +8,7 @@ namespace kelvo::Filter {
 // Taps of one phase filter.
 inline constexpr std::size_t kTapN = 65;
 
-// Where in the cycle of phases a block of outputs begins.
+// The polyphase filter, and where in the cycle of its phases a block of outputs begins.
 struct ResampleCycle {
   const double* taps;  // [up x kTapN]
   const int* phase;    // [up]
@@ -17,7 +17,7 @@ struct ResampleCycle {
   std::size_t index;
 };
 
-// Parts of the signal that begin at the same phase, side by side: `segment_n` of them, one of kSegmentCounts.
+// Segments of the signal that begin at the same phase, in lanes: `segment_n` of them, one of kSegmentCounts.
 struct ResampleKernels {
   // interleaved [count x segment_n] = segments [segment_n][count]
   void (*interleave)(double* interleaved, const float* const* segments, std::size_t segment_n, std::size_t count);

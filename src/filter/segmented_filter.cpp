@@ -1,4 +1,4 @@
-// Guesses the states in which segments begin, filters them side by side, and checks the guesses.
+// Guesses the states in which segments begin, filters them in lanes, and checks the guesses.
 #include "filter/segmented_filter.h"
 
 #include <algorithm>
@@ -10,7 +10,7 @@
 namespace kelvo::Filter {
 namespace {
 
-// Shorter segments are outweighed by their run-ups, longer ones leave the cache.
+// Shorter segments are outweighed by their warm-ups, longer ones leave L2.
 constexpr std::size_t kMinLength = 512;
 constexpr std::size_t kMaxLength = 8192;
 // Larger scratch memory, allocated anew for each call, would cost more in page faults.
@@ -18,7 +18,7 @@ constexpr std::size_t kMaxScratchBytes = 65536;
 // Checks of a segment's state, and the least number of samples between two.
 constexpr std::size_t kCheckN = 16;
 constexpr std::size_t kMinCheckDistance = 64;
-// Samples with which to measure how soon a filter forgets: some 3 % of the time, which may be spent in vain.
+// Samples to measure the settling time with: some 3 % of the call's time, which may be spent in vain.
 constexpr std::size_t ChooseMeasured(std::size_t count, std::size_t length) { return count / (64 + 12 * length); }
 // With fewer there is little to gain.
 constexpr std::size_t kMinMeasured = 2 * kSegmentBlock;
@@ -51,37 +51,37 @@ template <class Output, class Input>
 class SegmentedFilter {
  public:
   SegmentedFilter(const FilterSignal<Output, Input>& signal, const FilterTables& filter,
-                  const FilterPair<Output, Input>& kernels, FilterSegments<Output, Input> run_segments)
+                  const FilterForms<Output, Input>& forms)
       : signal_(signal),
         filter_(filter),
-        kernels_(kernels),
-        run_segments_(run_segments),
+        forms_(forms),
         is_in_place_(static_cast<const void*>(signal.dst) == signal.src),
         state_n_(filter.length - 1),
         states_((kCheckN + 1) * state_n_ * kSegmentN) {}
 
   // Measures with up to `measured_n` samples.
   std::size_t Run(std::size_t measured_n) {
-    const std::size_t run_up = MeasureMemory(measured_n);
-    if (run_up == 0) return 0;
+    const std::size_t settling_n = MeasureSettling(measured_n);
+    if (settling_n == 0) return 0;
     const std::size_t max_length = is_in_place_ ? kMaxScratchBytes / (kSegmentN * sizeof(Input)) : kMaxLength;
     std::size_t pause = 0;
     for (std::size_t i = 0;;) {
       const std::size_t block_n =
-          std::min({std::max(8 * run_up, kMinLength), max_length, (signal_.count - i) / kSegmentN}) / kSegmentBlock;
+          std::min({std::max(8 * settling_n, kMinLength), max_length, (signal_.count - i) / kSegmentN}) / kSegmentBlock;
       if (block_n == 0) return i;
-      // An odd number of blocks apart, segments do not compete for the same sets of the first-level cache.
+      // An odd number of blocks apart, segments do not compete for the same sets of L1.
       const std::size_t length = ((block_n - 1) | 1) * kSegmentBlock;
-      if (length < std::max(run_up, kMinCheckDistance)) return i;
-      const std::size_t wrong_n = FilterSegmentsFrom(i, length, run_up);
+      if (length < std::max(settling_n, kMinCheckDistance)) return i;
+      const std::size_t wrong_n = FilterSegmentsFrom(i, length, settling_n);
       i += length * kSegmentN;
-      // Where most guesses were wrong, in silence or because the measurement was lucky, the next would be, too.
+      // Where most guesses were wrong, in silence or because the signal settled too soon where it was measured, the
+      // next ones would be, too.
       if (2 * wrong_n < length * kSegmentN) {
         pause = 0;
       } else {
         pause = 2 * pause + length * kSegmentN;
         const std::size_t count = std::min(pause, signal_.count - i);
-        kernels_.recursive({signal_.dst + At(i), signal_.src + At(i), signal_.step, count}, filter_);
+        forms_.recursive({signal_.dst + At(i), signal_.src + At(i), signal_.step, count}, filter_);
         i += count;
       }
     }
@@ -92,43 +92,43 @@ class SegmentedFilter {
   double* StatesAt(std::size_t check) { return states_.Data() + check * state_n_ * kSegmentN; }
 
   // The segments from dst and src on, each through `count` samples.
-  void RunSegments(Output* dst, const Input* src, std::ptrdiff_t apart, std::size_t count, double* states) const {
-    run_segments_({dst, src, signal_.step, apart, count}, {filter_.length, filter_.b, filter_.a, states});
+  void FilterSegments(Output* dst, const Input* src, std::ptrdiff_t apart, std::size_t count, double* states) const {
+    forms_.segments({dst, src, signal_.step, apart, count}, filter_, states);
   }
 
-  // Samples after which runs that began in different states have become one, or 0 if that takes too long.
-  std::size_t MeasureMemory(std::size_t measured_n) {
+  // The settling time: samples until runs from different states have become one, or 0 if that takes too long.
+  std::size_t MeasureSettling(std::size_t measured_n) {
     double* const states = StatesAt(0);
     for (std::size_t i = 0; i < state_n_ * kSegmentN; ++i) states[i] = static_cast<double>(i % kSegmentN) / kSegmentN;
     // In the middle, because signals often begin and end in silence.
     const std::size_t begin = signal_.count / 2;
     for (std::size_t i = 0; i + kSegmentBlock <= measured_n; i += kSegmentBlock) {
-      RunSegments(nullptr, signal_.src + At(begin + i), 0, kSegmentBlock, states);
+      FilterSegments(nullptr, signal_.src + At(begin + i), 0, kSegmentBlock, states);
       if (AreOneState(states, state_n_)) return i + kSegmentBlock;
     }
     return 0;
   }
 
   // kSegmentN segments, the first from sample i on. Gives the number of samples that had to be filtered again.
-  std::size_t FilterSegmentsFrom(std::size_t i, std::size_t length, std::size_t run_up) {
+  std::size_t FilterSegmentsFrom(std::size_t i, std::size_t length, std::size_t settling_n) {
     const Input* const src = is_in_place_ ? CopyInputs(i, length * kSegmentN) : signal_.src + At(i);
     Output* const dst = signal_.dst + At(i);
-    GuessStates(src, length, run_up);
+    GuessStates(src, length, settling_n);
     const std::size_t distance = std::max(RoundUpToBlocks((length + kCheckN - 1) / kCheckN), kMinCheckDistance);
     const std::size_t check_n = (length + distance - 1) / distance;
-    const auto samples_behind = [&](std::size_t check) { return std::min(distance, length - check * distance); };
+    const auto samples_after = [&](std::size_t check) { return std::min(distance, length - check * distance); };
     for (std::size_t check = 0; check < check_n; ++check) {
       const std::ptrdiff_t offset = At(check * distance);
       std::copy_n(StatesAt(check), state_n_ * kSegmentN, StatesAt(check + 1));
-      RunSegments(dst + offset, src + offset, At(length), samples_behind(check), StatesAt(check + 1));
+      FilterSegments(dst + offset, src + offset, At(length), samples_after(check), StatesAt(check + 1));
     }
     std::size_t wrong_n = 0;
     for (std::size_t s = 0; s < kSegmentN; ++s) {
       std::size_t check = 0;
       for (; check < check_n && !IsStateOf(s, StatesAt(check), filter_.state, state_n_); ++check) {
         const std::ptrdiff_t offset = At(s * length + check * distance);
-        kernels_.recursive({dst + offset, src + offset, signal_.step, samples_behind(check)}, filter_);
-        wrong_n += samples_behind(check);
+        forms_.recursive({dst + offset, src + offset, signal_.step, samples_after(check)}, filter_);
+        wrong_n += samples_after(check);
       }
       if (check == check_n) continue;
       // From this check on the run from the guess was right.
@@ -138,12 +138,12 @@ class SegmentedFilter {
     return wrong_n;
   }
 
-  // Leaves in StatesAt(0) what the segments begin with: the first knows its state, the others run up from zeros through
+  // Leaves in StatesAt(0) what the segments begin with: the first knows its state, the others warm up from zeros over
   // the end of the segment before.
-  void GuessStates(const Input* src, std::size_t length, std::size_t run_up) {
+  void GuessStates(const Input* src, std::size_t length, std::size_t settling_n) {
     double* const states = StatesAt(0);
     std::fill_n(states, state_n_ * kSegmentN, 0.0);
-    RunSegments(nullptr, src + At(length - run_up), At(length), run_up, states);
+    FilterSegments(nullptr, src + At(length - settling_n), At(length), settling_n, states);
     for (std::size_t k = 0; k < state_n_; ++k) {
       double* const values = states + k * kSegmentN;
       std::copy_backward(values, values + kSegmentN - 1, values + kSegmentN);
@@ -151,7 +151,7 @@ class SegmentedFilter {
     }
   }
 
-  // What the outputs will overwrite, and may be needed again.
+  // The outputs overwrite the inputs, which segments with a wrong guess need again.
   const Input* CopyInputs(std::size_t i, std::size_t count) {
     inputs_.resize(count);
     const Input* const first = signal_.src + At(i);
@@ -162,8 +162,7 @@ class SegmentedFilter {
 
   const FilterSignal<Output, Input>& signal_;
   const FilterTables& filter_;
-  const FilterPair<Output, Input>& kernels_;
-  FilterSegments<Output, Input> run_segments_;
+  const FilterForms<Output, Input>& forms_;
   bool is_in_place_;
   std::size_t state_n_;
   Base::ScratchArray<double> states_;  // those of all segments at each check, and at the end
@@ -174,17 +173,17 @@ class SegmentedFilter {
 
 template <class Output, class Input>
 std::size_t FilterInSegments(const FilterSignal<Output, Input>& signal, const FilterTables& filter,
-                             const FilterPair<Output, Input>& kernels, FilterSegments<Output, Input> run_segments) {
+                             const FilterForms<Output, Input>& forms) {
   const std::size_t measured_n = ChooseMeasured(signal.count, filter.length);
   if (measured_n < kMinMeasured) return 0;
-  return SegmentedFilter<Output, Input>(signal, filter, kernels, run_segments).Run(measured_n);
+  return SegmentedFilter<Output, Input>(signal, filter, forms).Run(measured_n);
 }
 
 template std::size_t FilterInSegments(const FilterSignal<float, float>&, const FilterTables&,
-                                      const FilterPair<float, float>&, FilterSegments<float, float>);
+                                      const FilterForms<float, float>&);
 template std::size_t FilterInSegments(const FilterSignal<double, float>&, const FilterTables&,
-                                      const FilterPair<double, float>&, FilterSegments<double, float>);
+                                      const FilterForms<double, float>&);
 template std::size_t FilterInSegments(const FilterSignal<float, double>&, const FilterTables&,
-                                      const FilterPair<float, double>&, FilterSegments<float, double>);
+                                      const FilterForms<float, double>&);
 
 }  // namespace kelvo::Filter

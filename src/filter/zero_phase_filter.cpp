@@ -13,7 +13,6 @@
 #include "base/buffers.h"
 #include "base/extension.h"
 #include "filter/coefficients.h"
-#include "filter/initial_state.h"
 #include "filter/linear_filter.h"
 
 namespace kelvo::Filter {

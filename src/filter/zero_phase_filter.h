@@ -18,7 +18,7 @@ enum class FilterPadType {
 // dst = src filtered forwards and backwards, each time from the settled state of its first sample; all in double
 // precision in between. pad_len samples are added at each end before, and cut off after. dst may be src.
 //
-// dst longer than src also receives the filtered padding behind it, as far as there is any; the rest stays as it is.
+// dst longer than src also receives the filtered padding after it, as far as there is any; the rest stays as it is.
 // pad_len must be below src.size() for the mirrored kinds. An extended signal of 2^31 samples or more is a
 // std::length_error.
 void FilterFilterCore(std::span<float> dst, std::span<const float> src, std::span<const float> n_coef,

@@ -23,9 +23,7 @@ EXCEPTIONS = [
     ("src/fft/single_transform.h", "constexpr std::size_t TransformOneScratch", "asked while compiling only"),
     ("src/fft/frame_transform.h", "constexpr std::size_t FrameBinsOfOneScratch", "asked while compiling only"),
     ("src/fft/real_split.h", "constexpr std::size_t RealBinsOfOneScratch", "asked while compiling only"),
-    ("src/filter/resample_kernels.cpp", "constexpr std::size_t Smaller", "asked while compiling only"),
     ("src/base/fork_guard.cpp", "cache_n < kMaxCaches", "there are fewer caches than places for them"),
-    ("src/filter/filter_kernels.cpp", "count >= state_n", "a block shorter than the state is the last one"),
 ]
 
 

@@ -13,7 +13,6 @@
 #include <vector>
 
 #include "filter/checks.h"
-#include "filter/resample_filter.h"
 #include "kelvo_audio.h"
 #include "support/bits.h"
 #include "support/messages.h"

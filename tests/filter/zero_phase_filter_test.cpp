@@ -8,7 +8,7 @@
 
 #include "base/extension.h"
 #include "filter/checks.h"
-#include "filter/initial_state.h"
+#include "filter/coefficients.h"
 #include "filter/plain_filter.h"
 #include "kelvo_audio.h"
 #include "support/bits.h"

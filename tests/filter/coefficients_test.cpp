@@ -1,5 +1,5 @@
 // The settled state of a filter.
-#include "filter/initial_state.h"
+#include "filter/coefficients.h"
 
 #include <gtest/gtest.h>
 
