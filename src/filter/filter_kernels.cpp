@@ -238,7 +238,6 @@ void FeedForward(const FilterSignal<Output, Input>& signal, const FilterTables& 
   filter_recursively(0, state_n);
 
   double* const block_input = scratch.input + state_n;
-  bool state_is_exact = false;  // the state has the bits of its sums
   for (std::size_t i = state_n; i < signal.count;) {
     const std::size_t count = signal.count - i < scratch.block_n ? signal.count - i : scratch.block_n;
     for (std::size_t n = 0; n < count; ++n) block_input[n] = static_cast<double>(signal.src[at(i + n)]);
@@ -246,16 +245,14 @@ void FeedForward(const FilterSignal<Output, Input>& signal, const FilterTables& 
     const double newest_state = filter.state[state_n - 1];
     const Kinds outputs = FindKinds(scratch.output, count);
     if (newest_state != newest_state || outputs.infinite_or_nan) return filter_recursively(i, signal.count - i);
-    const bool sums_are_exact =
-        (state_is_exact && !outputs.negative) || !(outputs.minus_zero || FindKinds(scratch.state, state_n).minus_zero);
-    if (sums_are_exact) {
+    // In a block without a sign no sum of an output is -0, and the state stems from it alone if it is long enough.
+    if ((!outputs.negative && count >= state_n) ||
+        !(outputs.minus_zero || FindKinds(scratch.state, state_n).minus_zero)) {
       for (std::size_t n = 0; n < count; ++n) signal.dst[at(i + n)] = static_cast<Output>(scratch.output[n]);
       __builtin_memcpy(filter.state, scratch.state, state_n * sizeof(double));
     } else {
       filter_recursively(i, count);
     }
-    // A block is as long as the state, unless it is the last one: all of the state now stems from it.
-    state_is_exact = sums_are_exact || !outputs.negative;
     __builtin_memmove(scratch.input, scratch.input + count, state_n * sizeof(double));
     i += count;
   }

@@ -40,6 +40,8 @@ TEST(LinearFilter, HasTheBitsOfTheRecurrenceForEveryOrder) {
     const Floats zi = Noise(length - 1, seed + 200);
     Floats growing(length, -0.1f);
     growing[0] = 1.0f;
+    Floats decaying(length, 0.01f);
+    decaying[0] = 1.0f;
     for (const std::size_t count : {1u, 2u, 3u, 7u, 8u, 9u, 31u, 200u}) {
       const Floats x = Noise(count, seed + 100);
       ExpectPlainBits<float, float>(b, a, x, zi);
@@ -47,6 +49,8 @@ TEST(LinearFilter, HasTheBitsOfTheRecurrenceForEveryOrder) {
       ExpectPlainBits<float, float>(b, {-3.0f}, x, zi);
       // Once infinite, the state stays so: nothing behind its end may mix in as 0 times infinity.
       ExpectPlainBits<float, float>(Floats(length, 2.0f), growing, Floats(count, kHuge), zi);
+      // The last state value has no successor, not even +0.
+      ExpectPlainBits<float, float>(Floats(length, 2.0f), decaying, Floats(count, -0.0f), {});
     }
   }
   for (const std::size_t length : {32u, 64u, 101u, 255u}) {
@@ -99,6 +103,10 @@ TEST(LinearFilter, HasTheBitsOfTheRecurrenceForSpecialValues) {
     }
   }
   ExpectPlainBits<float, float>({1.0f, 2.0f, 3.0f, 4.0f}, {1.0f}, noise, {0.0f, 0.0f, kInfinity});
+  // A last block of one sample, shorter than the state: the negative output before it leaves a +0 in the state.
+  Floats ones(2 + 4096 + 1, 1.0f);
+  ones[1] = ones[4097] = -1.0f;
+  ExpectPlainBits<float, float>({1.0f, -0.0f, 0.0f}, {1.0f}, ones, {});
 }
 
 TEST(LinearFilter, ExportHonoursEveryCount) {
