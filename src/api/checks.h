@@ -1,7 +1,7 @@
 // The argument checks that several rooms share. Each message stands beside the condition that it reports.
 //
-// A check states the failing condition: a NaN passes `power < 0` and must go on passing it, so no check may be turned
-// round. "size." closes a message about a count or a length, "value." about another number, "format." about a mode.
+// A check states the failing condition: `power < 0` is false for a NaN, which is thus accepted, so no check may be
+// inverted. "size." ends a message about a count or a length, "value." about another number, "format." about a mode.
 #pragma once
 
 #include <algorithm>

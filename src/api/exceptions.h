@@ -30,7 +30,7 @@ class KelvoException {
   virtual const char* GetErrorMessage() const;
   virtual const char* GetDetail() const;
   virtual const std::string& GetLayerName() const;
-  // Only the first call has an effect: the innermost layer knows best where the error arose.
+  // Only the first call has an effect: the innermost layer is nearest to the error.
   virtual void SetLayerName(const std::string& type, const std::string& name);
 
  private:

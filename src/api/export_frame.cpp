@@ -19,8 +19,8 @@ int StatusOfCurrentException() {
     return kStatusOutOfMemory;
   } catch (const Util::Exceptions::KelvoException& error) {
     return error.GetStatus();
-    // Nothing here throws a pointer, but code that we call might; its object is not ours to delete.
-    // NOLINTNEXTLINE(cert-err09-cpp,cert-err61-cpp): it has a status like any other.
+    // The library throws no pointer, but code that it calls might; the object is not the library's to delete.
+    // NOLINTNEXTLINE(cert-err09-cpp,cert-err61-cpp): a pointer has a status like anything else that is thrown.
   } catch (const Util::Exceptions::KelvoException* error) {
     return error->GetStatus();
   } catch (...) {
@@ -34,7 +34,7 @@ int StatusOfCurrentException() {
 #include <windows.h>
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID) {
-  // The library keeps no per-thread state, so it need not hear of every thread that starts or ends.
+  // The library keeps no per-thread state, so it needs no notice of threads that start or end.
   if (reason == DLL_PROCESS_ATTACH) DisableThreadLibraryCalls(module);
   return TRUE;
 }

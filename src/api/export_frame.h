@@ -1,4 +1,4 @@
-// The frame that all exports share: null checks, then one guarded body, and the status of whatever escapes from it.
+// The frame that all exports share: null checks, then the body in one try block, whose exceptions become a status.
 #pragma once
 
 #include <algorithm>
@@ -9,7 +9,7 @@
 
 namespace kelvo::Api {
 
-// To be called in a catch block: the status of the exception in flight.
+// The status of the exception being handled; called in a catch block.
 int StatusOfCurrentException();
 
 // Runs the body of an export. A null among the required pointers returns before anything else happens.

@@ -1,15 +1,15 @@
-// The floating-point environment in which the library computes, whatever its host has set.
+// The floating-point environment in which the library computes, whatever the host application has set.
 #pragma once
 
 #include <cstdint>
 
 namespace kelvo::Api {
 
-// While one lives, the calling thread rounds to nearest, keeps denormals and takes no traps; after it the host's settings
-// are what they were. Hosts often flush denormals on their audio threads, and results must not depend on the thread.
+// While one exists, the calling thread rounds to nearest, keeps denormals and takes no traps; its destructor restores
+// the host's settings. Hosts often flush denormals on audio threads, and results must not depend on the thread.
 //
-// Exception flags may stay raised. To lower them the register would have to be read once more at the end, which waits
-// for every operation under way: an eighth of a transform of 256 samples.
+// Exception flags may stay raised. To clear them the register would have to be read again at the end, which waits for
+// every instruction in flight: an eighth of a transform of 256 samples.
 class DefaultFpEnvironment {
  public:
   DefaultFpEnvironment();

@@ -6,8 +6,8 @@
 namespace kelvo::Base {
 namespace {
 
-// The sample that lies at a position beyond the ends. The mirrored signal is periodic: both of its end samples appear
-// once in a period, all others twice.
+// The sample at a position beyond the ends. The mirrored signal is periodic: both end samples appear once in a period,
+// all others twice.
 std::size_t FoldPosition(std::int64_t position, std::int64_t sample_n) {
   if (sample_n == 1) return 0;
   const std::int64_t period = 2 * sample_n - 2;

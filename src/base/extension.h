@@ -1,4 +1,4 @@
-// A signal continued beyond its ends: where frames, filters and resamplers read samples that do not exist.
+// Boundary extension: a signal continued beyond its ends, where frames, filters and resamplers read further samples.
 #pragma once
 
 #include <algorithm>
@@ -8,7 +8,7 @@
 namespace kelvo::Base {
 
 // Fills frame with the samples at positions first, first + 1 ... of src: one plain copy of what lies inside, and
-// beyond(position) for the rest. No position needs to lie near src.
+// beyond(position) for the rest. Positions may be any distance from src.
 template <class Beyond>
 void CopyExtended(std::span<float> frame, std::span<const float> src, std::int64_t first, Beyond beyond) {
   const auto frame_n = static_cast<std::int64_t>(frame.size());

@@ -13,13 +13,13 @@ namespace {
 
 constexpr std::size_t kMaxCaches = 8;
 
-// Of constant initialisation, since guards in other files are made while the library is loaded.
+// Constant-initialised, since guards in other files are constructed while the library is loaded.
 constinit std::array<ForkGuard::FindMutex, kMaxCaches> find_mutex_of{};
 constinit std::array<Mutex*, kMaxCaches> locked{};
 constinit std::size_t cache_n = 0;
 
 // A lock that cannot be taken is left alone: no exception may leave a handler. The compiler cannot follow locks that
-// one function takes and another gives back.
+// one function takes and another releases.
 void LockAll() KELVO_NO_THREAD_ANALYSIS {
   for (std::size_t i = 0; i < cache_n; ++i) {
     try {
@@ -42,7 +42,7 @@ void UnlockAll() KELVO_NO_THREAD_ANALYSIS {
 }  // namespace
 
 ForkGuard::ForkGuard(FindMutex find_mutex) noexcept {
-  // The system forgets the handlers of a library that is unloaded.
+  // The system removes the handlers of a library that is unloaded.
   if (cache_n == 0) ::pthread_atfork(LockAll, UnlockAll, UnlockAll);
   if (cache_n < kMaxCaches) find_mutex_of[cache_n++] = find_mutex;
 }

@@ -6,11 +6,10 @@
 namespace kelvo::Base {
 
 // Each cache has one, at namespace scope, so that it exists from the time the library is loaded. Every fork takes the
-// locks of all caches, in the order in which the guards were made, and gives them back in parent and child.
+// locks of all caches, in the order in which the guards were constructed, and releases them in parent and child.
 class ForkGuard {
  public:
-  // Gives the lock of the cache, which it builds where that has not happened yet: the child must not find a cache that
-  // is half built.
+  // Returns the lock of the cache, and constructs the cache first if need be: the child must not find it half built.
   using FindMutex = Mutex& (*)();
 
   explicit ForkGuard(FindMutex find_mutex) noexcept;

@@ -1,9 +1,9 @@
-// A mutex that the compiler keeps watch over: clang reports every use of what it guards without the lock.
+// A mutex with thread-safety annotations: clang reports every use of guarded data without the lock.
 #pragma once
 
 #include <mutex>
 
-// The standard library's own mutex carries no such attributes, and GCC knows none of them.
+// The standard library's mutex has no such attributes, and GCC does not know them.
 #if defined(__clang__)
 #define KELVO_THREAD_ATTRIBUTE(attribute) __attribute__((attribute))
 #else
@@ -15,7 +15,7 @@
 #define KELVO_RELEASES(...) KELVO_THREAD_ATTRIBUTE(release_capability(__VA_ARGS__))
 #define KELVO_NO_THREAD_ANALYSIS KELVO_THREAD_ATTRIBUTE(no_thread_safety_analysis)
 
-// Helgrind sees locks but no atomics: a build for it is told what an atomic pointer orders.
+// Helgrind sees locks but no atomics: a build for it is annotated with what an atomic pointer orders.
 #if defined(KELVO_FOR_HELGRIND)
 #include <valgrind/helgrind.h>
 #define KELVO_LOADED(atomic)                               \
@@ -39,7 +39,7 @@ class KELVO_THREAD_ATTRIBUTE(capability("mutex")) Mutex {
   std::mutex mutex_;
 };
 
-// Holds the lock while it lives.
+// Holds the lock during its lifetime.
 class KELVO_THREAD_ATTRIBUTE(scoped_lockable) MutexLock {
  public:
   explicit MutexLock(Mutex& mutex) KELVO_ACQUIRES(mutex) : mutex_(mutex) { mutex.Lock(); }

@@ -3,7 +3,7 @@
 
 namespace kelvo::Fft {
 
-// Not std::complex: its product tests for NaN, which no lane could follow.
+// Not std::complex: its product branches on NaN, which lanes cannot do.
 template <class T>
 struct Complex {
   T re, im;

@@ -7,7 +7,7 @@
 namespace kelvo::Fft {
 namespace {
 
-// At 1 and 17 most is added to reach a multiple of cache lines.
+// At 1 and 17 the padding to whole cache lines is largest.
 static_assert(TransformSingleScratch(1) <= TransformScratchSize(1));
 static_assert(2 * OutputStride(17) + TransformScratchSize(17) <= FftScratchSize(17));
 
@@ -74,7 +74,7 @@ void TransformInterleaved(float* re, float* im, const float* src_re, const float
       });
 }
 
-// Swapping real and imaginary parts before and after transpose_steps the forward transform into the inverse one.
+// Swapping real and imaginary parts before and after turns the forward transform into the inverse one.
 struct SwappedPairs {
   const float* src;
   template <class Lane>
@@ -84,8 +84,8 @@ struct SwappedPairs {
   }
 };
 
-// Multiplies by 1 / n in two parts, the larger rounded down: as accurate as a division but for the last rounding, and
-// an infinity stays one. The smaller part of a power of two would be 0 and is left out.
+// Multiplies by 1 / n in two parts, the larger rounded down: as accurate as a division except for the last rounding,
+// and an infinity stays one. For a power of two the smaller part is 0 and is left out.
 struct SwappedScaledPairs {
   float* dst;
   float reciprocal;

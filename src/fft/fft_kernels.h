@@ -11,7 +11,7 @@ namespace kelvo::Fft {
 inline constexpr std::size_t kInterleavedN = 8;
 
 struct FftKernels {
-  // These two: `scratch` holds FftScratchSize(length) floats, `length` being that of the complex transform.
+  // For the next two, `scratch` holds FftScratchSize(length) floats, where `length` is that of the complex transform.
   //
   // dst [fft_n] complex = all bins of src [fft_n]. Both may be the same array.
   void (*real_to_bins)(float* dst, const float* src, const RealTransformView& plan, float* scratch);
@@ -27,7 +27,7 @@ struct FftKernels {
   void (*transform_elements)(float* re, float* im, const float* src_re, const float* src_im, const TransformView& plan,
                              float* scratch);
   // Of kInterleavedN signals in arrays, signal l from begins[l] on; output k of signal l goes to [kInterleavedN * k +
-  // l]. No radix is above 13, and 2 * kInterleavedN * length floats of scratch are needed beside those of the others.
+  // l]. No radix is above 13, and `scratch` holds 2 * kInterleavedN * length floats more.
   void (*transform_interleaved)(float* re, float* im, const float* src_re, const float* src_im, const unsigned* begins,
                                 const TransformView& plan, float* scratch);
 };

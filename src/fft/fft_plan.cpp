@@ -19,11 +19,11 @@ namespace kelvo::Fft {
 namespace {
 
 // exp(-2 pi i index / length), index < length, each part rounded once from double precision. The angle is reduced to an
-// octant in integers, so symmetric twiddles are equal to the bit and the trivial ones exact.
+// octant in integers, so symmetric twiddles have equal bits and the trivial ones are exact.
 Complex<float> UnitRoot(std::size_t index, std::size_t length) {
   const std::size_t eighths = 8 * index;
   const std::size_t octant = eighths / length;
-  // Distance from the nearest multiple of a quarter turn, in units of 1 / (8 length) transpose_steps.
+  // Distance from the nearest multiple of pi / 2, in units of pi / (4 length).
   const std::size_t remainder = octant % 2 == 0 ? eighths - octant * length : (octant + 1) * length - eighths;
   const double angle = std::numbers::pi / 4.0 * static_cast<double>(remainder) / static_cast<double>(length);
   const auto near = static_cast<float>(::cos(angle));
@@ -40,8 +40,8 @@ Complex<float> UnitRoot(std::size_t index, std::size_t length) {
   }
 }
 
-// The radices for 2^exponent times `odd`, as measured. A pass of 16 saves a pass, but keeps more values than there are
-// registers: side by side, what is stored in between costs more than it saves.
+// The radices for 2^exponent times `odd`, as measured. A radix of 16 saves a pass, but its butterfly has more values
+// than there are registers: in a batch, spilling them costs more than it saves.
 std::vector<std::size_t> ChooseTwos(std::size_t exponent, std::size_t odd, Use use) {
   static constexpr std::initializer_list<std::size_t> kMeasured[] = {{},
                                                                      {2},
@@ -72,9 +72,8 @@ std::vector<std::size_t> ChooseTwos(std::size_t exponent, std::size_t odd, Use u
   return radices;
 }
 
-// The radices of the passes: odd primes from the largest down, then powers of two; a single two joins a five. A
-// transform alone works on blocks side by side in its last passes; an eight in front leaves it as many as half the
-// lanes.
+// The radices of the passes: odd primes from the largest down, then powers of two; a single two joins a five. The last
+// passes of a single transform run on a batch of blocks; an eight in front makes enough blocks to fill half the lanes.
 std::vector<std::size_t> ChooseRadices(std::size_t length, Use use) {
   std::vector<std::size_t> radices;
   const auto exponent = static_cast<std::size_t>(std::countr_zero(length));
@@ -104,7 +103,7 @@ std::uint64_t TableSize(std::uint64_t radix, std::uint64_t span) {
   return (span > 1 ? 4 * (radix - 1) * span : 0) + (HasButterfly(radix) ? 0 : 2 * radix);
 }
 
-// Fills `count` roots, real parts first. Returns the end of what it filled.
+// Writes `count` roots, real parts first. Returns the end of what it wrote.
 template <class RootOf>
 float* AddRoots(float* to, std::size_t count, RootOf root_of) {
   for (std::size_t i = 0; i < count; ++i) {
@@ -147,14 +146,15 @@ std::vector<unsigned> OutputPositions(std::size_t length, const std::vector<Pass
   return position;
 }
 
-// How many times as long `available` neighbours take as full vectors of them, which are halved and quartered at need.
+// The cost of a pass over `available` adjacent elements relative to one with full vectors. A half or a quarter of a
+// vector is used where fewer elements are left.
 std::size_t CostFor(std::size_t available, std::size_t lane_n) {
   if (available >= lane_n) return 1;
   if (lane_n > 8 && available >= 8) return lane_n / 8;
   return lane_n > 4 && available >= 4 ? lane_n / 4 : lane_n;
 }
 
-// The turn that costs least. The last pass is always one over blocks, since it leaves no neighbours.
+// The cheapest place to transpose. The last pass always runs on a batch of blocks, since its span is 1.
 TransposeStep ChooseTransposeStep(const std::vector<Pass>& passes, std::size_t length, std::size_t lane_n) {
   TransposeStep best{0, 1};
   if (lane_n == 1) return best;
@@ -164,7 +164,7 @@ TransposeStep ChooseTransposeStep(const std::vector<Pass>& passes, std::size_t l
   std::size_t block_n = 1;
   for (std::size_t i = 0; i < passes.size(); ++i) {
     const std::size_t cost = cost_before + (passes.size() - i) * CostFor(block_n, lane_n);
-    // Long blocks are for a single pass, which gains nothing from a near cache.
+    // Blocks too long for L1 are worthwhile only before the first or the last pass.
     if (cost < best_cost && (block <= kMaxL1Length || i == 0 || i + 1 == passes.size())) {
       best = {i, block_n};
       best_cost = cost;
@@ -176,12 +176,12 @@ TransposeStep ChooseTransposeStep(const std::vector<Pass>& passes, std::size_t l
   return best;
 }
 
-// Up to 16 samples the zeros of a full-length transform keep more accuracy than the split step of a half-length one:
-// measured over random signals, 8 and 16 are the only lengths where splitting would lose (by a fifth at most).
+// Up to 16 samples a full-length transform is used: the split step of a half-length one would lose accuracy at 8 and
+// 16, by up to a fifth over random signals, and at no other even length.
 bool IsHalfLength(std::size_t fft_n) { return fft_n % 2 == 0 && fft_n > 16; }
 
-// Shorter frames gain too little side by side for what their short signals cost a frame that is alone. Prime factors
-// from 17 on leave the larger errors behind a real pass (1 to 30 %), those up to 13 the smaller ones (by up to 14 %).
+// Up to 256 samples the pass gains little in a batch, and its short subsignals cost a single frame more than that. With
+// prime factors from 17 on it makes errors larger (by 1 to 30 %), with those up to 13 smaller (by up to 14 %).
 bool HasRealPass(std::size_t fft_n) {
   if (fft_n % 8 != 0 || fft_n <= 256) return false;
   for (const std::size_t p : {2u, 3u, 5u, 7u, 11u, 13u}) {
@@ -245,7 +245,7 @@ RealTransformPlan::RealTransformPlan(std::size_t fft_n, Use use) : fft_n_(fft_n)
   const std::size_t length = IsHalfLength(fft_n) ? fft_n / 2 : fft_n;
   inner_ = TransformPlan(length, ChooseRadices(length, use));
   if (!IsHalfLength(fft_n)) return;
-  // Single take them from the second one on, so that is the one to lie on a cache line.
+  // Single transforms load them from the second one on, so the second one lies on a cache line.
   const std::size_t split_n = fft_n / 4 + 1;
   const std::size_t stride = (split_n + 30) / 16 * 16;
   split_ = Base::ScratchBuffer(2 * stride);

@@ -14,8 +14,8 @@ namespace kelvo::Fft {
 // Fails with KelvoInvalidArgument for a length below 1.
 void CheckPlanLength(int fft_n);
 
-// Fails where the tables of a plan could not exist: std::length_error for a power of two from 2^28 and any length from
-// 2^30 on. Callers ask before they allocate anything.
+// Fails with std::length_error for a power of two from 2^28 and any length from 2^30 on, whose tables are too large.
+// Callers check before they allocate anything.
 void CheckPlanSize(int fft_n);
 
 // A forward complex transform of any length [Cooley and Tukey 1965]. Immutable once built, movable.
@@ -33,11 +33,11 @@ class TransformPlan {
   std::vector<Pass> passes_;
   Base::ScratchBuffer tables_;  // what the passes point into
   std::vector<unsigned> position_;
-  std::vector<unsigned> output_;                // the other way round
+  std::vector<unsigned> output_;                // the inverse permutation
   std::vector<TransposeStep> transpose_steps_;  // [kLaneCountN]
 };
 
-// What a transform runs as, which decides about the fastest order of its passes.
+// How a transform runs, which determines the fastest order of its passes.
 enum class Use { batch, single };
 
 // A transform of real samples.
@@ -55,7 +55,7 @@ class RealTransformPlan {
   float* split_im_ = nullptr;
 };
 
-// A transform of real frames, side by side or, with the same bits, of one.
+// A transform of real frames, in a batch or, with the same bits, of a single one.
 class FrameTransformPlan {
  public:
   FrameTransformPlan() = default;

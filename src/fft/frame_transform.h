@@ -73,7 +73,7 @@ struct SampleTile {
 // Takes the outputs of a complex subsignal to the sink as bins.
 template <class Sink>
 struct SubsignalBins {
-  // Where span elements are left per subsignal, a power of two in it is below 2^15 or ends in eights.
+  // Frames short enough for a batch have no plan that ends in a radix of 16.
   static constexpr bool kTakesRadix16 = false;
   const Sink& sink;
   const unsigned* bin;
@@ -86,9 +86,9 @@ struct SubsignalBins {
   KELVO_INLINE SubsignalBins From(std::size_t i) const { return {sink, bin + i, sign + i}; }
 };
 
-// The bins of frames in lanes; `work` has room for plan.ElementCount() elements. source.Gather<Lane>(place) gathers all
-// samples, source.GatherTile<Lane>(to, first, span) Lane::kSize samples from each first + q span on, q = 0 .. 7, one
-// such run behind the other.
+// The bins of frames in lanes; `work` has room for plan.ElementCount() elements. source.GatherAll<Lane>(to, slot)
+// gathers all samples, source.GatherTile<Lane>(to, first, span) Lane::kSize samples from each first + q span on,
+// q = 0 .. 7, one run after the other.
 template <class Lane, class Source, class Sink>
 KELVO_INLINE void FrameBatchBins(const FrameTransformView& plan, const Source& source, BatchElements<Lane> work,
                                  float* scratch, const Sink& sink) {
@@ -101,7 +101,7 @@ KELVO_INLINE void FrameBatchBins(const FrameTransformView& plan, const Source& s
       for (std::size_t i = 0; i < plan.fft_n; ++i) Lane::Broadcast(0.0f).Store(work.im + i * work.kStride);
     }
   } else if (plan.order == nullptr && plan.ElementCount() > kLongestInPlace) {
-    // A few samples at a time are gathered, and used while they are in L1.
+    // Gathered in tiles, which the pass reads while they are in L1.
     const BatchSubsignals<Lane> subsignals{work.re, work, nullptr};
     for (std::size_t j = 0; j < span; j += Lane::kSize) {
       if (j + Lane::kSize > span) j = span - Lane::kSize;
@@ -110,7 +110,7 @@ KELVO_INLINE void FrameBatchBins(const FrameTransformView& plan, const Source& s
                                j + Lane::kSize);
     }
   } else {
-    // The real subsignal is written in an order of its own, which leaves it no place among the samples.
+    // The order of the real subsignal differs from that of the samples, so it cannot be written in place.
     const BatchSubsignals<Lane> subsignals{scratch, work, plan.sample_at};
     const SamplesInPlace<Lane> samples{work, span};
     source.template GatherAll<Lane>(work.re, plan.slot);
@@ -180,9 +180,8 @@ struct SplitBins {
   }
 };
 
-// What a real pass over one frame leads to lies in a row: first the bins of the real subsignal, then, from FirstOutput
-// on, the outputs of the complex ones, each in natural order or, behind a pass over sixteen, kInterleavedN of them in
-// turn.
+// The results after a real pass over one frame lie in a row: the bins of the real subsignal, then, from FirstOutput on,
+// the outputs of the complex ones, each in natural order or, after a pass over sixteen, kInterleavedN interleaved.
 constexpr std::size_t FirstOutput(const FrameTransformView& plan) {
   return OutputStride(plan.sub_plan.inner.length + 1);
 }
@@ -247,7 +246,7 @@ KELVO_INLINE void FrameSingleBins(const FrameTransformView& plan, const float* f
     ordered[plan.sample_at[2 * j + 1]] = real[span + j];
   }
   RealBins(plan.sub_plan, ordered, row, fft, scratch);
-  // The complex subsignals are too short for vectors of neighbors and go through the lanes together, the last one
+  // The complex subsignals are too short for vectors of adjacent elements and run as a batch, which holds the last one
   // twice.
   unsigned begins[kInterleavedN];
   for (std::size_t l = 0; l < kInterleavedN; ++l) {
@@ -257,7 +256,7 @@ KELVO_INLINE void FrameSingleBins(const FrameTransformView& plan, const float* f
                             plan.sub_plan.inner, ordered);
 }
 
-// Calls use(bin, sign, at) for each output of the complex subsignals, which lies at `at` from the first one on.
+// Calls use(bin, sign, at) for each output of the complex subsignals; `at` counts from the first one.
 template <class Use>
 KELVO_INLINE void ForEachOutput(const FrameTransformView& plan, const Use& use) {
   const std::size_t span = plan.sub_plan.inner.length;

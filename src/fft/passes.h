@@ -6,7 +6,7 @@
 //
 // A pass is a template over the lanes that it works on and over what they hold:
 //   - Batch: several transforms at once, element k of each in one vector; twiddles are broadcast;
-//   - Single: neighboring elements of one transform; twiddles are loaded as vectors.
+//   - Single: adjacent elements of one transform; twiddles are loaded as vectors.
 // Both run the same operations on every element, so a transform has the same bits whichever way it is computed.
 #pragma once
 
@@ -44,7 +44,7 @@ struct Elements {
 
 // Split-complex arrays of one transform: all real parts, then all imaginary parts.
 using SplitElements = Elements<1>;
-// A vector of real parts and one of imaginary parts in turn, for transforms in lanes.
+// Alternating vectors of real and of imaginary parts, for transforms in lanes.
 template <class Lane>
 using BatchElements = Elements<2 * Lane::kSize>;
 template <class Lane>

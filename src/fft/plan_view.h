@@ -13,7 +13,7 @@ struct Pass {
   // Twiddles exp(-2 pi i s j / (radix * span)) at [(s - 1) * span + j] for s = 1 .. radix - 1; none when span is 1.
   const float* twiddle_re;
   const float* twiddle_im;
-  // The same once more, real and imaginary parts in turn, at [2 * ((radix - 1) * j + s - 1)].
+  // The same interleaved, real part first, at [2 * ((radix - 1) * j + s - 1)].
   const float* twiddle_pairs;
   // exp(-2 pi i k / radix), k = 0 .. radix - 1, for radices without a butterfly of their own.
   const float* root_re;
@@ -23,7 +23,7 @@ struct Pass {
 // Elements of a batch of 16 lanes that stay in L1 from pass to pass: 32 KiB.
 inline constexpr std::size_t kMaxL1Length = 256;
 
-// Where the data of a single transform is transposed, from vectors of neighboring elements to a batch of blocks: after
+// Where the data of a single transform is transposed, from vectors of adjacent elements to a batch of blocks: after
 // pass_n passes, which leave block_n blocks.
 struct TransposeStep {
   std::size_t pass_n;

@@ -23,8 +23,8 @@
 namespace kelvo::Fft {
 inline namespace KELVO_LEVEL {
 
-// The transform of eight real samples, of which come the sums and the differences of those that lie four apart. Outputs
-// 0 and 4 are left as the sums over even and over odd samples; 5 to 7 mirror 3 to 1.
+// The transform of eight real samples, given the sums and the differences of those that lie four apart. Outputs 0 and 4
+// are left as the sums over even and over odd samples; 5 to 7 are the conjugates of 3 to 1.
 template <class Lane>
 struct RealButterfly8 {
   Lane even_sum, odd_sum;

@@ -1,8 +1,8 @@
 // One transform in lanes, for kernel files.
 //
-// Its first passes work on vectors of neighboring elements. Those run out when blocks become shorter than a vector. The
-// blocks are independent transforms, so there the data is transposed: whole blocks, one a lane, finish as a batch.
-// Choosing for the lanes blocks whose outputs are neighbors undoes the digit reversal at no cost.
+// Its first passes work on vectors of adjacent elements, until blocks become shorter than a vector. The blocks are
+// independent transforms, so there the data is transposed: whole blocks, one a lane, finish as a batch. With blocks in
+// the lanes whose outputs are adjacent, the digit reversal costs nothing.
 #pragma once
 
 #include <cstddef>
@@ -70,7 +70,7 @@ constexpr std::size_t ArrayStride(std::size_t length) { return ((length + 15) / 
 constexpr std::size_t TransformSingleScratch(std::size_t length) { return 8 * ArrayStride(length) + 8 * Floats::kSize; }
 
 // Takes the elements of blocks in lanes, as their last pass computes them, to the sink of the whole transform: element
-// i of the blocks from `first_block` on is an output of each, and these are neighbors.
+// i of the blocks from `first_block` on is an output of each, and these outputs are adjacent.
 template <class Sink>
 struct BlockOutputs {
   static constexpr bool kTakesRadix16 = true;

@@ -76,10 +76,10 @@ void TakeUnitPhases(float* dst, const float* src, std::size_t count) {
   TakeUnitPhasesFrom<Lanes<float, 1>>(i, dst, src, count);
 }
 
-// `<` is false for NaN: one in src[0] stays, a later one is passed over. Every lane starts from src[0] so that the
-// lanes keep this rule, and the order of the comparisons cannot show otherwise.
+// `<` is false for NaN: one in src[0] stays, a later one is skipped. Every lane starts from src[0], so that the lanes
+// keep this rule; otherwise the order of the comparisons makes no difference.
 float FindPeak(const float* src, std::size_t count) {
-  constexpr std::size_t kChainN = 4;  // independent maxima, to hide the latency of a comparison
+  constexpr std::size_t kChainN = 4;  // independent accumulators, to hide the latency of a comparison
   Floats peaks[kChainN];
   for (Floats& peak : peaks) peak = Floats::Broadcast(src[0]);
   std::size_t i = 0;

@@ -18,7 +18,7 @@ void ConvertPowerToDb(std::span<float> dst, std::span<const float> src, float to
   const auto& kernels = Simd::KernelsFor<ConversionKernels>(level);
   // The conversion floors the peak as it floors every value, a NaN included.
   const float peak = kernels.find_peak(src.data(), src.size());
-  // No limit for a NaN either. Nothing is less than negative infinity, so that one stands for "no limit".
+  // A NaN is no limit either, and negative infinity, which nothing is below, is no limit.
   const float lower = top_db >= 0.0f ? 0.0f - top_db : -std::numeric_limits<float>::infinity();
   kernels.convert_to_db(dst.data(), src.data(), src.size(), peak, lower);
 }
@@ -47,7 +47,7 @@ void Standardize(std::span<float> dst, std::span<const float> src, Simd::Level l
     sum_sq += value * value;
   }
   const float mean = sum * inv_n;
-  // May come out slightly negative; the deviation is then NaN, and so is every output. Callers rely on seeing that.
+  // May be slightly negative; the deviation is then NaN, and so is every output. Callers rely on that.
   const float variance = inv_n * sum_sq - mean * mean;
   float deviation = ::sqrtf(variance);
   if (deviation == 0.0f) deviation = kDeviationOfConstant;

@@ -44,8 +44,7 @@ void FillTriangle(std::span<float> row, const float* edge_hz, float bin_hz) {
   }
 }
 
-// How many zeros a row begins with. Whole groups of zeros are passed at once, in a form that compilers turn into vector
-// code.
+// How many zeros a row begins with. Whole groups are tested at once, in a form that compilers vectorise.
 std::size_t SkipZeros(std::span<const float> row) {
   constexpr std::size_t kGroup = 16;
   std::size_t k = 0;

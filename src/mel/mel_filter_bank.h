@@ -44,7 +44,7 @@ void BuildMelFilterBank(MelFilterBank& bank, const MelFilterBankKey& key);
 
 // The bands of weights [mel_n x freq_n].
 std::vector<Band> FindBands(std::span<const float> weights, std::size_t freq_n);
-// Whether no bin is in more than two bands, which are neighbours then.
+// Whether no bin is in more than two bands, which then are adjacent.
 bool OverlapByPairs(std::span<const Band> bands);
 
 // Each bank is built once per process, and found and read without a lock from then on.

@@ -8,9 +8,9 @@ namespace {
 
 using namespace Simd;
 
-// A weight of 0 adds nothing to a sum if the value it meets is finite: the product is a zero, and a sum that began at +0
-// is never -0. Values are finite if their total is; should it overflow although they are, the full rows give the same
-// result more slowly.
+// A weight of 0 changes no sum if the value it multiplies is finite: the product is a zero, and a sum that began at +0
+// is never -0. Values are finite if their total is; should the total overflow although they are, the full rows give the
+// same result more slowly.
 template <class Lane, std::size_t kVectorN>
 KELVO_INLINE bool AreFinite(const Lane (&total)[kVectorN]) {
   Lane difference = total[0] - total[0];
@@ -29,7 +29,8 @@ KELVO_INLINE void SetZero(Lane (&lanes)[kVectorN]) {
   for (std::size_t v = 0; v < kVectorN; ++v) lanes[v] = Lane::Broadcast(0.0f);
 }
 
-// The sums of kVectorN vectors of frames, which go together so that their chains of additions overlap.
+// The sums of kVectorN vectors of frames, computed together so that their additions, each of which waits for the one
+// before, overlap.
 template <class Lane, std::size_t kVectorN>
 struct FrameVectors {
   const MelProduct& product;
@@ -80,8 +81,8 @@ KELVO_INLINE void MultiplyBands(const FrameVectors<Lane, kVectorN>& frames) {
 }
 
 // For bands that overlap by pairs: reads every bin once. A band is `next` while the one before it is the current band,
-// and has no weights earlier. Gives false, and sums that do not count, if a value is not finite: every value is added to
-// the current band, be it times 0, and leaves that sum an infinity or NaN.
+// and has no weights earlier. Returns false, and invalid sums, if a value is not finite: every value is added to the
+// current band, if only times 0, which makes that sum an infinity or NaN.
 template <class Lane, std::size_t kVectorN>
 KELVO_INLINE bool MultiplyPairs(const FrameVectors<Lane, kVectorN>& frames) {
   const MelProduct product = frames.product;

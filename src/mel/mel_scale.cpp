@@ -9,7 +9,7 @@ namespace {
 constexpr float kBreakHz = 1000.0f;
 constexpr float kMelPerHz = 0x1.eb851ep-7f;  // 0.015: 15 mel at 1000 Hz
 constexpr float kHzPerMel = 0x1.0aaaaap+6f;  // 200 / 3
-// The way back uses 1000 / (200 / 3) as single precision gives it, not the 15 of the way there. This is meant: it moves
+// The inverse uses 1000 / (200 / 3) in single precision, not the 15 of the forward conversion. This is meant: it moves
 // the edges of the filters in their last bit.
 constexpr float kBreakMel = 15.0f;
 constexpr float kBreakMelBack = 0x1.e00002p+3f;

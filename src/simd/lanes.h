@@ -1,4 +1,4 @@
-// Lanes<T, N>: N values of T that go through the same arithmetic side by side.
+// Lanes<T, N>: a vector of N values of T, the same arithmetic in every lane.
 //
 // A kernel is written once over Lanes. Compiled for a CPU level it works on that level's widest vectors, and its tail
 // on Lanes<T, 1>, which holds a plain T. Every operation here rounds each lane exactly as the scalar operation does, so
@@ -49,7 +49,7 @@ struct Lanes {
   static constexpr std::size_t kSize = kLaneN;
   Vector v;
 
-  // Neither load nor store asks for alignment.
+  // Neither load nor store needs alignment.
   static KELVO_INLINE Lanes Load(const T* from) {
     Lanes lanes;
     __builtin_memcpy(&lanes.v, from, sizeof(Vector));
@@ -145,7 +145,7 @@ KELVO_INLINE Lanes<float, N> FromBits(BitLanes<N> a) {
     return {(typename Lanes<float, N>::Vector)a.v};
   }
 }
-// Numbers below 2^24 as floats; the conversion is a signed one because older CPUs lack the other.
+// Numbers below 2^24 as floats; the conversion is signed because older CPUs lack the unsigned one.
 template <std::size_t N>
 KELVO_INLINE Lanes<float, N> SmallToFloat(BitLanes<N> a) {
   if constexpr (N == 1) {

@@ -1,4 +1,4 @@
-// Asks the CPU which of the compiled kernel levels it can run.
+// Detects which of the compiled kernel levels the CPU can run.
 #include "simd/level.h"
 
 #include <algorithm>
@@ -50,7 +50,8 @@ constexpr std::array kCompiledLevels{
 }  // namespace
 
 std::span<const Level> SupportedLevels() {
-  // Threads that ask first together find the same. To wait for one of them could last for ever in a forked process.
+  // Not a static that is initialised once: in a forked process, waiting for the thread that began it could deadlock.
+  // Threads that find the count at the same time find the same.
   constinit static std::atomic<std::size_t> known_n{0};
   std::size_t count = known_n.load(std::memory_order_relaxed);
   if (count == 0) {

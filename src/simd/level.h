@@ -13,8 +13,8 @@ std::span<const Level> SupportedLevels();
 // The last of SupportedLevels(), found once per process.
 Level BestLevel();
 
-// What to take in place of `level` for sums of doubles, where a factor that all lanes share is met as often as a vector:
-// CPUs that run a 512-bit instruction in two halves then pay for each broadcast, which narrower vectors have for nothing.
+// The level to use in place of `level` for sums of doubles with a broadcast factor per vector: CPUs that run a 512-bit
+// instruction in two halves pay for each broadcast, which is free with narrower vectors.
 Level LevelForSumsOfDoubles(Level level);
 
 const char* LevelName(Level level);

@@ -26,7 +26,7 @@ void CheckFrameLen(int sample_n, int fft_n, int hop_n, int center) {
 
 void CheckSampleLen(int frame_n, int freq_n, int hop_n, int center) {
   Api::CheckFrameValue(frame_n);
-  // Without a closing full stop, unlike CheckFrequencyValue; this is meant, callers know the text.
+  // Without a full stop, unlike CheckFrequencyValue; this is meant, callers know the text.
   Api::FailIf(freq_n < 1, "Invalid freq_n value");
   Api::CheckHop(hop_n);
   Api::CheckCenter(center);

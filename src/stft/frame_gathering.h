@@ -1,8 +1,8 @@
 // Gathers the windowed samples of a batch of frames, for kernel files.
 //
-// Samples of one frame lie next to each other in memory; a register tile of them is transposed, so that sample i of all
-// frames is one vector. Frames overlap: a hop further on, frame t has the samples that frame t + 1 had before, which
-// takes one shuffle each instead of a new transpose.
+// Samples of one frame are adjacent in memory; a register tile of them is transposed, so that sample i of all frames is
+// one vector. Frames overlap: a hop further on, frame t has the samples that frame t + 1 had before, which takes one
+// shuffle each instead of a new transpose.
 #pragma once
 
 #include <cstddef>
@@ -76,7 +76,7 @@ struct WindowedFrames {
   std::size_t fft_n;
   FrameSource source;
 
-  // Lane::kSize samples from each first + q * span on, q = 0 .. 7, one run behind the other.
+  // Lane::kSize samples from each first + q * span on, q = 0 .. 7, one run after the other.
   template <class Lane>
   KELVO_INLINE void GatherTile(float* to, std::size_t first, std::size_t span) const {
     constexpr std::size_t kRunN = 8;
@@ -123,14 +123,14 @@ struct WindowedFrames {
         if (i + kSize > step) i = step - kSize;
         gather(i, step, fft_n - kSize + 1 - i);
       }
-      // What an incomplete step leaves where it is no multiple of a vector.
+      // The last samples of an incomplete step that is no multiple of a vector.
       if (fft_n % step % kSize != 0) gather(fft_n - kSize, 1, 1);
     }
     ClearOutside<Lane>(place, 0, fft_n);
   }
 
-  // Zeros for those of `count` samples from sample i on that lie outside the window. To multiply them by zero would
-  // turn an infinity into a NaN.
+  // Clears those of `count` samples from sample i on that lie outside the window. Multiplied by zero, an infinity would
+  // become a NaN.
   template <class Lane, class Place>
   KELVO_INLINE void ClearOutside(const Place& place, std::size_t i, std::size_t count) const {
     if (i >= begin && i + count <= end) return;

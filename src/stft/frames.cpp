@@ -10,7 +10,7 @@
 
 namespace kelvo::Stft {
 int ComputeFrameCount(int sample_n, int fft_n, int hop_n, int center) {
-  // Also where padding would make up for the missing samples; this is meant.
+  // Also where padding would supply the missing samples; this is meant.
   if (sample_n < fft_n) return 0;
   const bool is_zero_padded = center == static_cast<int>(CenterMode::Zero);
   const bool is_padded = is_zero_padded || center == static_cast<int>(CenterMode::Reflect);

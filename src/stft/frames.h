@@ -19,8 +19,8 @@ enum class CenterMode {
 // 11 million samples on it may be one frame more than the signal covers. hop_n 0 saturates.
 int ComputeFrameCount(int sample_n, int fft_n, int hop_n, int center);
 
-// Samples that frame_n overlapping frames of 2 * (freq_n - 1) samples span, without the padding if centred. Wraps round
-// beyond 32 bits.
+// Samples that frame_n overlapping frames of 2 * (freq_n - 1) samples span, without the padding if centred. Wraps
+// around beyond 32 bits.
 int ComputeSampleCount(int frame_n, int freq_n, int hop_n, int center);
 
 // Fills frame with the samples from position `start` on of the signal padded by `pad` samples in front, as the mode

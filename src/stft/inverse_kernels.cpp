@@ -1,7 +1,7 @@
 // Inverse transforms of spectrogram columns and their overlap-add, in batches of frames or one by one.
 //
-// An inverse transform is the forward one with real and imaginary parts swapped before and after: where the elements of
-// the transform are stored, and where its outputs are read.
+// An inverse transform is the forward one with real and imaginary parts swapped before and after: here while elements
+// are stored and while outputs are read, so the swap costs nothing.
 #include "stft/inverse_kernels.h"
 
 #include "fft/fft_kernels.h"
@@ -19,7 +19,7 @@ KELVO_INLINE Complex<Lane> Swapped(const Complex<Lane>& x) {
   return {x.im, x.re};
 }
 
-// Bin k of neighboring frames. Loads no column beyond the last.
+// Bin k of consecutive frames. Loads no column beyond the last.
 template <class Lane>
 struct FrameBins {
   const float* data;  // of the first frame
@@ -36,7 +36,7 @@ struct FrameBins {
     return SamplePairs{row}.Load<Lane>(0);
   }
   KELVO_INLINE Complex<Lane> LoadReversed(std::size_t k) const { return Load(k); }
-  // Rows lie too far apart for the CPU's own prefetcher.
+  // Rows lie too far apart for the hardware prefetcher.
   KELVO_INLINE void Prefetch(std::size_t k, std::size_t batch_n) const {
     constexpr std::size_t kLineFrames = 8;
     const std::size_t frame_n = count < batch_n * Lane::kSize ? count : batch_n * Lane::kSize;
@@ -54,7 +54,7 @@ struct SingleFrameBins {
   KELVO_INLINE Complex<Lane> LoadReversed(std::size_t k) const { return bins.LoadReversed<Lane>(k); }
 };
 
-// Where the elements of the inner transform go, swapped: forward from k, or mirrored.
+// Stores the elements of the inner transform, swapped: in order from k, or mirrored.
 template <class Mode, class Target>
 struct ElementSink {
   Target elements;
@@ -73,7 +73,7 @@ struct ElementSink {
   }
 };
 
-// The imaginary parts of bins 0 and n / 2 have no part in a real signal and are not looked at.
+// The imaginary parts of bins 0 and n / 2 are 0 for a real signal and are ignored.
 template <class Lane, bool kHalfLength, class Bins, class Sink>
 KELVO_INLINE void MergeEndBins(const RealTransformView& plan, const Bins& bins, const Sink& sink) {
   const Lane zero = Lane::Broadcast(0.0f);
@@ -113,8 +113,8 @@ KELVO_INLINE void MergeBins(const RealTransformView& plan, std::size_t k, const 
   }
 }
 
-// The elements of kBatchN batches of frames, one behind the other in `work`. Two together read a row of the
-// spectrogram in longer pieces. Not inlined: by itself, the step keeps what it needs in registers.
+// The elements of kBatchN batches of frames, one batch after the other in `work`. Two together read a row of the
+// spectrogram in longer pieces. Not inlined: on its own, the step keeps its values in registers.
 template <std::size_t kBatchN, bool kHalfLength>
 [[gnu::noinline]] void MergeBatches(const RealTransformView& plan, const FrameBins<Floats>& bins, float* work) {
   using Sink = ElementSink<Batch, BatchElements<Floats>>;
@@ -157,8 +157,7 @@ KELVO_INLINE Lanes<T, N> RotateIn(Lanes<T, N> a, T& carry) {
   }
 }
 
-// The lowest envelope that is divided by. Between two floats lies 1e-10, above which an envelope counts; this is the
-// upper one.
+// The lowest envelope that is divided by: the smallest float above 1e-10.
 constexpr float kLowestEnvelope = 0x1.b7cdfep-34f;
 
 template <class Lane>
@@ -166,10 +165,10 @@ KELVO_INLINE Lane Divided(Lane value, Lane envelope) {
   return SelectLess(envelope, Lane::Broadcast(kLowestEnvelope), value, value / envelope);
 }
 
-// Overlap-adds rows r, r + 1, ... of a batch of frames, as their transforms left them, and delivers them. The lanes of
-// a sum first belong to frames; a lane rotation takes it on to the next frame's sample, until lanes are columns. With
-// kWhole all rows of the tile exist, and all of their samples lie inside the window. Not inlined: by itself, the loop
-// keeps its sums in registers.
+// Overlap-adds rows r, r + 1, ... of a batch of frames, in the order in which their transforms left them, and stores
+// them. The lanes of a sum first belong to frames; a lane rotation moves each sum to the next frame's sample, until
+// lanes are columns. With kWhole all rows of the tile exist, and all of their samples lie inside the window. Not
+// inlined: on its own, the loop keeps its sums in registers.
 template <bool kWhole>
 [[gnu::noinline]] void AddTile(const SynthesisSettings& settings, std::size_t r, const float* elements, float* carry,
                                const ColumnTarget& target) {

@@ -8,21 +8,20 @@
 
 namespace kelvo::Stft {
 
-// What becomes of a frame of samples: samples begin .. end - 1 are multiplied by the gain and added to the signal, the
-// others are left out.
+// How a frame is added to the signal: samples begin .. end - 1 multiplied by the gain, the others left out.
 struct SynthesisSettings {
   Fft::RealTransformView plan;
   const float* gain;  // [end - begin]
   std::size_t begin;
   std::size_t end;
-  // Batches only. The signal is cut into columns of row_n neighboring samples, one every hop; column c begins with
-  // frame c. Sample i of a batch of frames lies at sample_offset[i] behind its elements.
+  // Batches only. The signal is cut into columns of row_n adjacent samples, one every hop; column c begins with frame
+  // c. Sample i of a batch of frames lies sample_offset[i] floats from the start of its elements.
   std::size_t row_n;
   const unsigned* sample_offset;  // [fft_n]
 };
 
-// Where the columns go that a batch of frames completes: each sample divided by the envelope of its row, if there is
-// one, unless that is too low to divide by.
+// Destination of the columns that a batch of frames completes: each sample is divided by the envelope of its row, if
+// there is one and it is not too low to divide by.
 struct ColumnTarget {
   float* columns;
   std::size_t step;  // from a column to the next one
@@ -36,10 +35,10 @@ struct SpectrogramView {
 };
 
 struct InverseKernels {
-  // Adds frames first .. first + count - 1 of the spectrogram, at most two batches, completed by silent ones, and gives
-  // target v the columns that batch v is the last one to reach, for v < target_n. Every sample receives its frames in
-  // ascending order. carry[i], i >= row_n, holds the partial sums of the columns to come: sample i % row_n of column
-  // i / row_n from the first one of the next batch on. `work` holds InverseScratch(...) floats.
+  // Adds frames first .. first + count - 1 of the spectrogram, at most two batches, completed by silent ones, and
+  // stores at target v, for v < target_n, the columns that batch v is the last to contribute to. Frames are added to
+  // every sample in ascending order. carry[i], i >= row_n, holds the partial sums of later columns: sample i % row_n of
+  // column i / row_n, counted from the first one of the next batch. `work` holds InverseScratch(...) floats.
   void (*add_frames)(const SynthesisSettings& settings, const SpectrogramView& spectrogram, std::size_t first,
                      std::size_t count, float* carry, const ColumnTarget* targets, std::size_t target_n, float* work);
   // Adds one frame to signal [fft_n]; the same bits as add_frames. `work` holds SingleFrameScratch(...) floats.

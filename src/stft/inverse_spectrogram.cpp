@@ -70,13 +70,13 @@ Synthesis::Synthesis(float* dst, const float* src, const InverseSettings& settin
   settings_.plan = Fft::FftPlanCache::Get().GetInversePlan(static_cast<int>(fft_n)).real.View();
   const std::vector<float>& window = WindowCache::Get().GetWindow(settings.win_n, settings.win_type);
 
-  // The window and the division by fft_n, of which TwoOverN takes back all but a half, are one factor, rounded once.
+  // The window, the division by fft_n and, for TwoOverN, the inverse of its 2 / fft_n are one factor, rounded once.
   const double scale =
       settings.norm_type == static_cast<int>(SpectrumNorm::TwoOverN) ? 0.5 : 1.0 / static_cast<double>(fft_n);
   const std::size_t margin = (fft_n - window.size()) / 2;
   settings_.begin = margin;
   settings_.end = fft_n - margin;
-  // Where the window cannot lie in the middle, the span is one sample longer, and that sample is multiplied by 0.
+  // Where the window cannot be centred exactly, the span is one sample longer, and that sample is multiplied by 0.
   gain_ = Base::MakeZeroBuffer(settings_.end - settings_.begin);
   window_square_ = Base::MakeZeroBuffer(window.size());
   for (std::size_t i = 0; i < window.size(); ++i) {
@@ -104,12 +104,12 @@ Synthesis::Synthesis(float* dst, const float* src, const InverseSettings& settin
     return;
   }
   work_ = Base::ScratchBuffer(InverseScratch(length, lane_n));
-  // A hop of 0 or beyond the frame's length leaves nothing to share between frames: a column is then a whole frame.
+  // With a hop beyond the frame's length no frames overlap: a column is then a whole frame.
   settings_.row_n = hop_ < fft_n ? hop_ : fft_n;
   overlap_hops_ = (fft_n - 1) / settings_.row_n;
   sample_offset_.resize(fft_n);
   for (std::size_t i = 0; i < fft_n; ++i) {
-    // Real and imaginary parts are still exchanged.
+    // Real and imaginary parts are still swapped.
     const std::size_t element = settings_.plan.inner.position[settings_.plan.IsHalfLength() ? i / 2 : i];
     const bool is_second = settings_.plan.IsHalfLength() && i % 2 == 1;
     sample_offset_[i] = static_cast<unsigned>((2 * element + (is_second ? 0 : 1)) * lane_n);
@@ -162,14 +162,14 @@ void Synthesis::RunOneByOne() {
     float* const envelope = envelope_.data() + t * hop_ + settings_.begin;
     for (std::size_t i = 0; i < window_square_.size(); ++i) envelope[i] += window_square_[i];
   }
-  // The delivered stretch may end in a gap behind the last frame that it needs.
+  // The samples asked for may end in a gap after the last frame that they need.
   const std::size_t reached_n = std::min(needed_n_, signal_.size());
   kernels_.normalize_by_window_envelope(signal_.data(), envelope_.data(), reached_n);
   Deliver({signal_.data(), reached_n}, 0);
   FillFrom(reached_n);
 }
 
-// The squared windows of the frames that began last_back to first_back columns ago, in that order, in one row.
+// The sum of squared windows in one row, over the frames that began last_back to first_back columns ago, in that order.
 float Synthesis::Envelope(std::size_t row, std::size_t first_back, std::size_t last_back) const {
   float sum = 0.0f;
   for (std::size_t back = last_back + 1; back-- > first_back;) {
@@ -179,14 +179,14 @@ float Synthesis::Envelope(std::size_t row, std::size_t first_back, std::size_t l
   return sum;
 }
 
-// Whether all frames around the column exist, so that it has the inner envelope, and all of it is delivered.
+// Whether all frames that can reach the column exist, so that it has the inner envelope, and all of it was asked for.
 bool Synthesis::IsInner(std::size_t column) const {
   const std::size_t position = column * hop_;
   return column >= overlap_hops_ && column < spectrogram_.frame_n && position >= first_ &&
          position + settings_.row_n <= needed_n_;
 }
 
-// Divides and delivers columns at the ends, of which the first is column `first` of the signal.
+// Divides and delivers columns at the ends; the first one is column `first` of the signal.
 void Synthesis::DeliverColumns(std::size_t first, std::size_t count, float* columns) {
   const std::size_t row_n = settings_.row_n;
   const std::size_t last_frame = spectrogram_.frame_n - 1;
@@ -203,14 +203,14 @@ void Synthesis::DeliverColumns(std::size_t first, std::size_t count, float* colu
   }
 }
 
-// Copies what lies within the delivered stretch.
+// Copies the samples that were asked for.
 void Synthesis::Deliver(std::span<const float> samples, std::size_t position) {
   const std::size_t begin = std::max(position, first_);
   const std::size_t end = std::min(position + samples.size(), needed_n_);
   for (std::size_t i = begin; i < end; ++i) dst_[i - first_] = samples[i - position];
 }
 
-// Writes the samples from `position` on that no frame reaches.
+// Writes zeros from `position` on, where no frame reaches.
 void Synthesis::FillFrom(std::size_t position) {
   for (std::size_t i = std::max(position, first_); i < first_ + dst_.size(); ++i) dst_[i - first_] = 0.0f;
 }

@@ -22,8 +22,8 @@ constexpr double kFloor = 1e-10;
 
 double Decibels(double power) { return ::log10(power) * 10.0; }
 
-// Frames that are summed in one go. Enough to fill every level's lanes several times over; fewer where the hop is so
-// large that the stretch of a block at an end of the signal, which is copied, would not stay small beside the frame.
+// Frames that are summed in one block. Enough to fill every level's lanes several times; fewer where the hop is so
+// large that the samples of a block at an end of the signal, which are copied, would exceed the frame by far.
 std::int64_t BlockFrames(std::int64_t win_n, std::int64_t hop_n) {
   constexpr std::int64_t kMaxFrames = 64;
   constexpr std::int64_t kSmallStretch = 65536;
@@ -67,7 +67,7 @@ NonSilentSpan FindNonSilentSpan(std::span<const float> src, int win_n, int hop_n
   const int frame_n =
       ComputeFrameCount(static_cast<int>(sample_n), win_n, hop_n, static_cast<int>(CenterMode::Reflect));
   if (frame_n == 0) return {-1, 0};
-  // The count then is the largest int. Asking for that many sums would fail, too, but might take the machine with it.
+  // The count then is the largest int. Allocating that many sums might succeed, and exhaust the machine's memory.
   if (hop_n == 0) throw std::bad_alloc();
 
   const std::vector<double> mean_squares = ComputeMeanSquares(src, frame_n, win_n, hop_n, level);

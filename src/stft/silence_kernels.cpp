@@ -8,7 +8,7 @@ namespace {
 
 using namespace Simd;
 
-// As many as the widest vectors hold; narrower ones take transpose_steps.
+// As many as the widest vectors hold; of narrower ones, several are in flight.
 constexpr std::size_t kFramesInFlight = 8;
 
 template <class Sum, class Samples>
@@ -17,9 +17,9 @@ KELVO_INLINE Sum AddSquare(Sum sum, Samples samples) {
   return sum + wide * wide;
 }
 
-// One frame per lane: a frame's sum is in sample order, so it can only go faster beside other frames. Each frame's next
-// few samples are one load; a transpose brings them into the order in which they are added. Several groups of lanes
-// take transpose_steps, since each addition waits for the one before it in its own lane.
+// One frame per lane: a frame's sum is in sample order, so only several frames can be vectorised. Each frame's next few
+// samples are one load; a transpose brings them into the order in which they are added. Several groups of lanes are in
+// flight, since each addition waits for the one before it in its own lane.
 template <class Sum, std::size_t kGroupN>
 KELVO_INLINE std::size_t SumSquaresFrom(std::size_t t, double* sums, const float* frames, std::size_t frame_n,
                                         std::size_t hop_n, std::size_t win_n) {

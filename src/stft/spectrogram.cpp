@@ -36,8 +36,8 @@ ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, std::s
   const auto hop = static_cast<std::size_t>(settings.hop_n);
   frame_settings_.plan = &Fft::FftPlanCache::Get().GetFramePlan(settings.fft_n).frames.View();
   const std::vector<float>& window = WindowCache::Get().GetWindow(settings.win_n, settings.win_type);
-  // The window lies in the middle of the frame. Where it cannot lie exactly there, the span is one sample longer than
-  // the window, and that sample is multiplied by 0.
+  // The window is centred in the frame. Where it cannot be centred exactly, the span is one sample longer than the
+  // window, and that sample is multiplied by 0.
   const std::size_t margin = (fft_n - window.size()) / 2;
   frame_settings_.begin = margin;
   frame_settings_.end = fft_n - margin;
@@ -68,7 +68,7 @@ ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, std::s
     bins_.stride = lane_n;
     block_n_ = ChooseBlock(BinCount(), frame_n_, lane_n);
   }
-  // Pairs are stored in their rows, but for those of a batch that is not full.
+  // Pairs are stored in the caller's rows directly, except those of a batch that is not full.
   const std::size_t batch_n = frame_settings_.in_pairs || !is_batched_ ? 1 : (block_n_ + lane_n - 1) / lane_n;
   const std::size_t bins_n = batch_n * BatchStride();
   padded_hop_ = std::min(hop, fft_n);
@@ -84,7 +84,7 @@ ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, std::s
   work_ = take(work_n);
   bins_.data = take(bins_n);
   padded_ = take(padded_n);
-  // The lanes of a last batch that hold no frame compute, too, on whatever lies here.
+  // The lanes of a last batch that hold no frame compute as well, on what is stored here.
   std::fill_n(padded_, padded_n, 0.0f);
   frame_ = take(fft_n);
 }

@@ -34,11 +34,11 @@ struct ShortTimeSettings {
   int norm_type;
 };
 
-// The number of frames that the settings ask for, at most max_frame_n. Fails, as Fft::CheckPlanSize does, where no plan
-// could exist.
+// The number of frames that the settings ask for, at most max_frame_n. Fails, as Fft::CheckPlanSize does, where a plan
+// would be too large.
 std::size_t CountFrames(const ShortTimeSettings& settings);
 
-// Everything that a call needs: tables, and all of its scratch memory, so that nothing fails once frames are computed.
+// Everything that a call needs: tables, and all of its scratch memory, so that nothing can fail once output is written.
 //
 // Frames go through the kernels in batches, as many as a vector has lanes. A few frames left over, and frames so long
 // that a batch would not fit the caches, are transformed one by one, with the same result to the bit.
@@ -58,7 +58,7 @@ class ShortTimeTransform {
   void StoreAll(float* dst, std::size_t stride, std::span<const float> src);
 
   // For powers alone: calls use(first frame, frame count, BinBlock) for consecutive blocks of all frames of src, whose
-  // batches lie one behind the other, BatchStride() floats apart.
+  // batches lie BatchStride() floats apart.
   template <class Use>
   void ForEachBlock(std::span<const float> src, Use&& use) {
     for (std::size_t first = 0; first < frame_n_; first += block_n_) {
@@ -83,7 +83,7 @@ class ShortTimeTransform {
   bool is_batched_;
   std::size_t block_n_ = 1;
   // Frames that reach beyond the ends of the signal, cut out of the padded signal. They overlap unless the hop is
-  // longer.
+  // longer than a frame.
   float* padded_ = nullptr;
   std::size_t padded_hop_ = 0;
   BinBlock bins_{};

@@ -12,8 +12,8 @@ namespace {
 using namespace Fft;
 using namespace Simd;
 
-// What becomes of a bin: it stays a complex value, or becomes a power of its magnitude. Other powers than 1 and 2 are
-// raised from the square in a step of their own: inside the transform, every pass would be compiled once more for them.
+// The form of a bin: a complex value, or a power of its magnitude. Powers other than 1 and 2 are computed from the
+// square in a separate step: inside the transform, the last passes would be compiled once more for them.
 struct ComplexForm {
   static constexpr bool kIsComplex = true;
   template <class Lane>
@@ -124,8 +124,8 @@ void ApplyWindowCentered(const FrameSettings& settings, float* frame) {
   for (std::size_t i = settings.end; i < settings.plan->fft_n; ++i) frame[i] = 0.0f;
 }
 
-// Scales and forms bins of one frame: real parts go to `re`, which may be those of the row, imaginary parts of complex
-// values stay.
+// Scales and forms the bins of one frame: real parts are stored at `re`, which may be the row itself, imaginary parts
+// of complex values in place.
 template <class Form>
 void FormRow(const FrameSettings& settings, float* re, const SplitElements& row, std::size_t count) {
   const bool is_raised = IsRaised(settings);
@@ -142,7 +142,7 @@ void FormRow(const FrameSettings& settings, float* re, const SplitElements& row,
   if constexpr (Floats::kSize > 1) form.template operator()<Lanes<float, 1>>(k);
 }
 
-// Takes the bins of one frame, which lie next to each other while they are computed, to their rows.
+// Stores the bins of one frame, which are computed in one contiguous row, in their rows of the output.
 template <bool kInPairs, bool kIsComplex>
 void ScatterBins(const FrameTransformView& plan, const SplitElements& row, const BinBlock& bins) {
   const auto put = [=](std::size_t k, float re, float im) __attribute__((always_inline)) {
@@ -167,7 +167,7 @@ void ScatterBins(const FrameTransformView& plan, const SplitElements& row, const
                 __attribute__((always_inline)) { put(k, outputs.re[at], sign * outputs.im[at]); });
 }
 
-// The least lengths with a pass over eight and over sixteen samples: longer ones leave more room.
+// The shortest lengths with a pass over eight and over sixteen samples: longer ones leave more room.
 static_assert(2 * OutputStride(264) + FrameSingleBinsScratch(264, 33) <= SingleFrameScratch(264 / 2));
 static_assert(2 * OutputStride(336) + FrameSingleBinsScratch(336, 21) <= SingleFrameScratch(336 / 2));
 

@@ -7,8 +7,8 @@
 
 namespace kelvo::Stft {
 
-// What becomes of a frame: samples begin .. end - 1 are multiplied by the window, the others are 0, whatever they were;
-// the bins are scaled if asked and end as complex values or as |bin|^power.
+// How a frame becomes bins: samples begin .. end - 1 are multiplied by the window, the others are replaced by 0; the
+// bins are scaled if asked and stored as complex values or as |bin|^power.
 struct FrameSettings {
   const Fft::FrameTransformView* plan;
   const float* window;  // [fft_n], zeros outside begin .. end - 1

@@ -9,7 +9,7 @@
 
 namespace kelvo::Stft {
 
-// Both are periodic, the form that suits overlap-add: the divisor is the window's length, not its length minus one.
+// Both are periodic, as overlap-add needs: the divisor is the window's length, not its length minus one.
 enum class WindowType { Hann = 1, Hamming = 2 };
 
 // Each window is built once per process, and found and read without a lock from then on.
