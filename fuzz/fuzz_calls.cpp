@@ -128,8 +128,8 @@ std::vector<std::string_view> SubsystemNames() {
 }
 
 void RunInput(std::string_view subsystem, std::span<const std::uint8_t> input) {
-  constexpr double kMostOperations = 1e5;  // a fraction of a millisecond; what is larger is not called
-  constexpr std::size_t kMostBytes = std::size_t{1} << 26;
+  constexpr double kMaxOperations = 1e5;  // a fraction of a millisecond; what is larger is not called
+  constexpr std::size_t kMaxBytes = std::size_t{1} << 26;
   static CallArrays arrays;
 
   Bytes bytes(input);
@@ -140,7 +140,7 @@ void RunInput(std::string_view subsystem, std::span<const std::uint8_t> input) {
   const Placement placement{place % 2 == 0, static_cast<std::size_t>(place / 2 % 16)};
   const Extent extent = subject.extent(scalars);
   const double array_n = std::accumulate(extent.lengths.begin(), extent.lengths.end(), 0.0);
-  if (extent.operations + array_n > kMostOperations) return;
+  if (extent.operations + array_n > kMaxOperations) return;
 
   int first_status = 0;
   std::vector<std::uint32_t> first_bits;
@@ -150,7 +150,7 @@ void RunInput(std::string_view subsystem, std::span<const std::uint8_t> input) {
     FillInputs(subject, extent, arrays, bytes);  // from a copy: the same for every level
     int status;
     {
-      const AllocationFailures failures(0, 0, kMostBytes);
+      const AllocationFailures failures(0, 0, kMaxBytes);
       status = arrays.Call(scalars);
     }
     if (!subject.Documents(status)) Fail(subject, scalars, "odd status");

@@ -8,7 +8,7 @@
 namespace kelvo::Util::Exceptions {
 namespace {
 
-TEST(Exceptions, AFreshOneSaysItsMessageOnEveryFace) {
+TEST(Exceptions, ReturnTheMessageWithoutALayer) {
   const KelvoInvalidArgument error("Invalid fft_n size.");
   EXPECT_STREQ(error.what(), "Invalid fft_n size.");
   EXPECT_STREQ(error.GetErrorMessage(), "Invalid fft_n size.");
@@ -17,7 +17,7 @@ TEST(Exceptions, AFreshOneSaysItsMessageOnEveryFace) {
   EXPECT_EQ(error.GetStatus(), -1);
 }
 
-TEST(Exceptions, TheInnermostLayerNameWins) {
+TEST(Exceptions, KeepTheInnermostLayerName) {
   KelvoInvalidArgument error("Invalid src_n size.");
   error.SetLayerName("Conv", "c1");
   error.SetLayerName("Dense", "d2");
@@ -27,16 +27,16 @@ TEST(Exceptions, TheInnermostLayerNameWins) {
   EXPECT_STREQ(copy.GetErrorMessage(), "Layer:Conv(c1) Error:Invalid src_n size.");
 }
 
-// The status is what was given; only the invalid arguments fix it.
-TEST(Exceptions, TheRootCarriesAnyStatus) {
+// Only KelvoInvalidArgument has a fixed status.
+TEST(Exceptions, BaseClassTakesAnyStatus) {
   const KelvoException error("text", -77);
   EXPECT_EQ(error.GetStatus(), -77);
   EXPECT_STREQ(error.GetDetail(), "");
   EXPECT_FALSE((std::is_base_of_v<std::exception, KelvoException>));
 }
 
-template <class... Face>
-constexpr bool kIsCaughtAs = (std::is_convertible_v<KelvoInvalidArgument*, Face*> && ...);
+template <class... Base>
+constexpr bool kIsCaughtAs = (std::is_convertible_v<KelvoInvalidArgument*, Base*> && ...);
 static_assert(kIsCaughtAs<KelvoInvalidArgumentExceptionBase, std::invalid_argument, std::logic_error, std::exception,
                           KelvoException>);
 

@@ -1,4 +1,4 @@
-// The frame of an export: whatever escapes from the body becomes a status.
+// The export frame: an exception from the body becomes a status.
 #include "api/export_frame.h"
 
 #include <gtest/gtest.h>
@@ -17,7 +17,7 @@ namespace {
 using Util::Exceptions::KelvoException;
 using Util::Exceptions::KelvoInvalidArgument;
 
-TEST(ExportFrame, MapsWhatEscapesToAStatus) {
+TEST(ExportFrame, MapsExceptionsToStatuses) {
   struct Custom : KelvoException {
     Custom() : KelvoException("text", -1) {}
     int GetStatus() const override { return -42; }

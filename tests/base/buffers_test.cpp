@@ -1,4 +1,4 @@
-// Scratch memory of counts that cannot be.
+// Scratch memory of impossible counts.
 #include "base/buffers.h"
 
 #include <gtest/gtest.h>

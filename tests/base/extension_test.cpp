@@ -14,7 +14,7 @@ namespace {
 
 using namespace Support;
 
-// One mirror image after the other, until the position lies inside.
+// Reflects the position repeatedly, until it lies inside.
 float MirrorStepByStep(const std::vector<float>& src, std::int64_t position) {
   const auto last = static_cast<std::int64_t>(src.size()) - 1;
   if (last == 0) return src[0];

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Builds the preset `coverage` (clang), runs the tests, and lists what they leave out of src/.
+"""Builds the preset `coverage` (clang), runs the tests, and lists the lines and branches of src/ that they leave out.
 
 Usage: tests/coverage/coverage.py [GTEST_FILTER]     by default all tests; 'Subsystems/FuzzCorpus*' for the corpus alone
 
@@ -16,13 +16,12 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parents[2]
 BUILD = ROOT / "build/coverage"
 PROGRAMS = ["kelvo_audio_tests", "kelvo_audio_reliability_tests", "kelvo_audio_module_tests"]
-# What no test reaches: a file, what the line holds, and why.
+# Lines that no test reaches: the file, a part of the line, and the reason.
 EXCEPTIONS = [
     ("src/simd/level.cpp", "Level::neon", "other machines"),
     ("src/simd/level.cpp", "__builtin_cpu_supports", "CPUs that lack a part of the level"),
-    ("src/fft/single_transform.h", "constexpr std::size_t TransformOneScratch", "asked while compiling only"),
-    ("src/fft/frame_transform.h", "constexpr std::size_t FrameBinsOfOneScratch", "asked while compiling only"),
-    ("src/fft/real_split.h", "constexpr std::size_t RealBinsOfOneScratch", "asked while compiling only"),
+    ("src/fft/single_transform.h", "constexpr std::size_t TransformSingleScratch", "evaluated at compile time"),
+    ("src/fft/frame_transform.h", "constexpr std::size_t FrameSingleBinsScratch", "evaluated at compile time"),
     ("src/base/fork_guard.cpp", "cache_n < kMaxCaches", "there are fewer caches than places for them"),
 ]
 
@@ -65,7 +64,7 @@ def line_counts(merged: Path) -> dict:
 
 
 def branch_counts(merged: Path) -> dict:
-    """Of (file, line, column, outcome). Conditions that a template's arguments decide have no count at all."""
+    """By (file, line, column, outcome). Conditions that depend on template arguments alone are left out."""
     counts = collections.Counter()
     for function in json.loads(export(merged, "-format=text"))["data"][0]["functions"]:
         for line, column, _, _, yes, no, file, *_ in function.get("branches", []):
@@ -78,7 +77,7 @@ def branch_counts(merged: Path) -> dict:
 
 
 def report(what: str, counts: dict) -> bool:
-    """Whether all is reached that can be."""
+    """Whether everything is reached but the exceptions."""
     missed, unexplained = 0, 0
     for file, *place in sorted(key for key, count in counts.items() if count == 0):
         text = (ROOT / file).read_text().splitlines()[place[0] - 1].strip()

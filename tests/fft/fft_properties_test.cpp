@@ -1,4 +1,4 @@
-// What makes a Fourier transform, at every length that frames have: linear, and right about impulses and shifts.
+// Properties that define a Fourier transform, at every length that frames have: linearity, impulses and shifts.
 #include <gtest/gtest.h>
 
 #include <iostream>
@@ -21,7 +21,7 @@ Spectrum Transform(const std::vector<float>& x) {
 double WorstError(std::size_t n) {
   const std::size_t step = n / 3 + 1;  // of the shifts
   const std::vector<float> x = Support::Noise(n, 1), y = Support::Noise(n, 2);
-  const Spectrum turns = Turns(n, 1.0, step), x_bins = Transform(x), y_bins = Transform(y);
+  const Spectrum roots = RootsOfUnity(n, 1.0, step), x_bins = Transform(x), y_bins = Transform(y);
   double worst = 0.0;
   const auto expect = [&](const char* property, const std::vector<float>& input, const Spectrum& expected) {
     const double error = RelativeError(Transform(input), expected) / ErrorBound(n);
@@ -32,7 +32,7 @@ double WorstError(std::size_t n) {
   std::vector<float> input(n, 0.0f);
   Spectrum expected(n);
   input[step % n] = 1.0f;
-  for (std::size_t k = 0; k < n; ++k) expected[k] = std::conj(turns[k]);
+  for (std::size_t k = 0; k < n; ++k) expected[k] = std::conj(roots[k]);
   expect("impulse", input, expected);
 
   expected.assign(n, 0.0);
@@ -44,11 +44,11 @@ double WorstError(std::size_t n) {
   expect("linearity", input, expected);
 
   for (std::size_t j = 0; j < n; ++j) input[(j + step) % n] = x[j];
-  for (std::size_t k = 0; k < n; ++k) expected[k] = x_bins[k] * std::conj(turns[k]);
+  for (std::size_t k = 0; k < n; ++k) expected[k] = x_bins[k] * std::conj(roots[k]);
   expect("shift in time", input, expected);
 
-  // A real signal's spectrum moves both ways at once.
-  for (std::size_t j = 0; j < n; ++j) input[j] = x[j] * static_cast<float>(turns[j].real());
+  // A real modulation shifts the spectrum up and down at once.
+  for (std::size_t j = 0; j < n; ++j) input[j] = x[j] * static_cast<float>(roots[j].real());
   for (std::size_t k = 0; k < n; ++k) expected[k] = 0.5 * (x_bins[(k + step) % n] + x_bins[(k + n - step % n) % n]);
   expect("shift in frequency", input, expected);
   return worst;
@@ -67,7 +67,7 @@ void ExpectProperties(const std::vector<std::size_t>& lengths) {
 TEST(FftProperties, HoldAtEveryLength) {
   std::vector<std::size_t> lengths;
   for (std::size_t n = 1; n <= 2048; n += Reliability::kIsSanitized && n > 64 ? 61 : 1) lengths.push_back(n);
-  // Indices and their products leave 16, 24 and 32 bits.
+  // Lengths whose indices, or products of indices, exceed 16, 24 and 32 bits.
   if (!Reliability::kIsSanitized) lengths.insert(lengths.end(), {46340, 46341, 65535, 131072, 1048575, 1048576});
   ExpectProperties(lengths);
 }

@@ -11,7 +11,7 @@
 #include "fft/checks.h"
 #include "fft/fft_plan.h"
 #include "fft/spectra.h"
-#include "fft/yardstick.h"
+#include "fft/reference_fft.h"
 #include "support/bits.h"
 #include "support/messages.h"
 #include "support/signals.h"
@@ -56,22 +56,22 @@ TEST(FftTest, MatchesTheDoublePrecisionTransformAtEveryLevel) {
   }
 }
 
-TEST(FftTest, IsNeverLessAccurateThanTheYardstick) {
+TEST(FftTest, IsNoLessAccurateThanTheReferenceFft) {
   std::vector<std::size_t> lengths{4096, 16384, 65536};
   for (std::size_t n = 2; n <= 2048; n < 128 ? ++n : n += 1 + n / 40) lengths.push_back(n);
   for (std::size_t n = 256; n <= 2048; n *= 2) lengths.push_back(n);
   for (const std::size_t n : lengths) {
-    const Yardstick yardstick(n);
-    // The mean square over enough draws that chance does not decide.
+    const ReferenceFft reference(n);
+    // Averaged over enough signals that the comparison does not depend on chance.
     double actual_square = 0.0;
-    double yardstick_square = 0.0;
+    double reference_square = 0.0;
     for (std::uint32_t seed = 1; seed <= 1 + 2048 / n; ++seed) {
       const std::vector<float> x = Support::Noise(n, seed);
       const Spectrum exact = ExactTransform(FromReal(x), -1.0);
       actual_square += std::pow(RelativeError(FromPairs(Forward(x, Simd::BestLevel())), exact), 2.0);
-      yardstick_square += std::pow(RelativeError(yardstick.Transform(x), exact), 2.0);
+      reference_square += std::pow(RelativeError(reference.Transform(x), exact), 2.0);
     }
-    EXPECT_LE(actual_square, yardstick_square) << n << " " << actual_square / yardstick_square;
+    EXPECT_LE(actual_square, reference_square) << n << " " << actual_square / reference_square;
   }
 }
 
@@ -86,7 +86,7 @@ TEST(FftChecks, NameTheLength) {
   for (const int bad : {0, -1, INT32_MIN}) EXPECT_EQ(Support::MessageOf([=] { CheckFft(bad); }), "Invalid fft_n size.");
 }
 
-TEST(FftPlanCacheTest, SharesPlansAndRefusesWhatIsNoLength) {
+TEST(FftPlanCacheTest, SharesPlansAndRejectsInvalidLengths) {
   FftPlanCache& cache = FftPlanCache::Get();
   EXPECT_EQ(&cache.GetForwardPlan(96), &cache.GetForwardPlan(96));
   EXPECT_EQ(&cache.GetInversePlan(96), &cache.GetInversePlan(96));

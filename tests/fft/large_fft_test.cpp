@@ -1,4 +1,4 @@
-// Long transforms, at bins sampled here and there: where indices and their products leave 16, 24 or 32 bits.
+// Long transforms, at a sample of bins: lengths whose indices, or products of indices, exceed 16, 24 or 32 bits.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -18,7 +18,7 @@ namespace {
 
 std::vector<std::size_t> Lengths() {
   std::vector<std::size_t> lengths{46340, 46341, 65535, 131072, 1048575, 1048576};
-  // A prime whose square leaves 31 bits, and the square of one beyond the direct sums that are usual.
+  // A prime whose square exceeds 31 bits, and the square of a prime larger than those that common lengths have.
   if (!Reliability::kIsSanitized) lengths.insert(lengths.end(), {46349, 1666681});
   return lengths;
 }
@@ -50,7 +50,7 @@ TEST(LargeFftTest, AgreesWithTheDoublePrecisionTransform) {
       worst = std::max(worst, std::abs(actual[k] - ExactBin(signal, k)) / rms);
     }
     std::cout << n << ": error " << worst << "\n";
-    // Sampled bins may lie a few deviations out.
+    // Single bins may be a few deviations off, where the bound is a mean over all.
     EXPECT_LT(worst, 4.0 * ErrorBound(n)) << "length " << n;
 
     std::vector<float> back(2 * n);

@@ -1,4 +1,4 @@
-// Spectra in double precision, and how far from them a transform may be.
+// Reference spectra in double precision, and the error bound of a transform.
 #pragma once
 
 #include <cmath>
@@ -21,11 +21,11 @@ inline Spectrum FromPairs(const std::vector<float>& x) {
   return values;
 }
 
-// The smallest prime factor first, a direct sum where the length is prime. turns holds exp(-2 pi i m / N), or its
-// conjugate, for the N = stride * x.size() values of the whole.
+// Decimation in time by the smallest prime factor, a direct sum where the length is prime. roots holds
+// exp(-2 pi i m / N), or its conjugate, for the whole transform's N = stride * x.size().
 template <class Real>
 std::vector<std::complex<Real>> MixedRadix(const std::vector<std::complex<Real>>& x,
-                                           const std::vector<std::complex<Real>>& turns, std::size_t stride = 1) {
+                                           const std::vector<std::complex<Real>>& roots, std::size_t stride = 1) {
   using Values = std::vector<std::complex<Real>>;
   const std::size_t n = x.size();
   std::size_t p = 2;
@@ -34,27 +34,27 @@ std::vector<std::complex<Real>> MixedRadix(const std::vector<std::complex<Real>>
   std::vector<Values> parts(p, Values(n / p));
   for (std::size_t i = 0; i < n; ++i) parts[i % p][i / p] = x[i];
   for (Values& part : parts) {
-    if (part.size() > 1) part = MixedRadix(part, turns, stride * p);
+    if (part.size() > 1) part = MixedRadix(part, roots, stride * p);
   }
   Values result(n);
   for (std::size_t k = 0; k < n; ++k) {
-    for (std::size_t u = 0; u < p; ++u) result[k] += turns[u * k % n * stride] * parts[u][k % (n / p)];
+    for (std::size_t u = 0; u < p; ++u) result[k] += roots[u * k % n * stride] * parts[u][k % (n / p)];
   }
   return result;
 }
 
 // exp(sign 2 pi i m step / n) for all m.
-inline Spectrum Turns(std::size_t n, double sign, std::size_t step = 1) {
-  Spectrum turns(n);
+inline Spectrum RootsOfUnity(std::size_t n, double sign, std::size_t step = 1) {
+  Spectrum roots(n);
   for (std::size_t m = 0; m < n; ++m) {
     const auto part = static_cast<double>(m * step % n) / static_cast<double>(n);
-    turns[m] = std::polar(1.0, sign * 2.0 * std::numbers::pi * part);
+    roots[m] = std::polar(1.0, sign * 2.0 * std::numbers::pi * part);
   }
-  return turns;
+  return roots;
 }
 
-// Forward with sign -1; with sign 1 the inverse, not divided by the length.
-inline Spectrum ExactTransform(const Spectrum& x, double sign) { return MixedRadix(x, Turns(x.size(), sign)); }
+// Forward with sign -1; with sign 1 the inverse, unscaled.
+inline Spectrum ExactTransform(const Spectrum& x, double sign) { return MixedRadix(x, RootsOfUnity(x.size(), sign)); }
 
 // Root-mean-square error over root-mean-square value.
 inline double RelativeError(const Spectrum& actual, const Spectrum& exact) {
@@ -67,8 +67,8 @@ inline double RelativeError(const Spectrum& actual, const Spectrum& exact) {
   return std::sqrt(error / power);
 }
 
-// Rounding errors grow with the number of passes; 2^-24 is half a unit in the last place. Direct sums over large primes
-// grow with the square root of their length.
+// The error grows with the number of passes; 2^-24 is half a unit in the last place. That of direct sums over large
+// primes grows with the square root of their length.
 inline double ErrorBound(std::size_t n) {
   double largest_prime = 2.0;
   std::size_t rest = n;

@@ -23,7 +23,7 @@ using namespace Support;
 constexpr float kTiny = std::numeric_limits<float>::denorm_min();
 constexpr float kHuge = std::numeric_limits<float>::max();
 
-// A denominator that is stable for any order: 1 / (1 - sum of less than 1).
+// A denominator that is stable at any order: the magnitudes of its other coefficients add up to less than 1.
 std::vector<float> Denominator(std::size_t count, std::uint32_t seed) {
   std::vector<float> a = Noise(count, seed);
   for (float& value : a) value *= 0.9f / static_cast<float>(count);
@@ -47,7 +47,7 @@ TEST(LinearFilter, HasTheBitsOfTheRecurrenceForEveryOrder) {
       ExpectPlainBits<float, float>(b, a, x, zi);
       ExpectPlainBits<float, float>({0.5f}, a, x, zi);
       ExpectPlainBits<float, float>(b, {-3.0f}, x, zi);
-      // Once infinite, the state stays so: nothing behind its end may mix in as 0 times infinity.
+      // Once infinite, the state stays so: nothing beyond its end may enter as 0 times infinity.
       ExpectPlainBits<float, float>(Floats(length, 2.0f), growing, Floats(count, kHuge), zi);
       // The last state value has no successor, not even +0.
       ExpectPlainBits<float, float>(Floats(length, 2.0f), decaying, Floats(count, -0.0f), {});
@@ -60,7 +60,7 @@ TEST(LinearFilter, HasTheBitsOfTheRecurrenceForEveryOrder) {
   }
 }
 
-// Signals that show the sign of a zero product, or what 0 times infinity does to a filter without feedback.
+// Signals that reveal the sign of a zero product, or 0 times infinity in a filter without feedback.
 TEST(LinearFilter, HasTheBitsOfTheRecurrenceForSpecialValues) {
   const Floats numerators[] = {
       {0.5f, -0.25f, 0.0f, 0.125f, -1.0f, 0.75f},
@@ -109,7 +109,7 @@ TEST(LinearFilter, HasTheBitsOfTheRecurrenceForSpecialValues) {
   ExpectPlainBits<float, float>({1.0f, -0.0f, 0.0f}, {1.0f}, ones, {});
 }
 
-TEST(LinearFilter, ExportHonoursEveryCount) {
+TEST(LinearFilter, ExportUsesEveryCount) {
   const std::vector<float> b = {0.5f, 0.25f, 0.125f};
   const std::vector<float> a = {2.0f, -0.5f};
   std::vector<float> state(2);

@@ -1,4 +1,4 @@
-// The recurrence of the linear filter, written down once more without regard to speed: the bits that all must give.
+// The recurrence of the linear filter in its plainest form, whose bits every kernel must give.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -42,8 +42,8 @@ std::vector<Output> PlainFilter(const std::vector<Input>& src, const std::vector
   return dst;
 }
 
-// Filters at all levels, in both directions, apart and, where one type allows it, in place: always the bits of the
-// plain recurrence, state included. zi is cut or continued with zeros to the length of the state.
+// Filters at all levels, in both directions, out of place and, where the types are equal, in place: always the bits of
+// the plain recurrence, state included. zi is truncated or zero-padded to the length of the state.
 template <class Output, class State, class Input>
 void ExpectPlainBits(const std::vector<float>& b, const std::vector<float>& a, const std::vector<Input>& x,
                      std::vector<State> zi) {

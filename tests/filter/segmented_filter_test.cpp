@@ -1,4 +1,4 @@
-// Signals long enough for segments side by side against the plain recurrence, bit for bit.
+// Signals long enough to be filtered in segments against the plain recurrence, bit for bit.
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -25,7 +25,7 @@ void ExpectRecurrence(const Coefficients& filter, const std::vector<float>& x) {
   ExpectPlainBits<float>(filter.b, filter.a, x_double, zi_double);
 }
 
-// Poles at 0.2, 0.9, 0.5 twice, 0.2 four times, 0.2 eight times; the last filter never forgets.
+// Poles at 0.2, 0.9, 0.5 twice, 0.2 four times, 0.2 eight times; the last filter never settles.
 const Coefficients kFilters[] = {
     {{0.4f, 0.4f}, {1.0f, -0.2f}},
     {{0.1f}, {1.0f, -0.9f}},
@@ -35,14 +35,14 @@ const Coefficients kFilters[] = {
     {{1.0f}, {1.0f, -1.0f}},
 };
 
-// The last segments are shorter and shorter, but not than a run-up.
+// Lengths down to segments as short as the warm-up.
 TEST(SegmentedFilter, HasTheBitsOfTheRecurrenceForEveryLength) {
   for (const Coefficients& filter : kFilters) {
     for (std::size_t count = 3000; count < 60000; count += 5003) ExpectRecurrence(filter, Noise(count, 2));
   }
 }
 
-// The guesses are wrong where the signal's past outlasts the run-up: there segments have to be filtered again.
+// Guessed states are wrong where earlier samples matter for longer than the warm-up: those segments are filtered again.
 TEST(SegmentedFilter, HasTheBitsOfTheRecurrenceWhereGuessesFail) {
   const std::vector<float> noise = Noise(60000, 3);
   const auto signal = [&](auto value_at) { return SignalOf(noise.size(), value_at); };

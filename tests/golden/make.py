@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Makes golden.npz, what other packages give for the calls that docs/recipes.md lists, and filters.npz, the coefficients
+"""Makes golden.npz, the results of other packages for the calls in docs/recipes.md, and filters.npz, the coefficients
 of the filters that docs/filters.md lists.
 
 Usage: make.py    where Debian's python3-torchaudio and python3-scipy are installed

@@ -53,7 +53,7 @@ TEST(PowerToDb, FollowsItsRules) {
   for (const auto& row : rows) EXPECT_TRUE(SameBits(ToDb(row.src, row.top_db), row.expected)) << row.name;
 }
 
-// A NaN may stand, and the peak may lie, in any lane, chain and tail.
+// A NaN and the peak in every lane, every accumulator and the tail.
 TEST(PowerToDb, FindsThePeakWhereverItIs) {
   for (const Simd::Level level : Simd::SupportedLevels()) {
     for (std::size_t count = 2; count < 300; count += count < 140 ? 1 : 37) {
@@ -138,7 +138,7 @@ std::vector<float> Standardized(std::vector<float> values) {
   return values;
 }
 
-// The variance of a constant comes out as 0, or beside it on either side.
+// The computed variance of a constant is 0, or slightly above or below.
 TEST(Standardize, ConstantsFollowTheirRoundedVariance) {
   EXPECT_TRUE(SameBits(Standardized({0.1f}), std::vector{0.0f}));
   bool saw_zero = false, saw_nan = false, saw_scaled = false;

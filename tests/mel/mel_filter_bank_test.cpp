@@ -1,4 +1,4 @@
-// Filter banks: special values among their weights, the order of their keys, and what is said of bad ones.
+// Filter banks: special values among their weights, the order of their keys, and the checks.
 #include "mel/mel_filter_bank.h"
 
 #include <gtest/gtest.h>
@@ -31,16 +31,16 @@ TEST(MelFilterBank, KeepsTheSignOfZeroAndEveryNan) {
       EXPECT_EQ(Bits(bank.weights[200]), Bits(0.0f));
     }
     for (const auto& [f_min, f_max] : {std::pair{kNan, 8000.0f}, std::pair{0.0f, kNan}}) {
-      // The first edge is f_min itself only while the step is a number: 0 * NaN is NaN.
+      // The first edge too, f_min + 0 * step, is NaN where the step is NaN.
       EXPECT_TRUE(SameBits(Build({11, f_min, f_max, 5, 16000, 0, htk}).weights, std::vector(55, kNan)));
     }
   }
-  // Two edges fall together on the bin at 200 Hz: its rise is infinity times zero, and the smaller of that and the
-  // fall's 1 is the rise, since a NaN is not greater than anything.
+  // Two edges coincide with the bin at 200 Hz: its rising weight is infinity times zero, a NaN, which the comparison
+  // with the falling weight of 1 keeps, since a NaN is not greater than anything.
   EXPECT_TRUE(SameBits(Build({2, 200.0f, 0x1.900002p+7f, 1, 400, 0, false}).weights, std::vector{0.0f, kNan}));
 }
 
-// A NaN must find its own entry, and never that of another caller.
+// A key with a NaN must find its own entry, and never another one.
 TEST(MelFilterBankKey, OrderIsTotalAndEveryFieldCounts) {
   const std::vector<float> frequencies{-0.0f, 0.0f, 1e-45f, 440.0f, kInfinity, kNan, -kNan};
   std::vector<MelFilterBankKey> keys{{202, 0.0f, 1.0f, 1, 1, 0, false},       {201, 20.0f, 8e3f, 80, 16000, 1, false},

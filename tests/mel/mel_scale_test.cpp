@@ -1,4 +1,4 @@
-// The mel scales: fixed points, the break of the Slaney scale, and the way there and back.
+// The mel scales: fixed points, the break of the Slaney scale, and both directions against double precision.
 #include "mel/mel_scale.h"
 
 #include <gtest/gtest.h>
@@ -51,7 +51,7 @@ TEST(MelScale, EqualsTheFormulasInDouble) {
     const double htk = 2595.0 * std::log10(1.0 + exact / 700.0);
     ASSERT_NEAR(static_cast<double>(HzToMelSlaney(rounded)), slaney, 4e-7 * slaney);
     ASSERT_NEAR(static_cast<double>(HzToMelHtk(rounded)), htk, 4e-7 * htk);
-    // The way back raises an error of a few roundings of mel to the power.
+    // The exponential amplifies the rounding error of mel.
     ASSERT_NEAR(static_cast<double>(MelToHzSlaney(static_cast<float>(slaney))), exact, 3e-6 * exact);
     ASSERT_NEAR(static_cast<double>(MelToHzHtk(static_cast<float>(htk))), exact, 3e-6 * exact);
   }

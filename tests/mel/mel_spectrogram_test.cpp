@@ -1,4 +1,4 @@
-// Mel spectrograms: the plain ordered sum to the bit, whatever is skipped, and the chain from the signal.
+// Mel spectrograms: the bits of the plain ordered sum although zeros are skipped, and all steps from the signal on.
 #include "mel/mel_spectrogram.h"
 
 #include <gtest/gtest.h>
@@ -20,7 +20,7 @@ namespace {
 
 using namespace Support;
 
-// Every term of every sum, in ascending order: what skipping zeros must not change.
+// Every term of every sum, in ascending order: skipping zeros must not change the result.
 std::vector<float> PlainProduct(const std::vector<float>& src, const std::vector<float>& bank, std::size_t mel_n) {
   const std::size_t freq_n = bank.size() / mel_n;
   const std::size_t frame_n = src.size() / freq_n;
@@ -35,8 +35,8 @@ std::vector<float> PlainProduct(const std::vector<float>& src, const std::vector
   return dst;
 }
 
-// Rows that reach over several others, over the next one only, or one bin into the one after that. With zeros of both
-// signs around them, one row of zeros, weights below 0, and weights that are no number or infinite.
+// Bands that overlap several others, the next one only, or the one after that in one bin. With zeros of both signs
+// around them, one band of zeros, negative weights, and weights that are NaN or infinite.
 std::vector<float> AwkwardBank(std::size_t reach, std::size_t mel_n, std::size_t freq_n) {
   std::vector<float> bank = Noise(mel_n * freq_n, 5);
   for (std::size_t i = 0; i < bank.size(); ++i) {
@@ -52,8 +52,8 @@ std::vector<float> AwkwardBank(std::size_t reach, std::size_t mel_n, std::size_t
 
 TEST(MultiplyFilterBank, EqualsThePlainOrderedSumToTheBit) {
   constexpr std::size_t kMelN = 9, kFreqN = 23;
-  // What one frame may hold, at any bin: infinities that cancel in a total, numbers whose total overflows, products
-  // that vanish.
+  // Values of one frame, at any bin: infinities that cancel in a sum, numbers whose sum overflows, products that
+  // underflow.
   const std::vector<float> specials[] = {{},
                                          {kNan},
                                          {kInfinity},
@@ -128,7 +128,7 @@ TEST(MelSpectrogram, EqualsTheBankTimesTheSpectrogramToTheBit) {
 TEST(MelSpectrogram, PowerOfZeroSumsTheWeightsAndNanIsPassedOn) {
   MelSettings settings{{0, 64, 16, 64, 1, 7, 1, 0}, 0.0f, 0.0f, 8000.0f, 12, 16000, 1, 0};
   std::vector<float> signal = Noise(400);
-  signal[9] = kNan;  // even a bin that is no number, to the power of 0, is 1
+  signal[9] = kNan;  // even NaN to the power of 0 is 1
   std::fill(signal.begin() + 150, signal.end(), 0.0f);
   const std::vector<float>& bank = MelFilterBankCache::Get().GetFilterBank(settings.BankKey()).weights;
   const std::vector<float> expected = PlainProduct(std::vector<float>(33 * 7, 1.0f), bank, 12);
@@ -142,7 +142,7 @@ TEST(MelSpectrogram, PowerOfZeroSumsTheWeightsAndNanIsPassedOn) {
 
 struct MelArguments : Stft::ShortTimeSettings, MelSettings {};
 
-TEST(MelChecks, SpeakInOrder) {
+TEST(MelChecks, ReportTheFirstFailure) {
   using Arguments = MelArguments;
   ExpectChecksInOrder<Arguments>(
       [](Arguments arguments) {
@@ -177,7 +177,7 @@ struct ConvertArguments {
   int freq_n, frame_n, mel_n;
 };
 
-TEST(ConvertToMelChecks, SpeakInOrder) {
+TEST(ConvertToMelChecks, ReportTheFirstFailure) {
   using Arguments = ConvertArguments;
   ExpectChecksInOrder<Arguments>(
       [](const Arguments& arguments) { CheckConvertToMel(arguments.freq_n, arguments.frame_n, arguments.mel_n); },

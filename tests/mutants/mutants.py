@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Changes one line of src/ at a time and looks whether the tests notice.
+"""Mutation testing: changes one line of src/ at a time and checks whether a test fails.
 
 Usage: tests/mutants/mutants.py [COUNT [SEED]]     100 mutants of seed 1 by default
 
@@ -22,11 +22,11 @@ TREE = ROOT / "build/mutants/tree"
 PROGRAMS = ["kelvo_audio_tests", "kelvo_audio_reliability_tests"]
 # Folder, settings, and the seconds of CPU time that a program may take; unchanged code takes a sixth of them.
 QUICK = (ROOT / "build/mutants/build", ["-DKELVO_AUDIO_MAX_LEVEL=sse2"], 60)
-# For what lives: wider kernels, which leave frames over, and watch over every access.
+# For survivors: wider kernels, which have incomplete batches, and checks of every access.
 THOROUGH = (ROOT / "build/mutants/checked",
             ["-DKELVO_AUDIO_MAX_LEVEL=avx2", "-DKELVO_AUDIO_SANITIZE=address,undefined"], 300)
-WAIT_LIMIT = 600  # seconds, for what waits without working
-# What is compiled for other machines or the level of the machine is left out: such mutants live by construction.
+WAIT_LIMIT = 600  # seconds, for programs that wait without using CPU time
+# Without code for other machines and the detection of the CPU: such mutants always survive.
 LEFT_OUT = {"src/simd/level.cpp", "src/simd/level.h", "src/simd/kernel_level.h", "src/api/module_entry.cpp"}
 
 # (name, what to find, what to put in its place)
@@ -90,7 +90,7 @@ def candidates(sources: dict) -> list:
 
 
 def sample(found: list, seed: int):
-    """Lines first, then what to do to them: else long expressions would be all that is seen."""
+    """Draws lines first, then their mutations: otherwise most mutants would come from long expressions."""
     lines = {}
     for mutant in found:
         lines.setdefault(mutant[:2], []).append(mutant)
@@ -118,7 +118,7 @@ def copy_tree() -> None:
     for name in listing.stdout.split():
         target = TREE / name
         target.parent.mkdir(parents=True, exist_ok=True)
-        # Equal files keep their time, so that nothing is built again without need.
+        # Equal files keep their time stamp, so that nothing is rebuilt needlessly.
         if not target.exists() or target.read_bytes() != (ROOT / name).read_bytes():
             shutil.copyfile(ROOT / name, target)
 
@@ -141,7 +141,7 @@ def build(suite: tuple) -> list[bytes]:
 
 
 def killer(suite: tuple) -> str:
-    """What notices: a test, a crash, a time-out, or nothing."""
+    """How the mutant was noticed: by a test, a crash, a time-out, or not at all."""
     folder, _, seconds = suite
     for program in PROGRAMS:
         command = [folder / program, "--gtest_fail_fast", "--gtest_brief=1"]

@@ -1,4 +1,4 @@
-"""The log_mel example: what it prints and writes for a recording, and what it says when there is none.
+"""The log_mel example: what it prints and writes for a recording, and its errors without one.
 
 Usage: demo.py EXECUTABLE
 """

@@ -1,4 +1,4 @@
-"""The DLL exports the functions of the header and nothing else, and needs only libraries that every Windows has.
+"""The DLL exports the functions of the header and nothing else, and imports only from libraries that every Windows has.
 
 Usage: windows_module.py OBJDUMP DLL PROJECT
 """

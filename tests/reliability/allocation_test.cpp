@@ -11,7 +11,7 @@ namespace kelvo::Reliability {
 namespace {
 
 constexpr int kOutOfMemory = -5;
-constexpr int kMaxPoints = 64;  // more than any call allocates, in both ways of failing together
+constexpr int kMaxPoints = 64;  // more than any call allocates, counting both ways of failing
 
 struct Outcome {
   int status = INT_MIN;
@@ -37,7 +37,7 @@ Outcome Observe(CallArrays& arrays, const Export& subject, const Scalars& scalar
   return outcome;
 }
 
-// Whether there was an allocation to fail. A failed call and the next one together are as good as `reference` is.
+// Whether an allocation failed. After a failed call, the next one must give the results of `reference`.
 bool Fails(CallArrays& arrays, const Export& subject, const Scalars& scalars, const Outcome& reference, long point,
            long failure_n) {
   SCOPED_TRACE(testing::Message() << "allocation " << point << ", " << failure_n << " in a row");
@@ -54,10 +54,10 @@ bool Fails(CallArrays& arrays, const Export& subject, const Scalars& scalars, co
 
 class AllocationFailure : public testing::TestWithParam<Export> {};
 
-TEST_P(AllocationFailure, LeavesNoTrace) {
+TEST_P(AllocationFailure, HasNoSideEffects) {
   const Export& subject = GetParam();
   CallArrays arrays;
-  // What calls with tables never built before give where nothing fails, found in a process of its own.
+  // The reference for calls that build new tables, computed in a process of its own.
   SharedArray<Outcome> references(kMaxPoints);
   const auto find_references = [&] {
     for (int i = 0; i < kMaxPoints; ++i) {
@@ -78,7 +78,7 @@ TEST_P(AllocationFailure, LeavesNoTrace) {
   }
 }
 
-TEST_P(AllocationFailure, LeavesNoTraceOnceTablesExist) {
+TEST_P(AllocationFailure, HasNoSideEffectsOnceTablesExist) {
   const Export& subject = GetParam();
   CallArrays arrays;
   for (const Scalars& scalars : subject.settings) {
@@ -93,7 +93,7 @@ TEST_P(AllocationFailure, LeavesNoTraceOnceTablesExist) {
   }
 }
 
-// A bad argument is reported in an exception, whose text needs memory, too.
+// A bad argument is reported by an exception, whose text needs memory as well.
 TEST_P(AllocationFailure, OfABadArgumentGivesEitherStatus) {
   const Export& subject = GetParam();
   CallArrays arrays;
@@ -104,7 +104,7 @@ TEST_P(AllocationFailure, OfABadArgumentGivesEitherStatus) {
     for (long point = 0; point < 8; ++point) {
       const Outcome outcome = Observe(arrays, subject, scalars, point, AllocationFailures::kForGood);
       EXPECT_EQ(outcome.kept, 0);
-      if (outcome.status == 0) break;  // any value is good for this parameter
+      if (outcome.status == 0) break;  // every value of this parameter is valid
       EXPECT_TRUE(outcome.status == -1 || outcome.status == kOutOfMemory) << outcome.status << ", parameter " << i;
     }
   }

@@ -38,18 +38,18 @@ const std::vector<Scalar>& BoundaryValues(const Scalar& like) {
   return std::holds_alternative<int>(like) ? ints : floats;
 }
 
-// What one allocation may take: a machine whose memory is nearly exhausted, the same in every run.
-constexpr std::size_t kMostBytes = std::size_t{1} << 28;
+// The limit on one allocation: a machine whose memory is nearly exhausted, the same in every run.
+constexpr std::size_t kMaxBytes = std::size_t{1} << 28;
 
 class BadScalars : public testing::TestWithParam<Export> {
  protected:
-  // Calls unless it would take more operations than `budget`.
+  // Makes the call unless it would take more operations than `budget`.
   void CallWith(const Scalars& scalars, double budget) {
     const Export& subject = GetParam();
     const Extent extent = subject.extent(scalars);
     const double array_n = std::accumulate(extent.lengths.begin(), extent.lengths.end(), 0.0);
     if (extent.operations + array_n > budget || !arrays_.Prepare(subject, scalars, {call_n_ % 2 == 0})) return;
-    const AllocationFailures failures(0, 0, kMostBytes);
+    const AllocationFailures failures(0, 0, kMaxBytes);
     arrays_.CheckedCall(scalars);
     ++call_n_;
   }
@@ -59,8 +59,8 @@ class BadScalars : public testing::TestWithParam<Export> {
 };
 
 TEST_P(BadScalars, GiveADocumentedStatus) {
-  constexpr double kMostOfASingle = 2e7;
-  constexpr double kMostOfAPair = 1e5;
+  constexpr double kMaxOperationsAlone = 2e7;
+  constexpr double kMaxOperationsInPairs = 1e5;
   constexpr int kMixtureN = 3000;
   const Export& subject = GetParam();
   for (const Scalars& setting : subject.settings) {
@@ -68,11 +68,11 @@ TEST_P(BadScalars, GiveADocumentedStatus) {
       Scalars scalars = setting;
       for (const Scalar& first : BoundaryValues(setting[i])) {
         scalars[i] = first;
-        CallWith(scalars, kMostOfASingle);
+        CallWith(scalars, kMaxOperationsAlone);
         for (std::size_t j = i + 1; j < setting.size(); ++j) {
           for (const Scalar& second : BoundaryValues(setting[j])) {
             scalars[j] = second;
-            CallWith(scalars, kMostOfAPair);
+            CallWith(scalars, kMaxOperationsInPairs);
           }
           scalars[j] = setting[j];
         }
@@ -86,11 +86,11 @@ TEST_P(BadScalars, GiveADocumentedStatus) {
       const auto& values = BoundaryValues(scalar);
       if (random() % 2 == 0) scalar = values[random() % values.size()];
     }
-    CallWith(scalars, kMostOfAPair);
+    CallWith(scalars, kMaxOperationsInPairs);
   }
   std::cout << call_n_ << " calls\n";
 
-  // After all that, usual calls are as they should be.
+  // Valid calls still succeed afterwards.
   for (const Scalars& setting : subject.settings) {
     ASSERT_TRUE(arrays_.Prepare(subject, setting));
     EXPECT_EQ(arrays_.Call(setting), 0);
@@ -99,7 +99,7 @@ TEST_P(BadScalars, GiveADocumentedStatus) {
 
 INSTANTIATE_TEST_SUITE_P(Exports, BadScalars, testing::ValuesIn(Exports()), NameOf);
 
-// Sizes that no memory holds. The arrays are not looked at, so small ones do.
+// Sizes beyond any memory. The arrays are not accessed, so small ones suffice.
 struct Impossible {
   const char* name;
   Scalars scalars;
@@ -115,7 +115,7 @@ const Impossible kImpossible[]{
     {"IFFT", {1 << 28}, -128},
     {"IFFT", {(1 << 30) + 1}, -128},
     {"IFFT", {INT_MAX}, -128},
-    // Just below the limits the sizes are possible, and it is memory that is missing.
+    // Just below the limits the sizes are possible, and memory is what is lacking.
     {"FFT", {1 << 27}, -5},
     {"FFT", {3 << 27}, -5},
     {"IFFT", {1 << 27}, -5},
@@ -125,7 +125,7 @@ const Impossible kImpossible[]{
     {"GetSpectrogram", {INT_MAX, 1 << 27, 1, 1, 1, 1, 1, 0.0f, 0}, -5},
     {"GetMelSpectrogram", {1, 1, 1 << 28, 1, 1, 1, 1, 0, 2.0f, 0, 0.0f, 1.0f, 1, 0, 0}, -128},
     {"GetMelSpectrogram", {1, 1, INT_MAX, 1, 1, 1, 1, 0, 2.0f, 0, 0.0f, 1.0f, 1, 0, 0}, -128},
-    // Transforms of 2^28 to 2^30, 2^31 - 2 and of a length that wraps round; of none, and shorter than the window.
+    // Transforms of 2^28 to 2^30, 2^31 - 2, of a length that wraps around, of length 0 and shorter than the window.
     {"GetInverseSpectrogram", {1, (1 << 27) + 1, 1, 1, 1, 1, 0, 0}, -128},
     {"GetInverseSpectrogram", {1, (1 << 28) + 1, 1, 1, 1, 1, 0, 0}, -128},
     {"GetInverseSpectrogram", {1, (1 << 29) + 1, 1, 1, 1, 1, 0, 0}, -128},
@@ -134,12 +134,12 @@ const Impossible kImpossible[]{
     {"GetInverseSpectrogram", {1, INT_MAX, 1, 1, 1, 1, 0, 0}, -1},
     {"GetInverseSpectrogram", {1, 1, 1, 1, 1, 4, 0, 0}, -1},
     {"GetInverseSpectrogram", {1, 3, 1, 5, 1, 4, 0, 0}, -1},
-    // Signals of 2^32 + 2 samples, which wrap round to 2, and of 2^31.
+    // Signals of 2^32 + 2 samples, which wrap around to 2, and of 2^31.
     {"GetInverseSpectrogram", {65537, 2, 65536, 2, 1, 1, 0, 0}, -128},
     {"GetInverseSpectrogram", {3, 2, (1 << 30) - 1, 2, 1, 1, 0, 0}, -128},
     {"GetInverseSpectrogram", {2, 2, INT_MAX - 1, 2, 1, 1, 0, 0}, -128},
     {"GetInverseSpectrogram", {INT_MAX, 2, INT_MAX, 2, 1, 1, 1, 0}, -128},
-    // Without a frame there is nothing to do and no table to build, however long the transform.
+    // Without a frame there is nothing to do and no table to build, at any length of the transform.
     {"GetSpectrogram", {600, 601, 16, 599, 1, 40, 0, 0.0f, 1}, 0},
     {"GetSpectrogram", {600, 1 << 27, 16, 599, 1, 40, 0, 0.0f, 1}, 0},
     {"GetMelSpectrogram", {600, 16000, 601, 16, 599, 1, 40, 0, 2.0f, 1, 0.0f, 8000.0f, 8, 1, 0}, 0},
@@ -151,13 +151,13 @@ const Impossible kImpossible[]{
     {"FilterFilter", {1, 1, 1, 1, 3, (1 << 30) - 1}, -5},
     {"Resample", {INT_MAX, 1, 1, 2}, -5},
     {"Resample", {INT_MAX, 1, INT_MAX - 1, 2}, -5},
-    // Where 32 bits wrap round: 65 taps each of 66076420 phases to 4, three samples and their padding to 1.
+    // Counts that would wrap around in 32 bits: 65 taps of each of 66076420 phases to 4, three padded samples to 1.
     {"Resample", {66076420, 100, 1, 10}, -5},
     {"FilterFilter", {3, 3, 1, 1, 3, INT_MAX}, -128},
 };
 
-// What is wrong after the call of a row; null if nothing is.
-const char* Complaint(const Impossible& row, CallArrays& arrays) {
+// The fault after the call of a row, or null.
+const char* FaultOf(const Impossible& row, CallArrays& arrays) {
   const Export& subject = FindExport(row.name);
   if (!arrays.Prepare(subject, subject.settings.front())) return "no memory for the arrays";
   const long live = LiveAllocations();
@@ -166,11 +166,11 @@ const char* Complaint(const Impossible& row, CallArrays& arrays) {
   return arrays.AreOutputsIntact() ? nullptr : "outputs are changed";
 }
 
-TEST(ImpossibleSizes, FailWithoutATrace) {
+TEST(ImpossibleSizes, FailWithoutSideEffects) {
   CallArrays arrays;
   for (const Impossible& row : kImpossible) {
-    const AllocationFailures failures(0, 0, kMostBytes);
-    EXPECT_EQ(Complaint(row, arrays), nullptr) << row.name << " with " << TextOf(row.scalars);
+    const AllocationFailures failures(0, 0, kMaxBytes);
+    EXPECT_EQ(FaultOf(row, arrays), nullptr) << row.name << " with " << TextOf(row.scalars);
   }
 }
 
@@ -182,23 +182,23 @@ std::size_t AddressSpaceInUse() {
   return page_n * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
 }
 
-// The system itself says no, in a process of its own.
-TEST(ImpossibleSizes, FailWithoutATraceWhereTheAddressSpaceIsExhausted) {
+// The system itself refuses memory; in a process of its own.
+TEST(ImpossibleSizes, FailWithoutSideEffectsWhereTheAddressSpaceIsExhausted) {
   if (kIsSanitized || KELVO_IS_EMULATED) GTEST_SKIP() << "shadow memory needs address space, emulators do not limit it";
   constexpr std::size_t kRowN = std::size(kImpossible);
-  SharedArray<const char*> complaints(kRowN);
+  SharedArray<const char*> faults(kRowN);
   const auto work = [&] {
     CallArrays arrays;
     for (const Export& subject : Exports()) arrays.Prepare(subject, subject.settings.front());
-    const rlimit limit{AddressSpaceInUse() + kMostBytes, RLIM_INFINITY};
+    const rlimit limit{AddressSpaceInUse() + kMaxBytes, RLIM_INFINITY};
     if (::setrlimit(RLIMIT_AS, &limit) != 0) return 1;
-    for (std::size_t i = 0; i < kRowN; ++i) complaints[i] = Complaint(kImpossible[i], arrays);
+    for (std::size_t i = 0; i < kRowN; ++i) faults[i] = FaultOf(kImpossible[i], arrays);
     return 0;
   };
   ASSERT_EQ(RunInChild(work, 60), 0);
   // The texts lie at the same addresses in both processes.
   for (std::size_t i = 0; i < kRowN; ++i) {
-    EXPECT_EQ(complaints[i], nullptr) << kImpossible[i].name << " with " << TextOf(kImpossible[i].scalars);
+    EXPECT_EQ(faults[i], nullptr) << kImpossible[i].name << " with " << TextOf(kImpossible[i].scalars);
   }
 }
 #endif

@@ -67,7 +67,7 @@ Export Describe(const char* name, int (*function)(P...), Measure, std::vector<Sc
   return result;
 }
 
-// A count as a length: invalid ones own no element.
+// A count as a length: no elements for an invalid one.
 double Length(double count) { return std::max(count, 0.0); }
 
 // A transform and its table, by the largest prime factors.

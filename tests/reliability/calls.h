@@ -1,4 +1,4 @@
-// All exports in one table, so that a test can drive each of them without knowing it.
+// All exports in one table, so that one test covers every export.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -22,13 +22,13 @@ namespace kelvo::Reliability {
 using Scalar = std::variant<int, float>;
 using Scalars = std::vector<Scalar>;
 
-// What a call with certain scalars may touch and costs. Doubles, since products of counts pass 64 bits.
+// The array lengths and the cost of a call with certain scalars. Doubles, since products of counts exceed 64 bits.
 struct Extent {
   std::vector<double> lengths;  // of each array as documented, in elements of four bytes; 0 where no call can succeed
   double operations;            // roughly, tables included
 };
 
-// What an array holds before a call: noise, noise below the smallest normal float, noise with all special values in it.
+// The contents of an array before a call: noise, noise of denormals, noise with all special values in it.
 enum class Content { noise, tiny_noise, mixed_noise, sentinels };
 
 enum class Role { input, output, optional_state };
@@ -37,14 +37,14 @@ struct Export {
   const char* name;
   std::vector<Role> arrays;         // in the order of the parameters, as all below
   std::vector<Scalars> settings;    // that succeed; the first is the typical one
-  std::vector<int> key_step;        // added to the typical scalars to ask for tables never asked for; empty without any
+  std::vector<int> key_step;        // added to the typical scalars to request new tables; empty without a cache
   std::vector<int> statuses;        // that are documented
   Extent (*extent)(const Scalars&);
   std::function<int(std::span<void* const> arrays, const Scalars&)> call;
 
   bool UsesCache() const { return !key_step.empty(); }
   bool Documents(int status) const { return std::find(statuses.begin(), statuses.end(), status) != statuses.end(); }
-  // The typical scalars moved by `index` steps: for each index a set of tables of its own.
+  // The typical scalars moved by `index` steps: each index needs tables of its own.
   Scalars FreshSettings(int index) const;
 };
 
@@ -59,7 +59,7 @@ std::string TextOf(const Scalars& scalars);
 std::uint64_t Hash(std::span<const std::uint32_t> bits, std::uint64_t seed = 0);
 
 struct Placement {
-  bool at_end = true;      // flush against the unmapped page behind the array, or else before it
+  bool at_end = true;      // flush against the unmapped page after the array, or else before it
   std::size_t offset = 0;  // elements between the page and the array
   Content inputs = Content::noise;
 };
@@ -70,19 +70,19 @@ class CallArrays {
  public:
   static constexpr double kMaxLength = 1 << 24;
 
-  // Readies the arrays; false if the call is too large for that.
+  // Allocates and fills the arrays; false if they would be too large.
   bool Prepare(const Export& subject, const Scalars& scalars, Placement placement = {});
   std::span<void* const> Pointers() const { return pointers_; }
   void SetNull(std::size_t index) { pointers_[index] = nullptr; }
 
   int Call(const Scalars& scalars) const { return subject_->call(pointers_, scalars); }
-  // Expects what holds for every call: a documented status, inputs as they were, outputs too if it failed.
+  // Checks what holds for every call: a documented status, inputs unchanged, outputs too if it failed.
   int CheckedCall(const Scalars& scalars) const;
 
-  // All inputs, and all that lies around the arrays, are as they were.
+  // Whether all inputs, and the memory around all arrays, are unchanged.
   bool AreInputsIntact() const;
   bool AreOutputsIntact() const;
-  // Of all elements, NaNs made equal. For exports that write ints, of their bits.
+  // The bits of all output elements, floats with NaNs made equal.
   std::vector<std::uint32_t> OutputBits() const;
 
  private:

@@ -1,4 +1,4 @@
-// Work done in a child process, whose caches are those of a process that has made no call yet or its parent's.
+// Work done in a forked child process, which leaves the caches of the parent as they are.
 #pragma once
 
 #include <sys/mman.h>
@@ -29,8 +29,8 @@ class SharedArray {
   Element* elements_;
 };
 
-// The status that waitpid gives of a child which ran work() and exited with its result; 0 is success. A child that hangs
-// is ended by an alarm.
+// Runs work() in a child that exits with its result, and returns its status from waitpid; 0 is success. An alarm ends a
+// child that hangs.
 template <class Work>
 int RunInChild(Work&& work, unsigned seconds) {
   const pid_t child = ::fork();

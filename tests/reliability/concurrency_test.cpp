@@ -1,4 +1,4 @@
-// Many threads that ask for the same new tables, processes forked meanwhile, and locks that fail.
+// Threads that request the same new tables, forks while tables are built, and locks that fail.
 #include <gtest/gtest.h>
 #include <pthread.h>
 
@@ -24,7 +24,7 @@ std::vector<Export> CacheExports() {
   return found;
 }
 
-// Behind the keys of the other tests of this program.
+// Beyond the keys of the other tests in this program.
 constexpr int kFirstKey = 80;
 
 class SharedTables : public testing::TestWithParam<Export> {};
@@ -49,7 +49,7 @@ TEST_P(SharedTables, AreTheSameForAllThreads) {
     }
     return kept;
   };
-  // What one thread alone keeps, found in another process.
+  // The number of blocks that a single thread keeps, found in another process.
   SharedArray<long> alone(1);
   ASSERT_EQ(RunInChild(
                 [&] {
@@ -89,13 +89,13 @@ TEST(Fork, LeavesTheCachesOfTheChildUsable) {
   if (kIsSanitized) GTEST_SKIP();
   constexpr int kRoundN = 200;
   const std::vector<Export> subjects = CacheExports();
-  // The arrays share signals that are built once: by this thread, or a child might wait for one that it does not have.
+  // The arrays share signals that are built once: here, or a child could wait for a thread that only its parent has.
   ASSERT_TRUE(CallArrays().Prepare(subjects[0], subjects[0].FreshSettings(kFirstKey + 30)));
   std::atomic<bool> is_done = false;
   std::thread builder([&] {
     CallArrays arrays;
     for (int key = 2 * kFirstKey; !is_done; ++key) {
-      // Short tables in an endless row would fill the memory.
+      // A limited number of keys, or the tables would exhaust the memory.
       const Export& subject = subjects[static_cast<std::size_t>(key) % subjects.size()];
       const Scalars scalars = subject.FreshSettings(2 * kFirstKey + key % 2000);
       if (arrays.Prepare(subject, scalars)) arrays.Call(scalars);
@@ -112,7 +112,7 @@ TEST(Fork, LeavesTheCachesOfTheChildUsable) {
       return 0;
     };
     failed_n += RunInChild(call_all, 5) != 0 ? 1 : 0;
-    if (failed_n > 2) break;  // each that hangs takes its seconds
+    if (failed_n > 2) break;  // each one that hangs takes 5 seconds
   }
   is_done = true;
   builder.join();
@@ -175,7 +175,7 @@ TEST(FailingLock, LeavesForkAlone) {
 int RealLock(pthread_mutex_t* mutex) __asm__("__real_pthread_mutex_lock");
 int LockUnderTest(pthread_mutex_t* mutex) __asm__("__wrap_pthread_mutex_lock");
 
-// The linker sends the library's locking here.
+// The linker redirects the library's locking to this function.
 int LockUnderTest(pthread_mutex_t* mutex) { return locks_fail ? EAGAIN : RealLock(mutex); }
 
 }  // namespace kelvo::Reliability

@@ -1,4 +1,4 @@
-// Replaces the global allocation functions, all forms of them, so that every allocation of the library is seen.
+// Replaces all global allocation functions, so that every allocation of the library is counted.
 #include "reliability/failing_new.h"
 
 #include <cstdlib>
@@ -74,7 +74,7 @@ using kelvo::Reliability::Free;
 
 void* operator new(std::size_t bytes) { return Allocate(bytes, __STDCPP_DEFAULT_NEW_ALIGNMENT__); }
 void* operator new[](std::size_t bytes) { return Allocate(bytes, __STDCPP_DEFAULT_NEW_ALIGNMENT__); }
-// A sanitizer's own would be in its place otherwise, and disagree with the operator delete below.
+// Otherwise a sanitizer's own would be used, and would not match the operator delete below.
 void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
   try {
     return Allocate(bytes, __STDCPP_DEFAULT_NEW_ALIGNMENT__);

@@ -1,4 +1,4 @@
-// The global operator new of the test program, which can be told to fail.
+// The test program's global operator new, which can be made to fail.
 #pragma once
 
 #include <cstddef>
@@ -6,9 +6,9 @@
 
 namespace kelvo::Reliability {
 
-// All of it holds for the calling thread only, so that other threads of the test are not disturbed.
+// Everything here applies to the calling thread only, so that other threads of the test are not disturbed.
 
-// While one lives, allocations number first, first + 1 ... (`count` of them, from 0 on) fail, as do those above
+// While one exists, allocations number first, first + 1 ... (`count` of them, from 0 on) fail, as do those above
 // `limit` bytes.
 class AllocationFailures {
  public:

@@ -25,7 +25,7 @@ Outcome CallIn(FpState state, const CallArrays& arrays, const Scalars& scalars) 
 
 class HostEnvironment : public testing::TestWithParam<Export> {};
 
-TEST_P(HostEnvironment, ChangesNothingAndIsNotChanged) {
+TEST_P(HostEnvironment, DoesNotAffectResultsAndIsRestored) {
   const Export& subject = GetParam();
   CallArrays arrays;
   int fresh = 200;
@@ -33,7 +33,7 @@ TEST_P(HostEnvironment, ChangesNothingAndIsNotChanged) {
     SCOPED_TRACE(host.name);
     const FpState state = host.replaces ? host.bits : kDefaultFpState | host.bits;
     std::vector<Scalars> settings = subject.settings;
-    // A table that is built in the host's environment must be the one that others find right.
+    // A table that is built in the host's environment must have the same bits as any other.
     if (subject.UsesCache()) settings.push_back(subject.FreshSettings(fresh++));
     for (const Scalars& scalars : settings) {
       for (const Content inputs : {Content::tiny_noise, Content::noise}) {

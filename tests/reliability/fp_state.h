@@ -14,7 +14,7 @@ namespace kelvo::Reliability {
 
 using FpState = std::uint64_t;
 
-// What a host may have set before it calls.
+// Settings that a host may have made before it calls.
 struct HostSetting {
   const char* name;
   FpState bits;  // in place of, or added to, those of the default

@@ -1,4 +1,4 @@
-// The inputs that fuzzing found to reach something of their own, called again at every level.
+// The inputs of the fuzzing corpus, each of which adds coverage, replayed at every level.
 #include <gtest/gtest.h>
 
 #include <fstream>

@@ -38,7 +38,7 @@ const std::map<std::string, std::vector<std::uint64_t>> kStored{
     {"GetResampleLen", {0xf90ff7434bec4c50, 0x9eb4e0f7fc8e5ddc}},
 };
 
-// All results of one setting: counts from one lane to several blocks, each in its turn.
+// All results of one setting: each count in turn is set to values from one lane to several blocks.
 std::uint64_t HashOfResults(const Export& subject, const Scalars& setting) {
   constexpr double kMostOperations = 2e6;
   std::vector<int> counts{63, 64, 65, 100, 127, 128, 130, 240, 441, 512, 1000, 1009, 1024, 2048};
@@ -47,7 +47,7 @@ std::uint64_t HashOfResults(const Export& subject, const Scalars& setting) {
   std::uint64_t hash = 0;
   for (const Content inputs : {Content::noise, Content::mixed_noise}) {
     for (std::size_t i = 0; i < setting.size(); ++i) {
-      // Modes stay: they decide what is computed.
+      // Modes stay: they select the computation.
       if (const int* const typical = std::get_if<int>(&setting[i]); typical == nullptr || *typical < 2) continue;
       Scalars scalars = setting;
       for (const int count : counts) {

@@ -14,7 +14,7 @@ namespace {
 
 class GuardedArrays : public testing::TestWithParam<Export> {};
 
-// The status of a call, and its outputs. Anything that it may not touch, it has not.
+// The status of a call and its outputs. Fails where anything else has changed.
 struct Result {
   int status;
   std::vector<std::uint32_t> bits;
@@ -34,7 +34,7 @@ Result Observe(CallArrays& arrays, const Export& subject, const Scalars& scalars
   return {status, arrays.OutputBits()};
 }
 
-// At every level: the arrays before an unmapped page, and behind one.
+// At every level: the arrays before an unmapped page, and after one.
 void ExpectSameResultEverywhere(CallArrays& arrays, const Export& subject, const Scalars& scalars) {
   Result scalar_result{};
   for (const Simd::Level level : Simd::SupportedLevels()) {
@@ -47,7 +47,7 @@ void ExpectSameResultEverywhere(CallArrays& arrays, const Export& subject, const
   }
 }
 
-TEST_P(GuardedArrays, AreKeptToAtEveryCount) {
+TEST_P(GuardedArrays, AreNotOverrunAtAnyCount) {
   constexpr int kMaxCount = 130;
   const Export& subject = GetParam();
   CallArrays arrays;
@@ -82,7 +82,7 @@ TEST_P(GuardedArrays, MayLieAtAnyMultipleOfFourBytes) {
   }
 }
 
-// Where the header says that they may, the output and the input share one array.
+// The output and the input share one array, where the header allows it.
 TEST_P(GuardedArrays, MayBeOneArrayWherePromised) {
   constexpr int kMaxCount = 70;
   const std::set<std::string> promised{"Log1p", "Standardize", "FFT", "IFFT", "ConvertPowerToDB", "LinerFilter",
@@ -134,7 +134,7 @@ TEST_P(GuardedArrays, MayNotBeNull) {
   }
 }
 
-// Where -1 is no value like any other, each parameter is checked.
+// Each parameter of which -1 is an invalid value.
 TEST_P(GuardedArrays, RefuseMinusOne) {
   const Export& subject = GetParam();
   const std::string pad_value = "FixFrameLen", top_db = "ConvertPowerToDB", zi_n = "LinerFilter";

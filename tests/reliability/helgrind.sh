@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Looks for races with valgrind's helgrind: eight threads ask all exports with a cache for the same new tables. The other
 # test comes first, since helgrind does not know how compilers guard the construction of static objects.
-# Installs what is missing and builds the tests once more: the library has to say what its atomics order.
+# Installs what is missing and builds the tests in a separate folder: this build annotates what the atomics order.
 # Usage: tests/reliability/helgrind.sh
 set -euo pipefail
 cd "$(dirname "$0")/../.."
@@ -14,4 +14,4 @@ cmake --build build/helgrind --parallel "$(nproc)" --target kelvo_audio_reliabil
 # The test program's own operator new stays in use.
 valgrind --tool=helgrind --error-exitcode=9 --suppressions=tests/reliability/helgrind.supp \
   --soname-synonyms=somalloc=nouserintercepts build/helgrind/kelvo_audio_reliability_tests \
-  --gtest_filter='*LeavesNoTraceOnceTablesExist*:*SharedTables*'
+  --gtest_filter='*HasNoSideEffectsOnceTablesExist*:*SharedTables*'

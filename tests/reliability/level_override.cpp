@@ -1,4 +1,4 @@
-// The linker sends the exports' calls of BestLevel here, since the library itself has no setting for the level.
+// The linker redirects the exports' calls of BestLevel to this file, since the library has no setting for the level.
 #include "reliability/level_override.h"
 
 namespace kelvo::Reliability {

@@ -5,7 +5,7 @@
 
 namespace kelvo::Reliability {
 
-// While one lives, exports use `level`. Not for two threads at once.
+// While one exists, exports use `level`. Not for two threads at once.
 class LevelOverride {
  public:
   explicit LevelOverride(Simd::Level level);

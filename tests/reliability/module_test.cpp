@@ -1,4 +1,4 @@
-// Loading and unloading the shared library, again and again.
+// Loading and unloading the shared library repeatedly.
 #include <gtest/gtest.h>
 
 #include <dlfcn.h>
@@ -77,7 +77,7 @@ TEST(Module, LeavesNothingBehindWhenUnloaded) {
     EXPECT_LT(resident_growth, kMostKilobytes);
   }
   EXPECT_EQ(SettingsOf(CurrentFpState()), before);
-  // No handler of the library is left to be called.
+  // fork must not call a handler of the unloaded library.
   EXPECT_EQ(RunInChild([] { return 0; }, 10), 0);
 }
 

@@ -1,4 +1,4 @@
-// Whether the program runs under a sanitizer, whose own allocators, locks and signal handlers rule some faults out.
+// Whether the program runs under a sanitizer, whose allocators, locks and signal handlers exclude some tests.
 #pragma once
 
 namespace kelvo::Reliability {

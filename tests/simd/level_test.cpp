@@ -12,7 +12,7 @@
 namespace kelvo::Simd {
 namespace {
 
-TEST(Level, TheBestIsTheLastOfAnAscendingListThatStartsWithScalar) {
+TEST(Level, BestIsTheLastOfAnAscendingList) {
   const auto levels = SupportedLevels();
   ASSERT_FALSE(levels.empty());
   EXPECT_EQ(levels.front(), Level::scalar);
@@ -20,7 +20,7 @@ TEST(Level, TheBestIsTheLastOfAnAscendingListThatStartsWithScalar) {
   EXPECT_EQ(levels.back(), BestLevel());
 }
 
-TEST(Level, SumsOfDoublesTakeOneThatTheCpuHas) {
+TEST(Level, LevelForSumsOfDoublesIsSupported) {
   const auto levels = SupportedLevels();
   for (const Level level : levels) {
     const Level taken = LevelForSumsOfDoubles(level);
@@ -32,7 +32,7 @@ TEST(Level, SumsOfDoublesTakeOneThatTheCpuHas) {
   }
 }
 
-// Two levels that share a table would mean that tests of the one never see the other.
+// If two levels shared a table, tests of one of them would never run its kernels.
 TEST(Level, EachHasItsOwnKernelsAndName) {
   std::set<const void*> tables;
   std::set<std::string> names;

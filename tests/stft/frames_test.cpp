@@ -1,4 +1,4 @@
-// Frame counts, the cut of a frame, and the exports that size buffers.
+// Frame counts, extraction of frames, and the exports that give lengths.
 #include "stft/frames.h"
 
 #include <gtest/gtest.h>
@@ -53,8 +53,8 @@ TEST(FrameCount, IsExactBelowElevenMillionSamples) {
   }
 }
 
-// Callers size their arrays by this count, so it stays although the signal does not cover the last frame.
-TEST(FrameCount, SinglePrecisionRoundsUpWhereItAlwaysDid) {
+// Callers size their arrays by this count, so it must not change although the signal does not cover the last frame.
+TEST(FrameCount, RoundsUpInSinglePrecision) {
   struct Row {
     int span_n, hop_n;
   };
@@ -65,11 +65,11 @@ TEST(FrameCount, SinglePrecisionRoundsUpWhereItAlwaysDid) {
     EXPECT_EQ(ComputeFrameCount(row.span_n + 512, 512, row.hop_n, 0), row.span_n / row.hop_n + 2)
         << row.span_n << " " << row.hop_n;
   }
-  // Here adding 1 before rounding up would lose the fraction that makes the last frame.
+  // Adding 1 before rounding up would lose the fraction that makes the last frame.
   EXPECT_EQ(ComputeFrameCount(13106801, 512, 400, 2), 32769);
 }
 
-TEST(SampleCount, EqualsClosedFormsAndWrapsRound) {
+TEST(SampleCount, EqualsClosedFormsAndWrapsAround) {
   struct Row {
     int frame_n, freq_n, hop_n, plain, centred;
   };

@@ -1,4 +1,4 @@
-// The inverse spectrogram: against overlap-add in double precision, and what each sample depends on.
+// The inverse spectrogram: against overlap-add in double precision, and which bins each sample depends on.
 #include "stft/inverse_spectrogram.h"
 
 #include <gtest/gtest.h>
@@ -35,14 +35,14 @@ namespace {
 
 using namespace Support;
 
-// Some samples more than can be written; what is not stays kUntouched.
+// A few samples more than are written; the others stay kUntouched.
 std::vector<float> Inverse(const std::vector<float>& spectrogram, const InverseSettings& settings, Simd::Level level) {
   std::vector<float> dst(static_cast<std::size_t>(settings.max_sample_n) + 5, kUntouched);
   ComputeInverseSpectrogram(dst.data(), spectrogram.data(), settings, level);
   return dst;
 }
 
-// The imaginary parts of the first and the last bin are to be ignored.
+// The imaginary parts of the first and the last bin must be ignored.
 std::vector<float> NoiseBins(const InverseSettings& settings) {
   const auto row_n = 2 * static_cast<std::size_t>(settings.frame_n);
   std::vector<float> bins = Noise(row_n * static_cast<std::size_t>(settings.freq_n));
@@ -81,8 +81,8 @@ OverlapAdd ExactOverlapAdd(const std::vector<float>& spectrogram, const InverseS
   return result;
 }
 
-// Frames enough for several blocks, or for one lane; gaps between frames, and overlaps too many to go side by side;
-// windows of 0, envelopes too low to divide by, a prime: frame_n, freq_n, hop_n, win_n, win_type, max_sample_n.
+// Frames for several blocks, or for one lane; gaps between frames, and overlaps too many for a batch; windows of 0,
+// envelopes too low to divide by, a prime length: frame_n, freq_n, hop_n, win_n, win_type, max_sample_n.
 std::vector<InverseSettings> ManySettings() {
   return {
       {300, 9, 4, 16, 1, 2000, 0, 0},     {300, 10, 7, 15, 2, 1500, 0, 0},    {200, 9, 16, 11, 2, 4000, 0, 0},
@@ -113,14 +113,14 @@ TEST(InverseSpectrogram, MatchesOverlapAddInDoubleAtEveryLevel) {
           if (i >= written_n) {
             ASSERT_EQ(scalar[i], kUntouched) << i;
           } else if (first + i >= exact.sum.size() || exact.envelope[first + i] == 0.0f) {
-            ASSERT_EQ(scalar[i], 0.0f) << i;  // behind the last frame, or in no window
+            ASSERT_EQ(scalar[i], 0.0f) << i;  // after the last frame, or in no window
           } else {
             const auto envelope = static_cast<double>(exact.envelope[first + i]);
             const double divisor = envelope > 1e-10 ? envelope : 1.0;
             ASSERT_NEAR(static_cast<double>(scalar[i]) * divisor, exact.sum[first + i], bound) << i;
           }
         }
-        // Fewer samples need fewer frames, which take another way through the kernels: one by one instead of in lanes.
+        // Fewer samples need fewer frames, which other kernels compute: one by one instead of in batches.
         const int longest = settings.max_sample_n;
         for (; settings.max_sample_n > 0; settings.max_sample_n -= 1 + settings.max_sample_n / 16) {
           std::vector<float> expected(scalar.begin(), scalar.begin() + settings.max_sample_n);
@@ -135,7 +135,7 @@ TEST(InverseSpectrogram, MatchesOverlapAddInDoubleAtEveryLevel) {
   }
 }
 
-// The last row of bins begins beyond 2^31 floats. Only what a call touches takes memory.
+// The last row of bins begins beyond 2^31 floats. Only the pages that a call touches take memory.
 TEST(InverseSpectrogram, FindsBinsWhoseOffsetsLeave32Bits) {
   if (Reliability::kIsSanitized) GTEST_SKIP() << "shadow memory takes as much again";
   constexpr std::size_t kFrameN = 1'047'553;
@@ -183,7 +183,7 @@ TEST(InverseSpectrogram, NanStaysInTheSpanOfItsFrame) {
   }
 }
 
-// 1e-10 lies between two floats; the upper one is divided by.
+// 1e-10 lies between two floats: the signal is divided by the upper one, and not by the lower one.
 TEST(InverseKernels, CompareTheEnvelopeInDoublePrecision) {
   constexpr float kUpper = 1e-10f;
   static_assert(static_cast<double>(kUpper) > 1e-10);
@@ -217,7 +217,7 @@ TEST(InverseKernels, CompareTheEnvelopeInDoublePrecision) {
   }
 }
 
-TEST(InverseChecks, SpeakInOrder) {
+TEST(InverseChecks, ReportTheFirstFailure) {
   using Arguments = InverseSettings;
   const float bins[4]{};
   float dst = 0.0f;
@@ -235,13 +235,13 @@ TEST(InverseChecks, SpeakInOrder) {
           {&Arguments::max_sample_n, {0, -1, INT_MIN}, 1, "Invalid max_sample_n size."},
           {&Arguments::center, {3, -1}, 2, "Invalid center format."},
           {&Arguments::norm_type, {3, -1}, 2, "Invalid norm_type format."},
-          // One bin makes no transform, and from 2^30 + 1 bins on its length wraps round.
+          // One bin gives a transform of length 0, and from 2^30 + 1 bins on the length wraps around.
           {&Arguments::freq_n, {1, 1073741825, INT_MAX}, 2, "Invalid value of fft points."},
           {&Arguments::win_n, {3, INT_MAX}, 2, "Invalid win_n value."},
       });
 }
 
-// The longest signal there is costs no more than the samples asked for.
+// The time depends on the samples asked for, even of the longest possible signal.
 TEST(InverseExport, WritesWhatIsAskedFor) {
   const std::vector<float> src(8, 1.0f);  // bins of 1 are an impulse at sample 0
   std::vector<float> dst(4, kUntouched);

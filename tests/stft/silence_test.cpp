@@ -1,4 +1,4 @@
-// The non-silent stretch: closed-form answers, the traps of rounded frame counts, and sums in order at every level.
+// The non-silent stretch: closed-form answers, rounded frame counts, and the order of sums at every level.
 #include "stft/silence.h"
 
 #include <gtest/gtest.h>
@@ -50,7 +50,7 @@ TEST(Silence, HasItsClosedFormAnswers) {
            {"largest hop", Burst(10, 0, 10, 1.0f), 4, INT_MAX, 60.0f, 0, 10},
            // The squares of 1e38 overflow single precision; a sum in double holds them.
            {"huge", Burst(16000, 5000, 9000, 1e38f), 400, 160, 60.0f, 4960, 4320},
-           // Nothing lies within any distance of infinity, itself included.
+           // No level is within any distance of infinity, not even infinity.
            {"infinity", Burst(1000, 500, 501, kInfinity), 400, 160, 60.0f, -1, 0},
            {"NaN, in two frames", {kNan, 1, 1, 1, 1, 1, 1, 1, 1, 1}, 4, 2, 200.0f, 4, 6},
            // The second of two frames is centred one sample past the end; mirrored, that is the sound. The length is
@@ -65,7 +65,7 @@ TEST(Silence, HasItsClosedFormAnswers) {
   }
 }
 
-// Frames of 3 samples every 3 cover each sample once: every frame of every block has its turn.
+// Frames of 3 samples every 3 cover each sample once, so each frame of each block is the only loud one in some row.
 TEST(Silence, FindsASingleSampleAnywhere) {
   const int sample_n = 900;
   for (const Simd::Level level : Simd::SupportedLevels()) {
@@ -74,14 +74,14 @@ TEST(Silence, FindsASingleSampleAnywhere) {
       const NonSilentSpan span = FindNonSilentSpan(signal, 3, 3, 60.0f, level);
       const int start = (position + 1) / 3 * 3;
       ASSERT_EQ(span.start_pos, start) << Simd::LevelName(level);
-      // The last sample's frame is centred past the end, where nothing is left to report.
+      // The last sample's frame is centred past the end, and clipped to no samples there.
       ASSERT_EQ(span.nonsilent_n, std::min(3, sample_n - start)) << Simd::LevelName(level) << " " << position;
     }
   }
 }
 
 TEST(SilenceKernels, SumInSampleOrderWhateverTheLane) {
-  // 2^54 swallows each 1 that follows it but takes in the sum of those before it: the result tells how many they are.
+  // 2^54 absorbs each 1 added after it, but not the sum of those before it: the result tells how many those were.
   for (const Simd::Level level : Simd::SupportedLevels()) {
     const auto sum_squares = Simd::KernelsFor<SilenceKernels>(level).sum_squares;
     for (std::size_t win_n = 1; win_n <= 40; ++win_n) {
@@ -97,7 +97,7 @@ TEST(SilenceKernels, SumInSampleOrderWhateverTheLane) {
   }
 }
 
-TEST(SilenceChecks, SpeakInOrder) {
+TEST(SilenceChecks, ReportTheFirstFailure) {
   EXPECT_EQ(MessageOf([] { CheckNonSilentPos(0, 0, -1, -1.0f); }), "Invalid sample_n size.");
   EXPECT_EQ(MessageOf([] { CheckNonSilentPos(1, 0, -1, -1.0f); }), "Invalid win_n value.");
   EXPECT_EQ(MessageOf([] { CheckNonSilentPos(1, 1, -1, -1.0f); }), "Invalid hop_n value.");

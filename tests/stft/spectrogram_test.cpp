@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "fft/spectra.h"
-#include "fft/yardstick.h"
+#include "fft/reference_fft.h"
 #include "kelvo_audio.h"
 #include "stft/checks.h"
 #include "stft/frames.h"
@@ -34,7 +34,7 @@ Fft::Spectrum ExactBins(const std::vector<float>& signal, const ShortTimeSetting
   const std::vector<float>& window = WindowCache::Get().GetWindow(settings.win_n, settings.win_type);
   const std::size_t margin = (n - window.size()) / 2;
   Fft::Spectrum windowed(n);
-  float window_square = 0.0f;  // summed as the library promises to, in order and in single precision
+  float window_square = 0.0f;  // summed in order and in single precision, as the library promises
   for (std::size_t i = 0; i < window.size(); ++i) {
     windowed[margin + i] = static_cast<double>(frame[margin + i]) * static_cast<double>(window[i]);
     window_square += window[i] * window[i];
@@ -64,8 +64,8 @@ void ExpectExactColumns(const std::vector<float>& spectrogram, const std::vector
   }
 }
 
-// Odd differences to the window, windows of 0, primes, hops of 0 and beyond the frame, hardly a sample, and frames too
-// long to go in blocks: sample_n, fft_n, hop_n, win_n, win_type, max_frame_n.
+// Windows shorter by an odd number, windows of 0, primes, hops of 0 and beyond the frame, very short signals, and
+// frames too long for a batch: sample_n, fft_n, hop_n, win_n, win_type, max_frame_n.
 std::vector<ShortTimeSettings> AwkwardSettings() {
   return {
       {1000, 400, 160, 400, 1, 8, 0, 0},
@@ -125,15 +125,15 @@ TEST(Spectrogram, MatchesTheDoublePrecisionTransform) {
   }
 }
 
-// Halved frames, and passes over eight and over sixteen samples with every prime behind them.
-TEST(Spectrogram, FramesAreNeverLessAccurateThanTheYardstick) {
+// Half-length transforms, and passes over eight and over sixteen real samples followed by every prime radix.
+TEST(Spectrogram, FramesAreNoLessAccurateThanTheReferenceFft) {
   for (const std::size_t n :
        {100u, 256u, 264u, 280u, 296u, 312u, 336u, 400u, 480u, 512u, 880u, 1024u, 1200u, 2048u, 4096u}) {
-    const Fft::Yardstick yardstick(n);
+    const Fft::ReferenceFft reference(n);
     const int length = static_cast<int>(n);
     const std::vector<float>& window = WindowCache::Get().GetWindow(length, KELVO_AUDIO_WINDOW_HANN);
     double actual_square = 0.0;
-    double yardstick_square = 0.0;
+    double reference_square = 0.0;
     for (std::uint32_t seed = 1; seed <= 2 + 4096 / n; ++seed) {
       const std::vector<float> frame = Noise(n, seed);
       std::vector<float> windowed(n);
@@ -145,14 +145,14 @@ TEST(Spectrogram, FramesAreNeverLessAccurateThanTheYardstick) {
       const Fft::Spectrum exact = lower_half(Fft::ExactTransform(Fft::FromReal(windowed), -1.0));
       const Fft::Spectrum actual = Fft::FromPairs(Spectrogram(frame, {0, length, length, length, 1, 1, 0, 0}, 0.0f));
       actual_square += std::pow(Fft::RelativeError(actual, exact), 2.0);
-      yardstick_square += std::pow(Fft::RelativeError(lower_half(yardstick.Transform(windowed)), exact), 2.0);
+      reference_square += std::pow(Fft::RelativeError(lower_half(reference.Transform(windowed)), exact), 2.0);
     }
-    EXPECT_LE(actual_square, yardstick_square) << n << " " << actual_square / yardstick_square;
+    EXPECT_LE(actual_square, reference_square) << n << " " << actual_square / reference_square;
   }
 }
 
-// Signals whose frames go through the kernels in every way: several blocks of them or one without a column to spare,
-// hops that share samples and hops that share none, halved transforms and whole ones.
+// Frames that use every kernel: several blocks, or one without a spare column; hops whose frames share samples, and
+// hops whose frames do not; half-length transforms and full-length ones.
 std::vector<ShortTimeSettings> ManyFrames() {
   return {
       {3000, 16, 10, 16, 1, 299, 0, 0},   {3000, 15, 10, 13, 2, 299, 0, 1},     {6000, 24, 24, 19, 1, 250, 0, 2},
@@ -164,7 +164,7 @@ std::vector<ShortTimeSettings> ManyFrames() {
 TEST(Spectrogram, FramesDependOnTheirSamplesOnly) {
   for (ShortTimeSettings settings : ManyFrames()) {
     const auto columns = static_cast<std::size_t>(settings.max_frame_n);
-    for (const float loud : {0.0f, 1e38f, kInfinity, kNan}) {  // in some frames, whose neighbours must not notice
+    for (const float loud : {0.0f, 1e38f, kInfinity, kNan}) {  // in some frames; must not affect the others
       std::vector<float> signal = Noise(static_cast<std::size_t>(settings.sample_n));
       for (std::size_t i = 500; i < signal.size(); i += 1000) std::fill_n(&signal[i], 5, loud);
       for (const Simd::Level level : Simd::SupportedLevels()) {
@@ -200,7 +200,7 @@ TEST(Spectrogram, SamplesOutsideTheWindowAreReplacedNotMultiplied) {
 
 TEST(Spectrogram, PowerIsThatOfTheScaledComplexBins) {
   const ShortTimeSettings settings{0, 100, 30, 99, 1, 33, 1, 2};
-  for (const float loudness : {1.0f, 1e-30f, 1e30f}) {  // squares vanish, squares overflow
+  for (const float loudness : {1.0f, 1e-30f, 1e30f}) {  // squares underflow, squares overflow
     std::vector<float> signal = Noise(960);
     for (float& sample : signal) sample *= loudness;
     const std::vector<float> bins = Spectrogram(signal, settings, 0.0f);
@@ -234,7 +234,7 @@ struct SpectrogramArguments : ShortTimeSettings {
   float power;
 };
 
-TEST(SpectrogramChecks, SpeakInOrder) {
+TEST(SpectrogramChecks, ReportTheFirstFailure) {
   using Arguments = SpectrogramArguments;
   ExpectChecksInOrder<Arguments>(
       [](const Arguments& arguments) { CheckSpectrogram(arguments, arguments.power); },

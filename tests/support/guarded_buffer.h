@@ -33,7 +33,7 @@ inline bool OpenPages(void* pages, std::size_t bytes) {
 inline void ReleasePages(void* pages, std::size_t bytes) { ::munmap(pages, bytes); }
 #endif
 
-// Room for arrays of floats that lie flush against an unmapped page, so that one element too many ends the process.
+// Memory for arrays of floats flush against an unmapped page, so that an access beyond the end crashes.
 class GuardedBuffer {
  public:
   explicit GuardedBuffer(std::size_t capacity) {
@@ -50,7 +50,7 @@ class GuardedBuffer {
   ~GuardedBuffer() { ReleasePages(whole_, whole_bytes_); }
 
   std::size_t Capacity() const { return bytes_ / sizeof(float); }
-  // `count` floats right behind the first unmapped page, and right before the last one.
+  // `count` floats right after the first unmapped page, and right before the last one.
   float* AtStart() { return reinterpret_cast<float*>(inner_); }
   float* AtEnd(std::size_t count) { return reinterpret_cast<float*>(inner_ + bytes_) - count; }
 

@@ -1,4 +1,4 @@
-// What a check says.
+// The messages of checks.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -22,7 +22,7 @@ std::string MessageOf(Call&& call) {
   return "";
 }
 
-// An argument, what is said of its bad values, and a good one.
+// An argument with bad values, a good one, and the message for bad ones.
 template <class Arguments>
 struct CheckedArgument {
   std::variant<int Arguments::*, float Arguments::*> field;
@@ -31,7 +31,8 @@ struct CheckedArgument {
   const char* message;
 };
 
-// Starts with every argument bad: each is named in its turn, for each of its bad values, and only then mended.
+// Starts with every argument bad: each must be reported in its order, for each of its bad values, before it is set to
+// the good one.
 template <class Arguments, class Check>
 void ExpectChecksInOrder(Check&& check, const std::vector<CheckedArgument<Arguments>>& order) {
   Arguments arguments{};

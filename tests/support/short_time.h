@@ -20,7 +20,7 @@ inline std::ostream& operator<<(std::ostream& out, const ShortTimeSettings& s) {
 
 namespace kelvo::Support {
 
-// What outputs hold before a call.
+// The value of outputs before a call.
 inline constexpr float kUntouched = 77.0f;
 
 // [fft_n / 2 + 1 x max_frame_n] complex

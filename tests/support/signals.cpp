@@ -10,7 +10,7 @@ namespace kelvo::Support {
 std::vector<float> Noise(std::size_t count, std::uint32_t seed) {
   std::mt19937 random(seed);
   std::vector<float> signal(count);
-  // The engine's own integers, since the distributions of the standard library differ between implementations.
+  // Taken from the engine's integers, since the distributions of standard libraries differ.
   for (float& sample : signal) sample = static_cast<float>(static_cast<std::int32_t>(random()) >> 8) / 8388608.0f;
   return signal;
 }

@@ -1,4 +1,4 @@
-// How accurate a transform in single precision has to be at least.
+// A plain FFT in single precision: the least accuracy that the library's transforms may have.
 #pragma once
 
 #include <cmath>
@@ -11,11 +11,11 @@
 
 namespace kelvo::Fft {
 
-// The yardstick of accuracy: a plain single-precision transform, radix-4 passes for powers of two and sums over prime
-// factors otherwise, whose twiddles come from angles that were themselves rounded to float.
-class Yardstick {
+// Radix-4 passes for powers of two, and sums over prime factors otherwise. Twiddles come from angles that were
+// themselves rounded to float.
+class ReferenceFft {
  public:
-  explicit Yardstick(std::size_t n) : n_(n), twiddle_(n) {
+  explicit ReferenceFft(std::size_t n) : n_(n), twiddle_(n) {
     const double theta = -2.0 * std::numbers::pi / static_cast<double>(n);
     for (std::size_t m = 0; m < n; ++m) {
       const auto angle = static_cast<float>(static_cast<double>(m) * theta);
