@@ -20,7 +20,7 @@
 #include "harness.h"
 #include "rows.h"
 
-// Named in C for callgrind, and never inlined: what happens within is what it counts.
+// Named in C for callgrind, which counts the instructions inside it; hence never inlined.
 extern "C" [[gnu::noinline]] void CountedCall(const kelvo::Bench::Run& run, float* dst) { run(dst); }
 
 namespace kelvo::Bench {
@@ -62,7 +62,7 @@ void TimeRow(const Row& row, const std::array<void*, 2>& libraries) {
   }
   const bool same = std::memcmp(results[0].data(), results[1].data(), contest.result_n * sizeof(float)) == 0;
 
-  // Both builds write to the same array, and take turns in going first.
+  // Both builds write to the same array and alternate in going first.
   float* dst = results[0].data();
   const double once = TimeBurst(libraries[0], run, dst, 3) / 3.0;
   const int call_n = std::max(1, static_cast<int>(kBurstNanoseconds / once));
@@ -95,7 +95,7 @@ void RunRows(std::string_view mode, const char* pattern, const char* const* path
     add();
   }
   for (const Row& row : rows) {
-    // What several threads take is no matter of one thread's time.
+    // Rows with several threads cannot be timed by one thread's CPU time.
     if (row.clock != Clock::thread || !std::regex_search(row.section + "/" + row.name, regex)) continue;
     mode == "time" ? TimeRow(row, libraries) : CountRow(row);
   }

@@ -1,4 +1,4 @@
-// How a call is made: one frame each, the first against later ones, and on two threads at once.
+// Overheads of a call: one frame per call, the first call against later ones, and two threads at once.
 #include <memory>
 #include <thread>
 
@@ -19,7 +19,7 @@ void AddOneFrameRow() {
           }});
 }
 
-// A filter bank whose highest frequency has not been asked for before.
+// A filter bank with a new highest frequency, which is not in the cache.
 void GetNewBank(float* dst) {
   static float f_max = 8000.0f;
   f_max -= 0.01f;
@@ -33,13 +33,13 @@ void GetKnownBank(float* dst) {
 void AddFirstCallRow() {
   AddRow({.section = "First call against later ones",
           .name = "filter bank, 80 bands of 201 bins",
-          .least_snr_db = 0.0,  // the banks differ a little, as they must
+          .least_snr_db = 0.0,  // the banks differ slightly by design
           .make_contest = [] {
             return Contest{nullptr, 80 * 201, {{"ours, later", GetKnownBank}, {"first", GetNewBank}}};
           }});
 }
 
-// Two jobs one after the other, and each on a thread of its own: with two free cores the ratio nears 2.
+// Two jobs one after the other, against one on each of two threads: with two free cores the ratio approaches 2.
 void AddThreadRow() {
   AddRow({.section = "Two jobs on two threads against one thread",
           .name = "mel spectrogram, 60 s at 16 kHz",

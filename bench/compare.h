@@ -1,4 +1,4 @@
-// How far a contestant's result lies from ours.
+// The difference of a contestant's result from ours.
 #pragma once
 
 #include <cmath>

@@ -1,4 +1,4 @@
-// The exports that rows call. One that is missing here is missed by the linker.
+// The exports that rows call. The linker reports one that is missing here.
 #include "forwarding.h"
 
 #include <dlfcn.h>

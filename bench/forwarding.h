@@ -1,5 +1,5 @@
-// The library's exports, defined by the program itself and forwarded to a library that it has loaded: rows, which call
-// nothing but exports, then run on one build after the other in the same process.
+// The library's exports, defined by the program itself and forwarded to a library that it has loaded, so that rows,
+// which call nothing but exports, run on either of two builds in the same process.
 #pragma once
 
 namespace kelvo::Bench {

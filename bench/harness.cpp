@@ -1,8 +1,8 @@
 // The rounds of a contest.
 //
 // A round times one burst of calls of every contestant in turn, and the next round starts with the next contestant, so
-// that a change of the machine's speed meets all of them. A ratio is formed within each round; its median and quartiles
-// over the rounds are what is reported. All contestants write to the same array: none has the luckier addresses.
+// that a change of the machine's speed affects all of them. A ratio is formed within each round; its median and
+// quartiles over the rounds are reported. All contestants write to the same array, so alignment favours none.
 #include "harness.h"
 
 #include <benchmark/benchmark.h>
@@ -28,7 +28,7 @@ double Nanoseconds(Clock clock) {
   return static_cast<double>(time.tv_sec) * 1e9 + static_cast<double>(time.tv_nsec);
 }
 
-// The time of one call, out of a burst of them.
+// The mean time of a call in a burst of calls.
 double TimeBurst(const Run& run, float* dst, Clock clock, int call_n) {
   const double start = Nanoseconds(clock);
   for (int i = 0; i < call_n; ++i) {
@@ -51,7 +51,7 @@ Spread QuartilesOf(std::vector<double> values) {
   return {values[last / 4], values[last / 2], values[last - last / 4]};
 }
 
-// Runs every contestant once and compares; those that agree are to be timed.
+// Runs every contestant once and compares the results; returns those that agree.
 std::vector<TimedContestant> Compare(const Row& row, const Contest& contest, Buffer& dst,
                                      std::vector<ContestantResult>& outcomes) {
   const auto compared = [&](const Buffer& result) {
@@ -86,20 +86,20 @@ void RunRow(benchmark::State& state, const Row& row) {
   std::size_t first = 0;
   for (auto _ : state) {
     for (std::size_t i = 0; i < timed.size(); ++i) {
-      TimedContestant& turn = timed[(first + i) % timed.size()];
-      turn.nanoseconds.push_back(TimeBurst(turn.contestant->run, dst.data(), row.clock, turn.call_n));
+      TimedContestant& timing = timed[(first + i) % timed.size()];
+      timing.nanoseconds.push_back(TimeBurst(timing.contestant->run, dst.data(), row.clock, timing.call_n));
     }
     ++first;
     state.SetIterationTime(timed[0].nanoseconds.back() * 1e-9);
   }
 
-  for (TimedContestant& turn : timed) {
-    std::vector<double> ratios(turn.nanoseconds.size());
-    std::transform(turn.nanoseconds.begin(), turn.nanoseconds.end(), timed[0].nanoseconds.begin(), ratios.begin(),
+  for (TimedContestant& timing : timed) {
+    std::vector<double> ratios(timing.nanoseconds.size());
+    std::transform(timing.nanoseconds.begin(), timing.nanoseconds.end(), timed[0].nanoseconds.begin(), ratios.begin(),
                    std::divides<>());
-    turn.result->nanoseconds = QuartilesOf(turn.nanoseconds).median;
-    turn.result->ratio = QuartilesOf(std::move(ratios));
-    state.counters[turn.contestant->name] = turn.result->ratio.median;
+    timing.result->nanoseconds = QuartilesOf(timing.nanoseconds).median;
+    timing.result->ratio = QuartilesOf(std::move(ratios));
+    state.counters[timing.contestant->name] = timing.result->ratio.median;
   }
   results.push_back(std::move(outcome));
 }

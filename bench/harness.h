@@ -33,7 +33,7 @@ struct Contestant {
 };
 
 struct Contest {
-  std::shared_ptr<const void> job;      // what the contestants read; lives as long as they
+  std::shared_ptr<const void> job;      // the contestants' input, kept alive for them
   std::size_t result_n;                 // floats
   std::vector<Contestant> contestants;  // ours first
 };

@@ -1,4 +1,4 @@
-// What the contestants are asked to do. Layouts and settings are those of include/kelvo_audio.h.
+// The contestants' jobs. Layouts and settings are those of include/kelvo_audio.h.
 #pragma once
 
 #include <cstddef>
@@ -85,7 +85,7 @@ struct ElementwiseConversion {
   std::size_t ResultCount() const { return result_n; }
 };
 
-// The library's way to do a job, defined beside its rows.
+// Does a job with the library; defined beside the job's rows.
 void RunOurs(const ForwardFft& job, float* dst);
 void RunOurs(const InverseFft& job, float* dst);
 void RunOurs(const Spectrogram& job, float* dst);

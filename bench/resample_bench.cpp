@@ -46,8 +46,8 @@ void AddResampleRows() {
     AddRow({.section = "Resampling, 10 s",
             .name = rates.name,
             .goal = rates.goal,
-            .least_snr_db = 40.0,  // other filters, and up to half a phase between them
-            .edge_n = 1000,        // the ends are filled in other ways
+            .least_snr_db = 40.0,  // the filters differ, with delays of up to half a phase between them
+            .edge_n = 1000,        // the ends are extended differently
             .make_contest = [=] { return AgainstPeers(MakeResampling(rates.dst_rate, rates.src_rate)); }});
   }
 }

@@ -9,7 +9,7 @@ void AddFftRows();
 void AddFilterRows();
 void AddResampleRows();
 void AddConversionRows();
-void AddCallRows();   // how a call is made: one frame each, first and later, on two threads
+void AddCallRows();   // overheads of a call: one frame each, first and later, on two threads
 void AddLevelRows();  // the CPU levels against each other
 
 }  // namespace kelvo::Bench

@@ -1,4 +1,4 @@
-// Jobs on frames of noise, and the library's way to do them.
+// Jobs on frames of noise, and how the library does them.
 #include "short_time_jobs.h"
 
 #include "kelvo_audio.h"

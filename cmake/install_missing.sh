@@ -1,5 +1,5 @@
-# install_missing PACKAGE ...: installs the Debian packages that this machine lacks, and says so. On another system the
-# build will tell what it misses.
+# install_missing PACKAGE ...: installs the Debian packages that are not installed yet, and says so. On other systems it
+# does nothing, and the build reports what is missing.
 install_missing() {
   local package missing=()
   command -v apt-get >/dev/null || return 0

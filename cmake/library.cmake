@@ -1,4 +1,4 @@
-# How the objects become the library that others link: 22 names, and nothing else, for them to see.
+# How the objects become the library that others link, with the exports as its only visible symbols.
 target_link_libraries(kelvo_audio PRIVATE Threads::Threads)
 set(cxx_runtime ${CMAKE_CXX_IMPLICIT_LINK_LIBRARIES})
 list(REMOVE_DUPLICATES cxx_runtime)
@@ -31,7 +31,7 @@ if(BUILD_SHARED_LIBS)
 else()
   target_compile_definitions(kelvo_objects PRIVATE KELVO_AUDIO_STATIC)
   target_compile_definitions(kelvo_audio PUBLIC KELVO_AUDIO_STATIC)
-  # Programs in C are linked by the C compiler, which knows nothing of the C++ runtime.
+  # Programs in C are linked by the C compiler, which does not add the C++ runtime.
   target_link_libraries(kelvo_audio PRIVATE ${cxx_runtime})
   if(elf)
     # The library is one object in the archive; without this a program would take all of it.

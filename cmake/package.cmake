@@ -1,6 +1,6 @@
 # What `cmake --install` puts into a prefix: header, library, licence, and the library's descriptions for CMake and
-# pkg-config. Both find the prefix from where they lie, so that it can be moved; only absolute installation folders stay
-# as they are.
+# pkg-config. Both compute the prefix from their own location, so that it can be moved; only absolute installation
+# folders stay fixed.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 target_include_directories(kelvo_audio PUBLIC $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)

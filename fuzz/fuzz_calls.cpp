@@ -1,4 +1,4 @@
-// One byte of an input chooses the export, one its settings, a few each scalar; what is left fills the input arrays.
+// One byte of an input selects the export, one its settings, a few each scalar; the others fill the input arrays.
 #include "fuzz_calls.h"
 
 #include <algorithm>
@@ -49,7 +49,7 @@ const Export& ChooseExport(std::string_view subsystem, std::size_t choice) {
   return *members[choice % members.size()];
 }
 
-// The bytes that libFuzzer gives, in order; zeros behind their end.
+// The bytes of a fuzzer's input in order, zeros after the last one.
 class Bytes {
  public:
   explicit Bytes(std::span<const std::uint8_t> rest) : rest_(rest) {}
@@ -77,9 +77,9 @@ constexpr int kInts[]{INT_MIN,  -1,       0,        1,         2,          3,   
                       64,       512,      46340,    46341,     46349,      65535,  65536, 65537,
                       16777215, 16777216, 16777217, 268435456, 1073741824, INT_MAX};
 
-// Mostly what succeeds or is small, sometimes a boundary, rarely anything.
+// Mostly the usual value or a small one, sometimes a boundary value, rarely an arbitrary one.
 Scalar ChooseScalar(const Scalar& usual, Bytes& bytes) {
-  constexpr int kUsual = 96, kMode = 128, kSmall = 192, kBoundary = 240;  // the first way that is no longer this
+  constexpr int kUsual = 96, kMode = 128, kSmall = 192, kBoundary = 240;  // each the end of a range of bytes
   const int way = bytes.Next();
   const bool is_int = std::holds_alternative<int>(usual);
   if (way < kUsual) return usual;
@@ -92,12 +92,12 @@ Scalar ChooseScalar(const Scalar& usual, Bytes& bytes) {
     const std::size_t i = bytes.Next();
     return is_int ? Scalar{kInts[i % std::size(kInts)]} : Scalar{kFloats[i % std::size(kFloats)]};
   }
-  // Every length of word, so that sizes between the small ones and the impossible ones come up too.
+  // Words of every bit length, so that medium sizes occur as well.
   const std::uint32_t word = bytes.NextWord();
   return is_int ? Scalar{static_cast<int>(word >> way % 32)} : Scalar{std::bit_cast<float>(word)};
 }
 
-// Samples, an eighth of them special. What no byte is left for stays noise.
+// Samples, an eighth of them special values. Those beyond the last byte stay noise.
 void FillInputs(const Export& subject, const Extent& extent, const CallArrays& arrays, Bytes bytes) {
   for (std::size_t i = 0; i < subject.arrays.size(); ++i) {
     if (subject.arrays[i] != Role::input) continue;
@@ -128,7 +128,7 @@ std::vector<std::string_view> SubsystemNames() {
 }
 
 void RunInput(std::string_view subsystem, std::span<const std::uint8_t> input) {
-  constexpr double kMaxOperations = 1e5;  // a fraction of a millisecond; what is larger is not called
+  constexpr double kMaxOperations = 1e5;  // a fraction of a millisecond; longer calls are skipped
   constexpr std::size_t kMaxBytes = std::size_t{1} << 26;
   static CallArrays arrays;
 
@@ -147,13 +147,13 @@ void RunInput(std::string_view subsystem, std::span<const std::uint8_t> input) {
   for (const Simd::Level level : Simd::SupportedLevels()) {
     const LevelOverride use(level);
     if (!arrays.Prepare(subject, scalars, placement)) return;
-    FillInputs(subject, extent, arrays, bytes);  // from a copy: the same for every level
+    FillInputs(subject, extent, arrays, bytes);  // takes a copy of bytes: the same inputs at every level
     int status;
     {
       const AllocationFailures failures(0, 0, kMaxBytes);
       status = arrays.Call(scalars);
     }
-    if (!subject.Documents(status)) Fail(subject, scalars, "odd status");
+    if (!subject.Documents(status)) Fail(subject, scalars, "undocumented status");
     if (status != 0 && !arrays.AreOutputsIntact()) Fail(subject, scalars, "outputs touched");
     if (level == Simd::SupportedLevels().front()) {
       first_status = status;

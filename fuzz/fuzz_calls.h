@@ -1,4 +1,4 @@
-// Calls the exports of one subsystem with whatever a fuzzer invents.
+// Calls the exports of one subsystem with a fuzzer's input.
 #pragma once
 
 #include <cstdint>
@@ -10,9 +10,9 @@ namespace kelvo::Fuzz {
 
 std::vector<std::string_view> SubsystemNames();
 
-// Makes one call at every kernel level. Ends the process, scalars printed, unless the status is documented, failure
-// leaves the outputs alone, and all levels give the same bits; pages without access around the arrays and the
-// sanitizers see the rest. Calls that would take long are not made.
+// Makes one call at every kernel level. Aborts, with the scalars printed, unless the status is documented, a failure
+// leaves the outputs unchanged, and all levels give the same bits. Unmapped pages around the arrays and the sanitizers
+// detect other faults. Calls that would take long are skipped.
 void RunInput(std::string_view subsystem, std::span<const std::uint8_t> input);
 
 }  // namespace kelvo::Fuzz

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Runs libFuzzer targets of build/fuzz, then keeps the inputs that reach something of their own in fuzz/corpus.
+"""Runs libFuzzer targets of build/fuzz, then keeps the inputs that add coverage in fuzz/corpus.
 
 Usage: fuzz/run.py RUNS [SUBSYSTEM ...]     by default all, one after another
 
-Tables of the library live as long as a process, so that runs come in rounds.
+Runs come in rounds of one process each, since the library keeps its tables until the process ends.
 """
 import re
 import shutil
@@ -41,7 +41,7 @@ def pack(target: Path, folder: Path, text: Path) -> None:
     kept = folder.with_name(folder.name + ".kept")
     shutil.rmtree(kept, ignore_errors=True)
     kept.mkdir()
-    # By what they reach, not by how often.
+    # By the code that they reach, not by how often.
     subprocess.run([target, "-merge=1", "-use_counters=0", *OPTIONS, kept, folder], stderr=subprocess.DEVNULL, check=True)
     lines = sorted((file.read_bytes().hex() for file in kept.iterdir()), key=lambda line: (len(line), line))
     text.write_text("".join(f"{line}\n" for line in lines if line))

@@ -1,4 +1,4 @@
-// libavutil's transforms, for the lengths that it has fast ones of.
+// libavutil's transforms, for the lengths that it has fast algorithms for.
 extern "C" {
 #include <libavutil/tx.h>
 }
@@ -14,7 +14,7 @@ extern "C" {
 namespace kelvo::Bench {
 namespace {
 
-// Other lengths are done by the sum of the definition.
+// Other lengths are computed by the plain sum in O(n^2).
 bool IsFast(std::size_t fft_n) {
   const std::size_t odd_factor = fft_n >> std::countr_zero(fft_n);
   return odd_factor <= 9 || odd_factor == 15;
@@ -69,8 +69,8 @@ class AvutilInverse {
   Transform transform_;
 };
 
-[[maybe_unused]] const bool entered =
-    EnterPeer<ForwardFft, AvutilReal>("libavutil") && EnterPeer<InverseFft, AvutilInverse>("libavutil");
+[[maybe_unused]] const bool registered =
+    RegisterPeer<ForwardFft, AvutilReal>("libavutil") && RegisterPeer<InverseFft, AvutilInverse>("libavutil");
 
 }  // namespace
 }  // namespace kelvo::Bench

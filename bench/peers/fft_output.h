@@ -1,4 +1,4 @@
-// What a complex or half-spectrum FFT needs beside its transform to do the library's jobs.
+// The steps around a complex or half-spectrum FFT that the library's jobs need.
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-// FFTW, single precision: its transforms as a user would call them.
+// FFTW, single precision: its transforms called as users do.
 #include "fft_output.h"
 #include "fftw_plan.h"
 #include "jobs.h"
@@ -48,9 +48,9 @@ class FftwInverse {
   FftwPlan plan_;
 };
 
-[[maybe_unused]] const bool entered = EnterPeer<ForwardFft, FftwReal>("FFTW real") &&
-                                      EnterPeer<ForwardFft, FftwComplex>("FFTW complex") &&
-                                      EnterPeer<InverseFft, FftwInverse>("FFTW");
+[[maybe_unused]] const bool registered = RegisterPeer<ForwardFft, FftwReal>("FFTW real") &&
+                                         RegisterPeer<ForwardFft, FftwComplex>("FFTW complex") &&
+                                         RegisterPeer<InverseFft, FftwInverse>("FFTW");
 
 }  // namespace
 }  // namespace kelvo::Bench

@@ -1,4 +1,5 @@
-// FFTW plans, measured more than once: FFTW_MEASURE decides by single timings, and a disturbed one costs up to a half.
+// FFTW plans, measured several times: FFTW_MEASURE decides by single timings, and a disturbed one costs up to half the
+// speed.
 #pragma once
 
 #include <fftw3.h>

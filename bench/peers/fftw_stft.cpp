@@ -1,9 +1,9 @@
-// A pipeline on FFTW for short-time transforms, written for speed by hand: what a user would write who knows their
-// machine and has no contract on bits.
+// A hand-optimised pipeline on FFTW for short-time transforms, as an expert would write it for one machine without a
+// contract on bits.
 //
-// Two real frames make one complex transform, which on FFTW costs less than two real ones. Frames go in blocks: their
-// spectra are kept row by row, transposed in registers to bins x frames, and written out in pieces of kBlock frames.
-// Power and mel bands are formed in vector registers, the bands from their nonzero weights alone.
+// Two real frames make one complex transform, which on FFTW costs less than two real ones. Frames are processed in
+// blocks of kBlock: their spectra are stored by frame, then transposed in registers to bins x frames. Powers and mel
+// bands are formed in vector registers, the bands from their nonzero weights alone.
 #include <algorithm>
 #include <cmath>
 #include <numbers>
@@ -21,16 +21,16 @@ namespace {
 Buffer HannWindow(std::size_t count) {
   Buffer window(count);
   for (std::size_t i = 0; i < count; ++i) {
-    const double turn = static_cast<double>(i) / static_cast<double>(count);
-    window[i] = static_cast<float>(0.5 - 0.5 * std::cos(2.0 * std::numbers::pi * turn));
+    const double phase = static_cast<double>(i) / static_cast<double>(count);
+    window[i] = static_cast<float>(0.5 - 0.5 * std::cos(2.0 * std::numbers::pi * phase));
   }
   return window;
 }
 
-// The row stride of a scratch matrix: whole cache lines and one more, lest the rows of a column share a few cache sets.
+// The row stride of a scratch matrix: whole cache lines and one more, so that a column is spread over all cache sets.
 std::size_t PaddedStride(std::size_t count) { return (count + 15) / 16 * 16 + 16; }
 
-// The spectra of two neighbouring frames at a time.
+// The spectra of two consecutive frames at a time.
 class PairAnalysis {
  public:
   explicit PairAnalysis(const ShortTime& job)
@@ -43,10 +43,10 @@ class PairAnalysis {
         bins_(2 * job.fft_n),
         re_(job.fft_n + 1),
         im_(job.fft_n + 1) {
-    for (float& value : window_) value *= 0.5f;  // the half of splitting a pair
+    for (float& value : window_) value *= 0.5f;  // the factor 1/2 of splitting a pair
   }
 
-  // emit(k, a_re, a_im, b_re, b_im) for each bin of frames t and t + 1; beyond the last frame lies silence.
+  // emit(k, a_re, a_im, b_re, b_im) for each bin of frames t and t + 1; beyond the last frame is silence.
   template <class Emit>
   void ForEachBin(std::size_t t, Emit emit) {
     Pack(FrameAt(t, edge_a_), FrameAt(t + 1, edge_b_));
@@ -96,7 +96,7 @@ class PairAnalysis {
       re[k] = bins[2 * k];
       im[k] = bins[2 * k + 1];
     }
-    re[job_.fft_n] = re[0];  // bin n is bin 0, whose mirror it is
+    re[job_.fft_n] = re[0];  // bin 0 mirrors itself, as bin n
     im[job_.fft_n] = im[0];
   }
 
@@ -178,7 +178,7 @@ class FftwComplexSpectrogram {
           b[2 * k + 1] = b_im;
         });
       }
-      // A complex value moves as one double, untouched.
+      // A complex value is copied as one double.
       Transpose(reinterpret_cast<double*>(dst) + t, job_.frame_n, reinterpret_cast<const double*>(by_frame_.data()),
                 stride_ / 2, count, job_.BinCount());
     }
@@ -257,7 +257,7 @@ class FftwInverseSpectrogram {
       bins[2 * (n - k)] = a[2 * k] + b[2 * k + 1];
       bins[2 * (n - k) + 1] = b[2 * k] - a[2 * k + 1];
     }
-    bins[1] = b[0];  // bins 0 and n / 2 of a real frame count by their real parts alone
+    bins[1] = b[0];  // of bins 0 and n / 2 of a real frame, only the real parts count
     bins[0] = a[0];
     bins[n] = a[n];
     bins[n + 1] = b[n];
@@ -273,8 +273,8 @@ class FftwInverseSpectrogram {
     for (std::size_t i = 0; i < job_.fft_n; ++i) b[i] += pair[2 * i + 1] * (window[i] * scale);
   }
 
-  // Where all frames overlap, the sum of the squared windows repeats every hop: it is formed for a few frames and that
-  // stretch repeated.
+  // Where all frames overlap, the sum of the squared windows is periodic with the hop: it is computed for a few frames
+  // and repeated.
   void SumEnvelope() {
     const std::size_t hop_n = job_.hop_n;
     const std::size_t overlap_n = (job_.fft_n + hop_n - 1) / hop_n;
@@ -300,10 +300,10 @@ class FftwInverseSpectrogram {
   Buffer signal_, envelope_;
 };
 
-[[maybe_unused]] const bool entered = EnterPeer<Spectrogram, FftwComplexSpectrogram>("FFTW pipeline") &&
-                                      EnterPeer<Spectrogram, FftwPowerSpectrogram>("FFTW pipeline") &&
-                                      EnterPeer<MelSpectrogram, FftwMelSpectrogram>("FFTW pipeline") &&
-                                      EnterPeer<InverseSpectrogram, FftwInverseSpectrogram>("FFTW pipeline");
+[[maybe_unused]] const bool registered = RegisterPeer<Spectrogram, FftwComplexSpectrogram>("FFTW pipeline") &&
+                                         RegisterPeer<Spectrogram, FftwPowerSpectrogram>("FFTW pipeline") &&
+                                         RegisterPeer<MelSpectrogram, FftwMelSpectrogram>("FFTW pipeline") &&
+                                         RegisterPeer<InverseSpectrogram, FftwInverseSpectrogram>("FFTW pipeline");
 
 }  // namespace
 }  // namespace kelvo::Bench

@@ -44,8 +44,8 @@ class KissInverse {
   Handle<kiss_fft_state> config_;
 };
 
-[[maybe_unused]] const bool entered =
-    EnterPeer<ForwardFft, KissReal>("kissfft") && EnterPeer<InverseFft, KissInverse>("kissfft");
+[[maybe_unused]] const bool registered =
+    RegisterPeer<ForwardFft, KissReal>("kissfft") && RegisterPeer<InverseFft, KissInverse>("kissfft");
 
 }  // namespace
 }  // namespace kelvo::Bench

@@ -50,8 +50,8 @@ class LiquidFir {
   std::unique_ptr<firfilt_rrrf_s, decltype(&firfilt_rrrf_destroy)> filter_;
 };
 
-[[maybe_unused]] const bool entered =
-    EnterPeer<LinearFilter, LiquidIir>("liquid-dsp") && EnterPeer<LinearFilter, LiquidFir>("liquid-dsp");
+[[maybe_unused]] const bool registered =
+    RegisterPeer<LinearFilter, LiquidIir>("liquid-dsp") && RegisterPeer<LinearFilter, LiquidFir>("liquid-dsp");
 
 }  // namespace
 }  // namespace kelvo::Bench

@@ -1,4 +1,4 @@
-// The product with a filter bank by hand: the nonzero weights are looked up once a call.
+// The product with a filter bank, hand-optimised: each band's nonzero weights are found once per call.
 #include "jobs.h"
 #include "peers.h"
 #include "sparse_bands.h"
@@ -20,7 +20,7 @@ class SparseProjection {
   const MelProjection& job_;
 };
 
-[[maybe_unused]] const bool entered = EnterPeer<MelProjection, SparseProjection>("sparse bands");
+[[maybe_unused]] const bool registered = RegisterPeer<MelProjection, SparseProjection>("sparse bands");
 
 }  // namespace
 }  // namespace kelvo::Bench

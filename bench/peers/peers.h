@@ -1,5 +1,5 @@
-// The list of peers. Each file in this folder wraps one library and enters what it can do, so that a library which is
-// missing on this machine leaves its file out of the build and nothing else.
+// The list of peers. Each file in this folder wraps one library and registers the jobs that it can do; the file of a
+// library that is not installed is left out of the build.
 #pragma once
 
 #include <functional>
@@ -16,7 +16,7 @@ namespace kelvo::Bench {
 template <class Job>
 struct Peer {
   std::string name;
-  std::function<Run(const Job&)> prepare;  // gives an empty Run for a job that this peer cannot do
+  std::function<Run(const Job&)> prepare;  // returns an empty Run for a job that this peer cannot do
 };
 
 template <class Job>
@@ -25,9 +25,9 @@ std::vector<Peer<Job>>& Peers() {
   return peers;
 }
 
-// Enters an implementation: a class made of a job, which outlives it, whose operator()(float* dst) does the job.
+// Registers an implementation: a class constructed from a job, which outlives it, whose operator()(float* dst) does it.
 template <class Job, class Implementation>
-bool EnterPeer(std::string name) {
+bool RegisterPeer(std::string name) {
   Peers<Job>().push_back({std::move(name), [](const Job& job) -> Run {
                             if constexpr (requires { Implementation::CanDo(job); }) {
                               if (!Implementation::CanDo(job)) return {};

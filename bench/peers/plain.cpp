@@ -1,4 +1,4 @@
-// Plain loops, as a user writes them when no library is at hand, with the C library's functions.
+// Plain loops with the C library's functions, as users write them without another library.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -30,7 +30,7 @@ class DirectForm {
     for (std::size_t k = b_.size() - 1; k > 0; --k) steady_[k - 1] = steady_[k] + b_[k] - a_[k] * gain;
   }
 
-  // The state that an endless constant input of this value leaves.
+  // The steady state for a constant input of this value.
   void StartSteady(double input) {
     for (std::size_t k = 0; k < state_.size(); ++k) state_[k] = steady_[k] * input;
   }
@@ -159,15 +159,15 @@ class PlainConversion {
 };
 
 template <std::size_t... kLengths>
-bool EnterFilters(const char* name) {
-  return ((EnterPeer<LinearFilter, PlainFilter<kLengths>>(name) &&
-           EnterPeer<ZeroPhaseFilter, PlainZeroPhaseFilter<kLengths>>(name)) &&
+bool RegisterFilters(const char* name) {
+  return ((RegisterPeer<LinearFilter, PlainFilter<kLengths>>(name) &&
+           RegisterPeer<ZeroPhaseFilter, PlainZeroPhaseFilter<kLengths>>(name)) &&
           ...);
 }
 
-[[maybe_unused]] const bool entered = EnterFilters<kAnyLength>("plain loop") &&
-                                      EnterFilters<3, 5, 9, 17>("plain loop, fixed order") &&
-                                      EnterPeer<ElementwiseConversion, PlainConversion>("C library");
+[[maybe_unused]] const bool registered = RegisterFilters<kAnyLength>("plain loop") &&
+                                         RegisterFilters<3, 5, 9, 17>("plain loop, fixed order") &&
+                                         RegisterPeer<ElementwiseConversion, PlainConversion>("C library");
 
 }  // namespace
 }  // namespace kelvo::Bench

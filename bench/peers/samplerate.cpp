@@ -1,4 +1,4 @@
-// libsamplerate's two quicker sinc converters.
+// libsamplerate's two faster sinc converters.
 #include <samplerate.h>
 
 #include "jobs.h"
@@ -28,9 +28,9 @@ class Samplerate {
   std::unique_ptr<SRC_STATE, decltype(&src_delete)> state_;
 };
 
-[[maybe_unused]] const bool entered =
-    EnterPeer<Resampling, Samplerate<SRC_SINC_FASTEST>>("libsamplerate fastest") &&
-    EnterPeer<Resampling, Samplerate<SRC_SINC_MEDIUM_QUALITY>>("libsamplerate medium");
+[[maybe_unused]] const bool registered =
+    RegisterPeer<Resampling, Samplerate<SRC_SINC_FASTEST>>("libsamplerate fastest") &&
+    RegisterPeer<Resampling, Samplerate<SRC_SINC_MEDIUM_QUALITY>>("libsamplerate medium");
 
 }  // namespace
 }  // namespace kelvo::Bench

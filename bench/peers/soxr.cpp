@@ -22,8 +22,8 @@ class Soxr {
   const Resampling& job_;
 };
 
-[[maybe_unused]] const bool entered =
-    EnterPeer<Resampling, Soxr<SOXR_LQ>>("soxr LQ") && EnterPeer<Resampling, Soxr<SOXR_HQ>>("soxr HQ");
+[[maybe_unused]] const bool registered =
+    RegisterPeer<Resampling, Soxr<SOXR_LQ>>("soxr LQ") && RegisterPeer<Resampling, Soxr<SOXR_HQ>>("soxr HQ");
 
 }  // namespace
 }  // namespace kelvo::Bench

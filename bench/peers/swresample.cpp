@@ -29,7 +29,7 @@ class Swresample {
   Swresample& operator=(const Swresample&) = delete;
 
   void operator()(float* dst) {
-    swr_init(context_);  // starts anew; the filter is kept
+    swr_init(context_);  // resets the state; the filter is kept
     auto* out = reinterpret_cast<std::uint8_t*>(dst);
     const auto* in = reinterpret_cast<const std::uint8_t*>(job_.src.data());
     const int capacity = static_cast<int>(job_.dst_n);
@@ -43,7 +43,7 @@ class Swresample {
   SwrContext* context_;
 };
 
-[[maybe_unused]] const bool entered = EnterPeer<Resampling, Swresample>("libswresample");
+[[maybe_unused]] const bool registered = RegisterPeer<Resampling, Swresample>("libswresample");
 
 }  // namespace
 }  // namespace kelvo::Bench

@@ -6,7 +6,7 @@
 
 namespace kelvo::Bench {
 
-// Zips the halves of the tile's rows together; done log2(kSize) times, this transposes the tile.
+// Interleaves the two halves of the tile's rows; log2(kSize) such steps transpose the tile.
 template <class Vector, std::size_t kSize, std::size_t... kI>
 [[gnu::always_inline]] inline void ZipHalves(Vector (&rows)[kSize], std::index_sequence<kI...>) {
   Vector zipped[kSize];
@@ -28,7 +28,7 @@ template <class T, std::size_t kSize>
   for (std::size_t i = 0; i < kSize; ++i) __builtin_memcpy(dst + i * dst_stride, &rows[i], sizeof(Vector));
 }
 
-// dst[c][r] = src[r][c] for r < row_n, c < column_n. T is float, or double as the carrier of a complex value.
+// dst[c][r] = src[r][c] for r < row_n, c < column_n. T is float, or double for the 8 bytes of a complex value.
 template <class T>
 void Transpose(T* dst, std::size_t dst_stride, const T* src, std::size_t src_stride, std::size_t row_n,
                std::size_t column_n) {

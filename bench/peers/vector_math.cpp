@@ -37,7 +37,7 @@ Vector Load(const float* src, std::size_t count) {
 
 void Store(float* dst, Vector values, std::size_t count) { std::memcpy(dst, &values, count * sizeof(float)); }
 
-// body(i, count) for pieces of kWidth values, then for the rest.
+// body(i, count) for pieces of kWidth values, then for the remaining ones.
 template <class Body>
 void ForEachPiece(std::size_t count, Body body) {
   std::size_t i = 0;
@@ -125,7 +125,7 @@ class VectorConversion {
   const ElementwiseConversion& job_;
 };
 
-[[maybe_unused]] const bool entered = EnterPeer<ElementwiseConversion, VectorConversion>("libmvec");
+[[maybe_unused]] const bool registered = RegisterPeer<ElementwiseConversion, VectorConversion>("libmvec");
 
 }  // namespace
 }  // namespace kelvo::Bench

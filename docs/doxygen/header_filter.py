@@ -53,6 +53,6 @@ header = re.sub(r"^/\* (?=.*\*/\nenum)", "/** ", header, flags=re.M)
 header = re.sub(r"^( +KELVO_AUDIO_\w+ = .*?)/\* ", r"\1/**< ", header, flags=re.M)
 header = re.sub(r"^(?=#define KELVO_AUDIO_VERSION_(\w+) \d+$)", r"/** The \1 part of the version. */\n", header,
                 flags=re.M)
-# How an export is declared concerns nobody who calls it.
+# The macro that exports a symbol is of no interest to callers.
 header = re.sub(r"^#if defined\(_WIN32\)\n.*?(?=^#ifdef __cplusplus)", "", header, flags=re.M | re.S)
 print(header, end="")

@@ -1,4 +1,4 @@
-// The calls of kelvo_audio that this program is an example of, one function for each step.
+// The calls of kelvo_audio that this example shows, one function for each step.
 #include "analysis.h"
 
 #include <kelvo_audio.h>

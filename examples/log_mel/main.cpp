@@ -21,7 +21,7 @@ namespace {
 
 double Seconds(std::size_t sample_n) { return static_cast<double>(sample_n) / kSampleRate; }
 
-// What this run writes, named after the recording. Files appear under their names when all of them are complete.
+// The output files, named after the recording. They appear under their names when all of them are complete.
 class Outputs {
  public:
   explicit Outputs(const Options& options) : base_(options.output_folder / options.recording.stem()) {}
@@ -58,7 +58,7 @@ std::vector<float> LoadSamples(const Options& options, Outputs& outputs) {
   return samples;
 }
 
-// The features, and the median time of a few runs; the first, which builds the library's tables, is only one of them.
+// The features, and the median time of a few runs, so that the first one, which builds the tables, has little weight.
 LogMel MeasureLogMel(std::span<const float> samples) {
   using Clock = std::chrono::steady_clock;
   LogMel log_mel;
@@ -80,7 +80,7 @@ LogMel MeasureLogMel(std::span<const float> samples) {
   return log_mel;
 }
 
-// What can be drawn whatever the encoding of file names.
+// Text that can be drawn in any encoding of file names.
 std::string Printable(std::string text) {
   std::ranges::replace_if(text, [](char c) { return c < ' ' || c > '~'; }, '?');
   return text;

@@ -40,8 +40,8 @@ constexpr Colour kInk{0.13, 0.13, 0.16};
 constexpr Colour kWave{0.45, 0.45, 0.50};
 constexpr Colour kMark{0.80, 0.27, 0.28};
 
-// A map of even perceptual steps from dark to light, readable in grey and by the colour-blind; straight lines between
-// its tenths.
+// A perceptually uniform map from dark to light, readable in greyscale and by the colour-blind; linear between its
+// tenths.
 constexpr std::array<std::uint32_t, 10> kColourMap{0x000004, 0x1b0c41, 0x4a0c6b, 0x781c6d, 0xa52c60,
                                                    0xcf4446, 0xed6925, 0xfb9b06, 0xf7d13d, 0xfcffa4};
 
@@ -143,7 +143,7 @@ class Picture {
   std::unique_ptr<cairo_t, decltype(&cairo_destroy)> cairo_;
 };
 
-// The part [first, last) of `count` things that pixel column x of the plot shows: at least one.
+// The range [first, last) of `count` items that pixel column x of the plot shows: at least one.
 std::pair<std::size_t, std::size_t> ShownAt(int x, double from, double per_pixel, std::size_t count) {
   const auto index = [&](double value) {
     return static_cast<std::size_t>(std::clamp(value, 0.0, static_cast<double>(count - 1)));

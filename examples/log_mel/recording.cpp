@@ -19,7 +19,7 @@ struct CloseFile {
 };
 using File = std::unique_ptr<SNDFILE, CloseFile>;
 
-// Why the file cannot be read, where libsndfile would only say that it does not know the format.
+// The system's reason why the file cannot be read; libsndfile would only report an unknown format.
 void CheckReadable(const std::filesystem::path& path) {
   std::error_code error;
   const auto status = std::filesystem::status(path, error);
@@ -40,7 +40,7 @@ Recording ReadRecording(const std::filesystem::path& path) {
   const File file(sf_open(path.c_str(), SFM_READ, &info));
   if (!file) throw Failure(path.string() + ": " + sf_strerror(nullptr));
 
-  // Read to the end in blocks: the length that a header claims need not be true.
+  // Read to the end in blocks: the length in a file's header can be wrong.
   Recording recording{{}, info.samplerate};
   const auto channels = static_cast<std::size_t>(info.channels);
   std::vector<float> block(kBlockFrames * channels);

@@ -1,8 +1,8 @@
 /*
- * A fourth-order high-pass at 80 Hz in two second-order sections, block by block, as it is run against hum.
+ * A fourth-order high-pass at 80 Hz, as used against hum, in two second-order sections, block by block.
  *
- * As one numerator and one denominator of fourth order the same filter would drown in the rounding of its coefficients
- * to float: see docs/filters.md.
+ * As one numerator and one denominator of fourth order the same filter would suffer from the rounding of its
+ * coefficients to float: see docs/filters.md.
  */
 #include <kelvo_audio.h>
 #include <math.h>
@@ -19,7 +19,7 @@ typedef struct {
   float state[2];
 } Section;
 
-/* Second-order high-pass by the bilinear transform, which keeps the corner where it is asked for. */
+/* Second-order high-pass by the bilinear transform, prewarped so that the corner frequency is exact. */
 static Section MakeHighPass(double corner_hz, double quality) {
   const double w = tan(kPi * corner_hz / kSampleRate);
   const double scale = 1 / (1 + w / quality + w * w);
@@ -42,7 +42,7 @@ static int FilterBlock(float* samples, int sample_n, Section* sections, int sect
   return status;
 }
 
-/* What the filter does to a sine, in dB, once it has settled. */
+/* The gain of the settled filter for a sine, in dB. */
 static int MeasureGain(double* gain_db, double frequency_hz) {
   /* A Butterworth filter: the qualities are 1 / (2 cos(pi / 8)) and 1 / (2 cos(3 pi / 8)). */
   Section sections[kSectionN];

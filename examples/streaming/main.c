@@ -58,14 +58,14 @@ static void RunWhole(Results* results, const float* source) {
   ComputeMel(results->mel, results->resampled, kResampledN, kFrameN);
 }
 
-/* Puts columns of a block's matrix where they stand in the whole one. */
+/* Copies the columns of a block's matrix to their place in the whole one. */
 static void PlaceColumns(float* whole, const float* part, int row_n, int whole_n, int part_n, int start) {
   int row;
   for (row = 0; row < row_n; ++row)
     memcpy(whole + row * whole_n + start, part + row * part_n, sizeof(float) * (size_t)part_n);
 }
 
-/* Computes the frames that a block of resampled samples completes, and gives their number. */
+/* Computes the frames that a block of resampled samples completes, and returns their number. */
 static int ComputeFrames(Results* results, FrameStream* frames, const float* block, int block_n, int start) {
   static float bins[kFreqN * kFrameN * 2], mel[kMelN * kFrameN];
   const int frame_n = PushBlock(frames, block, block_n);

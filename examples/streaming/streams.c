@@ -45,7 +45,7 @@ int InitResampleStream(ResampleStream* stream, int dst_sample_rate, int src_samp
   return stream->down <= kMaxCycleN && stream->up <= kMaxRise * stream->down ? 0 : -1;
 }
 
-/* Resamples what is kept, up to output end_n of it, and tells which part of that is new. */
+/* Resamples the kept samples, up to output end_n, and reports which part of the output is new. */
 static int Resample(ResampleStream* stream, int end_n, const float** dst, int* dst_n) {
   const int old_n = stream->given_n * stream->up;
   int status = KELVO_AUDIO_STATUS_OK;

@@ -1,8 +1,8 @@
 /*
  * Frames and resampling of sound that arrives in blocks, over the functions of kelvo_audio, which keep no state.
  *
- * Both give the bits that one call over the whole signal gives. They keep samples that later output needs, in arrays
- * of fixed size; nothing is allocated after they are initialised.
+ * Both give the bits of one call over the whole signal. They keep the samples that later output needs, in arrays of
+ * fixed size; nothing is allocated after initialisation.
  */
 #ifndef STREAMS_H
 #define STREAMS_H
@@ -27,9 +27,9 @@ typedef struct {
 void InitFrameStream(FrameStream* stream, int fft_n, int hop_n);
 
 /*
- * Appends a block and gives the number of complete, uncentred frames: stream->samples then is a signal of
- * stream->sample_n samples that has just these. Pass it to kelvoAudioGetMelSpectrogram or kelvoAudioGetSpectrogram with
- * KELVO_AUDIO_CENTER_NONE, then drop the frames.
+ * Appends a block and returns the number of complete, uncentred frames in stream->samples, a signal of stream->sample_n
+ * samples. Pass it to kelvoAudioGetMelSpectrogram or kelvoAudioGetSpectrogram with KELVO_AUDIO_CENTER_NONE, then drop
+ * the frames.
  */
 int PushBlock(FrameStream* stream, const float* block, int block_n);
 void DropFrames(FrameStream* stream, int frame_n);
@@ -49,13 +49,13 @@ typedef struct {
   float resampled[kMaxRise * (kMaxKeptN + kMaxBlockN)];
 } ResampleStream;
 
-/* Gives 0, or -1 if the ratio of the rates needs longer arrays. */
+/* Returns 0, or -1 if the ratio of the rates needs longer arrays. */
 int InitResampleStream(ResampleStream* stream, int dst_sample_rate, int src_sample_rate);
 
-/* Appends a block; *dst_n samples at *dst, inside the stream, are then new. Gives the library's status. */
+/* Appends a block; *dst_n new samples are then at *dst, inside the stream. Returns the library's status. */
 int ResampleBlock(ResampleStream* stream, const float* block, int block_n, const float** dst, int* dst_n);
 
-/* The samples that are left when no block will follow. */
+/* The remaining samples after the last block. */
 int ResampleRest(ResampleStream* stream, const float** dst, int* dst_n);
 
 #endif
