@@ -13,12 +13,12 @@ presets=("$@")
 
 for preset in "${presets[@]}"; do
   echo "== building $preset"
-  # The Python that the packages above belong to, whatever other one comes first in the path.
+  # The Python that the packages above belong to, even if another one comes first in PATH.
   cmake --preset "$preset" -D Python3_EXECUTABLE=/usr/bin/python3
   cmake --build "build/$preset" --parallel "$(nproc)"
 done
 
-# One run over all configurations, so that one summary stands at the end.
+# One run over all configurations, so that there is one summary at the end.
 printf 'subdirs(%s)\n' "${presets[@]}" >build/CTestTestfile.cmake
 echo "== testing ${presets[*]}"
 ctest --test-dir build --parallel "$(nproc)" --output-on-failure --no-tests=error

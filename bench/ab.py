@@ -11,7 +11,7 @@ import tempfile
 
 
 def median_interval(values):
-    """The order statistics between which the median lies with a probability of at least 95 %, whatever the law."""
+    """The order statistics that contain the median with a probability of at least 95 %, for any distribution."""
     n = len(values)
     rank = 0  # fewer than rank of n values lie on one side of the median with a probability of at most 2.5 %
     while sum(math.comb(n, k) for k in range(rank + 1)) / 2**n <= 0.025:
@@ -20,7 +20,7 @@ def median_interval(values):
 
 
 def time_rows(program, rows, libraries, alternations):
-    """Ratios by row. A process each: where code and arrays come to lie is part of what the interval covers."""
+    """Ratios by row. Each in a new process, so that the interval covers the placement of code and arrays."""
     ratios, bits = collections.defaultdict(list), {}
     for i in range(alternations):
         forward = i % 2 == 0
@@ -32,7 +32,7 @@ def time_rows(program, rows, libraries, alternations):
 
 
 def count_rows(program, rows, library):
-    """Instructions of one warm call by row. callgrind, which knows no AVX-512, runs the level below it."""
+    """Instructions of one warm call by row. callgrind does not support AVX-512 and runs the level below it."""
     with tempfile.TemporaryDirectory() as folder:
         names = run(["valgrind", "--tool=callgrind", "--quiet", "--toggle-collect=CountedCall",
                      "--dump-after=CountedCall", f"--callgrind-out-file={folder}/out",

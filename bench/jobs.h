@@ -85,7 +85,7 @@ struct ElementwiseConversion {
   std::size_t ResultCount() const { return result_n; }
 };
 
-// Does a job with the library; defined beside the job's rows.
+// Does a job with the library; defined next to the job's rows.
 void RunOurs(const ForwardFft& job, float* dst);
 void RunOurs(const InverseFft& job, float* dst);
 void RunOurs(const Spectrogram& job, float* dst);

@@ -12,7 +12,7 @@ namespace kelvo::Bench {
 namespace {
 
 // Tones in the pass band of every contestant and, where there is room for it, one to be removed: 1.5 times the highest
-// frequency of the target. A contestant with a poorer stop band or images thus shows in the signal-to-noise ratio.
+// frequency of the target. A poor stop band, or images, thus lower a contestant's signal-to-noise ratio.
 Resampling MakeResampling(int dst_rate, int src_rate) {
   constexpr int kSeconds = 10;
   Resampling job{{}, dst_rate, src_rate, 0};

@@ -25,7 +25,7 @@ std::string TimeText(double nanoseconds) {
 // A ratio that reads 1.00 is a tie.
 bool IsBehind(const ContestantResult& peer) { return peer.ratio.median < 0.995; }
 
-// The fastest contestant beside ours; null if none agreed.
+// The fastest contestant other than ours; null if none agreed.
 const ContestantResult* BestPeer(const RowResult& row) {
   const ContestantResult* best = nullptr;
   for (const ContestantResult& result : std::span(row.results).subspan(1)) {

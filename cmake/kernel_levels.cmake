@@ -1,14 +1,14 @@
 # Every *_kernels.cpp is compiled once per CPU level. The library chooses the level at run time, so a build never
 # depends on the machine it is made on.
-# The reference of the other levels vectorises nothing by itself. It also matters: from straight lines GCC 12 makes
-# vector code of the filter with 18 or 19 state values that rounds otherwise.
+# The scalar level, the reference of the others, is not vectorised: GCC 12's SLP vectoriser makes code for filters with 18
+# or 19 state values that rounds differently.
 set(kelvo_flags_scalar -fno-tree-slp-vectorize)
 set(kelvo_bytes_scalar 4)
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64|x86|i[3-6]86)$" AND CMAKE_SIZEOF_VOID_P EQUAL 4)
   set(kelvo_levels scalar sse2)
   set(kelvo_bytes_sse2 16)
-  # In front of the builder's own flags, whose wish for x87 is then refused below. Callers may have aligned the stack to
-  # no more than 4 bytes.
+  # Before the builder's own flags, so that flags for x87 are seen and rejected below. Callers may have aligned the stack
+  # to 4 bytes only.
   set(CMAKE_CXX_FLAGS "-msse2 -mfpmath=sse -mstackrealign ${CMAKE_CXX_FLAGS}")
 elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
   set(kelvo_levels scalar sse2 avx2 avx512)
@@ -18,7 +18,7 @@ elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
   set(kelvo_flags_avx512 -mavx512f -mavx512dq -mavx512bw -mavx512vl -mprefer-vector-width=512)
   set(kelvo_bytes_avx512 64)
   if(WIN32)
-    # Windows aligns the stack to 16 bytes, and not every MinGW compiler heeds that when it spills wider vectors.
+    # Windows aligns the stack to 16 bytes, which some MinGW compilers ignore when they spill wider vectors.
     include(CheckCXXCompilerFlag)
     check_cxx_compiler_flag(-Wa,-muse-unaligned-vector-move kelvo_has_unaligned_moves)
     if(kelvo_has_unaligned_moves)
@@ -33,7 +33,7 @@ else()
   set(kelvo_levels scalar)
 endif()
 
-# Asked anew each time: the answer changes with the flags.
+# Checked at every configuration, since the result depends on the flags.
 include(CheckCXXSourceCompiles)
 unset(kelvo_evaluates_in_type CACHE)
 check_cxx_source_compiles("static_assert(__FLT_EVAL_METHOD__ == 0); int main() {}" kelvo_evaluates_in_type)
@@ -55,8 +55,8 @@ if(KELVO_AUDIO_MAX_LEVEL)
 endif()
 
 # Inlined to the last call, kernels take minutes to compile with every check at full optimisation. They read and write
-# vectors by memcpy, so the checks left out here have nothing to find that an address check would not. Options of a
-# library linked last stand last, where they undo others.
+# vectors by memcpy, so the checks left out here find nothing that the address sanitizer does not. Options of the library
+# linked last come last, where they override others.
 add_library(kelvo_fewer_checks INTERFACE)
 target_compile_options(kelvo_fewer_checks INTERFACE
                        -fno-sanitize=null,alignment,object-size,vptr,pointer-overflow,bounds)

@@ -10,7 +10,7 @@ DIRECTIONS = {"in": "in", "out": "out", "in/out": "in,out"}
 
 
 def parameters(names, signature, comment):
-    """The parameters that a row of the columns stands for: those it names, or all between two without a row."""
+    """The parameters that a row of the columns describes: those it names, or, with "...", all from one to another."""
     ends = names.split(" ... ")
     if len(ends) == 1:
         return names.replace(" ", "")

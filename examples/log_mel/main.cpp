@@ -42,7 +42,7 @@ class Outputs {
   std::list<OutputFile> files_;
 };
 
-// The recording at kSampleRate, filtered if the options say so.
+// The recording at kSampleRate, filtered if the options ask for it.
 std::vector<float> LoadSamples(const Options& options, Outputs& outputs) {
   auto [samples, sample_rate] = ReadRecording(options.recording);
   std::printf("recording     %s: %zu samples at %d Hz\n", options.recording.c_str(), samples.size(), sample_rate);

@@ -62,7 +62,7 @@ int ResampleBlock(ResampleStream* stream, const float* block, int block_n, const
   int cycle_n, drop_n, status;
   Append(stream->samples, &stream->sample_n, block, block_n);
   stream->src_n += block_n;
-  /* Cycles after which enough input follows, and one sample more, since a call ends where its filter meets the end. */
+  /* Cycles with enough input after them: the reach and a sample more, as a call ends where its filter meets the end. */
   cycle_n = (stream->sample_n - kReachN - 1) / stream->down;
   if (cycle_n < stream->given_n) cycle_n = stream->given_n;
   status = Resample(stream, cycle_n * stream->up, dst, dst_n);

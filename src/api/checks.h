@@ -1,4 +1,4 @@
-// The argument checks that several rooms share. Each message stands beside the condition that it reports.
+// The argument checks that several folders share. Each message is next to the condition that it reports.
 //
 // A check states the failing condition: `power < 0` is false for a NaN, which is thus accepted, so no check may be
 // inverted. "size." ends a message about a count or a length, "value." about another number, "format." about a mode.

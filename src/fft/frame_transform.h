@@ -30,7 +30,7 @@ struct SteppedBins {
   }
 };
 
-// The subsignals of a real pass, one behind the other. Two floats of the real one are an element.
+// The subsignals of a real pass, one after the other. Two floats of the real one are an element.
 template <class Lane>
 struct BatchSubsignals {
   float* real;

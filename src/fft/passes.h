@@ -115,8 +115,8 @@ static void RunPass(const Source& source, Target to, const Pass& pass, std::size
   }
 }
 
-// The same for any odd radix: a direct sum over the roots of unity. Elements s and radix - s meet the same roots up to
-// the sign of the sine, so their sums and differences are formed first. `scratch` holds 2 * radix vectors.
+// The same for any odd radix: a direct sum over the roots of unity. Elements s and radix - s have the same factors up
+// to the sign of the sine, so their sums and differences are formed first. `scratch` holds 2 * radix vectors.
 template <class Mode, class Lane, class Elements>
 static void RunDirectPass(Elements from, Elements to, const Pass& pass, std::size_t length, float* scratch) {
   constexpr std::size_t kStep = Mode::template kStep<Lane>;

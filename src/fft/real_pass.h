@@ -2,7 +2,7 @@
 //
 // A pass takes `radix` samples that lie a span = n / radix apart and leaves
 //     a real signal of 2 span samples, the sums over even and over odd ones, whose bins are every radix / 2-th bin
-//     radix / 2 - 1 complex signals of `span` elements, whose outputs are bins as they stand
+//     radix / 2 - 1 complex signals of `span` elements, whose outputs are bins without a further step
 // where half-length transforms would pack all samples as pairs and split all outputs. The bins that mirror others are
 // never computed, which takes an eighth less additions.
 //

@@ -1,4 +1,4 @@
-// The checks of this room's exports, in their documented order.
+// The checks of this folder's exports, in their documented order.
 #include "mel/checks.h"
 
 #include "api/checks.h"
@@ -63,7 +63,7 @@ void CheckPowerToDb(int src_n) { Api::CheckSourceSize(src_n); }
 
 void CheckComplexNorm(int src_n, float power) {
   Api::CheckSourceSize(src_n);
-  // A norm with power 0 would be 1 whatever the values: refused here, though accepted for magnitude and phase.
+  // A norm with power 0 would be 1 for all values: rejected here, though accepted for magnitude and phase.
   Api::CheckPositivePower(power);
 }
 

@@ -1,4 +1,4 @@
-// The arguments of this room's exports, each list in its documented order.
+// The arguments of this folder's exports, each list in its documented order.
 #pragma once
 
 #include "mel/mel_spectrogram.h"

@@ -82,7 +82,7 @@ KELVO_INLINE Lanes<T, N> operator-(Lanes<T, N> a) {
 }
 
 // One value for all lanes, read from memory by the instruction that uses it. A broadcast into a register takes, on some
-// CPUs, an arithmetic slot beside the load; as an operand of an AVX-512 instruction it takes the load alone. Compilers
+// CPUs, an arithmetic slot besides the load; as an operand of an AVX-512 instruction it takes the load alone. Compilers
 // prefer the register once the value is used twice, hence the assembly.
 template <class Lane>
 struct BroadcastOperand {

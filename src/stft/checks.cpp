@@ -1,4 +1,4 @@
-// The checks of this room's exports, in their documented order.
+// The checks of this folder's exports, in their documented order.
 #include "stft/checks.h"
 
 #include "api/checks.h"

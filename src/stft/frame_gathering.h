@@ -40,8 +40,8 @@ KELVO_INLINE void PrefetchRead(const float* array, std::size_t element) {
 }
 
 // Stores Lane::kSize windowed samples of frames that begin `hop` apart, then those `step` further on while their offset
-// is below `limit`, each time place_step behind the ones before. A step is a hop, unless there is only one. Not
-// inlined: by itself the loop keeps its tile in registers.
+// is below `limit`, each time place_step after the ones before. A step is a hop, unless there is only one. Not inlined:
+// on its own, the loop keeps its tile in registers.
 template <class Lane, class Place>
 [[gnu::noinline]] static void GatherRuns(Place place, std::size_t place_step, const float* samples, std::size_t hop,
                                          const float* window, std::size_t step, std::size_t limit) {

@@ -89,7 +89,7 @@ Synthesis::Synthesis(float* dst, const float* src, const InverseSettings& settin
   first_ = settings.center != static_cast<int>(CenterMode::None) ? fft_n / 2 : 0;
   dst_ = {dst, std::min(whole_n, static_cast<std::size_t>(settings.max_sample_n))};
   needed_n_ = std::min(whole_n, first_ + dst_.size());
-  // Later frames begin behind the last sample that is asked for.
+  // Later frames begin after the last requested sample.
   used_frame_n_ = hop_ == 0 ? spectrogram_.frame_n : std::min(spectrogram_.frame_n, (needed_n_ - 1) / hop_ + 1);
 
   const std::size_t lane_n = stft_kernels_.lane_n;
@@ -162,7 +162,7 @@ void Synthesis::RunOneByOne() {
     float* const envelope = envelope_.data() + t * hop_ + settings_.begin;
     for (std::size_t i = 0; i < window_square_.size(); ++i) envelope[i] += window_square_[i];
   }
-  // The samples asked for may end in a gap after the last frame that they need.
+  // The requested samples may end in a gap after the last frame that they need.
   const std::size_t reached_n = std::min(needed_n_, signal_.size());
   kernels_.normalize_by_window_envelope(signal_.data(), envelope_.data(), reached_n);
   Deliver({signal_.data(), reached_n}, 0);
@@ -179,7 +179,7 @@ float Synthesis::Envelope(std::size_t row, std::size_t first_back, std::size_t l
   return sum;
 }
 
-// Whether all frames that can reach the column exist, so that it has the inner envelope, and all of it was asked for.
+// Whether all frames that can reach the column exist, so that it has the inner envelope, and all of it is requested.
 bool Synthesis::IsInner(std::size_t column) const {
   const std::size_t position = column * hop_;
   return column >= overlap_hops_ && column < spectrogram_.frame_n && position >= first_ &&
@@ -203,7 +203,7 @@ void Synthesis::DeliverColumns(std::size_t first, std::size_t count, float* colu
   }
 }
 
-// Copies the samples that were asked for.
+// Copies the requested samples.
 void Synthesis::Deliver(std::span<const float> samples, std::size_t position) {
   const std::size_t begin = std::max(position, first_);
   const std::size_t end = std::min(position + samples.size(), needed_n_);

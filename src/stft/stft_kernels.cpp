@@ -44,7 +44,7 @@ KELVO_INLINE bool IsRaised(const FrameSettings& settings) {
   return !settings.is_complex && PowerFormOf(settings.power) == PowerForm::general;
 }
 
-// The form's value of a bin, scaled first if asked.
+// The form's value of a bin, scaled before if the settings say so.
 template <class Form, class Lane>
 KELVO_INLINE Complex<Lane> ScaleAndForm(const FrameSettings& settings, const Complex<Lane>& bin) {
   if (!settings.is_scaled) return Form::Of(bin);
@@ -93,7 +93,7 @@ void ComputeSpectraAs(const FrameSettings& settings, const FrameSource& source, 
   FrameBatchBins<Floats>(plan, frames, BatchAt<Floats>(work), scratch, BinSink<Form, kInPairs>{settings, bins});
 }
 
-// Squared magnitudes to the power asked for, a vector of frames.
+// Raises squared magnitudes to half the power, a vector of frames at a time.
 void RaiseBins(const FrameSettings& settings, const BinBlock& bins) {
   const std::size_t bin_n = settings.plan->fft_n / 2 + 1;
   for (std::size_t k = 0; k < bin_n; ++k) {

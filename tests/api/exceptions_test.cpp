@@ -1,4 +1,4 @@
-// What the library's exceptions say and carry.
+// The messages and statuses of the library's exceptions.
 #include "api/exceptions.h"
 
 #include <gtest/gtest.h>

@@ -136,7 +136,7 @@ TEST(LinearFilter, ExportUsesEveryCount) {
   EXPECT_TRUE(SameBits(dst, expected));
   LinerFilterCore<float, float, float>({}, {}, b, a, zi, true, Simd::Level::scalar);
   EXPECT_EQ(zi[0], 9.0f);
-  // One coefficient each: a gain, no state.
+  // One coefficient each: a gain without state.
   const float gain[] = {3.0f}, divisor[] = {2.0f};
   ASSERT_EQ(kelvoAudioLinerFilter(dst.data(), x.data(), gain, divisor, zi.data(), 8, 8, 1, 1, 1), 0);
   for (std::size_t i = 0; i < 8; ++i) EXPECT_EQ(dst[i], 1.5f * x[i]);

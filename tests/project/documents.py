@@ -21,7 +21,7 @@ LISTS = {
     "fuzz/fuzz_calls.cpp": r'"([A-Z]\w+)"',
 }
 entries = re.findall(r"^- \*\*(.+?)\*\*", (project / "docs/references.md").read_text(), re.M)
-faults = [f"docs/references.md: {key} stands twice" for key in entries if entries.count(key) > 1]
+faults = [f"docs/references.md: {key} is listed twice" for key in entries if entries.count(key) > 1]
 
 cited = set()
 for path in code + documents:

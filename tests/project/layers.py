@@ -6,7 +6,7 @@ import re
 import sys
 from pathlib import Path
 
-# Each folder may include itself and those before it. filter stands beside mel, above api.
+# Each folder may include itself and those before it. filter may include api and what is below it.
 ORDER = ["simd", "base", "api", "fft", "stft", "mel"]
 BELOW_FILTER = {"simd", "base", "api", "filter"}
 # An inline function of any other header, left in an object of a high CPU level, would be a weak symbol, and the linker

@@ -14,7 +14,7 @@ from pathlib import Path
 
 WARNINGS = ["-Wall", "-Wextra", "-Wpedantic", "-Werror"]
 C_VERSIONS, CXX_VERSIONS = ["c99", "c11"], ["c++11", "c++20"]
-# Header samples are bodies of a function that has a signal and gives back its last status.
+# Header samples are bodies of a function that has a signal and returns the last status.
 SAMPLE_FRAME = """#include <stdlib.h>
 #include "kelvo_audio.h"
 int Sample(float* samples, int sample_n);
@@ -72,7 +72,7 @@ for program in programs:
                                            f"-Wl,-rpath,{os.path.dirname(library[0])}", "-lm", "-o", executable],
                 input=program)
             if not faults:
-                # Windows has no run path; Wine is told the folder in this way.
+                # Windows has no run path; Wine takes the folder from this variable.
                 run("C program in README.md", [*emulator, executable],
                     env={**os.environ, "WINEPATH": os.path.dirname(library[0])})
 

@@ -39,7 +39,7 @@ testing::AssertionResult SameBits(const Actual& actual_values, const Expected& e
   return testing::AssertionSuccess();
 }
 
-// The distance of two floats in units in the last place; 0 for two NaNs or equal values, huge for NaN beside a number.
+// The distance of two floats in units in the last place; 0 for two NaNs or equal values, huge for a NaN and a number.
 inline std::int64_t UlpDistance(float a, float b) {
   if (a != a || b != b) return (a != a) == (b != b) ? 0 : INT64_MAX;
   const auto ordered = [](float value) -> std::int64_t {
