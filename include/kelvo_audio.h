@@ -15,7 +15,7 @@
  *           that is kept until the process exits; calls must not run on once exit() has begun. errno is unspecified
  *           after a call.
  * Numbers   A result depends on the arguments alone: not on the CPU's vector width, the thread, earlier calls, or the
- *           other frames of a call. NaN and infinities are data and travel as the formulas say. A NaN is a NaN: its
+ *           other frames of a call. NaN and infinities are data and propagate as the formulas say. A NaN is a NaN: its
  *           sign and payload, which differ between CPUs, are no part of the result. The caller's floating-point
  *           settings (rounding, flushing of denormals, traps) have no influence and are left as they were; exception
  *           flags may be raised.
