@@ -190,7 +190,7 @@ KELVO_AUDIO_API int kelvoAudioGetFrameLen(int* frame_n, int sample_n, int fft_n,
 /**
  * Number of samples that kelvoAudioGetInverseSpectrogram makes of a spectrogram.
  *
- * sample_n  out  (frame_n - 1) * hop_n, uncentred plus 2 * freq_n - 2; wraps round beyond 32 bits
+ * sample_n  out  (frame_n - 1) * hop_n, uncentred plus 2 * freq_n - 2; wraps around beyond 32 bits
  * frame_n   in   frames, >= 1
  * freq_n    in   bins, fft_n / 2 + 1, >= 1
  * hop_n     in   samples, >= 0
@@ -222,12 +222,12 @@ KELVO_AUDIO_API int kelvoAudioFixFrameLen(float* dst, const float* src, int freq
  * Short-time Fourier transform: frames of fft_n samples every hop_n samples, each windowed and transformed.
  *
  * dst          out  [fft_n / 2 + 1 x max_frame_n] complex; column t of each row is frame t; the columns beyond the
- *                   frame count are left as they are
+ *                   frame count are not written
  * src          in   [sample_n] floats
  * sample_n     in   samples, >= 1; fewer than fft_n give no frame at all
  * fft_n        in   as for kelvoAudioFFT
  * hop_n        in   samples, >= 0
- * win_n        in   window length, 1 to fft_n; the window lies in the middle of the frame
+ * win_n        in   window length, 1 to fft_n; the window is centred in the frame
  * win_type     in   KELVO_AUDIO_WINDOW_...
  * max_frame_n  in   columns of dst, >= 1; at most that many frames are computed
  * center       in   KELVO_AUDIO_CENTER_...
@@ -247,7 +247,7 @@ KELVO_AUDIO_API int kelvoAudioGetSpectrogram(float* dst, const float* src, int s
  * squared windows wherever that exceeds 1e-10 [Griffin and Lim 1984].
  *
  * dst           out  [min(L, max_sample_n)] floats, L = fft_n + (frame_n - 1) * hop_n with fft_n = 2 * freq_n - 2;
- *                    samples behind the last frame are 0, those beyond the count left as they are
+ *                    samples after the last frame are 0, those beyond the count are not written
  * src           in   [freq_n x frame_n] complex; the imaginary parts of the first and last bin are ignored
  * frame_n       in   frames, the columns and the row stride of src, >= 1
  * freq_n        in   bins, >= 2
@@ -256,7 +256,7 @@ KELVO_AUDIO_API int kelvoAudioGetSpectrogram(float* dst, const float* src, int s
  * win_type      in   KELVO_AUDIO_WINDOW_...
  * max_sample_n  in   >= 1; kelvoAudioGetSampleLen gives the meaningful length
  * center        in   KELVO_AUDIO_CENTER_...; both centred modes leave out the first fft_n / 2 samples
- * norm_type     in   KELVO_AUDIO_NORM_...; TWO_OVER_N is undone, WINDOW_L2 is left to the caller
+ * norm_type     in   KELVO_AUDIO_NORM_...; TWO_OVER_N is inverted, WINDOW_L2 is left to the caller
  *
  * Returns OK, BAD_ARGUMENT (null dst or src; frame_n; freq_n < 1; hop_n; win_n < 1; win_type; max_sample_n; center;
  * norm_type; freq_n = 1 or above 2^30; win_n > fft_n), OUT_OF_MEMORY or UNEXPECTED_ERROR (fft_n beyond the limits of
@@ -269,8 +269,8 @@ KELVO_AUDIO_API int kelvoAudioGetInverseSpectrogram(float* dst, const float* src
 /* ---- Silence ----------------------------------------------------------------------------------------------------- */
 
 /**
- * Finds the stretch of a signal that is not silence: from the first to the last frame whose mean square lies less than
- * thr_db below that of the loudest. Silence within the stretch is not reported.
+ * Finds the part of a signal between leading and trailing silence: from the first to the last frame whose mean square
+ * is less than thr_db below that of the loudest. Silence within it is not reported.
  *
  * start_pos    out  first sample, a multiple of hop_n, at most sample_n; -1 if no frame counts
  * nonsilent_n  out  samples, up to one hop past the centre of the last frame or to the end of the signal; 0 if no frame
@@ -278,11 +278,11 @@ KELVO_AUDIO_API int kelvoAudioGetInverseSpectrogram(float* dst, const float* src
  * src          in   [sample_n] floats
  * sample_n     in   samples, >= 1; fewer than win_n give no frame at all
  * win_n        in   frame length in samples, >= 1; frames are centred as by KELVO_AUDIO_CENTER_REFLECT
- * hop_n        in   samples, >= 1; 0 is no bad argument, but with any frame it runs out of memory
- * thr_db       in   dB, >= 0; with 0 no frame counts, since none lies less than 0 below the loudest
+ * hop_n        in   samples, >= 1; 0 is accepted, but runs out of memory if there is any frame
+ * thr_db       in   dB, >= 0; with 0 no frame counts, since none is less than 0 dB below the loudest
  *
- * A mean square below 1e-10 counts as 1e-10 (-100 dB), so that a signal of zeros is one whole stretch. A frame that
- * holds a NaN never counts.
+ * A mean square below 1e-10 counts as 1e-10 (-100 dB), so that a signal of zeros counts as a whole. A frame that holds
+ * a NaN never counts.
  *
  * Returns OK, BAD_ARGUMENT (null start_pos, nonsilent_n or src; sample_n; win_n; hop_n; thr_db) or OUT_OF_MEMORY.
  * [any thread]
@@ -296,8 +296,8 @@ KELVO_AUDIO_API int kelvoAudioGetNonSilentPos(int* start_pos, int* nonsilent_n, 
  * Mel filter bank: triangular filters over the bins of a one-sided spectrum [Slaney 1998, O'Shaughnessy 1987].
  *
  * dst           out  [mel_n x freq_n] floats, row m holds filter m
- * freq_n        in   bins, > mel_n; bin k lies at k * sample_rate / (2 * (freq_n - 1)) Hz
- * f_min, f_max  in   Hz, 0 <= f_min < f_max; bands above sample_rate / 2 come out as zeros
+ * freq_n        in   bins, > mel_n; bin k is at k * sample_rate / (2 * (freq_n - 1)) Hz
+ * f_min, f_max  in   Hz, 0 <= f_min < f_max; bands above sample_rate / 2 are zeros
  * mel_n         in   filters, >= 1
  * sample_rate   in   Hz, >= 1
  * mel_norm      in   KELVO_AUDIO_MEL_NORM_...
@@ -361,7 +361,7 @@ KELVO_AUDIO_API int kelvoAudioConvertToMel(float* dst, const float* src, const f
  * src_n   in   >= 1
  * top_db  in   >= 0: values lower than -top_db are raised to it; negative: no lower limit
  *
- * A NaN counts as 1e-10, and never as the peak unless it stands first.
+ * A NaN counts as 1e-10, and never as the peak unless it is the first value.
  *
  * Returns OK or BAD_ARGUMENT (null dst or src; src_n). [any thread]
  */
@@ -407,8 +407,8 @@ KELVO_AUDIO_API int kelvoAudioMagPhase(float* dst_mag, float* dst_phase, const f
  * src       in      [src_n] floats, of which min(dst_n, src_n) are read
  * n_coef    in      [n_coef_n] floats, the numerator b
  * d_coef    in      [d_coef_n] floats, the denominator a; all coefficients are divided by d_coef[0]
- * zi        in/out  [zi_n] floats or null: the state before the first sample, then that behind the last one. With zi_n
- *                   below max(n_coef_n, d_coef_n) - 1, as with null, the filter starts from zeros and zi stays as it is
+ * zi        in/out  [zi_n] floats or null: the state before the first sample, then that after the last one. With zi_n
+ *                   below max(n_coef_n, d_coef_n) - 1, as with null, the filter starts from zeros and zi is not written
  * dst_n     in      >= 1
  * src_n     in      >= 1
  * n_coef_n  in      >= 1
@@ -455,8 +455,8 @@ KELVO_AUDIO_API int kelvoAudioGetLinerFilterZiCoef(float* dst, const float* n_co
  * src       in   [src_n] floats
  * n_coef    in   [n_coef_n] floats
  * d_coef    in   [d_coef_n] floats
- * dst_n     in   >= 1: fewer than src_n receive the first outputs, more also the filtered padding behind the signal, as
- *                far as there is any; the rest is left as it is
+ * dst_n     in   >= 1: fewer than src_n receive the first outputs, more also the filtered padding after the signal, as
+ *                far as there is any; the rest is not written
  * src_n     in   >= 1
  * n_coef_n  in   >= 1
  * d_coef_n  in   >= 1
@@ -484,10 +484,10 @@ KELVO_AUDIO_API int kelvoAudioFilterFilter(float* dst, const float* src, const f
  * src_n            in   >= 1
  *
  * With U : D the rates in lowest terms, output m is centred on input m D / U, for even U on m D / U - 1 / (2 U).
- * Outputs end where that reaches the last input: the last few are 0, and so is all of dst for src_n 1.
+ * Outputs end where that position reaches the last input: the last few are 0, and so is all of dst for src_n 1.
  *
  * Returns OK, BAD_ARGUMENT (null dst or src; dst_sample_rate; dst_n; src_sample_rate; src_n) or OUT_OF_MEMORY (also for
- * ratios of enormous numbers: dst_sample_rate in lowest terms needs 520 bytes a unit).
+ * ratios of very large numbers: the table takes 520 bytes times dst_sample_rate in lowest terms).
  * [any thread] [the first call per ratio builds a table]
  */
 KELVO_AUDIO_API int kelvoAudioResample(float* dst, const float* src, int dst_sample_rate, int dst_n,
