@@ -156,6 +156,12 @@ KELVO_INLINE Lanes<float, N> SmallToFloat(BitLanes<N> a) {
 }
 
 KELVO_INLINE Lanes<float, 1> Sqrt(Lanes<float, 1> a) { return {__builtin_sqrtf(a.v)}; }
+// Lane by lane where no instruction takes them all.
+template <std::size_t N>
+KELVO_INLINE Lanes<float, N> Sqrt(Lanes<float, N> a) {
+  for (std::size_t i = 0; i < N; ++i) a.v[i] = __builtin_sqrtf(a.v[i]);
+  return a;
+}
 #if defined(__SSE2__)
 KELVO_INLINE Lanes<float, 4> Sqrt(Lanes<float, 4> a) { return {_mm_sqrt_ps(a.v)}; }
 #elif defined(__ARM_NEON)
