@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <map>
+#include <string>
 
 #include "reliability/calls.h"
 #include "reliability/level_override.h"
@@ -12,7 +13,7 @@ namespace {
 
 // By export, for each of its settings. Arithmetic alone decides these, the library's own logarithms and angles, and
 // double-precision functions of the C library whose last bit is rounded away. 0: a single-precision function of the C library has a say, so the hash holds for one
-// C library; it is printed, and compilers.sh compares it between builds. Those of the transforms change with the
+// C library; it is printed, and cmake/cross/run.sh compares it between builds. Those of the transforms change with the
 // algorithm, whose bits are not promised; all others are.
 const std::map<std::string, std::vector<std::uint64_t>> kStored{
     {"Log1p", {0xb83123105d41b31f, 0xb83123105d41b31f}},
@@ -74,13 +75,16 @@ TEST_P(GoldenHashes, AreThoseStored) {
       expected = row->second[s];
     }
     std::uint64_t hash = 0;
+    std::string levels;
     for (const Simd::Level level : Simd::SupportedLevels()) {
       const LevelOverride use(level);
       hash = HashOfResults(subject, subject.settings[s]);
       if (expected == 0) expected = hash;
       EXPECT_EQ(hash, expected) << Simd::LevelName(level);
+      levels += std::string(" ") + Simd::LevelName(level);
     }
-    std::printf("hash of %s, setting %zu: %016llx\n", subject.name, s, static_cast<unsigned long long>(hash));
+    std::printf("hash of %s, setting %zu: %016llx at%s\n", subject.name, s, static_cast<unsigned long long>(hash),
+                levels.c_str());
   }
 }
 
