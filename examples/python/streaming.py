@@ -49,8 +49,9 @@ class FrameStream:
 
     def _frames(self):
         frame_n = 0 if self.starts else max(0, 1 + (len(self.kept) - self.fft_n) // self.hop_n)
-        # Too short a signal gives the right number of rows, and no columns.
-        columns = self.transform(self.kept if frame_n else np.zeros(1))
+        if frame_n == 0:  # the right number of rows, and no columns
+            return self.transform(np.zeros(self.fft_n))[:, :0]
+        columns = self.transform(self.kept)
         self.kept = self.kept[frame_n * self.hop_n :]
         return columns
 

@@ -1,12 +1,15 @@
 """Checks of arguments under their names: the library's status tells that one is wrong, but not which."""
 
 import ctypes
+import math
 import operator
-from enum import IntEnum
+import sys
+import warnings
+from enum import Enum, IntEnum
 from typing import Any, TypeVar
 
 import numpy as np
-from numpy.typing import ArrayLike, NDArray
+from numpy.typing import ArrayLike, DTypeLike, NDArray
 
 Floats = NDArray[np.float32]
 Complexes = NDArray[np.complex64]
@@ -18,42 +21,104 @@ FLOAT32, COMPLEX64 = np.dtype(np.float32), np.dtype(np.complex64)
 REAL_KINDS, COMPLEX_KINDS = "fiub", "cfiub"
 
 
-def _as_array(name: str, values: ArrayLike) -> NDArray[Any]:
+class KelvoAudioWarning(UserWarning):
+    """An argument is accepted, but is hardly what the caller means."""
+
+
+def warn(text: str) -> None:
+    """Warns at the line that called the package, once a line unless the caller's filters say otherwise."""
+    frame, depth = sys._getframe(1), 2
+    while frame.f_back and frame.f_globals.get("__name__", "").partition(".")[0] == __package__:
+        frame, depth = frame.f_back, depth + 1
+    warnings.warn(text, KelvoAudioWarning, stacklevel=depth)
+
+
+def as_array(name: str, values: ArrayLike) -> NDArray[Any]:
     try:
         return np.asarray(values)
     except (TypeError, ValueError) as error:  # rows of different length, for instance
         raise type(error)(f"{name}: {error}") from None
 
 
-def _array(name: str, values: ArrayLike, ndim: int | None, dtype: np.dtype, kinds: str) -> NDArray[Any]:
-    array = _as_array(name, values)
+def _array(name: str, values: ArrayLike, axes: int, dtype: np.dtype, kinds: str, empty: bool) -> NDArray[Any]:
+    array = as_array(name, values)
     if array.dtype is not dtype or not array.flags.c_contiguous or not array.flags.aligned:
         if array.dtype.kind not in kinds:
             raise TypeError(f"{name}: expected {dtype}, got {array.dtype}")
         array = np.require(array, dtype, ("C", "ALIGNED"))
-    if ndim is not None and array.ndim != ndim:
-        raise ValueError(f"{name}: expected {ndim} dimension(s), got shape {array.shape}")
-    if not 0 < array.size <= INT_MAX:
+    if array.ndim < axes:
+        raise ValueError(f"{name}: expected {axes} dimension(s) at least, got shape {array.shape}")
+    item_n = math.prod(array.shape[array.ndim - axes :])
+    if item_n > INT_MAX or (item_n == 0 and not empty):
         raise ValueError(f"{name}: must hold 1 to {INT_MAX} values, got shape {array.shape}")
     return array
 
 
-def floats(name: str, values: ArrayLike, ndim: int | None = 1) -> Floats:
-    """values as contiguous float32, without a copy where they are that already."""
-    return _array(name, values, ndim, FLOAT32, REAL_KINDS)
+def floats(name: str, values: ArrayLike, axes: int = 1, empty: bool = False) -> Floats:
+    """values as contiguous float32, without a copy where they are that already; the last axes make one item."""
+    return _array(name, values, axes, FLOAT32, REAL_KINDS, empty)
 
 
-def complexes(name: str, values: ArrayLike, ndim: int | None = 1) -> Complexes:
-    """values as contiguous complex64, without a copy where they are that already."""
-    return _array(name, values, ndim, COMPLEX64, COMPLEX_KINDS)
+def complexes(name: str, values: ArrayLike, axes: int = 1, empty: bool = False) -> Complexes:
+    """values as contiguous complex64, without a copy where they are that already; the last axes make one item."""
+    return _array(name, values, axes, COMPLEX64, COMPLEX_KINDS, empty)
 
 
-def floats_or_complexes(name: str, values: ArrayLike, ndim: int | None = 1) -> Floats | Complexes:
-    array = _as_array(name, values)
-    return complexes(name, array, ndim) if array.dtype.kind == "c" else floats(name, array, ndim)
+def floats_or_complexes(name: str, values: ArrayLike, axes: int = 1, empty: bool = False) -> Floats | Complexes:
+    array = as_array(name, values)
+    return (complexes if array.dtype.kind == "c" else floats)(name, array, axes, empty)
+
+
+def samples(name: str, values: ArrayLike) -> Floats:
+    """Signals along the last axis. Integers are refused: taken as they are, they would be 32768 times too loud."""
+    array = as_array(name, values)
+    if array.dtype.kind in "iub":
+        raise TypeError(f"{name}: expected samples in -1 .. 1, got {array.dtype}; from_pcm16(x), from_pcm8(x), "
+                        "from_pcm24(x) and from_pcm32(x) scale them")
+    return floats(name, array)
+
+
+def spectra(name: str, values: ArrayLike, axes: int) -> Complexes:
+    array = as_array(name, values)
+    if array.dtype.kind != "c":
+        raise TypeError(f"{name}: expected complex bins, got {array.dtype}; magnitudes lack the phase, "
+                        "recipes.griffin_lim estimates one")
+    return complexes(name, array, axes, empty=True)
+
+
+def vector(name: str, values: ArrayLike) -> Floats:
+    array = floats(name, values)
+    if array.ndim != 1:
+        raise ValueError(f"{name}: expected 1 dimension, got shape {array.shape}")
+    return array
+
+
+def matrix(name: str, values: ArrayLike) -> Floats:
+    array = floats(name, values, 2)
+    if array.ndim != 2:
+        raise ValueError(f"{name}: expected 2 dimensions, got shape {array.shape}")
+    return array
+
+
+def result(out: NDArray[Any] | None, shape: tuple[int, ...], dtype: DTypeLike, source: NDArray[Any] | None = None,
+           in_place: bool = False, name: str = "out") -> NDArray[Any]:
+    """The array that a function writes: a new one, or out, which may be source only where in_place says so."""
+    if out is None:
+        return np.empty(shape, dtype)
+    if not isinstance(out, np.ndarray) or out.dtype != dtype or out.shape != shape:
+        found = f"{out.dtype} {out.shape}" if isinstance(out, np.ndarray) else type(out).__name__
+        raise ValueError(f"{name}: expected an array of {np.dtype(dtype)} {shape}, got {found}")
+    if not out.flags.c_contiguous or not out.flags.aligned or not out.flags.writeable:
+        raise ValueError(f"{name}: must be contiguous, aligned and writeable")
+    if source is not None and np.may_share_memory(out, source):
+        if not in_place or out.ctypes.data != source.ctypes.data:
+            raise ValueError(f"{name}: overlaps the input")
+    return out
 
 
 def integer(name: str, value: int, least: int = 1, most: int = INT_MAX) -> int:
+    if isinstance(value, (bool, Enum)):
+        raise TypeError(f"{name}: expected an integer, got {value!r}")
     try:
         number = operator.index(value)
     except TypeError:
@@ -63,35 +128,54 @@ def integer(name: str, value: int, least: int = 1, most: int = INT_MAX) -> int:
     return number
 
 
-def number(name: str, value: float) -> float:
-    """value as the float32 that the library will see, so that comparisons here and there agree."""
+def value(name: str, given: float) -> float:
+    """given as the float32 that the library will see, so that comparisons here and there agree."""
+    if isinstance(given, (bool, Enum)):
+        raise TypeError(f"{name}: expected a number, got {given!r}")
     try:
-        return ctypes.c_float(value).value
+        return ctypes.c_float(given).value
     except TypeError:
-        raise TypeError(f"{name}: expected a number, got {value!r}") from None
+        raise TypeError(f"{name}: expected a number, got {given!r}") from None
     except OverflowError as error:
         raise ValueError(f"{name}: {error}") from None
 
 
-def not_negative(name: str, value: float) -> float:
-    rounded = number(name, value)
-    if rounded < 0:
-        raise ValueError(f"{name}: must not be negative, got {value}")
+def number(name: str, given: float) -> float:
+    """A setting: no NaN, no infinity, nothing that single precision makes one of."""
+    rounded = value(name, given)
+    if not math.isfinite(rounded):
+        raise ValueError(f"{name}: must be a finite number in single precision, got {given}")
     return rounded
 
 
-def mode(name: str, value: Mode | int, modes: type[Mode]) -> int:
-    if type(value) is modes:
-        return value
+def not_negative(name: str, given: float) -> float:
+    rounded = number(name, given)
+    if rounded < 0:
+        raise ValueError(f"{name}: must not be negative, got {given}")
+    return rounded
+
+
+def positive(name: str, given: float) -> float:
+    rounded = number(name, given)
+    if rounded <= 0:
+        raise ValueError(f"{name}: must be greater than 0, got {given}")
+    return rounded
+
+
+def mode(name: str, given: Mode | int, modes: type[Mode]) -> int:
+    if type(given) is modes:
+        return given
     try:
-        return modes(operator.index(value))
+        if isinstance(given, (bool, Enum)):  # Window.HANN is 1, and so is Center.REFLECT
+            raise ValueError
+        return modes(operator.index(given))
     except (TypeError, ValueError):
         accepted = " or ".join(f"{each.name} ({each.value})" for each in modes)
-        raise ValueError(f"{name}: must be {accepted}, got {value!r}") from None
+        raise ValueError(f"{name}: must be {accepted}, got {given!r}") from None
 
 
-def fft_length(name: str, value: int) -> int:
-    length = integer(name, value, 1, 2**30 - 1)
+def fft_length(name: str, given: int) -> int:
+    length = integer(name, given, 1, 2**30 - 1)
     if length > 2**27 and length & (length - 1) == 0:
         raise ValueError(f"{name}: powers of two go up to {2**27}, got {length}")
     return length
@@ -108,4 +192,6 @@ def mel_band(f_min: float, f_max: float | None, sample_rate: int) -> tuple[float
     high = not_negative("f_max", sample_rate / 2 if f_max is None else f_max)
     if high <= low:
         raise ValueError(f"f_max: must be greater than f_min, got {high} and {low}")
+    if f_max is not None and high > sample_rate / 2:
+        warn(f"f_max: {f_max} Hz lie above half the sample rate of {sample_rate} Hz")
     return low, high

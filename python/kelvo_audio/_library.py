@@ -5,8 +5,11 @@ passed as bare addresses: numpy.ctypeslib.ndpointer would check every array agai
 """
 
 import ctypes
+import math
 import os
 import sys
+from collections.abc import Callable
+from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 # Names that the loader resolves by itself, and the name that a wheel keeps its copy under.
@@ -41,6 +44,7 @@ EXPORTS = {
 TYPES = {"p": ctypes.c_void_p, "i": ctypes.c_int, "f": ctypes.c_float}
 
 STATUS_BAD_ARGUMENT, STATUS_OUT_OF_MEMORY = -1, -5
+BLOCK = 2**30  # values that one call takes of a larger array
 
 
 class KelvoAudioError(RuntimeError):
@@ -73,7 +77,7 @@ def call(function, *arguments) -> None:
     if status == STATUS_BAD_ARGUMENT:
         raise ValueError(f"{function.__name__}: an argument is out of range")
     if status == STATUS_OUT_OF_MEMORY:
-        raise MemoryError(function.__name__)
+        raise MemoryError(f"{function.__name__}: out of memory")
     raise KelvoAudioError(f"{function.__name__}: status {status}")
 
 
@@ -82,3 +86,41 @@ def query(function, *arguments: int) -> int:
     result = ctypes.c_int()
     call(function, ctypes.byref(result), *arguments)
     return result.value
+
+
+def items(array, axes: int) -> tuple[int, int]:
+    """The address of the first item, which the last axes make, and the bytes from one to the next."""
+    return array.ctypes.data, math.prod(array.shape[array.ndim - axes :]) * array.itemsize
+
+
+def item_count(array, axes: int) -> int:
+    return math.prod(array.shape[: array.ndim - axes])
+
+
+def for_each(item_n: int, threads: int, compute: Callable[[int], None]) -> None:
+    """compute(0) to compute(item_n - 1), on so many threads. Which thread computes an item leaves no trace in it."""
+    threads = min(threads, item_n)
+    if threads <= 1:
+        for item in range(item_n):
+            compute(item)
+        return
+    # A pool for each call: one that is kept would be dead in a forked child.
+    with ThreadPoolExecutor(threads) as pool:
+        for _ in pool.map(compute, range(item_n)):
+            pass
+
+
+def call_each(function, item_n: int, threads: int, *arguments) -> None:
+    """Calls an export for each item; an argument (address, step) lies step bytes further on from one to the next."""
+    if item_n == 1:
+        call(function, *[each[0] if type(each) is tuple else each for each in arguments])
+        return
+    for_each(item_n, threads, lambda item: call(function, *[
+        each[0] + item * each[1] if type(each) is tuple else each for each in arguments]))
+
+
+def elementwise(function, value_n: int, arrays: list[tuple], *settings) -> None:
+    """Calls an export over arrays of (array, bytes of a value), as often as its int count makes necessary."""
+    for start in range(0, value_n, BLOCK):
+        call(function, *[array.ctypes.data + start * size for array, size in arrays], min(BLOCK, value_n - start),
+             *settings)

@@ -9,35 +9,47 @@ from typing import overload
 import numpy as np
 from numpy.typing import ArrayLike
 
-from ._checks import Floats, floats, integer, mode
-from ._library import call, library
+from ._checks import Floats, floats, integer, matrix, mode, result, samples, vector
+from ._library import call, call_each, for_each, item_count, items, library
 from .modes import Pad
 
 # A section is b0 b1 b2 a0 a1 a2, three float32 numerator coefficients and three denominator coefficients behind them.
 SECTION_BYTES, DENOMINATOR_BYTES, STATE_BYTES = 24, 12, 8
 
 
+def carried_state(zi: ArrayLike | None, shape: tuple[int, ...]) -> Floats:
+    """A copy of zi, which the filter goes on with, or zeros."""
+    if zi is None or 0 in shape:
+        return np.zeros(shape, np.float32)
+    state = floats("zi", zi).copy()
+    if state.shape != shape:
+        raise ValueError(f"zi: expected shape {shape}, got {state.shape}")
+    return state
+
+
 @overload
-def lfilter(n_coef: ArrayLike, d_coef: ArrayLike, src: ArrayLike, zi: None = None) -> Floats: ...
+def lfilter(n_coef: ArrayLike, d_coef: ArrayLike, src: ArrayLike, zi: None = None, *, threads: int = ...,
+            out: Floats | None = ...) -> Floats: ...
 @overload
-def lfilter(n_coef: ArrayLike, d_coef: ArrayLike, src: ArrayLike, zi: ArrayLike) -> tuple[Floats, Floats]: ...
-def lfilter(n_coef, d_coef, src, zi=None):
-    """Filters a signal in direct form II transposed, in double precision with a float32 state.
+def lfilter(n_coef: ArrayLike, d_coef: ArrayLike, src: ArrayLike, zi: ArrayLike, *, threads: int = ...,
+            out: Floats | None = ...) -> tuple[Floats, Floats]: ...
+def lfilter(n_coef, d_coef, src, zi=None, *, threads=1, out=None):
+    """Filters signals in direct form II transposed, in double precision with a float32 state.
 
     n_coef   [n_coef_n], the numerator b
     d_coef   [d_coef_n], the denominator a; all coefficients are divided by d_coef[0]
-    src      [src_n]
-    zi       [max(n_coef_n, d_coef_n) - 1], the state before the first sample; without it zeros
-    returns  [src_n], and if zi is given the state behind the last sample as well, for the next block
+    src      [..., src_n]
+    zi       [..., max(n_coef_n, d_coef_n) - 1], the state before the first sample; without it zeros
+    out      takes the result; may be src
+    returns  [..., src_n], and if zi is given the state behind the last sample as well, for the next block
     """
-    b, a, source = floats("n_coef", n_coef), floats("d_coef", d_coef), floats("src", src)
+    b, a, source = vector("n_coef", n_coef), vector("d_coef", d_coef), samples("src", src)
     state_n = max(b.size, a.size) - 1
-    state = np.zeros(state_n, np.float32) if zi is None or state_n == 0 else floats("zi", zi).copy()
-    if state.shape != (state_n,):
-        raise ValueError(f"zi: expected shape ({state_n},), got {state.shape}")
-    dst = np.empty_like(source)
-    call(library.kelvoAudioLinerFilter, dst.ctypes.data, source.ctypes.data, b.ctypes.data, a.ctypes.data,
-         state.ctypes.data, dst.size, source.size, b.size, a.size, state_n)
+    state = carried_state(zi, (*source.shape[:-1], state_n))
+    dst = result(out, source.shape, np.float32, source, in_place=True)
+    src_n = source.shape[-1]
+    call_each(library.kelvoAudioLinerFilter, item_count(source, 1), integer("threads", threads), items(dst, 1),
+              items(source, 1), b.ctypes.data, a.ctypes.data, items(state, 1), src_n, src_n, b.size, a.size, state_n)
     return dst if zi is None else (dst, state)
 
 
@@ -48,7 +60,7 @@ def lfilter_zi(n_coef: ArrayLike, d_coef: ArrayLike) -> Floats:
     d_coef   [d_coef_n]
     returns  [max(n_coef_n, d_coef_n) - 1]
     """
-    b, a = floats("n_coef", n_coef), floats("d_coef", d_coef)
+    b, a = vector("n_coef", n_coef), vector("d_coef", d_coef)
     state_n = max(b.size, a.size) - 1
     dst = np.empty(max(state_n, 1), np.float32)
     call(library.kelvoAudioGetLinerFilterZiCoef, dst.ctypes.data, b.ctypes.data, a.ctypes.data, dst.size, b.size,
@@ -65,60 +77,66 @@ def padding(pad_type: Pad, pad_len: int | None, default: int, src_n: int) -> tup
 
 
 def filtfilt(n_coef: ArrayLike, d_coef: ArrayLike, src: ArrayLike, *, pad_type: Pad = Pad.ODD,
-             pad_len: int | None = None) -> Floats:
-    """Filters a signal forwards and then backwards, in double precision: no delay, and the gain squared.
+             pad_len: int | None = None, threads: int = 1, out: Floats | None = None) -> Floats:
+    """Filters signals forwards and then backwards, in double precision: no delay, and the gain squared.
 
     n_coef   [n_coef_n]
     d_coef   [d_coef_n]
-    src      [src_n]
+    src      [..., src_n]
     pad_len  samples added at each end while filtering, below src_n for odd and even padding; by default
              3 * max(n_coef_n, d_coef_n)
-    returns  [src_n]
+    out      takes the result; may be src
+    returns  [..., src_n]
     """
-    b, a, source = floats("n_coef", n_coef), floats("d_coef", d_coef), floats("src", src)
-    pad_type, pad_len = padding(pad_type, pad_len, 3 * max(b.size, a.size), source.size)
-    dst = np.empty_like(source)
-    call(library.kelvoAudioFilterFilter, dst.ctypes.data, source.ctypes.data, b.ctypes.data, a.ctypes.data, dst.size,
-         source.size, b.size, a.size, pad_type, pad_len)
+    b, a, source = vector("n_coef", n_coef), vector("d_coef", d_coef), samples("src", src)
+    src_n = source.shape[-1]
+    pad_type, pad_len = padding(pad_type, pad_len, 3 * max(b.size, a.size), src_n)
+    dst = result(out, source.shape, np.float32, source, in_place=True)
+    call_each(library.kelvoAudioFilterFilter, item_count(source, 1), integer("threads", threads), items(dst, 1),
+              items(source, 1), b.ctypes.data, a.ctypes.data, src_n, src_n, b.size, a.size, pad_type, pad_len)
     return dst
 
 
 def checked_sections(sos: ArrayLike) -> Floats:
-    sections = floats("sos", sos, 2)
+    sections = matrix("sos", sos)
     if sections.shape[1] != 6:
         raise ValueError(f"sos: expected shape (section_n, 6), got {sections.shape}")
     return sections
 
 
-def filter_sections(sections: Floats, source: Floats, state: Floats) -> Floats:
-    """Each section filters what the one before it gave. state goes from before the first sample to behind the last."""
-    dst = np.empty_like(source)
+def filter_sections(sections: Floats, dst: Floats, source: Floats, state: Floats) -> None:
+    """One signal; each section filters what the one before it gave. state goes from before the first sample to behind
+    the last."""
     sections_at, state_at, dst_at, source_at = (array.ctypes.data for array in (sections, state, dst, source))
     for section in range(len(sections)):
         coefficients = sections_at + section * SECTION_BYTES
         call(library.kelvoAudioLinerFilter, dst_at, dst_at if section else source_at, coefficients,
              coefficients + DENOMINATOR_BYTES, state_at + section * STATE_BYTES, dst.size, dst.size, 3, 3, 2)
-    return dst
 
 
 @overload
-def sosfilt(sos: ArrayLike, src: ArrayLike, zi: None = None) -> Floats: ...
+def sosfilt(sos: ArrayLike, src: ArrayLike, zi: None = None, *, threads: int = ...,
+            out: Floats | None = ...) -> Floats: ...
 @overload
-def sosfilt(sos: ArrayLike, src: ArrayLike, zi: ArrayLike) -> tuple[Floats, Floats]: ...
-def sosfilt(sos, src, zi=None):
-    """Filters a signal by second-order sections, one lfilter behind the other.
+def sosfilt(sos: ArrayLike, src: ArrayLike, zi: ArrayLike, *, threads: int = ...,
+            out: Floats | None = ...) -> tuple[Floats, Floats]: ...
+def sosfilt(sos, src, zi=None, *, threads=1, out=None):
+    """Filters signals by second-order sections, one lfilter behind the other.
 
     sos      [section_n, 6], rows b0 b1 b2 a0 a1 a2, as scipy.signal.butter(..., output="sos") gives them
-    src      [src_n]
-    zi       [section_n, 2], the state before the first sample; without it zeros
-    returns  [src_n], and if zi is given the state behind the last sample as well, for the next block
+    src      [..., src_n]
+    zi       [..., section_n, 2], the state before the first sample; without it zeros
+    out      takes the result; may be src
+    returns  [..., src_n], and if zi is given the state behind the last sample as well, for the next block
     """
-    sections, source = checked_sections(sos), floats("src", src)
-    shape = (len(sections), 2)
-    state = np.zeros(shape, np.float32) if zi is None else floats("zi", zi, 2).copy()
-    if state.shape != shape:
-        raise ValueError(f"zi: expected shape {shape}, got {state.shape}")
-    dst = filter_sections(sections, source, state)
+    sections, source = checked_sections(sos), samples("src", src)
+    state = carried_state(zi, (*source.shape[:-1], len(sections), 2))
+    dst = result(out, source.shape, np.float32, source, in_place=True)
+    item_n, src_n = item_count(source, 1), source.shape[-1]
+    signals, results = source.reshape(item_n, src_n), dst.reshape(item_n, src_n)
+    states = state.reshape(item_n, len(sections), 2)
+    for_each(item_n, integer("threads", threads),
+             lambda item: filter_sections(sections, results[item], signals[item], states[item]))
     return dst if zi is None else (dst, state)
 
 
@@ -145,20 +163,34 @@ def extended(source: Floats, pad_type: Pad, pad_len: int) -> Floats:
     return np.pad(source, pad_len, "reflect", reflect_type="odd" if pad_type == Pad.ODD else "even")
 
 
-def sosfiltfilt(sos: ArrayLike, src: ArrayLike, *, pad_type: Pad = Pad.ODD, pad_len: int | None = None) -> Floats:
-    """Filters a signal by second-order sections, forwards and then backwards: no delay, and the gain squared.
+def sosfiltfilt(sos: ArrayLike, src: ArrayLike, *, pad_type: Pad = Pad.ODD, pad_len: int | None = None,
+                threads: int = 1, out: Floats | None = None) -> Floats:
+    """Filters signals by second-order sections, forwards and then backwards: no delay, and the gain squared.
 
     sos      [section_n, 6], rows b0 b1 b2 a0 a1 a2
-    src      [src_n]
+    src      [..., src_n]
     pad_len  samples added at each end while filtering, below src_n for odd and even padding; by default three times the
              length of the filter, first-order sections counted as such
-    returns  [src_n]
+    out      takes the result; may be src
+    returns  [..., src_n]
     """
-    sections, source = checked_sections(sos), floats("src", src)
+    sections, source = checked_sections(sos), samples("src", src)
+    src_n = source.shape[-1]
     length = 2 * len(sections) + 1 - min((sections[:, 2] == 0).sum(), (sections[:, 5] == 0).sum())
-    pad_type, pad_len = padding(pad_type, pad_len, 3 * int(length), source.size)
-    settled, filtered = sosfilt_zi(sections), extended(source, pad_type, pad_len)
-    for _ in range(2):  # each pass leaves the signal reversed
-        filtered = np.ascontiguousarray(filter_sections(sections, filtered, settled * filtered[0])[::-1])
-    start = (filtered.size - source.size) // 2
-    return filtered[start : start + source.size].copy()
+    pad_type, pad_len = padding(pad_type, pad_len, 3 * int(length), src_n)
+    settled = sosfilt_zi(sections)
+    dst = result(out, source.shape, np.float32, source, in_place=True)
+    item_n = item_count(source, 1)
+    signals, results = source.reshape(item_n, src_n), dst.reshape(item_n, src_n)
+
+    def compute(item: int) -> None:
+        filtered = extended(signals[item], pad_type, pad_len)
+        for _ in range(2):  # each pass leaves the signal reversed
+            before, filtered = filtered, np.empty_like(filtered)
+            filter_sections(sections, filtered, before, settled * before[0])
+            filtered = np.ascontiguousarray(filtered[::-1])
+        start = (filtered.size - src_n) // 2
+        results[item] = filtered[start : start + src_n]
+
+    for_each(item_n, integer("threads", threads), compute)
+    return dst

@@ -3,8 +3,8 @@
 import numpy as np
 from numpy.typing import ArrayLike
 
-from ._checks import Floats, floats, integer
-from ._library import call, library, query
+from ._checks import Floats, integer, result, samples
+from ._library import call_each, item_count, items, library, query
 
 
 def resample_len(src_sample_n: int, *, dst_sample_rate: int, src_sample_rate: int) -> int:
@@ -13,21 +13,24 @@ def resample_len(src_sample_n: int, *, dst_sample_rate: int, src_sample_rate: in
                  integer("src_sample_n", src_sample_n), integer("src_sample_rate", src_sample_rate))
 
 
-def resample(src: ArrayLike, *, dst_sample_rate: int, src_sample_rate: int, dst_n: int | None = None) -> Floats:
-    """Converts a signal to another sample rate by a windowed sinc over 65 input samples.
+def resample(src: ArrayLike, *, dst_sample_rate: int, src_sample_rate: int, dst_n: int | None = None,
+             threads: int = 1, out: Floats | None = None) -> Floats:
+    """Converts signals to another sample rate by a windowed sinc over 65 input samples.
 
-    src      [src_n]; zeros are assumed beyond its ends
+    src      [..., src_n]; zeros are assumed beyond the ends
     dst_n    length of the result; what lies beyond the length that resample_len tells, which is the default, is 0
-    returns  [dst_n]; the last few samples are 0 where the filter reaches the last input: append two zeros to src to
-             have them computed
+    returns  [..., dst_n]; the last few samples are 0 where the filter reaches the last input: append two zeros to src
+             to have them computed
 
     Only the ratio of the rates matters.
     """
-    source = floats("src", src)
+    source = samples("src", src)
     dst_sample_rate = integer("dst_sample_rate", dst_sample_rate)
     src_sample_rate = integer("src_sample_rate", src_sample_rate)
-    length = resample_len(source.size, dst_sample_rate=dst_sample_rate, src_sample_rate=src_sample_rate)
-    dst = np.empty(length if dst_n is None else integer("dst_n", dst_n), np.float32)
-    call(library.kelvoAudioResample, dst.ctypes.data, source.ctypes.data, dst_sample_rate, dst.size, src_sample_rate,
-         source.size)
+    *lead, src_n = source.shape
+    if dst_n is None:
+        dst_n = resample_len(src_n, dst_sample_rate=dst_sample_rate, src_sample_rate=src_sample_rate)
+    dst = result(out, (*lead, integer("dst_n", dst_n)), np.float32, source)
+    call_each(library.kelvoAudioResample, item_count(source, 1), integer("threads", threads), items(dst, 1),
+              items(source, 1), dst_sample_rate, dst_n, src_sample_rate, src_n)
     return dst

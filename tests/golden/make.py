@@ -11,6 +11,7 @@ from pathlib import Path
 
 import numpy as np
 import scipy
+import scipy.fft
 import scipy.signal
 import torch
 import torchaudio
@@ -73,6 +74,21 @@ def panns_log_mel():
     return decibels(slaney_bank(32000, 1024, 64, 50, 14000) @ np.abs(stft(x, 1024, 320, True)) ** 2)
 
 
+def torchaudio_mfcc():
+    return torchaudio.transforms.MFCC(sample_rate=16000).double()(torch.from_numpy(x)).numpy()
+
+
+def librosa_mfcc():
+    return scipy.fft.dct(decibels(librosa_mel(), 80), axis=0, type=2, norm="ortho")[:20]
+
+
+def griffin_lim(momentum):
+    """torchaudio.transforms.GriffinLim of the magnitudes that the recipe is given, without its random phases."""
+    magnitudes = torch.from_numpy(np.abs(stft(x, 400, 100, True)))
+    return torchaudio.functional.griffinlim(magnitudes, torch.hann_window(400, dtype=torch.double), 400, 100, 400, 1.0,
+                                            8, momentum, None, False).numpy()
+
+
 def trim(signal, pad_mode):
     """librosa.effects.trim(top_db=50): zeros beyond the ends since 0.10, reflection before."""
     frames = np.lib.stride_tricks.sliding_window_view(np.pad(signal.astype(float), 1024, pad_mode), 2048)[::512]
@@ -90,6 +106,10 @@ golden = {
     "librosa_mel_db(x)": decibels(librosa_mel(), 80, librosa_mel().max()),
     "hifigan_mel(x)": hifigan_mel(),
     "panns_log_mel(x)": panns_log_mel(),
+    "torchaudio_mfcc(x)": torchaudio_mfcc(),
+    "librosa_mfcc(x)": librosa_mfcc(),
+    "griffin_lim(magnitudes, hop_n=100, iteration_n=8, momentum=0)": griffin_lim(0.0),
+    "griffin_lim(magnitudes, hop_n=100, iteration_n=8)": griffin_lim(0.99),
 }
 
 _, _, bins = scipy.signal.stft(x[:700], nperseg=256, noverlap=256 - 80)

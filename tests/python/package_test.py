@@ -2,7 +2,9 @@
 
 Usage: package_test.py PROJECT, with the package in PYTHONPATH and KELVO_AUDIO_LIBRARY set
 """
+import functools
 import inspect
+import multiprocessing
 import random
 import re
 import subprocess
@@ -11,12 +13,15 @@ import tempfile
 import threading
 import time
 import unittest
+import warnings
 import wave
+from concurrent.futures import ProcessPoolExecutor
 from pathlib import Path
 
 import numpy as np
 
 import kelvo_audio as ka
+import kelvo_audio.recipes
 from kelvo_audio import _checks, _library
 
 PROJECT = Path(sys.argv[1])
@@ -24,6 +29,7 @@ HEADER = (PROJECT / "include/kelvo_audio.h").read_text()
 SIGNAL = np.random.default_rng(1).standard_normal(16000).astype(np.float32)
 SINE = np.sin(2 * np.pi * 440 * np.arange(16000) / 16000).astype(np.float32)
 FUNCTIONS = {name: getattr(ka, name) for name in ka.__all__ if inspect.isfunction(getattr(ka, name))}
+SPECTRUM = np.fft.fft(SIGNAL).astype(np.complex64)
 SECTIONS = [[0.25, 0.5, 0.25, 1, -0.5, 0.1], [0.5, -0.5, 0, 2, 0.3, 0]]
 
 
@@ -50,7 +56,8 @@ class Header(unittest.TestCase):
     def test_parameter_names(self):
         declared = set(re.findall(r"(\w+)(?:,|\);)", " ".join(re.findall(r"^KELVO_AUDIO_API[^;]*;", HEADER, re.M))))
         for name, function in FUNCTIONS.items():
-            self.assertEqual(set(inspect.signature(function).parameters) - declared - {"sos"}, set(), name)
+            own = {"sos", "threads", "out", "ref", "axes"}
+            self.assertEqual(set(inspect.signature(function).parameters) - declared - own, set(), name)
 
 
 class Values(unittest.TestCase):
@@ -118,6 +125,74 @@ class Values(unittest.TestCase):
         self.assertIs(_checks.floats("src", read_only), read_only)
         self.assertTrue(_checks.floats("src", unaligned).flags.aligned)
 
+    def test_batches_give_the_bits_of_single_calls(self):
+        signals = np.stack([SIGNAL[i * 900 : i * 900 + 3000] * (i + 1) for i in range(6)]).reshape(2, 3, 3000)
+        bins = ka.spectrogram(signals, hop_n=100)
+        power, bank, zi = ka.complex_norm(bins, power=2), ka.mel_filter_bank(), ka.sosfilt_zi(SECTIONS)
+        batch_zi = np.broadcast_to(zi, (2, 3, 2, 2))
+        for name, source, axes, function in (
+            ("fft", signals, 1, ka.fft),
+            ("ifft", bins, 1, ka.ifft),
+            ("spectrogram", signals, 1, ka.spectrogram),
+            ("power spectrogram", signals, 1, lambda x, **more: ka.spectrogram(x, power=2, **more)),
+            ("mel_spectrogram", signals, 1, ka.mel_spectrogram),
+            ("inverse_spectrogram", bins, 2, lambda x, **more: ka.inverse_spectrogram(x, max_sample_n=4000, **more)),
+            ("convert_to_mel", power, 2, lambda x, **more: ka.convert_to_mel(x, bank, **more)),
+            ("fix_frame_len", bins, 2, lambda x, **more: ka.fix_frame_len(x, 40, **more)),
+            ("power_to_db", power, 2, ka.power_to_db),
+            ("power_to_db, ref", power, 2, lambda x, **more: ka.power_to_db(x, ref=3, **more)),
+            ("standardize", signals, 1, ka.standardize),
+            ("mag_phase", bins, 2, ka.mag_phase),
+            ("lfilter", signals, 1, lambda x, **more: ka.lfilter([1, -0.97], [1, 0.1], x, **more)),
+            ("filtfilt", signals, 1, lambda x, **more: ka.filtfilt([1, -0.97], [1, 0.1], x, **more)),
+            ("sosfilt", signals, 1, lambda x, **more: ka.sosfilt(SECTIONS, x, **more)),
+            ("sosfilt, zi", signals, 1, lambda x, **more: ka.sosfilt(
+                SECTIONS, x, batch_zi if x.ndim == 3 else zi, **more)),
+            ("sosfiltfilt", signals, 1, lambda x, **more: ka.sosfiltfilt(SECTIONS, x, **more)),
+            ("resample", signals, 1, lambda x, **more: ka.resample(
+                x, dst_sample_rate=160, src_sample_rate=441, **more)),
+            ("non_silent_pos", signals, 1, lambda x, **more: ka.non_silent_pos(x, hop_n=99, **more)),
+        ):
+            with self.subTest(name):
+                lead = np.ndindex(source.shape[: source.ndim - axes])
+                single = {index: function(source[index]) for index in lead}
+                for batch in (function(source), function(source, threads=3)):
+                    for index, expected in single.items():
+                        parts = zip(expected, batch) if isinstance(expected, tuple) else [(expected, batch)]
+                        for one, all_of_them in parts:
+                            np.testing.assert_array_equal(all_of_them[index], one)
+                if name != "non_silent_pos" and not isinstance(batch, tuple):
+                    out = np.full_like(batch, 7)
+                    self.assertIs(function(source, out=out), out)
+                    np.testing.assert_array_equal(out, batch)
+
+    def test_empty_results_travel_on(self):
+        for frames in (ka.mel_spectrogram(SIGNAL, max_frame_n=1)[:, :0], ka.mel_spectrogram(np.ones((0, 500)))):
+            self.assertEqual(ka.power_to_db(frames).shape, frames.shape)
+            self.assertEqual(ka.power_to_db(frames, ref=1).shape, frames.shape)
+            self.assertEqual(ka.log1p(frames).shape, frames.shape)
+        bins = ka.spectrogram(SIGNAL)[:, :0]
+        self.assertEqual(ka.convert_to_mel(ka.complex_norm(bins), ka.mel_filter_bank()).shape, (80, 0))
+        self.assertEqual(ka.mag_phase(bins)[0].shape, (201, 0))
+        np.testing.assert_array_equal(ka.inverse_spectrogram(bins, max_sample_n=3), np.zeros(3))
+        np.testing.assert_array_equal(ka.fix_frame_len(bins.real, 2, -1), np.full((201, 2), -1))
+
+    def test_decibels_above_a_reference(self):
+        power = np.float32([[1e-12, 1, 3], [100, np.nan, 1e-3]])
+        for ref in (1, 0.02, 1e4):
+            expected = np.maximum(10 * np.log10(np.fmax(power, 1e-10)), 20 - 80) - 10 * np.log10(ref)
+            np.testing.assert_allclose(ka.power_to_db(power, ref=ref), expected, atol=1e-5)
+            in_place = power.copy()
+            np.testing.assert_array_equal(ka.power_to_db(in_place, ref=ref, out=in_place), ka.power_to_db(power, ref=ref))
+
+    def test_integer_samples_reach_both_ends(self):
+        for convert, lowest, highest in ((ka.from_pcm8, 0, 255), (ka.from_pcm16, -2**15, 2**15 - 1),
+                                         (ka.from_pcm24, -2**23, 2**23 - 1), (ka.from_pcm32, -2**31, 2**31 - 1)):
+            low, high = convert([lowest, highest])
+            self.assertEqual(low, -1)
+            self.assertAlmostEqual(high, 1, delta=0.01)
+            self.assertEqual(convert([(lowest + highest + 1) // 2])[0], 0)
+
     def test_carried_state(self):
         zi = ka.sosfilt_zi(SECTIONS) * SIGNAL[0]
         first, state = ka.sosfilt(SECTIONS, SIGNAL[:777], zi)
@@ -143,15 +218,45 @@ class Values(unittest.TestCase):
         self.assertGreater(ticks, 30)
 
 
+class Warnings(unittest.TestCase):
+    def test_name_the_argument_at_the_caller(self):
+        for text, call in (
+            ("f_max: 9000 Hz lie above half", lambda: ka.mel_spectrogram(SIGNAL, f_max=9000, mel_n=20)),
+            ("mel_n: 4 of 128 filters are empty", lambda: ka.recipes.torchaudio_mel(SIGNAL)),
+            ("src: 399 samples are fewer than fft_n, 400", lambda: ka.spectrogram(SIGNAL[:399])),
+            ("src: 5 samples are fewer than win_n, 2048", lambda: ka.non_silent_pos(SIGNAL[:5])),
+        ):
+            with self.subTest(text), warnings.catch_warnings(record=True) as caught:
+                warnings.simplefilter("always")
+                call()
+                self.assertEqual([each.category for each in caught], [ka.KelvoAudioWarning])
+                self.assertIn(text, str(caught[0].message))
+                self.assertEqual(caught[0].filename, __file__)
+
+
+class Processes(unittest.TestCase):
+    def test_forked_children_go_on(self):
+        """As data loaders fork: the parent has filled the caches and used threads."""
+        expected = ka.mel_spectrogram(np.stack([SIGNAL] * 4), threads=2)
+        with ProcessPoolExecutor(2, multiprocessing.get_context("fork")) as pool:
+            for child in pool.map(functools.partial(ka.mel_spectrogram, threads=2), [np.stack([SIGNAL] * 4)] * 4):
+                np.testing.assert_array_equal(child, expected)
+
+
 class Errors(unittest.TestCase):
     def test_name_the_argument(self):
         bins, bank = ka.spectrogram(SIGNAL), ka.mel_filter_bank()
         for name, kind, call in (
             ("src", ValueError, lambda: ka.fft([])),
-            ("src", ValueError, lambda: ka.fft(np.ones((2, 2)))),
             ("src", TypeError, lambda: ka.mel_spectrogram(bins[:, 0])),
             ("src", TypeError, lambda: ka.log1p(["a"])),
-            ("src", ValueError, lambda: ka.inverse_spectrogram(np.ones((1, 5)))),
+            ("src", ValueError, lambda: ka.fft(np.float32(1))),
+            ("src", TypeError, lambda: ka.inverse_spectrogram(bins.real)),
+            ("src", ValueError, lambda: ka.inverse_spectrogram(bins[:1])),
+            ("src", TypeError, lambda: ka.mel_spectrogram((SIGNAL * 9999).astype(np.int16))),
+            ("src", TypeError, lambda: ka.resample(SIGNAL > 0, dst_sample_rate=1, src_sample_rate=2)),
+            ("src", ValueError, lambda: ka.from_pcm16([40000])),
+            ("src", TypeError, lambda: ka.from_pcm8(SIGNAL)),
             ("fft_n", TypeError, lambda: ka.spectrogram(SIGNAL, fft_n=400.0)),
             ("fft_n", ValueError, lambda: ka.spectrogram(SIGNAL, fft_n=2**28)),
             ("hop_n", ValueError, lambda: ka.spectrogram(SIGNAL, hop_n=-1)),
@@ -159,6 +264,17 @@ class Errors(unittest.TestCase):
             ("win_n", ValueError, lambda: ka.spectrogram(SIGNAL, win_n=401)),
             ("win_type", ValueError, lambda: ka.get_window(5, 3)),
             ("center", ValueError, lambda: ka.frame_len(5, center="reflect")),
+            ("center", ValueError, lambda: ka.frame_len(5, center=ka.Window.HANN)),  # also a 1
+            ("fft_n", TypeError, lambda: ka.spectrogram(SIGNAL, fft_n=True)),
+            ("f_min", ValueError, lambda: ka.mel_spectrogram(SIGNAL, f_min=np.nan)),
+            ("top_db", ValueError, lambda: ka.power_to_db(SIGNAL, top_db=np.inf)),
+            ("thr_db", ValueError, lambda: ka.non_silent_pos(SIGNAL, thr_db=1e39)),  # infinite in single precision
+            ("ref", ValueError, lambda: ka.power_to_db(SIGNAL, ref=0)),
+            ("out", ValueError, lambda: ka.log1p(SIGNAL, out=np.empty(16000))),
+            ("out", ValueError, lambda: ka.log1p(SIGNAL, out=np.empty((16000, 2), np.float32)[:, 0])),
+            ("out", ValueError, lambda: ka.log1p(SIGNAL[:-1], out=SIGNAL[1:])),
+            ("out", ValueError, lambda: ka.ifft(SPECTRUM, out=SPECTRUM)),
+            ("threads", ValueError, lambda: ka.fft(SIGNAL, threads=0)),
             ("max_frame_n", ValueError, lambda: ka.spectrogram(SIGNAL, max_frame_n=0)),
             ("power", ValueError, lambda: ka.mel_spectrogram(SIGNAL, power=-1)),
             ("power", ValueError, lambda: ka.complex_norm(bins, power=1e-50)),  # 0 in single precision
@@ -168,6 +284,7 @@ class Errors(unittest.TestCase):
             ("frame_n", ValueError, lambda: ka.sample_len(2**30, hop_n=3)),
             ("pad_value", ValueError, lambda: ka.fix_frame_len(bins, 200, 1)),
             ("thr_db", TypeError, lambda: ka.non_silent_pos(SIGNAL, thr_db="60")),
+            ("n_coef", ValueError, lambda: ka.lfilter([[1, 1]], [1, 1], SIGNAL)),
             ("zi", ValueError, lambda: ka.lfilter([1, 1], [1, 1], SIGNAL, [0, 0])),
             ("zi", ValueError, lambda: ka.sosfilt(SECTIONS, SIGNAL, np.zeros((1, 2)))),
             ("sos", ValueError, lambda: ka.sosfiltfilt(np.ones((2, 5)), SIGNAL)),
@@ -180,11 +297,12 @@ class Errors(unittest.TestCase):
     def test_any_arguments_give_a_result_or_a_name(self):
         """No refusal is left to the library, which could not name the argument."""
         draw = random.Random(7)
-        arrays = [[], [1], np.ones(5), SIGNAL[:60], np.ones((1, 1)), np.ones((3, 6)), SIGNAL[:60].reshape(10, 6),
+        arrays = [[], [1], [0.5], np.ones(5), np.ones((0, 3)), np.ones((1, 3)), SIGNAL[:60], np.ones((1, 1)), np.ones((3, 6)), SIGNAL[:60].reshape(10, 6),
                   np.ones((3, 10)), SIGNAL[:60].reshape(6, 10) * 1j, [[1], [1, 2]], None]
         pools = {"src n_coef d_coef zi sos fb_matrix": arrays, "center win_type phase_form mel_norm": range(-1, 5),
                  "norm_type fft_norm_type mel_formula pad_type": range(-1, 5),
-                 "power f_min f_max thr_db top_db pad_value": [-1, 0, 1e-50, 0.5, 2, 8000, 10**400, np.nan, np.inf]}
+                 "out": [None, None, None, np.empty(5, np.float32), np.empty((3, 6), np.complex64), (1, 2)],
+                 "power f_min f_max thr_db top_db pad_value ref": [-1, 0, 1e-50, 0.5, 2, 8000, 10**400, np.nan, np.inf]}
         pool_of = {name: pool for names, pool in pools.items() for name in names.split()}
         counts = [-1, 0, 1, 2, 3, 5, 8, 9, 16, 64, 2**31, 1.5]
         outcomes = {name: set() for name in FUNCTIONS}
@@ -224,4 +342,4 @@ class Samples(unittest.TestCase):
 
 if __name__ == "__main__":
     np.seterr(all="ignore")  # infinities among the arguments
-    unittest.main(argv=sys.argv[:1])
+    unittest.main(argv=sys.argv[:1], warnings="ignore")

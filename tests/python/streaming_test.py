@@ -74,4 +74,4 @@ class Streaming(unittest.TestCase):
         self.assertEqual(sum(map(int, re.findall(r"(\d+) frames", done.stdout))), 101)
 
 
-unittest.main(argv=sys.argv[:1])
+unittest.main(argv=sys.argv[:1], warnings="ignore")
