@@ -101,10 +101,11 @@ def convert_to_mel(src: ArrayLike, fb_matrix: ArrayLike, *, threads: int = 1, ou
     return dst
 
 
-def _decibels(power: float) -> np.float32:
-    """10 log10(power) by the library's own steps, so that no C library decides a bit of it."""
-    pair = np.array([1, power], np.float32)
-    call(library.kelvoAudioConvertPowerToDB, pair.ctypes.data, pair.ctypes.data, 2, -1.0)
+def _decibels_above(reference: float, power: float) -> np.float32:
+    """10 log10(power / reference) by the library's own steps, so that no C library decides a bit of it."""
+    pair = np.array((reference, power), np.float32)
+    address = pair.ctypes.data
+    call(library.kelvoAudioConvertPowerToDB, address, address, 2, -1.0)
     return pair[1] - pair[0]
 
 
@@ -132,7 +133,7 @@ def power_to_db(src: ArrayLike, *, top_db: float = 80.0, ref: float | None = Non
               items(source, axes), source.size // item_n, top_db)
     if reference is not None:
         for item, peak in zip(dst.reshape(item_n, -1), peaks):
-            item += _decibels(peak) - _decibels(reference)
+            item += _decibels_above(reference, peak)
     return dst
 
 

@@ -1,53 +1,104 @@
-"""The wheel: built by one command without network, installed elsewhere, and run; and where the library is found.
+"""The wheel: built and installed into an empty environment by the commands of python/README.md without network, what is
+in it, and its use there; and where the library is found without it.
 
 Usage: wheel_test.py PROJECT LIBRARY
 """
+import email
 import os
+import re
 import subprocess
 import sys
 import tempfile
+import unittest
+import zipfile
 from pathlib import Path
 
+PROJECT, LIBRARY = Path(sys.argv[1]), Path(sys.argv[2])
+LARGEST = 2_600_000  # bytes
+NEWEST = {"GLIBC": (2, 28), "GLIBCXX": (3, 4, 24), "CXXABI": (1, 3, 11)}  # the policy manylinux_2_28
 PROGRAM = """
 import numpy as np
 import kelvo_audio as ka
 from kelvo_audio._library import library
-print(library._name)
+print(library._name, ka.__version__)
 assert ka.mel_spectrogram(np.ones(16000)).shape == (80, 101)
 """
-
-project, library = Path(sys.argv[1]), Path(sys.argv[2])
-pip = [sys.executable, "-m", "pip", "--disable-pip-version-check", "--quiet", "--no-input"]
-clean = {name: value for name, value in os.environ.items() if name not in ("PYTHONPATH", "KELVO_AUDIO_LIBRARY")}
+VERSION = ".".join(re.findall(r"^#define KELVO_AUDIO_VERSION_\w+ (\d+)$", (PROJECT / "include/kelvo_audio.h").read_text(),
+                              re.M))
+CLEAN = {name: value for name, value in os.environ.items() if name not in ("PYTHONPATH", "KELVO_AUDIO_LIBRARY")}
 
 
 def run(*command, **environment):
-    done = subprocess.run(command, env={**clean, **environment}, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+    done = subprocess.run(command, env={**CLEAN, **environment}, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                           text=True, cwd="/")
     if done.returncode != 0:
         sys.exit(f"{' '.join(map(str, command))} gives {done.returncode}\n{done.stdout}")
     return done.stdout.strip()
 
 
-if subprocess.run([*pip, "--version"], capture_output=True).returncode != 0:
-    print("pip is missing")
+class Wheel(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        folder = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(folder.cleanup)
+        cls.folder = Path(folder.name)
+        page = (PROJECT / "python/README.md").read_text()
+        install, wheel = re.findall(r"^```sh\n(.*?)^```", page.partition("## Install")[2].partition("\n## ")[0], re.M | re.S)
+        cls.python = cls.folder / "env/bin/python"
+        for commands in (install, wheel):
+            commands = commands.replace("python3 -m", f"{sys.executable} -m").replace(" env", f" {cls.folder}/env").replace("\nenv/", f"\n{cls.folder}/env/")
+            commands = re.sub("^env/", f"{cls.folder}/env/", commands)
+            commands = commands.replace("./python", f"{PROJECT}/python").replace(" dist", f" {cls.folder}/dist")
+            run("sh", "-e", "-c", commands, KELVO_AUDIO_LIBRARY=str(LIBRARY), PIP_NO_INDEX="1",
+                PIP_DISABLE_PIP_VERSION_CHECK="1")
+        (cls.wheel,) = (cls.folder / "dist").glob("*.whl")
+
+    def test_tag_and_size(self):
+        self.assertEqual(self.wheel.name, f"kelvo_audio-{VERSION}-py3-none-manylinux_2_28_{os.uname().machine}.whl")
+        print(self.wheel.stat().st_size, "bytes")
+        self.assertLessEqual(self.wheel.stat().st_size, LARGEST)
+
+    def test_library_runs_on_older_systems(self):
+        with zipfile.ZipFile(self.wheel) as wheel:
+            library = wheel.extract("kelvo_audio/libkelvo_audio.so", self.folder)
+        needed = re.findall(r"Name: ([A-Z]+)_([\d.]+)", run("readelf", "--wide", "--version-info", library))
+        for name, newest in NEWEST.items():
+            versions = [tuple(map(int, version.split("."))) for each, version in needed if each == name]
+            print(name, max(versions))
+            self.assertLessEqual(max(versions), newest, name)
+        self.assertNotIn(".symtab", run("readelf", "--wide", "--sections", library))
+
+    def test_metadata(self):
+        with zipfile.ZipFile(self.wheel) as wheel:
+            metadata = email.message_from_bytes(wheel.read(f"kelvo_audio-{VERSION}.dist-info/METADATA"))
+            files = wheel.namelist()
+            licence = wheel.read("kelvo_audio/LICENSE")
+        self.assertEqual(licence, (PROJECT / "LICENSE").read_bytes())
+        for field in ("Summary", "Author", "License", "Requires-Python", "Classifier", "Provides-Extra"):
+            self.assertTrue(metadata[field], field)
+        self.assertEqual(metadata["Description-Content-Type"], "text/markdown")
+        self.assertEqual(re.findall(r"\]\((?!https?:).*?\)", metadata.get_payload()), [])
+        package = {path.relative_to(PROJECT / "python").as_posix() for path in (PROJECT / "python").rglob("kelvo_audio/**/*.py")}
+        self.assertEqual(package - set(files), set())
+        self.assertIn("kelvo_audio/py.typed", files)
+
+    def test_use_in_an_empty_environment(self):
+        inside = run(self.python, "-c", PROGRAM, KELVO_AUDIO_LIBRARY="/nowhere")  # the wheel's own copy all the same
+        self.assertEqual(inside.split()[1], VERSION)
+        self.assertTrue(inside.startswith(f"{self.folder}/env/lib/"), inside)
+        run(self.python, PROJECT / "tests/python/package_test.py", PROJECT)
+
+    def test_library_is_found_without_a_wheel(self):
+        sources = str(PROJECT / "python")
+        for expected, environment in (
+            (str(LIBRARY), {"KELVO_AUDIO_LIBRARY": str(LIBRARY)}),
+            ("libkelvo_audio.so", {"LD_LIBRARY_PATH": str(LIBRARY.parent)}),
+        ):
+            found = run(sys.executable, "-c", PROGRAM, PYTHONPATH=sources, **environment)
+            self.assertEqual(found, f"{expected} {VERSION}")
+
+
+if subprocess.run([sys.executable, "-c", "import pip, venv, ensurepip"], capture_output=True).returncode != 0:
+    print("pip or venv is missing")
     sys.exit(77)
-with tempfile.TemporaryDirectory() as folder:
-    run(*pip, "wheel", "--no-index", "--no-deps", "--no-build-isolation", "--wheel-dir", folder, project / "python",
-        KELVO_AUDIO_LIBRARY=str(library))
-    (wheel,) = Path(folder).glob("*.whl")
-    installed = f"{folder}/installed"
-    run(*pip, "install", "--no-index", "--no-deps", "--target", installed, wheel)
-    inside = f"{installed}/kelvo_audio/libkelvo_audio.so"
-    sources, program = str(project / "python"), [sys.executable, "-c", PROGRAM]
-    for what, expected, found in (
-        ("platform tag", f"-py3-none-linux_{os.uname().machine}.whl", "-" + wheel.name.split("-", 2)[2]),
-        ("licence", (project / "LICENSE").read_text(), Path(f"{installed}/kelvo_audio/LICENSE").read_text()),
-        # The wheel's own copy, whatever the environment names.
-        ("wheel", inside, run(*program, PYTHONPATH=installed, KELVO_AUDIO_LIBRARY="/nowhere")),
-        ("variable", str(library), run(*program, PYTHONPATH=sources, KELVO_AUDIO_LIBRARY=str(library))),
-        ("loader", "libkelvo_audio.so", run(*program, PYTHONPATH=sources, LD_LIBRARY_PATH=str(library.parent))),
-    ):
-        if found != expected:
-            sys.exit(f"{what}: expected {expected}, found {found}")
-    run(sys.executable, project / "tests/python/package_test.py", project, PYTHONPATH=installed)
+unittest.main(argv=sys.argv[:1])
