@@ -5,8 +5,8 @@ set -euo pipefail
 cd "$(dirname "$0")"
 
 source cmake/install_missing.sh
-install_missing g++ clang clang-tidy cppcheck cmake make binutils libgtest-dev python3 python3-numpy \
-  python3-scipy python3-pip pkg-config libsndfile1-dev libcairo2-dev doxygen
+install_missing g++ clang clang-tidy cppcheck cmake make binutils libgtest-dev pkg-config libsndfile1-dev libcairo2-dev doxygen \
+  python3 python3-numpy python3-scipy python3-pip python3-venv python3-soundfile python3-tqdm python3-distributed python3-zarr
 
 presets=("$@")
 [ ${#presets[@]} -gt 0 ] || presets=(release asan tsan clang)

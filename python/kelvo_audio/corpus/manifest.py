@@ -1,0 +1,54 @@
+"""The manifest: a line of JSON for each finished recording, and one for the settings before them.
+
+Lines are appended as results come in, so that a run that is killed has lost at most the line it was writing; a complete
+run leaves them sorted.
+"""
+
+import json
+import os
+from dataclasses import asdict
+from pathlib import Path
+from typing import Any
+
+from .work import PARTIAL, Settings
+
+NAME = "manifest.jsonl"
+
+
+class Manifest:
+    def __init__(self, output: Path):
+        self.path = output / NAME
+        self.header: dict[str, Any] = {}
+        self.rows: dict[str, dict[str, Any]] = {}
+        whole = self.path.read_bytes().rpartition(b"\n")[0] if self.path.exists() else b""
+        for line in whole.splitlines():
+            row = json.loads(line)
+            if "recording" in row:
+                self.rows[row["recording"]] = row
+            else:
+                self.header = row
+
+    def begin(self, settings: Settings, source: Path) -> None:
+        """Rewrites the file, which ends in half a line where a run was killed."""
+        self.header = {"folder": str(source), "key": settings.key(), **asdict(settings)}
+        self._rewrite()
+        self.file = open(self.path, "a", encoding="utf-8")
+
+    def add(self, row: dict[str, Any]) -> None:
+        self.rows[row["recording"]] = row
+        self.file.write(json.dumps(row) + "\n")
+        self.file.flush()
+
+    def end(self, present: set[str]) -> None:
+        self.file.close()
+        self.rows = {recording: row for recording, row in self.rows.items() if recording in present}
+        self._rewrite()
+
+    def _rewrite(self) -> None:
+        partial = self.path.with_name(NAME + PARTIAL)
+        rows = [self.header, *(self.rows[recording] for recording in sorted(self.rows))]
+        with open(partial, "w", encoding="utf-8") as file:
+            file.writelines(json.dumps(row) + "\n" for row in rows)
+            file.flush()
+            os.fsync(file.fileno())
+        os.replace(partial, self.path)

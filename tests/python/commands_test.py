@@ -1,0 +1,87 @@
+"""python -m kelvo_audio for one recording: what it writes, prints and refuses.
+
+Usage: commands_test.py PROJECT, with the package in PYTHONPATH and KELVO_AUDIO_LIBRARY set
+"""
+import importlib.util
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+import numpy as np
+
+import kelvo_audio as ka
+from kelvo_audio import recipes
+
+
+def command(*arguments):
+    return subprocess.run([sys.executable, "-m", "kelvo_audio", *map(str, arguments)], capture_output=True, text=True)
+
+
+class Commands(unittest.TestCase):
+    def setUp(self):
+        temporary = tempfile.TemporaryDirectory()
+        self.addCleanup(temporary.cleanup)
+        self.folder = Path(temporary.name)
+        t = np.arange(48000) / 48000
+        tone = np.where(t < 0.5, 0, 0.5 * np.sin(2 * np.pi * 1000 * t))
+        self.recording = self.folder / "tone.flac"
+        soundfile.write(self.recording, np.stack([tone, -0.5 * tone], axis=1), 48000)
+
+    def test_features(self):
+        output = self.folder / "x.npy"
+        self.assertEqual(command("features", self.recording, "-o", output, "--set", "mel_n=40").returncode, 0)
+        signal, _ = soundfile.read(self.recording, dtype="float32")
+        resampled = ka.resample(np.append(signal.mean(axis=1), [0, 0]), dst_sample_rate=16000, src_sample_rate=48000)
+        np.testing.assert_array_equal(np.load(output), recipes.log_mel(resampled[:16000], mel_n=40))
+
+    def test_picture(self):
+        if not importlib.util.find_spec("matplotlib"):
+            self.skipTest("python3-matplotlib is missing")
+        self.assertEqual(command("features", self.recording, "--plot", self.folder / "x.png").returncode, 0)
+        self.assertEqual((self.folder / "x.png").read_bytes()[:4], b"\x89PNG")
+
+    def test_resample(self):
+        output = self.folder / "low.wav"
+        self.assertEqual(command("resample", self.recording, output, "--rate", 8000, "--channel", 1).returncode, 0)
+        signal, rate = soundfile.read(output)
+        self.assertEqual((rate, signal.shape), (8000, (8000,)))
+        expected = -0.25 * np.sin(2 * np.pi * 1000 * np.arange(4100, 7900) / 8000)
+        # By way of 16 kHz, each step half a sample of its output late at most, and 16 bits.
+        self.assertLess(np.abs(signal[4100:7900]).max(), 0.26)
+        self.assertGreater(np.abs(np.fft.rfft(signal[4100:7900]) @ np.conj(np.fft.rfft(expected))) /
+                           np.linalg.norm(np.fft.rfft(expected)) ** 2, 0.99)
+
+    def test_info(self):
+        done = command("info", self.recording)
+        self.assertRegex(done.stdout, r"FLAC PCM_16, 2 channel\(s\), 48000 Hz, 48000 samples, 1.000 s\n"
+                                      r"peak -18.1 dB, rms -24.1 dB\nnot silent 0.48 to 1.00 s\n")
+        soundfile.write(self.recording, np.zeros(100), 8000)
+        self.assertIn("peak -inf dB, rms -inf dB\nsilent\n", command("info", self.recording).stdout)
+        self.assertIn(ka.__version__, command("info").stdout)
+
+    def test_refusals(self):
+        (self.folder / "broken.wav").write_bytes(b"RIFF")
+        for code, text, arguments in (
+            (1, "broken.wav: ", ["features", self.folder / "broken.wav"]),
+            (1, "has no channel 2, but 2", ["features", self.recording, "--channel", 2]),
+            (1, "mel_n: must be 1 to 200, got 500", ["features", self.recording, "--set", "mel_n=500"]),
+            (1, "unexpected keyword argument 'mel'", ["features", self.recording, "--set", "mel=50"]),
+            (2, "expected mean or the number", ["features", self.recording, "--channel", "left"]),
+            (2, "invalid choice: 'wisper'", ["features", self.recording, "--recipe", "wisper"]),
+            (1, "dst_sample_rate: must be 1 to", ["resample", self.recording, self.folder / "x.wav", "--rate", 0]),
+        ):
+            with self.subTest(text):
+                done = command(*arguments)
+                self.assertEqual(done.returncode, code)
+                self.assertIn(text, done.stderr)
+                self.assertNotIn("Traceback", done.stderr)
+
+
+if __name__ == "__main__":
+    if not importlib.util.find_spec("soundfile"):
+        print("python3-soundfile is missing")
+        sys.exit(77)
+    import soundfile
+    unittest.main(argv=sys.argv[:1])

@@ -1,0 +1,231 @@
+"""Features of a folder of recordings: the same bits whoever computes them, and nothing lost or half written whoever dies.
+
+Usage: corpus_test.py PROJECT, with the package in PYTHONPATH and KELVO_AUDIO_LIBRARY set
+"""
+import dataclasses
+import importlib.util
+import json
+import os
+import re
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+from pathlib import Path
+
+import numpy as np
+
+RECORDINGS = 500
+BAD = ["broken.wav", "empty.wav"]
+
+
+def has(*modules):
+    return all(importlib.util.find_spec(module) for module in modules)
+
+
+def corpus(*arguments):
+    done = subprocess.run([sys.executable, "-m", "kelvo_audio", "corpus", *map(str, arguments)], text=True,
+                          stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+    return done.returncode, done.stdout, done.stderr
+
+
+def start(*arguments):
+    return subprocess.Popen([sys.executable, "-m", "kelvo_audio", "corpus", *map(str, arguments)],
+                            stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+
+
+def rows(output):
+    whole = (output / "manifest.jsonl").read_text().rpartition("\n")[0]
+    return {row["recording"]: row for row in map(json.loads, whole.splitlines()[1:])}
+
+
+def wait_for_rows(process, output, number):
+    while process.poll() is None and (not (output / "manifest.jsonl").exists() or len(rows(output)) < number):
+        time.sleep(0.002)
+
+
+def workers_of(parent, words):
+    """Process ids of the children, and theirs, whose command holds the words."""
+    found, children = [], {}
+    for stat in Path("/proc").glob("[0-9]*/stat"):
+        try:
+            children.setdefault(int(stat.read_text().rpartition(")")[2].split()[1]), []).append(int(stat.parent.name))
+        except OSError:  # it has ended meanwhile
+            pass
+    waiting = [parent]
+    while waiting:
+        for child in children.get(waiting.pop(), []):
+            waiting.append(child)
+            try:
+                if words in Path(f"/proc/{child}/cmdline").read_text():
+                    found.append(child)
+            except OSError:
+                pass
+    return found
+
+
+def write_recordings(folder):
+    import soundfile
+
+    noise = np.random.default_rng(2).standard_normal(48000) * 0.1
+    for i in range(RECORDINGS):
+        path = folder / f"speaker{i % 9}" / f"{i}.{('wav', 'flac', 'WAV')[i % 3]}"
+        path.parent.mkdir(exist_ok=True)
+        rate = (16000, 44100, 8000, 48000)[i % 4]
+        frames = noise[i : i + rate // 3 * (1 + i % 2)].reshape(-1, 1 + i % 2)
+        soundfile.write(path, frames, rate, subtype="PCM_24" if i % 5 == 0 else "PCM_16")
+    (folder / "broken.wav").write_bytes(b"RIFF\xff\xff\xff\xffWAVEfmt ")
+    (folder / "notes.txt").write_text("no recording")
+    soundfile.write(folder / "empty.wav", np.zeros((0, 1)), 16000)
+
+
+def deadly(task):
+    """Work of which two recordings kill the worker, one of them only once."""
+    once = Path(task.output, "once")
+    if task.recording == "never" or (task.recording == "once" and not once.exists()):
+        once.touch()
+        os.kill(os.getpid(), signal.SIGKILL)
+    return {"recording": task.recording}
+
+
+class Corpus(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        temporary = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(temporary.cleanup)
+        cls.top = Path(temporary.name)
+        cls.recordings = cls.top / "recordings"
+        cls.recordings.mkdir()
+        write_recordings(cls.recordings)
+        cls.output = cls.top / "features"
+        cls.first = corpus(cls.recordings, "-o", cls.output, "--workers", 2)
+        cls.expected = {name: row["features"] for name, row in rows(cls.output).items()}
+
+    def check_complete(self, output):
+        self.assertEqual({name: row["features"] for name, row in rows(output).items()}, self.expected)
+        self.assertEqual([path for path in output.rglob("*.partial")], [])
+        code, said, _ = corpus("-o", output, "--verify", RECORDINGS)
+        self.assertEqual((code, said), (0, f"{RECORDINGS} of {RECORDINGS} recordings computed anew, 0 differences\n"))
+
+    def test_all_but_bad_recordings(self):
+        code, said, told = self.first
+        self.assertEqual(code, 1)
+        self.assertIn(f"{RECORDINGS} recordings computed", said)
+        self.assertRegex(said, r"reading took \d+ % of the workers' time")
+        self.assertEqual([line.split(":")[0] for line in told.splitlines() if ".wav: " in line], BAD)
+        self.assertEqual(len(self.expected), RECORDINGS)
+        self.check_complete(self.output)
+        # What the command stores is what the functions give.
+        import kelvo_audio as ka
+        from kelvo_audio import recipes, recordings
+        signal, rate = recordings.read(self.recordings / "speaker0/0.wav")
+        np.testing.assert_array_equal(np.load(self.output / "speaker0/0.wav.npy"), recipes.log_mel(signal))
+        signal, rate = recordings.read(self.recordings / "speaker1/1.flac", "1")
+        self.assertEqual((signal.ndim, rate), (1, 44100))
+        self.assertEqual(recordings.at_rate(signal, rate, 8000).size, ka.resample_len(
+            ka.resample_len(signal.size, dst_sample_rate=16000, src_sample_rate=44100), dst_sample_rate=8000,
+            src_sample_rate=16000))
+
+    def test_killed_workers_and_commands(self):
+        output = self.top / "killed"
+        for number in (30, 150):  # the whole command, twice
+            process = start(self.recordings, "-o", output, "--workers", 2)
+            wait_for_rows(process, output, number)
+            process.kill()
+            process.communicate()
+            print(len(rows(output)), "recordings done before the command was killed")
+            for path in output.rglob("*.npy"):
+                self.assertIn(np.load(path).shape[0], (80,))
+        process = start(self.recordings, "-o", output, "--workers", 2)
+        for number in (250, 350):  # one worker, twice
+            wait_for_rows(process, output, number)
+            for worker in workers_of(process.pid, "spawn_main")[:1]:
+                os.kill(worker, signal.SIGKILL)
+        said, told = process.communicate()
+        self.assertEqual(process.returncode, 1)
+        self.assertEqual([line.split(":")[0] for line in told.splitlines() if ".wav: " in line], BAD)
+        self.assertRegex(said, r"; [1-9]\d* were there before, 2 failed")
+        self.check_complete(output)
+
+    def test_recording_that_kills_its_worker(self):
+        from kelvo_audio.corpus import schedulers
+        from kelvo_audio.corpus.work import Settings, Task
+
+        with tempfile.TemporaryDirectory() as folder:
+            names = [*map(str, range(20)), "once", *map(str, range(20, 30)), "never", "last"]
+            tasks = [Task(name, folder, folder, False, Settings("whisper")) for name in names]
+            outcome = {row["recording"]: "error" in row for row in schedulers.local(deadly, tasks, 2)}
+        self.assertEqual(outcome, {name: name == "never" for name in names})
+
+    @unittest.skipUnless(has("distributed"), "python3-distributed is missing")
+    def test_dask_cluster(self):
+        from distributed import LocalCluster
+
+        output = self.top / "dask"
+        with LocalCluster(n_workers=2, threads_per_worker=1, dashboard_address=None) as cluster:
+            process = start(self.recordings, "-o", output, "--scheduler", cluster.scheduler_address)
+            wait_for_rows(process, output, 100)
+            for worker in workers_of(os.getpid(), "spawn_main")[:1]:
+                os.kill(worker, signal.SIGKILL)
+            _, told = process.communicate()
+        self.assertEqual([line.split(":")[0] for line in told.splitlines() if ".wav: " in line], BAD, told)
+        self.check_complete(output)
+
+    @unittest.skipUnless(has("zarr"), "python3-zarr is missing")
+    def test_zarr(self):
+        import zarr
+
+        output = self.top / "store"
+        self.assertEqual(corpus(self.recordings, "-o", output, "--workers", 2, "--zarr")[0], 1)
+        self.check_complete(output)
+        store = zarr.open_group(str(output), mode="r")
+        np.testing.assert_array_equal(store["speaker0/0.wav"][...], np.load(self.output / "speaker0/0.wav.npy"))
+        self.assertEqual(store["speaker0/0.wav"].chunks, store["speaker0/0.wav"].shape)
+
+    def test_changes_are_computed_anew(self):
+        import soundfile
+
+        few, output = self.top / "few", self.top / "few-features"
+        few.mkdir()
+        for i in range(3):
+            soundfile.write(few / f"{i}.wav", np.sin(np.arange(8000) * (i + 1) / 9), 16000)
+
+        def computed(*more):
+            return int(re.match(r"\d+", corpus(few, "-o", output, "--workers", 1, *more)[1])[0])
+
+        self.assertEqual(computed(), 3)
+        self.assertEqual(computed(), 0)
+        before = rows(output)["1.wav"]
+        soundfile.write(few / "1.wav", np.sin(np.arange(9000) / 5), 16000)
+        self.assertEqual(computed(), 1)
+        self.assertNotEqual(rows(output)["1.wav"]["samples"], before["samples"])
+        (output / "2.wav.npy").unlink()
+        self.assertEqual(computed(), 1)
+        self.assertEqual(computed("--set", "mel_n=64"), 3)
+        self.assertEqual(np.load(output / "0.wav.npy").shape[0], 64)
+        (few / "0.wav").unlink()
+        self.assertEqual(computed("--set", "mel_n=64"), 0)
+        self.assertEqual(set(rows(output)), {"1.wav", "2.wav"})
+
+        features = np.load(output / "1.wav.npy")
+        features[5, 5] = np.nextafter(features[5, 5], np.float32(np.inf))
+        np.save(output / "1.wav.npy", features)
+        code, _, told = corpus("-o", output, "--verify")
+        self.assertEqual((code, told), (1, "1.wav: stored features are not those of the manifest\n"))
+
+    def test_worker_of_another_version(self):
+        from kelvo_audio.corpus import work
+
+        settings = work.Settings("whisper", version="0.0.1")
+        task = work.Task("speaker0/0.wav", str(self.recordings), str(self.top), False, settings)
+        self.assertIn("not 0.0.1", work.run(task)["error"])
+        self.assertNotEqual(settings.key(), dataclasses.replace(settings, version="0.0.2").key())
+
+
+if __name__ == "__main__":
+    if not has("soundfile", "tqdm"):
+        print("python3-soundfile or python3-tqdm is missing")
+        sys.exit(77)
+    unittest.main(argv=sys.argv[:1])
