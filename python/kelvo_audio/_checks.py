@@ -38,6 +38,8 @@ def as_array(name: str, values: ArrayLike) -> NDArray[Any]:
         return np.asarray(values)
     except (TypeError, ValueError) as error:  # rows of different length, for instance
         raise type(error)(f"{name}: {error}") from None
+    except RuntimeError as error:  # of a tensor that records gradients, or lies on another device
+        raise TypeError(f"{name}: {error}") from None
 
 
 def _array(name: str, values: ArrayLike, axes: int, dtype: np.dtype, kinds: str, empty: bool) -> NDArray[Any]:

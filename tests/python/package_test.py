@@ -3,6 +3,7 @@
 Usage: package_test.py PROJECT, with the package in PYTHONPATH and KELVO_AUDIO_LIBRARY set
 """
 import functools
+import importlib.util
 import inspect
 import multiprocessing
 import random
@@ -241,6 +242,29 @@ class Processes(unittest.TestCase):
         with ProcessPoolExecutor(2, multiprocessing.get_context("fork")) as pool:
             for child in pool.map(functools.partial(ka.mel_spectrogram, threads=2), [np.stack([SIGNAL] * 4)] * 4):
                 np.testing.assert_array_equal(child, expected)
+
+    @unittest.skipUnless(importlib.util.find_spec("torch"), "python3-torch is missing")
+    def test_tensors_and_data_loaders(self):
+        import torch
+
+        signals = torch.from_numpy(np.stack([SIGNAL * (i + 1) for i in range(8)]))
+        expected = ka.mel_spectrogram(signals.numpy())
+        np.testing.assert_array_equal(ka.mel_spectrogram(signals), expected)
+        features = torch.empty(expected.shape)
+        ka.mel_spectrogram(signals, out=features.numpy())
+        np.testing.assert_array_equal(features, expected)
+        with self.assertRaisesRegex(TypeError, r"\Asrc: .*requires grad"):
+            ka.mel_spectrogram(signals.clone().requires_grad_())
+
+        class Features(torch.utils.data.Dataset):
+            def __len__(self):
+                return len(signals)
+
+            def __getitem__(self, item):
+                return torch.from_numpy(ka.mel_spectrogram(signals[item], threads=2))
+
+        loader = torch.utils.data.DataLoader(Features(), batch_size=2, num_workers=2, multiprocessing_context="fork")
+        np.testing.assert_array_equal(torch.cat(list(loader)), expected)
 
 
 class Errors(unittest.TestCase):

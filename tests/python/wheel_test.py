@@ -14,7 +14,7 @@ import zipfile
 from pathlib import Path
 
 PROJECT, LIBRARY = Path(sys.argv[1]), Path(sys.argv[2])
-LARGEST = 2_600_000  # bytes
+LARGEST = 1_200_000  # bytes
 NEWEST = {"GLIBC": (2, 28), "GLIBCXX": (3, 4, 24), "CXXABI": (1, 3, 11)}  # the policy manylinux_2_28
 PROGRAM = """
 import numpy as np
