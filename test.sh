@@ -5,8 +5,13 @@ set -euo pipefail
 cd "$(dirname "$0")"
 
 source cmake/install_missing.sh
-install_missing g++ clang clang-tidy cppcheck cmake make binutils libgtest-dev pkg-config libsndfile1-dev libcairo2-dev doxygen \
+install_missing g++ clang clang-tidy cppcheck cmake make binutils libgtest-dev pkg-config libsndfile1-dev libcairo2-dev \
+  doxygen abigail-tools dpkg-dev \
   python3 python3-numpy python3-scipy python3-pip python3-venv python3-soundfile python3-tqdm python3-distributed python3-zarr
+# For the examples in other languages; compilers that are there from elsewhere will do.
+install_missing libjna-java mono-mcs mono-runtime
+command -v javac >/dev/null || install_missing default-jdk-headless
+command -v rustc >/dev/null || install_missing rustc
 
 presets=("$@")
 [ ${#presets[@]} -gt 0 ] || presets=(release asan tsan clang)

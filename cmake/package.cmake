@@ -4,12 +4,15 @@
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 target_include_directories(kelvo_audio PUBLIC $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
-install(TARGETS kelvo_audio EXPORT kelvo_audio-targets)
-install(FILES include/kelvo_audio.h TYPE INCLUDE)
+install(TARGETS kelvo_audio EXPORT kelvo_audio-targets
+        RUNTIME COMPONENT library
+        LIBRARY COMPONENT library NAMELINK_COMPONENT development
+        ARCHIVE COMPONENT development)
+install(FILES include/kelvo_audio.h TYPE INCLUDE COMPONENT development)
 install(FILES LICENSE TYPE DOC)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/kelvo_audio)
-install(EXPORT kelvo_audio-targets NAMESPACE kelvo_audio:: DESTINATION ${package_dir})
+install(EXPORT kelvo_audio-targets NAMESPACE kelvo_audio:: DESTINATION ${package_dir} COMPONENT development)
 configure_package_config_file(cmake/kelvo_audio-config.cmake.in kelvo_audio-config.cmake
                               INSTALL_DESTINATION ${package_dir})
 # Before 1.0 a new minor version may change the interface.
@@ -19,7 +22,7 @@ if(PROJECT_VERSION_MAJOR EQUAL 0)
 endif()
 write_basic_package_version_file(kelvo_audio-config-version.cmake COMPATIBILITY ${compatibility})
 install(FILES ${PROJECT_BINARY_DIR}/kelvo_audio-config.cmake ${PROJECT_BINARY_DIR}/kelvo_audio-config-version.cmake
-        DESTINATION ${package_dir})
+        DESTINATION ${package_dir} COMPONENT development)
 
 set(pc_prefix ${CMAKE_INSTALL_PREFIX})
 set(pc_libdir ${CMAKE_INSTALL_LIBDIR})
@@ -39,4 +42,8 @@ if(NOT BUILD_SHARED_LIBS)
   set(pc_static_flag " -DKELVO_AUDIO_STATIC")
 endif()
 configure_file(cmake/kelvo_audio.pc.in kelvo_audio.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/kelvo_audio.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${PROJECT_BINARY_DIR}/kelvo_audio.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+        COMPONENT development)
+if(top_level)
+  include(cmake/debian.cmake)
+endif()

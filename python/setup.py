@@ -54,9 +54,13 @@ class BuildWithLibrary(build_py):
             packed = Path(self.build_lib) / "kelvo_audio" / LIBRARY_NAMES.get(library.suffix, "libkelvo_audio.so")
             shutil.copyfile(library, packed)
         shutil.copyfile(PROJECT / "LICENSE", packed.with_name("LICENSE"))
-        if sys.platform == "linux" and "KELVO_AUDIO_WHEEL_PLATFORM" not in os.environ:
+        asked = os.environ.get("KELVO_AUDIO_WHEEL_PLATFORM", "")
+        if sys.platform == "linux" and not asked:
             subprocess.run(["strip", "--strip-unneeded", packed], check=True)
+        if sys.platform == "linux" and (not asked or asked.startswith("manylinux_2_28")):
             PlatformWheel.manylinux = needs_at_most_manylinux(packed)
+            if asked and not PlatformWheel.manylinux:
+                raise SystemExit(f"{library} needs newer libraries than {asked} promises")
 
 
 class PlatformWheel(bdist_wheel):
