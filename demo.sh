@@ -22,7 +22,11 @@ install_missing g++ cmake make pkg-config libsndfile1-dev libcairo2-dev
 build=$root/build/demo
 mkdir -p "$build"
 echo "building in $build"
-if ! (cd "$root" && cmake --preset demo && cmake --build "$build" --parallel "$(nproc)") >"$build/build.log" 2>&1; then
+# Each tenth of the way; the compiler's own words go into the log.
+show_progress='{ print >log_file } /^\[ *[0-9]+%\]/ { percent = int(substr($0, 2, 3) / 10) * 10
+  if (percent > shown) { shown = percent; print "building " percent "%"; fflush() } }'
+if ! (cd "$root" && cmake --preset demo && cmake --build "$build" --parallel "$(nproc)") 2>&1 |
+  awk -v log_file="$build/build.log" "$show_progress"; then
   cat "$build/build.log" >&2
   exit 1
 fi

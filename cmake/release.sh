@@ -31,8 +31,8 @@ build() {
   local platform=$1
   shift
   step "building for $platform"
-  cmake -S "$work/$name" -B "$work/$platform" -D CMAKE_BUILD_TYPE=Release -D CMAKE_INSTALL_PREFIX=/usr \
-    -D CMAKE_CXX_FLAGS="-ffile-prefix-map=$work=." "$@" >"$work/$platform.log"
+  cmake -S "$work/$name" -B "$work/$platform" -D CMAKE_BUILD_TYPE=Release -D CMAKE_INSTALL_PREFIX=/usr "$@" \
+    >"$work/$platform.log"
   cmake --build "$work/$platform" --parallel "$(nproc)" --target kelvo_audio >>"$work/$platform.log"
   DESTDIR=$work/$platform/root cmake --install "$work/$platform" --strip >>"$work/$platform.log"
 }

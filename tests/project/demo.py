@@ -61,6 +61,13 @@ class Demo(unittest.TestCase):
         self.assertEqual(self.outputs(), ["tone16000-resynthesised.wav", "tone16000.png", "tone44100-band-pass.wav",
                                           "tone44100-resynthesised.wav", "tone44100.png"])
 
+    def test_silent_recording(self):
+        write_wav(self.folder / "silence.wav", 0.4, 16000)
+        done = self.run_demo(self.folder / "silence.wav")
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        self.assertIn("\nsilent ", done.stdout)
+        self.assertNotIn("not silent", done.stdout)
+
     def test_no_usable_recording(self):
         def path(name, content):
             (self.folder / name).write_bytes(content)
