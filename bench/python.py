@@ -62,12 +62,12 @@ def rows():
     for src, dst in ((44100, 16000), (48000, 16000), (16000, 8000), (16000, 48000)):
         x = np.sin(np.arange(src * 10) * 0.05).astype(np.float32)
         tensor = torch.from_numpy(x)
-        # Filters of like length: 65 inputs each; torchaudio's default has 14 of them, SciPy's 41.
         up, down = dst // np.gcd(src, dst), src // np.gcd(src, dst)
         resampling = torchaudio.transforms.Resample(src, dst)
         yield (f"resampling {src / 1000:g} to {dst / 1000:g} kHz, 10 s",
                functools.partial(ka.resample, x, dst_sample_rate=dst, src_sample_rate=src),
-               {"torchaudio": lambda: resampling(tensor), "SciPy": lambda: scipy.signal.resample_poly(x, up, down)}, -20)
+               {"torchaudio": lambda: resampling(tensor),
+                "SciPy": lambda: scipy.signal.resample_poly(x, up, down)}, -20)
     for shape in ((80, 101), (80, 1001), (201, 1001), (128, 6001)):
         power = generator.random(shape).astype(np.float32) ** 4
         tensor = torch.from_numpy(power)[None]
@@ -85,8 +85,8 @@ def memory_row():
 
 
 def corpus_row():
-    """Recordings an hour on one core, ours and with torchaudio, and the share of ours that reading takes: FLAC of 10 s at
-    44.1 kHz in stereo to log-mel features of 16 kHz in files."""
+    """Recordings an hour on one core, the time of torchaudio over ours, and the share of ours that reading takes: FLAC of
+    10 s at 44.1 kHz in stereo, to files of log-mel features at 16 kHz."""
     resampling = torchaudio.transforms.Resample(44100, 16000)
     mel = torchaudio.transforms.MelSpectrogram(16000, 400, hop_length=160, n_mels=80, norm="slaney", mel_scale="slaney")
 
@@ -122,7 +122,8 @@ def main():
         print(pattern.format(job, f"{own * 1e3:.3f}",
                              ", ".join(f"{name} {other / own:.1f}" for name, other in zip(peers, others))), flush=True)
     fresh, reused = memory_row()
-    print(pattern.format("STFT 400/160, 300 s, reused memory", f"{reused * 1e3:.3f}", f"fresh memory {fresh / reused:.1f}"))
+    print(pattern.format("STFT 400/160, 300 s, reused memory", f"{reused * 1e3:.3f}",
+                         f"fresh memory {fresh / reused:.1f}"))
     an_hour, ratio, reading = corpus_row()
     print(pattern.format("corpus: FLAC of 10 s, one recording", f"{3.6e6 / an_hour:.3f}", f"torchaudio {ratio:.1f}"))
     print(f"\n{an_hour:.0f} recordings an hour on one core; reading takes {100 * reading:.0f} % of the time")

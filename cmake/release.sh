@@ -54,6 +54,21 @@ archive() {
   esac
 }
 
+# check_exports LIBRARY: what a wheel for another system has, since no Python for it can import it here.
+check_exports() {
+  local found
+  case $1 in
+    *.dll) found=$(llvm-readobj --coff-exports "$1") ;;
+    *) found=$(llvm-readelf --dyn-syms "$1") ;;
+  esac
+  if ! diff <(grep --only-matching '\bkelvoAudio[A-Za-z0-9]*' <<<"$found" | sort -u) <(functions | sort); then
+    echo "release.sh: $1 exports other functions than those of the map" >&2
+    exit 1
+  fi
+}
+
+functions() { sed -n 's/^ *\(kelvoAudio[A-Za-z0-9]*\);$/\1/p' cmake/kelvo_audio.map; }
+
 step "archiving the sources"
 git archive --format=tar --prefix="$name/" HEAD | gzip --no-name --best >"$out/$name.tar.gz"
 tar --extract --file "$out/$name.tar.gz" --directory "$work"
@@ -64,16 +79,19 @@ cp "$work"/deb/*.deb "$out"
 wheel "$(realpath "$work"/linux/root/usr/lib/*/libkelvo_audio.so)"
 
 build aarch64 -D CMAKE_TOOLCHAIN_FILE="$work/$name/cmake/cross/linux.cmake" -D KELVO_CROSS_ARCH=aarch64
-wheel "$(realpath "$(find "$work/aarch64/root" -name libkelvo_audio.so)")" manylinux_2_28_aarch64
+library=$(realpath "$(find "$work/aarch64/root" -name libkelvo_audio.so)")
+check_exports "$library"
+wheel "$library" manylinux_2_28_aarch64
 
 build windows -D CMAKE_TOOLCHAIN_FILE="$work/$name/cmake/cross/windows.cmake"
 root=$work/windows/root/usr
+check_exports "$root/bin/libkelvo_audio.dll"
 wheel "$root/bin/libkelvo_audio.dll" win_amd64
 # What Microsoft's linker wants beside the import library of MinGW.
 {
   echo "LIBRARY libkelvo_audio.dll"
   echo "EXPORTS"
-  sed -n 's/^ *\(kelvoAudio[A-Za-z0-9]*\);$/  \1/p' cmake/kelvo_audio.map
+  functions
 } >"$root/lib/kelvo_audio.def"
 llvm-dlltool -m i386:x86-64 -D libkelvo_audio.dll -d "$root/lib/kelvo_audio.def" -l "$root/lib/kelvo_audio.lib"
 mv "$root" "$work/$name-windows-x86_64"

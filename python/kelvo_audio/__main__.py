@@ -113,7 +113,7 @@ def parser() -> argparse.ArgumentParser:
                          help="a setting of the recipe that is to differ, for instance mel_n=128")
 
     def add_channel(sub):
-        sub.add_argument("--channel", type=channel, default="mean", help="mean, which is the default, or a number from 0")
+        sub.add_argument("--channel", type=channel, default="mean", help="mean, the default, or a number from 0")
 
     sub = add("features", features, "features of one recording", "speech.flac --recipe whisper -o x.npy",
               "song.wav --recipe librosa --set mel_n=64 --plot x.png")

@@ -8,7 +8,7 @@ from pathlib import Path
 def find_version() -> str:
     header = Path(__file__).parents[2] / "include/kelvo_audio.h"
     if header.exists():
-        return ".".join(re.findall(r"^#define KELVO_AUDIO_VERSION_(?:MAJOR|MINOR|PATCH) (\d+)", header.read_text(), re.M))
+        return ".".join(re.findall(r"^#define KELVO_AUDIO_VERSION_\w+ (\d+)", header.read_text(), re.M))
     try:
         return metadata.version("kelvo_audio")
     except metadata.PackageNotFoundError:  # a copied folder

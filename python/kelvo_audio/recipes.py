@@ -1,7 +1,7 @@
 """Features of well-known front ends, compared with them in docs/recipes.md.
 
-Each function takes signals [..., sample_n] in -1 .. 1 at the rate of its front end, and settings of mel_spectrogram that
-are to differ. log_mel and RECIPES find them by name; mfcc features need SciPy.
+Each function takes signals [..., sample_n] in -1 .. 1 at the rate of its front end, and those settings of
+mel_spectrogram that are to differ. log_mel and RECIPES find them by name; MFCC features need SciPy.
 """
 
 from collections.abc import Callable

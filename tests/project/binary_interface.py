@@ -27,8 +27,8 @@ faults = [what for what, pattern in {
 if "NOTFOUND" in "".join(abidiff) or not abidiff:
     print("abidiff is missing: the interface was not compared")
 else:
-    compared = subprocess.run([*abidiff, "--no-architecture", "--no-show-locs", "--exported-interfaces-only", project / STORED, library],
-                              capture_output=True, text=True)
+    options = ["--no-architecture", "--no-show-locs", "--exported-interfaces-only"]
+    compared = subprocess.run([*abidiff, *options, project / STORED, library], capture_output=True, text=True)
     # Bit 4 says that something changed, and bits 1 and 2 that it could not be found out.
     if compared.returncode:
         faults.append(f"abidiff gives {compared.returncode}\n{compared.stdout}{compared.stderr}")

@@ -1,5 +1,5 @@
-"""The Debian packages that CPack makes of the build: installed by dpkg into a system of its own, README.md's C program is
-compiled against the one and runs with the other.
+"""The Debian packages that CPack makes of the build: installed by dpkg into a system of its own, README.md's C program
+is compiled against the one and runs with the other.
 
 Usage: debian_packages.py CPACK CC PROJECT BUILD
 """
@@ -52,10 +52,11 @@ with tempfile.TemporaryDirectory() as temporary:
     run("dpkg", f"--root={root}", "--force-depends", "--force-not-root", "--force-script-chrootless", "--no-triggers",
         "--log=/dev/null", "--install", library, development)
     (shared,) = [path for path in root.rglob("libkelvo_audio.so.*") if not path.is_symlink()]
-    environment = {**os.environ, "PKG_CONFIG_SYSROOT_DIR": str(root), "PKG_CONFIG_LIBDIR": str(shared.parent / "pkgconfig")}
-    flags = run("pkg-config", "--cflags", "--libs", "kelvo_audio", env=environment).replace(f"{root}{root}", str(root))
+    # The description finds its prefix from where it lies, so the root comes in without a word about it.
+    environment = {**os.environ, "PKG_CONFIG_LIBDIR": str(shared.parent / "pkgconfig")}
+    flags = run("pkg-config", "--cflags", "--libs", "kelvo_audio", env=environment)
     (folder / "program.c").write_text(program)
-    run(cc, "-std=c99", folder / "program.c", *flags.split(), f"-I{root}/usr/include", "-lm", "-o", folder / "program")
+    run(cc, "-std=c99", folder / "program.c", *flags.split(), "-lm", "-o", folder / "program")
     expect("program", run(folder / "program", env={**os.environ, "LD_LIBRARY_PATH": str(shared.parent)}),
            r"101 frames, band 11 at -?0\.0 dB")
     expect("stripped", str(".symtab" in run("readelf", "--wide", "--sections", shared)), "False")

@@ -1,4 +1,4 @@
-"""Features of a folder of recordings: the same bits whoever computes them, and nothing lost or half written whoever dies.
+"""Features of a folder of recordings: the same bits whoever computes them, nothing lost or half written whoever dies.
 
 Usage: corpus_test.py PROJECT, with the package in PYTHONPATH and KELVO_AUDIO_LIBRARY set
 """
@@ -205,9 +205,12 @@ class Corpus(unittest.TestCase):
         self.assertEqual(computed(), 1)
         self.assertEqual(computed("--set", "mel_n=64"), 3)
         self.assertEqual(np.load(output / "0.wav.npy").shape[0], 64)
+        (few / "2.wav").write_bytes(b"RIFF")
+        self.assertEqual(computed("--set", "mel_n=64"), 0)
+        self.assertFalse((output / "2.wav.npy").exists())
         (few / "0.wav").unlink()
         self.assertEqual(computed("--set", "mel_n=64"), 0)
-        self.assertEqual(set(rows(output)), {"1.wav", "2.wav"})
+        self.assertEqual(set(rows(output)), {"1.wav"})
 
         features = np.load(output / "1.wav.npy")
         features[5, 5] = np.nextafter(features[5, 5], np.float32(np.inf))

@@ -183,8 +183,8 @@ class Values(unittest.TestCase):
         for ref in (1, 0.02, 1e4):
             expected = np.maximum(10 * np.log10(np.fmax(power, 1e-10)), 20 - 80) - 10 * np.log10(ref)
             np.testing.assert_allclose(ka.power_to_db(power, ref=ref), expected, atol=1e-5)
-            in_place = power.copy()
-            np.testing.assert_array_equal(ka.power_to_db(in_place, ref=ref, out=in_place), ka.power_to_db(power, ref=ref))
+            out_of_place, in_place = ka.power_to_db(power, ref=ref), power.copy()
+            np.testing.assert_array_equal(ka.power_to_db(in_place, ref=ref, out=in_place), out_of_place)
 
     def test_integer_samples_reach_both_ends(self):
         for convert, lowest, highest in ((ka.from_pcm8, 0, 255), (ka.from_pcm16, -2**15, 2**15 - 1),
@@ -209,14 +209,14 @@ class Values(unittest.TestCase):
             np.testing.assert_array_equal(settled, kept)
 
     def test_other_threads_run_during_a_call(self):
-        slow = threading.Thread(target=ka.fft, args=(np.resize(SIGNAL, 20011),))  # of prime length, hence quadratic
+        slow = threading.Thread(target=ka.lfilter, args=(np.ones(400), [1.0], np.resize(SIGNAL, 1_000_000)))
         slow.start()
         ticks = 0
         while slow.is_alive():
             time.sleep(0.001)
             ticks += 1
         # With the interpreter's lock held there would be the few before the call.
-        self.assertGreater(ticks, 30)
+        self.assertGreater(ticks, 10)
 
 
 class Warnings(unittest.TestCase):
@@ -321,7 +321,8 @@ class Errors(unittest.TestCase):
     def test_any_arguments_give_a_result_or_a_name(self):
         """No refusal is left to the library, which could not name the argument."""
         draw = random.Random(7)
-        arrays = [[], [1], [0.5], np.ones(5), np.ones((0, 3)), np.ones((1, 3)), SIGNAL[:60], np.ones((1, 1)), np.ones((3, 6)), SIGNAL[:60].reshape(10, 6),
+        arrays = [[], [1], [0.5], np.ones(5), np.ones((0, 3)), np.ones((1, 3)), SIGNAL[:60],
+                  np.ones((1, 1)), np.ones((3, 6)), SIGNAL[:60].reshape(10, 6),
                   np.ones((3, 10)), SIGNAL[:60].reshape(6, 10) * 1j, [[1], [1, 2]], None]
         pools = {"src n_coef d_coef zi sos fb_matrix": arrays, "center win_type phase_form mel_norm": range(-1, 5),
                  "norm_type fft_norm_type mel_formula pad_type": range(-1, 5),

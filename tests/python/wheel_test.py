@@ -23,8 +23,8 @@ from kelvo_audio._library import library
 print(library._name, ka.__version__)
 assert ka.mel_spectrogram(np.ones(16000)).shape == (80, 101)
 """
-VERSION = ".".join(re.findall(r"^#define KELVO_AUDIO_VERSION_\w+ (\d+)$", (PROJECT / "include/kelvo_audio.h").read_text(),
-                              re.M))
+HEADER = (PROJECT / "include/kelvo_audio.h").read_text()
+VERSION = ".".join(re.findall(r"^#define KELVO_AUDIO_VERSION_\w+ (\d+)$", HEADER, re.M))
 CLEAN = {name: value for name, value in os.environ.items() if name not in ("PYTHONPATH", "KELVO_AUDIO_LIBRARY")}
 
 
@@ -42,13 +42,11 @@ class Wheel(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         cls.addClassCleanup(folder.cleanup)
         cls.folder = Path(folder.name)
-        page = (PROJECT / "python/README.md").read_text()
-        install, wheel = re.findall(r"^```sh\n(.*?)^```", page.partition("## Install")[2].partition("\n## ")[0], re.M | re.S)
+        section = (PROJECT / "python/README.md").read_text().partition("## Install")[2].partition("\n## ")[0]
         cls.python = cls.folder / "env/bin/python"
-        for commands in (install, wheel):
-            commands = commands.replace("python3 -m", f"{sys.executable} -m").replace(" env", f" {cls.folder}/env").replace("\nenv/", f"\n{cls.folder}/env/")
-            commands = re.sub("^env/", f"{cls.folder}/env/", commands)
-            commands = commands.replace("./python", f"{PROJECT}/python").replace(" dist", f" {cls.folder}/dist")
+        for commands in re.findall(r"^```sh\n(.*?)^```", section, re.M | re.S):
+            commands = commands.replace("python3 -m", f"{sys.executable} -m").replace("./python", f"{PROJECT}/python")
+            commands = re.sub(r"(?<![\w/.-])(env|dist)\b", rf"{cls.folder}/\1", commands)
             run("sh", "-e", "-c", commands, KELVO_AUDIO_LIBRARY=str(LIBRARY), PIP_NO_INDEX="1",
                 PIP_DISABLE_PIP_VERSION_CHECK="1")
         (cls.wheel,) = (cls.folder / "dist").glob("*.whl")
@@ -78,7 +76,8 @@ class Wheel(unittest.TestCase):
             self.assertTrue(metadata[field], field)
         self.assertEqual(metadata["Description-Content-Type"], "text/markdown")
         self.assertEqual(re.findall(r"\]\((?!https?:).*?\)", metadata.get_payload()), [])
-        package = {path.relative_to(PROJECT / "python").as_posix() for path in (PROJECT / "python").rglob("kelvo_audio/**/*.py")}
+        sources = PROJECT / "python"
+        package = {path.relative_to(sources).as_posix() for path in sources.rglob("kelvo_audio/**/*.py")}
         self.assertEqual(package - set(files), set())
         self.assertIn("kelvo_audio/py.typed", files)
 

@@ -26,7 +26,7 @@ def is_done(task: Task, manifest: Manifest) -> bool:
 
 def remove_partial_results(output: Path) -> None:
     for path in list(output.rglob(f"*{PARTIAL}")):
-        work._remove(path)
+        work.remove(path)
 
 
 def prepare_zarr(output: Path, recordings: list[str]) -> None:
@@ -71,6 +71,9 @@ def run(folder: Path, output: Path, settings: Settings, *, zarr: bool = False, s
             manifest.add(row)
             computed.append(row)
     failed = {row["recording"] for row in failures}
+    for task in tasks:
+        if task.recording in failed:  # what was computed of an earlier state of the recording
+            work.remove(task.target())
     manifest.end(set(recordings) - failed)
     tell(computed, failures, len(tasks) - len(left), time.perf_counter() - start)
     return 1 if failures else 0
@@ -79,8 +82,8 @@ def run(folder: Path, output: Path, settings: Settings, *, zarr: bool = False, s
 def tell(computed: list[dict], failures: list[dict], kept: int, seconds: float) -> None:
     reading, computing = (sum(row[name] for row in computed) for name in ("read_s", "compute_s"))
     audio = sum(row["sample_n"] / row["sample_rate"] for row in computed)
-    print(f"{len(computed)} recordings computed, {audio / 3600:.2f} hours in {seconds:.1f} s; {kept} were there before, "
-          f"{len(failures)} failed")
+    print(f"{len(computed)} recordings computed, {audio / 3600:.2f} hours in {seconds:.1f} s; "
+          f"{kept} were there before, {len(failures)} failed")
     if computed:
         print(f"reading took {100 * reading / (reading + computing):.0f} % of the workers' time")
     for row in sorted(failures, key=lambda each: each["recording"]):
@@ -88,7 +91,7 @@ def tell(computed: list[dict], failures: list[dict], kept: int, seconds: float) 
 
 
 def verify(output: Path, sample_n: int) -> int:
-    """Computes a sample anew and compares it with what is stored, and with the manifest. Exit code 1 at a difference."""
+    """Computes a sample anew and compares it with what is stored and with the manifest. Exit code 1 at a difference."""
     manifest = Manifest(output.resolve())
     if not manifest.rows:
         sys.exit(f"{output}: no manifest, or an empty one")

@@ -90,7 +90,7 @@ def _write_zarr(path: Path, features: Floats) -> None:
     array[...] = features
 
 
-def _remove(path: Path) -> None:
+def remove(path: Path) -> None:
     if path.is_dir():
         shutil.rmtree(path)
     else:
@@ -105,10 +105,10 @@ def store(task: Task, features: Floats) -> None:
     try:
         (_write_zarr if task.zarr else _write_npy)(partial, features)
         if target.is_dir():  # which no rename replaces
-            _remove(target)
+            remove(target)
         os.replace(partial, target)
     finally:
-        _remove(partial)
+        remove(partial)
 
 
 def load(task: Task) -> Floats:
