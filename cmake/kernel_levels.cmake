@@ -4,7 +4,12 @@
 # or 19 state values that rounds differently.
 set(kelvo_flags_scalar -fno-tree-slp-vectorize)
 set(kelvo_bytes_scalar 4)
-if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64|x86|i[3-6]86)$" AND CMAKE_SIZEOF_VOID_P EQUAL 4)
+if(EMSCRIPTEN)  # which calls its processor x86
+  # Every engine that runs the module has these vectors, so that the download need not hold scalar kernels as well.
+  set(kelvo_levels simd128)
+  set(kelvo_flags_simd128 -msimd128)
+  set(kelvo_bytes_simd128 16)
+elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64|x86|i[3-6]86)$" AND CMAKE_SIZEOF_VOID_P EQUAL 4)
   set(kelvo_levels scalar sse2)
   set(kelvo_bytes_sse2 16)
   # Before the builder's own flags, so that flags for x87 are seen and rejected below. Callers may have aligned the stack

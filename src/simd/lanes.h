@@ -14,6 +14,8 @@
 #include <immintrin.h>
 #elif defined(__ARM_NEON)
 #include <arm_neon.h>
+#elif defined(__wasm_simd128__)
+#include <wasm_simd128.h>
 #endif
 
 #include "simd/kernel_level.h"
@@ -166,6 +168,8 @@ KELVO_INLINE Lanes<float, N> Sqrt(Lanes<float, N> a) {
 KELVO_INLINE Lanes<float, 4> Sqrt(Lanes<float, 4> a) { return {_mm_sqrt_ps(a.v)}; }
 #elif defined(__ARM_NEON)
 KELVO_INLINE Lanes<float, 4> Sqrt(Lanes<float, 4> a) { return {vsqrtq_f32(a.v)}; }
+#elif defined(__wasm_simd128__)
+KELVO_INLINE Lanes<float, 4> Sqrt(Lanes<float, 4> a) { return {wasm_f32x4_sqrt(a.v)}; }
 #endif
 #if defined(__AVX2__)
 KELVO_INLINE Lanes<float, 8> Sqrt(Lanes<float, 8> a) { return {_mm256_sqrt_ps(a.v)}; }
@@ -193,6 +197,15 @@ KELVO_INLINE Lanes<float, N> ToFloat(Lanes<double, N> a) {
   }
 }
 
+#if defined(__wasm_simd128__)
+KELVO_INLINE Lanes<double, 2> ToDouble(Lanes<float, 2> a) {
+  return {wasm_f64x2_promote_low_f32x4(__builtin_shufflevector(a.v, a.v, 0, 1, 0, 1))};
+}
+KELVO_INLINE Lanes<float, 2> ToFloat(Lanes<double, 2> a) {
+  const v128_t pair = wasm_f32x4_demote_f64x2_zero(a.v);
+  return {__builtin_shufflevector((Lanes<float, 4>::Vector)pair, (Lanes<float, 4>::Vector)pair, 0, 1)};
+}
+#endif
 // GCC halves these conversions. The masked forms have the one that takes no undefined vector, of which it warns.
 #if defined(__AVX2__)
 KELVO_INLINE Lanes<double, 4> ToDouble(Lanes<float, 4> a) { return {_mm256_cvtps_pd(a.v)}; }
@@ -343,6 +356,7 @@ KELVO_INLINE Lanes<double, N> LookUp16(const double* table, BitLanes<N> index) {
     return {table[index.v & 15]};
   } else {
     Lanes<double, N> found;
+#pragma GCC unroll 16
     for (std::size_t i = 0; i < N; ++i) found.v[i] = table[index.v[i] & 15];
     return found;
   }

@@ -32,7 +32,9 @@ bool CpuHalvesWideVectors() { return false; }
 #endif
 
 constexpr std::array kCompiledLevels{
+#ifdef KELVO_HAS_SCALAR
     Level::scalar,
+#endif
 #ifdef KELVO_HAS_SSE2
     Level::sse2,
 #endif
@@ -44,6 +46,9 @@ constexpr std::array kCompiledLevels{
 #endif
 #ifdef KELVO_HAS_NEON
     Level::neon,
+#endif
+#ifdef KELVO_HAS_SIMD128
+    Level::simd128,
 #endif
 };
 
@@ -75,6 +80,7 @@ const char* LevelName(Level level) {
     case Level::avx2: return "avx2";
     case Level::avx512: return "avx512";
     case Level::neon: return "neon";
+    case Level::simd128: return "simd128";
     default: return "scalar";
   }
 }

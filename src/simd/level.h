@@ -35,7 +35,11 @@ const Table& KernelsFor(Level level) {
 #ifdef KELVO_HAS_NEON
     case Level::neon: return KernelsAt<Table, Level::neon>();
 #endif
+#ifdef KELVO_HAS_SIMD128
+    default: return KernelsAt<Table, Level::simd128>();
+#else
     default: return KernelsAt<Table, Level::scalar>();
+#endif
   }
 }
 
