@@ -1,0 +1,20 @@
+#!/usr/bin/env bash
+# Installs what is missing, and builds the npm package into js/dist/.
+# Usage: js/build.sh
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+source cmake/install_missing.sh
+install_missing cmake make emscripten
+# Node may come from elsewhere, and then has brought its npm.
+command -v node >/dev/null || install_missing nodejs
+command -v npm >/dev/null || install_missing npm
+
+cmake --preset wasm >/dev/null
+cmake --build build/wasm --parallel "$(nproc)" --target kelvo_audio_module
+
+npm --prefix js ci --no-fund --no-audit --loglevel=error
+rm -rf js/dist
+js/node_modules/.bin/tsc --project js
+cp build/wasm/kelvo_audio.wasm LICENSE js/dist/
+echo "js/dist: $(wc -c <js/dist/kelvo_audio.wasm) bytes of WebAssembly, $(gzip -9c js/dist/kelvo_audio.wasm | wc -c) gzipped"
