@@ -1,9 +1,15 @@
 #!/usr/bin/env bash
 # Builds the library and draws the log-mel spectrogram of a recording, by default of a clip of read speech.
 # Usage: ./demo.sh [--band-pass LOW HIGH] [--output FOLDER] [RECORDING]     writes to demo-output/ unless told otherwise
+#        ./demo.sh --web [PORT]     builds the live page, serves it on this machine and prints its address
 set -euo pipefail
 root=$(cd "$(dirname "$0")" && pwd)
 default_recording=/usr/share/pocketsphinx/test/data/librivox/sense_and_sensibility_01_austen_64kb-0890.wav
+
+if [ "${1-}" = --web ]; then
+  "$root/web/build.sh"
+  exec node "$root/web/serve.js" "${2-8000}"
+fi
 
 arguments=("$@")
 recording=("$default_recording")

@@ -15,3 +15,14 @@ install_missing() {
   "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
     apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
+
+# install_missing_node: Node and npm, which may also come from elsewhere than from Debian.
+install_missing_node() {
+  command -v node >/dev/null || install_missing nodejs
+  command -v npm >/dev/null || install_missing npm
+}
+
+# install_modules FOLDER: the npm packages that the folder's lock file names, unless they are there.
+install_modules() {
+  [ "$1/node_modules/.package-lock.json" -nt "$1/package-lock.json" ] || npm --prefix "$1" ci --loglevel=error
+}

@@ -6,14 +6,12 @@ cd "$(dirname "$0")/.."
 
 source cmake/install_missing.sh
 install_missing cmake make emscripten
-# Node may come from elsewhere, and then has brought its npm.
-command -v node >/dev/null || install_missing nodejs
-command -v npm >/dev/null || install_missing npm
+install_missing_node
 
 cmake --preset wasm >/dev/null
 cmake --build build/wasm --parallel "$(nproc)" --target kelvo_audio_module
 
-npm --prefix js ci --no-fund --no-audit --loglevel=error
+install_modules js
 rm -rf js/dist
 js/node_modules/.bin/tsc --project js
 cp build/wasm/kelvo_audio.wasm LICENSE js/dist/

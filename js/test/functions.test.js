@@ -2,20 +2,20 @@
 import assert from "node:assert/strict";
 import { test } from "node:test";
 import { instantiate, load } from "../dist/node.js";
-import { goldenCalls, hash, noise } from "./golden/run.js";
+import { calls, hash, hashes } from "./golden.js";
+import { noise } from "./golden/run.js";
 
 const audio = await load();
 // Another instance of the module, whose memory grows and is filled with other values on the way.
 const other = instantiate(audio.module);
-const calls = goldenCalls();
 
 test("every function gives the native library's bits", async (t) => {
-  for (const { title, run, expected } of calls) {
-    await t.test(title, () => assert.equal(hash(...run(audio)), expected));
+  for (const [row, { title, run }] of calls.entries()) {
+    await t.test(title, async () => assert.equal(await hash(...run(audio)), hashes[row]));
   }
 });
 
-test("an output given by the caller gets the same bits, and is what is returned", () => {
+test("an output given by the caller gets the same bits, and is what is returned", async () => {
   const whole = new Set(["magPhase", "nonSilentPos", "lfilterZi", "frameLen", "sampleLen", "resampleLen"]);
   for (const { name, title, run } of calls) {
     if (whole.has(name)) continue;
@@ -23,7 +23,7 @@ test("an output given by the caller gets the same bits, and is what is returned"
     const out = new Float32Array((expected.data ?? expected).length).fill(NaN);
     const [got] = run(other, { out });
     assert.equal(got.data ?? got, out, title);
-    assert.equal(hash(out), hash(expected), title);
+    assert.equal(await hash(out), await hash(expected), title);
     assert.deepEqual(got.shape, expected.shape, title);
     assert.throws(() => run(other, { out: new Float32Array(out.length + 1) }), { name: "RangeError", message: /^out: / }, title);
   }
