@@ -11,7 +11,7 @@ ORDER = ["simd", "base", "api", "fft", "stft", "mel"]
 BELOW_FILTER = {"simd", "base", "api", "filter"}
 # An inline function of any other header, left in an object of a high CPU level, would be a weak symbol, and the linker
 # may give that copy to the whole library.
-KERNELS_MAY_INCLUDE = {"cstddef", "immintrin.h", "arm_neon.h"}
+KERNELS_MAY_INCLUDE = {"cstddef", "immintrin.h", "arm_neon.h", "wasm_simd128.h"}
 PUBLIC_HEADER = "kelvo_audio.h"
 
 src = Path(sys.argv[1])
