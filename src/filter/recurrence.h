@@ -77,7 +77,7 @@ KELVO_INLINE void FilterInRegisters(const FilterSignal<Output, Input>& signal, c
   using Lane = Lanes<double, kLaneN>;
   constexpr std::size_t kVectorN = kMaxN <= 7 || Doubles::kSize == 1 ? 0 : (kMaxN - 1) / kLaneN;
   constexpr std::size_t kHeadN = kMaxN - kLaneN * kVectorN;
-  const auto gather = [](const double* values) __attribute__((always_inline)) {
+  const auto gather = [&](const double* values) __attribute__((always_inline)) {
     double lanes[kLaneN];
 #pragma GCC unroll 4
     for (std::size_t l = 0; l < kLaneN; ++l) lanes[l] = values[l * kVectorN];

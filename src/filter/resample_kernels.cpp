@@ -15,7 +15,8 @@ using namespace Simd;
 // Sums at a time: enough to hide the latency of an addition, few enough for 16 registers.
 constexpr std::size_t kSumN = 8;
 
-consteval std::size_t Min(std::size_t a, std::size_t b) { return a < b ? a : b; }
+template <std::size_t a, std::size_t b>
+constexpr std::size_t kMin = a < b ? a : b;
 
 // kOutputN consecutive outputs of kVectorN vectors of segments. x[q] points to the oldest input of output q, h[q] to
 // the tap that it meets, the last of its filter.
@@ -50,8 +51,8 @@ KELVO_INLINE void ComputeOutputs(float* output, std::size_t row, const double* c
 template <std::size_t kSegmentN, std::size_t kOutputN>
 KELVO_INLINE std::size_t FilterOutputs(std::size_t m, float* output, const double*& x, std::size_t output_n,
                                        ResampleCycle& cycle) {
-  using Lane = Lanes<double, Min(Doubles::kSize, kSegmentN)>;
-  constexpr std::size_t kVectorN = Min(kSumN / kOutputN, kSegmentN / Lane::kSize);
+  using Lane = Lanes<double, kMin<Doubles::kSize, kSegmentN>>;
+  constexpr std::size_t kVectorN = kMin<kSumN / kOutputN, kSegmentN / Lane::kSize>;
   for (; m + kOutputN <= output_n; m += kOutputN) {
     const double* inputs[kOutputN];
     const double* taps[kOutputN];
@@ -71,7 +72,7 @@ KELVO_INLINE std::size_t FilterOutputs(std::size_t m, float* output, const doubl
 
 template <std::size_t kSegmentN>
 KELVO_INLINE void FilterSegments(float* output, const double* x, std::size_t output_n, ResampleCycle cycle) {
-  constexpr std::size_t kVectorN = Min(kSumN, kSegmentN / Min(Doubles::kSize, kSegmentN));
+  constexpr std::size_t kVectorN = kMin<kSumN, kSegmentN / kMin<Doubles::kSize, kSegmentN>>;
   const std::size_t m = FilterOutputs<kSegmentN, kSumN / kVectorN>(0, output, x, output_n, cycle);
   FilterOutputs<kSegmentN, 1>(m, output, x, output_n, cycle);
 }
@@ -88,7 +89,7 @@ void Filter(float* output, const double* interleaved, std::size_t segment_n, std
 }
 
 // Squares of this size are transposed in registers.
-constexpr std::size_t kSquare = Min(Floats::kSize, 4);
+constexpr std::size_t kSquare = kMin<Floats::kSize, 4>;
 
 // From element i on; returns the first that is left over.
 template <std::size_t kSize>
