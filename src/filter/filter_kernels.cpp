@@ -32,6 +32,7 @@ void FilterRecursively(const FilterSignal<Output, Input>& signal, const FilterTa
     case 5: return FilterInRegisters<State, 5, 5>(signal, filter);
     case 6: return FilterInRegisters<State, 6, 6>(signal, filter);
     case 8: return FilterInRegisters<State, 8, 8>(signal, filter);
+    case 16: return FilterInRegisters<State, 16, 16>(signal, filter);
     default: break;
   }
   if (state_n <= 16) return FilterInRegisters<State, 7, 16>(signal, filter);
