@@ -1,9 +1,10 @@
-// Filter banks: special values among their weights, the order of their keys, and the checks.
+// Filter banks: their bits, special values among their weights, the order of their keys, and the checks.
 #include "mel/mel_filter_bank.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -21,6 +22,36 @@ MelFilterBank Build(const MelFilterBankKey& key) {
   MelFilterBank bank;
   BuildMelFilterBank(bank, key);
   return bank;
+}
+
+// The bits of banks that people use are the contract: features must match those that a network was trained on. Round
+// frequencies hide many a changed rounding, so some rows have others.
+TEST(MelFilterBank, HasTheStoredBits) {
+  struct Row {
+    int freq_n;
+    float f_min, f_max;
+    int mel_n, sample_rate;
+    std::uint64_t hash;  // of the bank in both scales, without and with norm
+  };
+  for (const Row& row : std::vector<Row>{
+           {201, 0.0f, 8000.0f, 80, 16000, 0xab9ae87f5c124287},
+           {201, 0.0f, 8000.0f, 40, 16000, 0xf233c49af9a65aa1},
+           {201, 20.0f, 7600.0f, 80, 16000, 0xfff1a9d7d7c83305},
+           {257, 20.0f, 8000.0f, 23, 16000, 0xbdea0f0f3795b728},
+           {257, 60.0f, 7800.0f, 64, 16000, 0xfbe3eb4c3675e805},
+           {513, 55.0f, 5512.5f, 30, 11025, 0xdba3a74377e0a178},
+           {513, 0.0f, 11025.0f, 80, 22050, 0xb7f2f5727cc7afa0},
+           {1025, 0.0f, 11025.0f, 128, 22050, 0xd3d6bdb523f6f8a0},
+           {2049, 27.5f, 16000.0f, 229, 44100, 0xdafa7cf5c68e095c},
+       }) {
+    std::uint64_t hash = 0;
+    for (const bool htk : {false, true}) {
+      for (const int mel_norm : {0, 1}) {
+        hash = Hash(Build({row.freq_n, row.f_min, row.f_max, row.mel_n, row.sample_rate, mel_norm, htk}).weights, hash);
+      }
+    }
+    EXPECT_EQ(hash, row.hash) << row.mel_n << " bands up to " << row.f_max << " Hz: 0x" << std::hex << hash;
+  }
 }
 
 TEST(MelFilterBank, KeepsTheSignOfZeroAndEveryNan) {

@@ -6,6 +6,7 @@
 #include "reliability/calls.h"
 #include "reliability/child.h"
 #include "reliability/failing_new.h"
+#include "support/bits.h"
 
 namespace kelvo::Reliability {
 namespace {
@@ -31,7 +32,7 @@ Outcome Observe(CallArrays& arrays, const Export& subject, const Scalars& scalar
     outcome.kept = LiveAllocations() - live;
     outcome.has_failed = failures.Failed() > 0;
   }
-  outcome.bits = Hash(arrays.OutputBits());
+  outcome.bits = Support::Hash(arrays.OutputBits());
   EXPECT_TRUE(arrays.AreInputsIntact());
   EXPECT_TRUE(outcome.status == 0 || arrays.AreOutputsIntact());
   return outcome;

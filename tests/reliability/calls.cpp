@@ -288,12 +288,6 @@ std::string TextOf(const Scalars& scalars) {
   return text;
 }
 
-std::uint64_t Hash(std::span<const std::uint32_t> bits, std::uint64_t seed) {
-  std::uint64_t hash = seed ^ 14695981039346656037u;
-  for (const std::uint32_t word : bits) hash = (hash ^ word) * 1099511628211u;
-  return hash;
-}
-
 bool CallArrays::Prepare(const Export& subject, const Scalars& scalars, Placement placement) {
   subject_ = &subject;
   arrays_.clear();

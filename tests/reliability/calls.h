@@ -55,9 +55,6 @@ std::string NameOf(const testing::TestParamInfo<Export>& info);
 void PrintTo(const Export& subject, std::ostream* out);
 std::string TextOf(const Scalars& scalars);
 
-// FNV-1a, word by word.
-std::uint64_t Hash(std::span<const std::uint32_t> bits, std::uint64_t seed = 0);
-
 struct Placement {
   bool at_end = true;      // flush against the unmapped page after the array, or else before it
   std::size_t offset = 0;  // elements between the page and the array

@@ -7,6 +7,7 @@
 
 #include "reliability/calls.h"
 #include "reliability/level_override.h"
+#include "support/bits.h"
 
 namespace kelvo::Reliability {
 namespace {
@@ -56,7 +57,7 @@ std::uint64_t HashOfResults(const Export& subject, const Scalars& setting) {
         if (subject.extent(scalars).operations > kMostOperations) continue;
         EXPECT_TRUE(arrays.Prepare(subject, scalars, {.inputs = inputs}));
         const auto status = static_cast<std::uint64_t>(arrays.Call(scalars));
-        hash = Hash(arrays.OutputBits(), hash + status);
+        hash = Support::Hash(arrays.OutputBits(), hash + status);
       }
     }
   }

@@ -15,9 +15,8 @@ inline constexpr float kInfinity = std::numeric_limits<float>::infinity();
 inline constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 
 // The bits of a number, all NaNs made equal: their payloads differ between CPUs for no reason that matters.
-inline std::uint32_t Bits(float value) {
-  return value != value ? 0x7FC00000u : std::bit_cast<std::uint32_t>(value);
-}
+inline std::uint32_t Bits(float value) { return value != value ? 0x7FC00000u : std::bit_cast<std::uint32_t>(value); }
+inline std::uint32_t Bits(std::uint32_t bits) { return bits; }
 inline std::uint64_t Bits(double value) {
   return value != value ? 0x7FF8000000000000u : std::bit_cast<std::uint64_t>(value);
 }
@@ -37,6 +36,14 @@ testing::AssertionResult SameBits(const Actual& actual_values, const Expected& e
     }
   }
   return testing::AssertionSuccess();
+}
+
+// FNV-1a, word by word, of floats or of bits.
+template <class Values>
+std::uint64_t Hash(const Values& values, std::uint64_t seed = 0) {
+  std::uint64_t hash = seed ^ 14695981039346656037u;
+  for (const auto value : values) hash = (hash ^ Bits(value)) * 1099511628211u;
+  return hash;
 }
 
 // The distance of two floats in units in the last place; 0 for two NaNs or equal values, huge for a NaN and a number.
