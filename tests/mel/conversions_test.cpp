@@ -152,6 +152,13 @@ TEST(Standardize, ConstantsFollowTheirRoundedVariance) {
   EXPECT_TRUE(saw_zero && saw_nan && saw_scaled);
 }
 
+// Squares that vanish leave the deviation that constants have. However small, any other stays as it is.
+TEST(Standardize, OnlyADeviationOfZeroIsReplaced) {
+  const float of_constant = 0x1p-90f * (1.0f / 1e-16f);
+  EXPECT_TRUE(SameBits(Standardized({0x1p-90f, -0x1p-90f}), std::vector{of_constant, -of_constant}));
+  EXPECT_TRUE(SameBits(Standardized({0x1p-70f, -0x1p-70f}), std::vector{1.0f, -1.0f}));
+}
+
 TEST(Standardize, ANanOrInfinityReachesEveryOutput) {
   for (const float intruder : {kNan, kInfinity}) {
     EXPECT_TRUE(SameBits(Standardized({1.0f, 2.0f, intruder, 3.0f}), std::vector(4, kNan)));

@@ -35,7 +35,7 @@ TEST(Silence, HasItsClosedFormAnswers) {
   // A burst of ones fills a share of each frame that touches it; 400 samples every 160, centred, hold at least 1 / 400
   // of it (-26 dB) from 4960 to 9120, and more than half (-3 dB) from 5120 to 8960.
   for (const Row& row : std::vector<Row>{
-           {"all zeros", Burst(1000, 0, 0, 0.0f), 400, 160, 60.0f, 0, 1000},
+           {"all zeros", Burst(1000, 0, 0, 0.0f), 400, 160, 0.5f, 0, 1000},
            {"no threshold", Burst(1000, 0, 1000, 1.0f), 400, 160, 0.0f, -1, 0},
            {"threshold NaN", Burst(1000, 0, 1000, 1.0f), 400, 160, kNan, -1, 0},
            {"shorter than a frame", Burst(399, 0, 399, 1.0f), 400, 160, 60.0f, -1, 0},
@@ -43,6 +43,9 @@ TEST(Silence, HasItsClosedFormAnswers) {
            {"burst", Burst(16000, 5000, 9000, 1.0f), 400, 160, 60.0f, 4960, 4320},
            {"burst, half frames", Burst(16000, 5000, 9000, 1.0f), 400, 160, 3.0f, 5120, 4000},
            {"burst, all above the floor", Burst(16000, 5000, 9000, 1.0f), 400, 160, 101.0f, 0, 16000},
+           {"burst, none at the floor", Burst(16000, 5000, 9000, 1.0f), 400, 160, 99.0f, 4960, 4320},
+           // -96 dB: above the floor, and not taken for it.
+           {"burst, hiss", {0x1p-16f, 0x1p-16f, 1.0f, 0x1p-16f}, 1, 1, 97.0f, 0, 4},
            {"burst at the end", Burst(16000, 8000, 16000, 1.0f), 400, 160, 60.0f, 7840, 8160},
            {"two bursts as one", {1, 0, 0, 0, 0, 0, 0, 1, 0, 0}, 1, 1, 60.0f, 0, 8},
            {"single sample", {1.0f}, 1, 1, 60.0f, 0, 1},
