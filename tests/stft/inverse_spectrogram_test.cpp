@@ -135,6 +135,32 @@ TEST(InverseSpectrogram, MatchesOverlapAddInDoubleAtEveryLevel) {
   }
 }
 
+// Frames of ones in every bin 0, which no addition rounds: what is left is the window times the scale, over its square.
+TEST(InverseSpectrogram, WindowAndScaleAreRoundedTogether) {
+  for (const int freq_n : {9, 201, 504}) {
+    const int fft_n = 2 * freq_n - 2;
+    const std::vector<float>& window = WindowCache::Get().GetWindow(fft_n, KELVO_AUDIO_WINDOW_HAMMING);
+    for (const int frame_n : {1, 20}) {
+      std::vector<float> bins(static_cast<std::size_t>(2 * frame_n * freq_n));
+      for (std::size_t t = 0; t < static_cast<std::size_t>(frame_n); ++t) bins[2 * t] = 1.0f;
+      for (const int norm_type : {0, 2}) {
+        const double scale = norm_type == 2 ? 0.5 : 1.0 / fft_n;
+        std::vector<float> expected;
+        for (int t = 0; t < frame_n; ++t) {
+          for (const float value : window) {
+            expected.push_back(static_cast<float>(static_cast<double>(value) * scale) / (value * value));
+          }
+        }
+        const InverseSettings settings{frame_n, freq_n, fft_n, fft_n, 2, frame_n * fft_n, 0, norm_type};
+        expected.resize(expected.size() + 5, kUntouched);
+        for (const Simd::Level level : Simd::SupportedLevels()) {
+          EXPECT_TRUE(SameBits(Inverse(bins, settings, level), expected)) << settings << Simd::LevelName(level);
+        }
+      }
+    }
+  }
+}
+
 // The last row of bins begins beyond 2^31 floats. Only the pages that a call touches take memory.
 TEST(InverseSpectrogram, FindsBinsWhoseOffsetsLeave32Bits) {
   if (Reliability::kIsSanitized) GTEST_SKIP() << "shadow memory takes as much again";
