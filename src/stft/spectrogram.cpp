@@ -84,7 +84,8 @@ ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, std::s
   work_ = take(work_n);
   bins_.data = take(bins_n);
   padded_ = take(padded_n);
-  // The lanes of a last batch that hold no frame compute as well, on what is stored here.
+  // The lanes of a last batch that hold no frame compute as well. What the memory held before would not reach a result,
+  // but might overflow, and leave the host a floating-point exception.
   std::fill_n(padded_, padded_n, 0.0f);
   frame_ = take(fft_n);
 }

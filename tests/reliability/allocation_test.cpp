@@ -1,11 +1,14 @@
-// Every allocation of every export fails once.
+// Every allocation of every export fails once, and holds anything where it does not.
 #include <gtest/gtest.h>
 
+#include <cfenv>
 #include <climits>
+#include <tuple>
 
 #include "reliability/calls.h"
 #include "reliability/child.h"
 #include "reliability/failing_new.h"
+#include "reliability/level_override.h"
 #include "support/bits.h"
 
 namespace kelvo::Reliability {
@@ -112,6 +115,41 @@ TEST_P(AllocationFailure, OfABadArgumentGivesEitherStatus) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Exports, AllocationFailure, testing::ValuesIn(Exports()), NameOf);
+
+class FreshMemoryOf : public testing::TestWithParam<Export> {};
+
+// Neither in the results nor in the floating-point exceptions, which a host may look at.
+TEST_P(FreshMemoryOf, LeavesNoTrace) {
+  constexpr int kMaxCount = 130;
+  constexpr unsigned char kZero = 0, kHuge = 0x7F, kNan = 0xFF;  // sums of huge numbers overflow
+  const Export& subject = GetParam();
+  CallArrays arrays;
+  for (const Scalars& setting : subject.settings) {
+    for (std::size_t i = 0; i < setting.size(); ++i) {
+      Scalars scalars = setting;
+      if (std::holds_alternative<float>(scalars[i])) continue;
+      for (int count = 1; count <= kMaxCount; count += 1 + count / 8) {
+        scalars[i] = count;
+        for (const Simd::Level level : Simd::SupportedLevels()) {
+          const LevelOverride use(level);
+          const auto observe = [&](unsigned char byte) {
+            EXPECT_TRUE(arrays.Prepare(subject, scalars));
+            std::feclearexcept(FE_ALL_EXCEPT);
+            const FreshMemory memory(byte);
+            const int status = arrays.Call(scalars);
+            return std::tuple(status, std::fetestexcept(FE_ALL_EXCEPT), Support::Hash(arrays.OutputBits()));
+          };
+          observe(kZero);  // builds the tables, which raises exceptions of its own
+          const auto expected = observe(kZero);
+          ASSERT_EQ(observe(kHuge), expected) << TextOf(scalars) << Simd::LevelName(level);
+          ASSERT_EQ(observe(kNan), expected) << TextOf(scalars) << Simd::LevelName(level);
+        }
+      }
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Exports, FreshMemoryOf, testing::ValuesIn(Exports()), NameOf);
 
 }  // namespace
 }  // namespace kelvo::Reliability

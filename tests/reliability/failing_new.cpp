@@ -2,7 +2,9 @@
 #include "reliability/failing_new.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <new>
+#include <optional>
 
 namespace kelvo::Reliability {
 namespace {
@@ -17,6 +19,7 @@ struct State {
 };
 
 thread_local State state;
+thread_local std::optional<unsigned char> fill;
 
 bool Fails(std::size_t bytes) {
   const long number = state.seen++;
@@ -40,6 +43,7 @@ void* Allocate(std::size_t bytes, std::size_t alignment) {
   const std::size_t whole = (bytes == 0 ? alignment : bytes);
   void* const block = Fails(bytes) ? nullptr : AllocateBlock(whole, alignment);
   if (block == nullptr) throw std::bad_alloc();
+  if (fill) std::memset(block, *fill, whole);
   ++state.live;
   return block;
 }
@@ -64,6 +68,9 @@ AllocationFailures::~AllocationFailures() {
 }
 
 long AllocationFailures::Failed() const { return state.failed; }
+
+FreshMemory::FreshMemory(unsigned char byte) { fill = byte; }
+FreshMemory::~FreshMemory() { fill.reset(); }
 
 long LiveAllocations() { return state.live; }
 

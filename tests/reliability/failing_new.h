@@ -1,4 +1,4 @@
-// The test program's global operator new, which can be made to fail.
+// The test program's global operator new, which can be made to fail, or to fill the memory that it returns.
 #pragma once
 
 #include <cstddef>
@@ -21,6 +21,15 @@ class AllocationFailures {
 
   // Allocations that failed so far.
   long Failed() const;
+};
+
+// While one lives, each byte of a new block is `byte`.
+class FreshMemory {
+ public:
+  explicit FreshMemory(unsigned char byte);
+  FreshMemory(const FreshMemory&) = delete;
+  FreshMemory& operator=(const FreshMemory&) = delete;
+  ~FreshMemory();
 };
 
 // Blocks that this thread allocated minus those it freed.
