@@ -64,11 +64,12 @@ def main():
     counts = [{}, {}]
     if not options.no_counts:
         counts = [count_rows(options.program, options.rows, library) for library in (options.base, options.new)]
-    print(f"{'row':62} {'base/new':>8}  {'95 % interval':15} {'':11} {'instructions':>12} {'new':>12} {'base/new':>8}")
+    width = max(map(len, ratios))
+    print(f"{'row':{width}} {'base/new':>8}  {'95 % interval':15} {'':11} {'instructions':>12} {'new':>12} {'base/new':>8}")
     for name, values in ratios.items():
         low, high = median_interval(values)
         verdict = "faster" if low > 1 else "SLOWER" if high < 1 else "1 within"
-        line = f"{name:62} {statistics.median(values):8.3f}  {low:.3f} .. {high:.3f}  {verdict:10}"
+        line = f"{name:{width}} {statistics.median(values):8.3f}  {low:.3f} .. {high:.3f}  {verdict:10}"
         if name in counts[0]:
             base, new = counts[0][name], counts[1][name]
             line += f"  {base:12} {new:12} {base / new:8.3f}"
