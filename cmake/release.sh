@@ -98,11 +98,8 @@ mv "$root" "$work/$name-windows-x86_64"
 cp LICENSE "$work/$name-windows-x86_64"
 archive "$name-windows-x86_64.zip" "$work/$name-windows-x86_64"
 
-if [ -f js/package.json ]; then
-  step "packing for npm"
-  (cd "$work/$name/js" && npm ci --silent && npm run --silent build && npm pack --silent --pack-destination "$out") \
-    >"$work/npm.log"
-fi
+step "packing for npm"
+(cd "$work/$name" && js/build.sh && cd js && npm pack --silent --pack-destination "$out") >"$work/npm.log"
 
 step "making the reference"
 (cd "$work/$name" && docs/reference.sh) >"$work/reference.log"
