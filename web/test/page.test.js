@@ -38,8 +38,8 @@ beforeEach(async () => {
   page.on("request", (request) => {
     if (!/^(blob|data):/.test(request.url()) && !request.url().startsWith(address)) problems.push(`asked for ${request.url()}`);
   });
-  const session = await page.createCDPSession();
-  await session.send("Browser.setDownloadBehavior", { behavior: "allow", downloadPath: folder });
+  const devtools = await page.createCDPSession();
+  await devtools.send("Browser.setDownloadBehavior", { behavior: "allow", downloadPath: folder });
   await page.setViewport({ width: 1440, height: 1000 });
   await page.goto(address);
   await page.waitForSelector("#clip:not(:disabled)");
