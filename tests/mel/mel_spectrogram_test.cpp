@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
+#include <iterator>
 #include <vector>
 
 #include "kelvo_audio.h"
@@ -36,8 +37,8 @@ std::vector<float> PlainProduct(const std::vector<float>& src, const std::vector
 }
 
 // Bands that overlap several others, the next one only, or the one after that in one bin. With zeros of both signs
-// around them, one band of zeros, negative weights, and weights that are NaN or infinite.
-std::vector<float> AwkwardBank(std::size_t reach, std::size_t mel_n, std::size_t freq_n) {
+// around them, one band of zeros, negative weights, and, if asked, weights that are NaN or infinite.
+std::vector<float> AwkwardBank(std::size_t reach, bool is_finite, std::size_t mel_n, std::size_t freq_n) {
   std::vector<float> bank = Noise(mel_n * freq_n, 5);
   for (std::size_t i = 0; i < bank.size(); ++i) {
     const std::size_t m = i / freq_n, k = i % freq_n;
@@ -45,8 +46,20 @@ std::vector<float> AwkwardBank(std::size_t reach, std::size_t mel_n, std::size_t
     const bool is_zero = k < 2 * m || k > 2 * m + reach || m == 4 || (reach == 8 && k == 2 * m + 3);
     if (is_zero && !is_full) bank[i] = k % 2 == 0 ? 0.0f : -0.0f;
   }
-  bank[6 * freq_n + 13] = kNan;
-  bank[7 * freq_n + 14] = kInfinity;
+  if (!is_finite) {
+    bank[6 * freq_n + 13] = kNan;
+    bank[7 * freq_n + 14] = kInfinity;
+  }
+  return bank;
+}
+
+// A long band, one inside it, one behind it, and again one inside the first: two at a bin, but not neighbours.
+std::vector<float> NestedBank(std::size_t mel_n, std::size_t freq_n) {
+  std::vector<float> bank(mel_n * freq_n, 0.0f);
+  const std::size_t bands[][2] = {{0, 20}, {2, 5}, {20, freq_n}, {6, 10}};
+  for (std::size_t m = 0; m < std::size(bands); ++m) {
+    for (std::size_t k = bands[m][0]; k < bands[m][1]; ++k) bank[m * freq_n + k] = 0.3f;
+  }
   return bank;
 }
 
@@ -62,8 +75,10 @@ TEST(MultiplyFilterBank, EqualsThePlainOrderedSumToTheBit) {
                                          {3e38f, 3e38f},
                                          {-3e38f, -3e38f},
                                          {-1e-45f, -1e-42f}};
-  for (const std::size_t reach : {8u, 3u, 4u}) {
-    const std::vector<float> bank = AwkwardBank(reach, kMelN, kFreqN);
+  const std::vector<float> banks[] = {AwkwardBank(8, false, kMelN, kFreqN), AwkwardBank(3, false, kMelN, kFreqN),
+                                      AwkwardBank(3, true, kMelN, kFreqN), AwkwardBank(4, true, kMelN, kFreqN),
+                                      NestedBank(kMelN, kFreqN)};
+  for (const std::vector<float>& bank : banks) {
     for (std::size_t frame_n = 1; frame_n <= 70; ++frame_n) {
       for (const std::vector<float>& special : specials) {
         std::vector<float> src = Noise(kFreqN * frame_n, 6);
@@ -73,7 +88,7 @@ TEST(MultiplyFilterBank, EqualsThePlainOrderedSumToTheBit) {
         for (const Simd::Level level : Simd::SupportedLevels()) {
           std::vector<float> dst(expected.size());
           MultiplyFilterBank(dst.data(), src.data(), bank.data(), kFreqN, static_cast<int>(frame_n), kMelN, level);
-          ASSERT_TRUE(SameBits(dst, expected)) << "reach " << reach << ", " << frame_n << " frames, "
+          ASSERT_TRUE(SameBits(dst, expected)) << "bank " << &bank - banks << ", " << frame_n << " frames, "
                                                << testing::PrintToString(special) << ", " << Simd::LevelName(level);
         }
       }
