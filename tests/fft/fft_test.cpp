@@ -75,6 +75,17 @@ TEST(FftTest, IsNoLessAccurateThanTheReferenceFft) {
   }
 }
 
+// Two halves make a bin where a signal is split, and are halved before they are added.
+TEST(FftTest, BinsWithinRangeNeverPassThroughAnInfinity) {
+  for (const std::size_t n : {15u, 32u, 100u, 480u, 512u, 1000u}) {
+    std::vector<float> impulse(n, 0.0f);
+    impulse[0] = 3e38f;
+    for (const Simd::Level level : Simd::SupportedLevels()) {
+      for (const auto& bin : FromPairs(Forward(impulse, level))) ASSERT_EQ(bin, static_cast<double>(3e38f)) << n;
+    }
+  }
+}
+
 TEST(FftTest, SpectraAreHermitianToTheBit) {
   for (const std::size_t n : {1u, 2u, 7u, 16u, 100u, 480u, 2048u}) {
     const Spectrum bins = FromPairs(Forward(Support::Noise(n), Simd::BestLevel()));
