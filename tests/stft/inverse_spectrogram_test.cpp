@@ -8,6 +8,7 @@
 #include <cmath>
 #include <ostream>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "fft/fft_plan.h"
@@ -135,9 +136,10 @@ TEST(InverseSpectrogram, MatchesOverlapAddInDoubleAtEveryLevel) {
   }
 }
 
-// Frames of ones in every bin 0, which no addition rounds: what is left is the window times the scale, over its square.
-TEST(InverseSpectrogram, WindowAndScaleAreRoundedTogether) {
-  for (const int freq_n : {9, 201, 504}) {
+// Frames with 1 in bin 0 are constant, and no pass rounds: the signal is the window times the scale, rounded together,
+// over the squared window, both added up in the order of frames.
+TEST(InverseSpectrogram, ConstantFramesShowEveryRounding) {
+  for (const auto& [freq_n, hop_n] : {std::pair{9, 16}, {9, 4}, {201, 400}, {201, 160}, {504, 1006}, {504, 250}}) {
     const int fft_n = 2 * freq_n - 2;
     const std::vector<float>& window = WindowCache::Get().GetWindow(fft_n, KELVO_AUDIO_WINDOW_HAMMING);
     for (const int frame_n : {1, 20}) {
@@ -145,13 +147,18 @@ TEST(InverseSpectrogram, WindowAndScaleAreRoundedTogether) {
       for (std::size_t t = 0; t < static_cast<std::size_t>(frame_n); ++t) bins[2 * t] = 1.0f;
       for (const int norm_type : {0, 2}) {
         const double scale = norm_type == 2 ? 0.5 : 1.0 / fft_n;
-        std::vector<float> expected;
-        for (int t = 0; t < frame_n; ++t) {
-          for (const float value : window) {
-            expected.push_back(static_cast<float>(static_cast<double>(value) * scale) / (value * value));
+        std::vector<float> expected(static_cast<std::size_t>(fft_n + (frame_n - 1) * hop_n));
+        std::vector<float> envelope(expected.size());
+        for (std::size_t t = 0; t < static_cast<std::size_t>(frame_n); ++t) {
+          for (std::size_t i = 0; i < window.size(); ++i) {
+            const std::size_t position = t * static_cast<std::size_t>(hop_n) + i;
+            expected[position] += static_cast<float>(static_cast<double>(window[i]) * scale);
+            envelope[position] += window[i] * window[i];
           }
         }
-        const InverseSettings settings{frame_n, freq_n, fft_n, fft_n, 2, frame_n * fft_n, 0, norm_type};
+        for (std::size_t i = 0; i < expected.size(); ++i) expected[i] /= envelope[i];
+        const auto sample_n = static_cast<int>(expected.size());
+        const InverseSettings settings{frame_n, freq_n, hop_n, fft_n, 2, sample_n, 0, norm_type};
         expected.resize(expected.size() + 5, kUntouched);
         for (const Simd::Level level : Simd::SupportedLevels()) {
           EXPECT_TRUE(SameBits(Inverse(bins, settings, level), expected)) << settings << Simd::LevelName(level);
