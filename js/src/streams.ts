@@ -42,7 +42,7 @@ class Stream {
   /** The place of the stream's memory in the heap, in floats. */
   protected get base(): number {
     if (this.owned === undefined) throw new Error("the stream is closed");
-    return this.owned / 4;
+    return this.owned >>> 2; // a quotient could be no integer, and would be kept on JavaScript's heap
   }
 
   protected check(name: string, status: number): void {
@@ -180,7 +180,7 @@ abstract class FrameStream extends Stream {
     if (frameN === 0) return 0;
     this.transform(this.base + this.frameStart, this.sampleN - this.frameStart, frameN);
     const { heap, rowN, base } = this;
-    const values = this.target / 4;
+    const values = base + this.capacity;
     const partN = this.complex ? 2 : 1;
     for (let t = 0; t < frameN; ++t) {
       const at = (outFrame + t) * rowN * partN;

@@ -106,7 +106,7 @@ test("resampling", () => {
 });
 
 test("in the process() of a worklet nothing is allocated", () => {
-  // A child, so that nothing else fills the heap: 20 bytes a block would already be 400 KB.
+  // A child, so that nothing else fills the heap. The smallest object there is, once a block, would take 240 KB.
   const script = `
     import { instantiate, load } from ${JSON.stringify(new URL("../dist/node.js", import.meta.url))};
     const audio = instantiate((await load()).module);
@@ -120,12 +120,16 @@ test("in the process() of a worklet nothing is allocated", () => {
       const count = resampling.pushTo(resampled, block);
       frames.pushTo(mel, views[count]);
     };
-    for (let i = 0; i < 20000; ++i) process();
+    process();
     const memory = audio.memoryBytes();
-    gc();
-    const before = performance.memory?.usedJSHeapSize ?? globalThis.process.memoryUsage().heapUsed;
-    for (let i = 0; i < 20000; ++i) process();
-    console.log(globalThis.process.memoryUsage().heapUsed - before, audio.memoryBytes() - memory);`;
+    let least = Infinity; // of several rounds, since compiling on the way takes memory too
+    for (let round = 0; round < 8; ++round) {
+      gc();
+      const before = globalThis.process.memoryUsage().heapUsed;
+      for (let i = 0; i < 20000; ++i) process();
+      least = Math.min(least, globalThis.process.memoryUsage().heapUsed - before);
+    }
+    console.log(least, audio.memoryBytes() - memory);`;
   const child = spawnSync(process.execPath, ["--expose-gc", "--input-type=module", "--eval", script], { encoding: "utf8" });
   assert.equal(child.stderr, "");
   const [heap, memory] = child.stdout.split(" ").map(Number);
