@@ -74,7 +74,7 @@ function(kelvo_add_kernels)
     target_link_libraries(${target} PRIVATE kelvo_build_settings)
     target_compile_definitions(${target} PRIVATE KELVO_LEVEL=${level} KELVO_LANE_BYTES=${kelvo_bytes_${level}})
     # -Wno-psabi: vectors are passed between functions only where those are inlined.
-    target_compile_options(${target} PRIVATE ${kelvo_flags_${level}} -fno-math-errno -Wno-psabi)
+    target_compile_options(${target} PRIVATE ${kelvo_flags_${level}} -Wno-psabi)
     if(KELVO_AUDIO_SANITIZE)
       target_compile_options(${target} PRIVATE -O1 -g1)
       target_link_libraries(${target} PRIVATE kelvo_fewer_checks)

@@ -108,7 +108,7 @@ enum {
 /* ---- Element-wise ------------------------------------------------------------------------------------------------ */
 
 /**
- * Natural logarithm of one plus each value, within 1 ulp of the C library's log1pf.
+ * Natural logarithm of one plus each value, correctly rounded.
  *
  * dst    out  [src_n] floats; may be src
  * src    in   [src_n] floats; -1 gives -infinity, values below -1 and NaN give NaN

@@ -106,7 +106,10 @@ struct SwappedScaledPairs {
 void InverseComplex(float* dst, const float* src, const TransformView& plan, float* scratch) {
   const double exact = 1.0 / static_cast<double>(plan.length);
   auto reciprocal = static_cast<float>(exact);
-  if (static_cast<double>(reciprocal) > exact) reciprocal = __builtin_nextafterf(reciprocal, 0.0f);
+  // From above it goes one step down, which of a positive float is one less in its bits.
+  if (static_cast<double>(reciprocal) > exact) {
+    reciprocal = __builtin_bit_cast(float, __builtin_bit_cast(unsigned, reciprocal) - 1);
+  }
   const auto remainder = static_cast<float>(exact - static_cast<double>(reciprocal));
   TransformSingle(plan, SwappedPairs{src}, SwappedScaledPairs{dst, reciprocal, remainder}, scratch);
 }

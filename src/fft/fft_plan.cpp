@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <cmath>
 #include <cstdint>
 #include <initializer_list>
 #include <iterator>
@@ -14,6 +13,7 @@
 #include "api/checks.h"
 #include "base/buffers.h"
 #include "fft/complex.h"
+#include "math/functions.h"
 
 namespace kelvo::Fft {
 namespace {
@@ -26,8 +26,8 @@ Complex<float> UnitRoot(std::size_t index, std::size_t length) {
   // Distance from the nearest multiple of pi / 2, in units of pi / (4 length).
   const std::size_t remainder = octant % 2 == 0 ? eighths - octant * length : (octant + 1) * length - eighths;
   const double angle = std::numbers::pi / 4.0 * static_cast<double>(remainder) / static_cast<double>(length);
-  const auto near = static_cast<float>(::cos(angle));
-  const auto far = static_cast<float>(::sin(angle));
+  const auto near = static_cast<float>(Math::Cos(angle));
+  const auto far = static_cast<float>(Math::Sin(angle));
   switch (octant) {
     case 0: return {near, -far};
     case 1: return {far, -near};

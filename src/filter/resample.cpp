@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -13,6 +12,7 @@
 #include "base/buffers.h"
 #include "base/extension.h"
 #include "base/int_math.h"
+#include "math/bits.h"
 
 namespace kelvo::Filter {
 namespace {
@@ -151,7 +151,7 @@ bool Overlap(std::span<const float> a, std::span<const float> b) {
 int ComputeResampleLen(int dst_sample_rate, int src_n, int src_sample_rate) {
   // The quotient first, and of the rates as given: reduced ones can round otherwise.
   const double ratio = static_cast<double>(dst_sample_rate) / static_cast<double>(src_sample_rate);
-  return Base::SaturateToInt(::ceil(ratio * static_cast<double>(src_n)));
+  return Base::SaturateToInt(Math::Ceil(ratio * static_cast<double>(src_n)));
 }
 
 void Resample(std::span<float> dst, std::span<const float> src, int dst_sample_rate, int src_sample_rate,

@@ -1,11 +1,12 @@
 // Design of the resampling filters, and their cache.
-#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <numeric>
 
 #include "base/buffers.h"
 #include "filter/resample.h"
+#include "math/bits.h"
+#include "math/functions.h"
 
 namespace kelvo::Filter {
 namespace {
@@ -15,12 +16,12 @@ constexpr double kPi = 3.141592653589793;
 // Blackman's window over kTapN points, centred on t = 0.
 double WindowAt(double t) {
   constexpr double kWidth = static_cast<double>(kTapN);
-  return (::cos(t * (2.0 * kPi) / kWidth) * 0.5 + 0.42) + ::cos(t * (4.0 * kPi) / kWidth) * 0.08;
+  return (Math::Cos(t * (2.0 * kPi) / kWidth) * 0.5 + 0.42) + Math::Cos(t * (4.0 * kPi) / kWidth) * 0.08;
 }
 
 double SincAt(double t, double cutoff) {
-  if (::fabs(t) <= std::numeric_limits<double>::epsilon()) return cutoff;
-  return ::sin(t * kPi * cutoff) / (t * kPi);
+  if (Math::Abs(t) <= std::numeric_limits<double>::epsilon()) return cutoff;
+  return Math::Sin(t * kPi * cutoff) / (t * kPi);
 }
 
 }  // namespace

@@ -1,38 +1,58 @@
 // Conversions in lanes.
 #include "mel/conversion_kernels.h"
 
-#include "simd/lane_math.h"
+#include "math/groups.h"
+#include "math/log.h"
+#include "math/magnitude.h"
+#include "math/pow.h"
+#include "math/trigonometry.h"
 #include "simd/lanes.h"
 
 namespace kelvo::Mel {
 namespace {
 
+using namespace Math;
 using namespace Simd;
 
-// Real parts first, imaginary parts second, of the complex values from src[2 i] on.
 template <class Lane>
-KELVO_INLINE LanePair<float, Lane::kSize> LoadComplex(const float* src, std::size_t i) {
-  return Deinterleave(Lane::Load(src + 2 * i), Lane::Load(src + 2 * i + Lane::kSize));
+struct ComplexLanes {
+  Lane re, im;
+};
+template <std::size_t N>
+KELVO_INLINE void LoadComplex(ComplexLanes<Lanes<float, N>>& z, const float* src) {
+  const auto parts = Deinterleave(Lanes<float, N>::Load(src), Lanes<float, N>::Load(src + N));
+  z = {parts.first, parts.second};
 }
-
-template <class Lane, PowerForm kForm>
-KELVO_INLINE std::size_t RaiseMagnitudesFrom(std::size_t i, float* dst, const float* src, std::size_t count,
-                                             float power) {
-  for (; i + Lane::kSize <= count; i += Lane::kSize) {
-    const auto z = LoadComplex<Lane>(src, i);
-    if constexpr (kForm == PowerForm::general) {
-      RaiseSquared(ApplyPower<PowerForm::squared>(z.first, z.second), power).Store(dst + i);
-    } else {
-      ApplyPower<kForm>(z.first, z.second).Store(dst + i);
-    }
-  }
-  return i;
+template <class L>
+KELVO_INLINE void LoadComplex(ComplexLanes<Two<L>>& z, const float* src) {
+  ComplexLanes<L> low, high;
+  LoadComplex(low, src);
+  LoadComplex(high, src + 2 * L::kSize);
+  z = {{low.re, high.re}, {low.im, high.im}};
+}
+template <std::size_t N>
+KELVO_INLINE void StoreComplex(float* dst, const ComplexLanes<Lanes<float, N>>& z) {
+  const auto pairs = Interleave(z.re, z.im);
+  pairs.first.Store(dst);
+  pairs.second.Store(dst + N);
+}
+template <class L>
+KELVO_INLINE void StoreComplex(float* dst, const ComplexLanes<Two<L>>& z) {
+  StoreComplex(dst, ComplexLanes<L>{z.re.first, z.im.first});
+  StoreComplex(dst + 2 * L::kSize, ComplexLanes<L>{z.re.second, z.im.second});
 }
 
 template <PowerForm kForm>
-KELVO_INLINE void RaiseMagnitudesBy(float* dst, const float* src, std::size_t count, float power) {
-  const std::size_t i = RaiseMagnitudesFrom<Floats, kForm>(0, dst, src, count, power);
-  RaiseMagnitudesFrom<Lanes<float, 1>, kForm>(i, dst, src, count, power);
+void RaiseMagnitudesBy(float* dst, const float* src, std::size_t count, float power) {
+  const Exponent half_power = MakeExponent(power * 0.5f);
+  ForEachGroup<1, 2>(
+      dst, src, count, [&](float* to, const float* from) __attribute__((always_inline)) {
+        ComplexLanes<Group> z;
+        LoadComplex(z, from);
+        Group magnitude = ApplyPower<kForm>(z.re, z.im);
+        if constexpr (kForm == PowerForm::general) magnitude = Pow(magnitude, half_power);
+        magnitude.Store(to);
+      });
 }
 
 void RaiseMagnitudes(float* dst, const float* src, std::size_t count, float power) {
@@ -43,37 +63,29 @@ void RaiseMagnitudes(float* dst, const float* src, std::size_t count, float powe
   }
 }
 
-template <class Lane>
-KELVO_INLINE std::size_t TakeAnglesFrom(std::size_t i, float* dst, const float* src, std::size_t count) {
-  for (; i + Lane::kSize <= count; i += Lane::kSize) {
-    const auto z = LoadComplex<Lane>(src, i);
-    Atan2(z.second, z.first).Store(dst + i);
-  }
-  return i;
-}
-
 void TakeAngles(float* dst, const float* src, std::size_t count) {
-  const std::size_t i = TakeAnglesFrom<Floats>(0, dst, src, count);
-  TakeAnglesFrom<Lanes<float, 1>>(i, dst, src, count);
+  ForEachGroup<1, 2>(
+      dst, src, count, [](float* to, const float* from) __attribute__((always_inline)) {
+        ComplexLanes<Group> z;
+        LoadComplex(z, from);
+        Atan2(z.im, z.re).Store(to);
+      });
 }
 
 // The cosine and sine of the float angle. z / |z| would differ from them for infinities, and even for -1, whose angle
-// is not quite pi.
-template <class Lane>
-KELVO_INLINE std::size_t TakeUnitPhasesFrom(std::size_t i, float* dst, const float* src, std::size_t count) {
-  for (; i + Lane::kSize <= count; i += Lane::kSize) {
-    const auto z = LoadComplex<Lane>(src, i);
-    const auto phase = CosSin(Atan2(z.second, z.first));
-    const auto unit = Interleave(phase.first, phase.second);
-    unit.first.Store(dst + 2 * i);
-    unit.second.Store(dst + 2 * i + Lane::kSize);
-  }
-  return i;
-}
-
+// is not quite pi. In two steps, since each has a chain of operations as long as a CPU looks ahead.
 void TakeUnitPhases(float* dst, const float* src, std::size_t count) {
-  const std::size_t i = TakeUnitPhasesFrom<Floats>(0, dst, src, count);
-  TakeUnitPhasesFrom<Lanes<float, 1>>(i, dst, src, count);
+  constexpr std::size_t kBlockN = 256;
+  float angle[kBlockN];
+  for (std::size_t begin = 0; begin < count; begin += kBlockN) {
+    const std::size_t block_n = count - begin < kBlockN ? count - begin : kBlockN;
+    TakeAngles(angle, src + 2 * begin, block_n);
+    ForEachGroup<2, 1>(
+        dst + 2 * begin, angle, block_n, [](float* to, const float* from) __attribute__((always_inline)) {
+          const auto phase = CosSin(Group::Load(from));
+          StoreComplex(to, ComplexLanes<Group>{phase.cosine, phase.sine});
+        });
+  }
 }
 
 // `<` is false for NaN: one in src[0] stays, a later one is skipped. Every lane starts from src[0], so that the lanes
@@ -104,32 +116,21 @@ KELVO_INLINE Lane PowerToDb(Lane x) {
   return Log10(SelectLess(floor, x, x, floor)) * Lane::Broadcast(10.0f);
 }
 
-template <class Lane>
-KELVO_INLINE std::size_t ConvertToDbFrom(std::size_t i, float* dst, const float* src, std::size_t count,
-                                         float reference_db, float lower) {
-  for (; i + Lane::kSize <= count; i += Lane::kSize) {
-    const Lane db = PowerToDb(Lane::Load(src + i)) - Lane::Broadcast(reference_db);
-    SelectLess(db, Lane::Broadcast(lower), Lane::Broadcast(lower), db).Store(dst + i);
-  }
-  return i;
-}
-
 void ConvertToDb(float* dst, const float* src, std::size_t count, float reference, float lower) {
   // The reference takes the elements' own path, which is what makes the peak exactly 0 dB.
-  const float reference_db = PowerToDb(Lanes<float, 1>{reference}).v;
-  const std::size_t i = ConvertToDbFrom<Floats>(0, dst, src, count, reference_db, lower);
-  ConvertToDbFrom<Lanes<float, 1>>(i, dst, src, count, reference_db, lower);
-}
-
-template <class Lane>
-KELVO_INLINE std::size_t TakeLog1pFrom(std::size_t i, float* dst, const float* src, std::size_t count) {
-  for (; i + Lane::kSize <= count; i += Lane::kSize) Log1p(Lane::Load(src + i)).Store(dst + i);
-  return i;
+  const Group reference_db = Group::Broadcast(PowerToDb(Lanes<float, 1>{reference}).v);
+  const Group lowest = Group::Broadcast(lower);
+  ForEachGroup<1, 1>(
+      dst, src, count, [&](float* to, const float* from) __attribute__((always_inline)) {
+        const Group db = PowerToDb(Group::Load(from)) - reference_db;
+        SelectLess(db, lowest, lowest, db).Store(to);
+      });
 }
 
 void TakeLog1p(float* dst, const float* src, std::size_t count) {
-  const std::size_t i = TakeLog1pFrom<Floats>(0, dst, src, count);
-  TakeLog1pFrom<Lanes<float, 1>>(i, dst, src, count);
+  ForEachGroup<1, 1>(
+      dst, src, count,
+      [](float* to, const float* from) __attribute__((always_inline)) { Log1p(Group::Load(from)).Store(to); });
 }
 
 template <class Lane>

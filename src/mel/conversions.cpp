@@ -1,9 +1,9 @@
 // Conversions of spectra and features.
 #include "mel/conversions.h"
 
-#include <cmath>
 #include <limits>
 
+#include "math/functions.h"
 #include "mel/conversion_kernels.h"
 
 namespace kelvo::Mel {
@@ -49,7 +49,7 @@ void Standardize(std::span<float> dst, std::span<const float> src, Simd::Level l
   const float mean = sum * inv_n;
   // May be slightly negative; the deviation is then NaN, and so is every output. Callers rely on that.
   const float variance = inv_n * sum_sq - mean * mean;
-  float deviation = ::sqrtf(variance);
+  float deviation = Math::Sqrt(variance);
   if (deviation == 0.0f) deviation = kDeviationOfConstant;
   Simd::KernelsFor<ConversionKernels>(level).shift_and_scale(dst.data(), src.data(), src.size(), mean,
                                                              1.0f / deviation);

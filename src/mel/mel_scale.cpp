@@ -1,7 +1,7 @@
 // The two mel scales.
 #include "mel/mel_scale.h"
 
-#include <cmath>
+#include "math/functions.h"
 
 namespace kelvo::Mel {
 namespace {
@@ -15,7 +15,7 @@ constexpr float kBreakMel = 15.0f;
 constexpr float kBreakMelBack = 0x1.e00002p+3f;
 
 // Above the break 27 mel make a factor of 6.4.
-float LogStep() { return ::logf(6.4f) / 27.0f; }
+float LogStep() { return Math::Log(6.4f) / 27.0f; }
 
 constexpr float kHtkHz = 700.0f;
 constexpr float kHtkMel = 2595.0f;
@@ -25,16 +25,16 @@ constexpr float kPerHtkMel = 0x1.941356p-12f;  // 1 / 2595, multiplied by and no
 
 float HzToMelSlaney(float hz) {
   if (hz < kBreakHz) return hz * kMelPerHz;
-  return kBreakMel + ::logf(hz / kBreakHz) / LogStep();
+  return kBreakMel + Math::Log(hz / kBreakHz) / LogStep();
 }
 
 float MelToHzSlaney(float mel) {
   if (mel < kBreakMelBack) return mel * kHzPerMel + 0.0f;  // the zero makes -0 mel +0 Hz
-  return kBreakHz * ::expf(LogStep() * (mel - kBreakMelBack));
+  return kBreakHz * Math::Exp(LogStep() * (mel - kBreakMelBack));
 }
 
-float HzToMelHtk(float hz) { return kHtkMel * ::log10f(hz / kHtkHz + 1.0f); }
+float HzToMelHtk(float hz) { return kHtkMel * Math::Log10(hz / kHtkHz + 1.0f); }
 
-float MelToHzHtk(float mel) { return kHtkHz * (::powf(10.0f, mel * kPerHtkMel) - 1.0f); }
+float MelToHzHtk(float mel) { return kHtkHz * (Math::Pow(10.0f, mel * kPerHtkMel) - 1.0f); }
 
 }  // namespace kelvo::Mel

@@ -147,16 +147,6 @@ KELVO_INLINE Lanes<float, N> FromBits(BitLanes<N> a) {
     return {(typename Lanes<float, N>::Vector)a.v};
   }
 }
-// Numbers below 2^24 as floats; the conversion is signed because older CPUs lack the unsigned one.
-template <std::size_t N>
-KELVO_INLINE Lanes<float, N> SmallToFloat(BitLanes<N> a) {
-  if constexpr (N == 1) {
-    return {static_cast<float>(static_cast<int>(a.v))};
-  } else {
-    return {__builtin_convertvector((typename Lanes<int, N>::Vector)a.v, typename Lanes<float, N>::Vector)};
-  }
-}
-
 KELVO_INLINE Lanes<float, 1> Sqrt(Lanes<float, 1> a) { return {__builtin_sqrtf(a.v)}; }
 // Lane by lane where no instruction takes them all.
 template <std::size_t N>
@@ -347,32 +337,6 @@ template <class T, std::size_t N>
 KELVO_INLINE Lanes<T, 2 * N> Join(Lanes<T, N> low, Lanes<T, N> high) {
   return JoinBy(low, high, LaneNumbersOf<2 * N>{});
 }
-
-// table[index], lane by lane. The table has 16 entries and lies on a cache line; bits of the index above the lowest
-// four do not count.
-template <std::size_t N>
-KELVO_INLINE Lanes<double, N> LookUp16(const double* table, BitLanes<N> index) {
-  if constexpr (N == 1) {
-    return {table[index.v & 15]};
-  } else {
-    Lanes<double, N> found;
-#pragma GCC unroll 16
-    for (std::size_t i = 0; i < N; ++i) found.v[i] = table[index.v[i] & 15];
-    return found;
-  }
-}
-#if defined(__AVX2__)
-KELVO_INLINE Lanes<double, 4> LookUp16(const double* table, BitLanes<4> index) {
-  return {_mm256_mask_i32gather_pd(_mm256_setzero_pd(), table, (__m128i)(index & 15).v, (__m256d)_mm256_set1_epi64x(-1),
-                                   sizeof(double))};
-}
-#endif
-#if defined(__AVX512F__)
-KELVO_INLINE Lanes<double, 8> LookUp16(const double* table, BitLanes<8> index) {
-  return {_mm512_permutex2var_pd(_mm512_load_pd(table), _mm512_maskz_cvtepu32_epi64(0xFF, (__m256i)index.v),
-                                 _mm512_load_pd(table + 8))};
-}
-#endif
 
 // Transposes N rows of N lanes: first 4 x 4 tiles, which floats have within 128 bits, then the tiles.
 template <class T, std::size_t N>

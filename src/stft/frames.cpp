@@ -2,11 +2,11 @@
 #include "stft/frames.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 
 #include "base/extension.h"
 #include "base/int_math.h"
+#include "math/bits.h"
 
 namespace kelvo::Stft {
 int ComputeFrameCount(int sample_n, int fft_n, int hop_n, int center) {
@@ -17,7 +17,7 @@ int ComputeFrameCount(int sample_n, int fft_n, int hop_n, int center) {
   const int span_n = is_padded ? sample_n : sample_n - fft_n;
   const float hops = static_cast<float>(span_n) / static_cast<float>(hop_n);
   // Zero padding rounds up and then adds one: it yields a frame more than reflection unless hop_n divides sample_n.
-  const float count = is_zero_padded ? ::ceilf(hops) + 1.0f : ::floorf(hops + 1.0f);
+  const float count = is_zero_padded ? Math::Ceil(hops) + 1.0f : Math::Floor(hops + 1.0f);
   return Base::SaturateToInt(count);
 }
 

@@ -2,7 +2,6 @@
 #include "stft/silence.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <new>
@@ -11,6 +10,7 @@
 #include "api/checks.h"
 #include "base/buffers.h"
 #include "base/extension.h"
+#include "math/functions.h"
 #include "stft/frames.h"
 #include "stft/silence_kernels.h"
 
@@ -20,7 +20,7 @@ namespace {
 // The mean square of silence, -100 dB: its level is finite, and no reference lies below it.
 constexpr double kFloor = 1e-10;
 
-double Decibels(double power) { return ::log10(power) * 10.0; }
+double Decibels(double power) { return Math::Log10(power) * 10.0; }
 
 // Frames that are summed in one block. Enough to fill every level's lanes several times; fewer where the hop is so
 // large that the samples of a block at an end of the signal, which are copied, would exceed the frame by far.

@@ -2,9 +2,9 @@
 #include "stft/spectrogram.h"
 
 #include <algorithm>
-#include <cmath>
 
 #include "base/extension.h"
+#include "math/functions.h"
 #include "stft/window.h"
 
 namespace kelvo::Stft {
@@ -13,7 +13,7 @@ namespace {
 float WindowL2Factor(std::span<const float> window) {
   float sum = 0.0f;
   for (const float value : window) sum += value * value;
-  return 1.0f / ::sqrtf(sum);
+  return 1.0f / Math::Sqrt(sum);
 }
 
 }  // namespace

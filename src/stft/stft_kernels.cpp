@@ -2,7 +2,9 @@
 #include "stft/stft_kernels.h"
 
 #include "fft/frame_transform.h"
-#include "simd/lane_math.h"
+#include "math/groups.h"
+#include "math/magnitude.h"
+#include "math/pow.h"
 #include "simd/lanes.h"
 #include "stft/frame_gathering.h"
 
@@ -10,6 +12,7 @@ namespace kelvo::Stft {
 namespace {
 
 using namespace Fft;
+using namespace Math;
 using namespace Simd;
 
 // The form of a bin: a complex value, or a power of its magnitude. Powers other than 1 and 2 are computed from the
@@ -95,14 +98,15 @@ void ComputeSpectraAs(const FrameSettings& settings, const FrameSource& source, 
 
 // Raises squared magnitudes to half the power, a vector of frames at a time.
 void RaiseBins(const FrameSettings& settings, const BinBlock& bins) {
+  const Exponent half_power = MakeExponent(settings.power * 0.5f);
   const std::size_t bin_n = settings.plan->fft_n / 2 + 1;
   for (std::size_t k = 0; k < bin_n; ++k) {
     float* const row = bins.data + k * bins.stride;
     if (settings.in_pairs) {
       const Floats squared = Deinterleave(Floats::Load(row), Floats::Load(row + Floats::kSize)).first;
-      StorePairs(row, Complex<Floats>{RaiseSquared(squared, settings.power), Floats::Broadcast(0.0f)});
+      StorePairs(row, Complex<Floats>{Pow(squared, half_power), Floats::Broadcast(0.0f)});
     } else {
-      RaiseSquared(Floats::Load(row), settings.power).Store(row);
+      Pow(Floats::Load(row), half_power).Store(row);
     }
   }
 }
@@ -124,15 +128,22 @@ void ApplyWindowCentered(const FrameSettings& settings, float* frame) {
   for (std::size_t i = settings.end; i < settings.plan->fft_n; ++i) frame[i] = 0.0f;
 }
 
+// The same of one frame.
+void RaiseRow(float* row, std::size_t count, float power) {
+  const Exponent half_power = MakeExponent(power * 0.5f);
+  ForEachGroup<1, 1>(
+      row, row, count, [&](float* to, const float* from) __attribute__((always_inline)) {
+        Pow(Group::Load(from), half_power).Store(to);
+      });
+}
+
 // Scales and forms the bins of one frame: real parts are stored at `re`, which may be the row itself, imaginary parts
 // of complex values in place.
 template <class Form>
 void FormRow(const FrameSettings& settings, float* re, const SplitElements& row, std::size_t count) {
-  const bool is_raised = IsRaised(settings);
   const auto form = [&]<class Lane>(std::size_t k) __attribute__((always_inline)) {
     for (; k + Lane::kSize <= count; k += Lane::kSize) {
-      Complex<Lane> value = ScaleAndForm<Form>(settings, row.Load<Lane>(k));
-      if (is_raised) value.re = RaiseSquared(value.re, settings.power);
+      const Complex<Lane> value = ScaleAndForm<Form>(settings, row.Load<Lane>(k));
       value.re.Store(re + k);
       if constexpr (Form::kIsComplex) value.im.Store(row.im + k);
     }
@@ -140,6 +151,7 @@ void FormRow(const FrameSettings& settings, float* re, const SplitElements& row,
   };
   const std::size_t k = form.template operator()<Floats>(0);
   if constexpr (Floats::kSize > 1) form.template operator()<Lanes<float, 1>>(k);
+  if (IsRaised(settings)) RaiseRow(re, count, settings.power);
 }
 
 // Stores the bins of one frame, which are computed in one contiguous row, in their rows of the output.

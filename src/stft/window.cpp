@@ -1,9 +1,8 @@
 // Window functions.
 #include "stft/window.h"
 
-#include <cmath>
-
 #include "base/buffers.h"
+#include "math/functions.h"
 
 namespace kelvo::Stft {
 namespace {
@@ -14,7 +13,7 @@ std::vector<float> BuildWindow(int win_n, float offset, float scale) {
   std::vector<float> window = Base::MakeZeroBuffer(static_cast<std::size_t>(win_n));
   for (std::size_t n = 0; n < window.size(); ++n) {
     const auto phase = static_cast<float>(static_cast<double>(n) * kTwoPi / static_cast<double>(win_n));
-    window[n] = offset - ::cosf(phase) * scale;
+    window[n] = offset - Math::Cos(phase) * scale;
   }
   return window;
 }

@@ -7,8 +7,8 @@ import sys
 from pathlib import Path
 
 # Each folder may include itself and those before it. filter may include api and what is below it.
-ORDER = ["simd", "base", "api", "fft", "stft", "mel"]
-BELOW_FILTER = {"simd", "base", "api", "filter"}
+ORDER = ["simd", "math", "base", "api", "fft", "stft", "mel"]
+BELOW_FILTER = {"simd", "math", "base", "api", "filter"}
 # An inline function of any other header, left in an object of a high CPU level, would be a weak symbol, and the linker
 # may give that copy to the whole library.
 KERNELS_MAY_INCLUDE = {"cstddef", "immintrin.h", "arm_neon.h", "wasm_simd128.h"}

@@ -1,0 +1,19 @@
+// Elementary functions of floats, correctly rounded by way of wide arithmetic: microseconds a value, for the rare
+// arguments that the fast forms cannot decide. Total, with the special values of C's Annex F.
+#pragma once
+
+namespace kelvo::Math {
+
+float PreciseLog(float x);
+float PreciseLog1p(float x);
+float PreciseLog10(float x);
+float PreciseExp(float x);
+float PrecisePow(float base, float exponent);
+float PreciseAtan2(float y, float x);
+
+// results[i] = function(arguments[i]) where bit i of `lanes` is set; out of line, so that every use costs little code.
+void Recompute(float* results, const float* arguments, unsigned long long lanes, float (*function)(float));
+void Recompute(float* results, const float* first, const float* second, unsigned long long lanes,
+               float (*function)(float, float));
+
+}  // namespace kelvo::Math

@@ -1,0 +1,60 @@
+// The functions that settle doubtful lanes: they must agree with the fast forms, which are right where nothing is in
+// doubt.
+#include "math/precise.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <random>
+#include <vector>
+
+#include "support/bits.h"
+
+namespace kelvo::Math {
+namespace {
+
+using namespace Support;
+
+// A double whose rounding to float no error of 2^-48 changes.
+bool IsClear(double value) {
+  return Bits(static_cast<float>(value * (1 - 0x1p-48))) == Bits(static_cast<float>(value * (1 + 0x1p-48)));
+}
+
+TEST(Precise, IsRightForAllKindsOfArguments) {
+  std::mt19937 random(6);
+  for (int i = 0; i < 500; ++i) {
+    const float any = __builtin_bit_cast(float, static_cast<std::uint32_t>(random()));
+    const float near_one =
+        std::ldexp(static_cast<float>(random() % (1u << 24)), -23 + static_cast<int>(random() % 7) - 3);
+    for (const float x : {any, near_one, -near_one}) {
+      const double wide = x;
+      const auto check = [&](const char* name, float actual, double expected) {
+        if (!IsClear(expected)) return;
+        EXPECT_EQ(Bits(actual), Bits(static_cast<float>(expected))) << name << " of " << x;
+      };
+      check("log", PreciseLog(x), std::log(wide));
+      check("log1p", PreciseLog1p(x), std::log1p(wide));
+      check("log10", PreciseLog10(x), std::log10(wide));
+      check("exp", PreciseExp(x), std::exp(wide));
+      for (const float y : {0.3f, -2.5f, near_one, any}) {
+        check("pow", PrecisePow(x, y), std::pow(wide, static_cast<double>(y)));
+        check("atan2", PreciseAtan2(x, y), std::atan2(wide, static_cast<double>(y)));
+        check("atan2", PreciseAtan2(y, x), std::atan2(static_cast<double>(y), wide));
+      }
+    }
+  }
+}
+
+TEST(Precise, RecomputesTheLanesAskedForAlone) {
+  const float arguments[] = {1.0f, 0.0f, kInfinity, 2.0f};
+  float results[] = {9.0f, 9.0f, 9.0f, 9.0f};
+  Recompute(results, arguments, 0b0110, PreciseLog);
+  EXPECT_TRUE(SameBits(results, std::vector{9.0f, -kInfinity, kInfinity, 9.0f}));
+  const float exponents[] = {3.0f, 3.0f, 3.0f, 3.0f};
+  Recompute(results, arguments, exponents, 0b1000, PrecisePow);
+  EXPECT_TRUE(SameBits(results, std::vector{9.0f, -kInfinity, kInfinity, 8.0f}));
+}
+
+}  // namespace
+}  // namespace kelvo::Math
