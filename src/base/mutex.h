@@ -1,4 +1,5 @@
-// A mutex with thread-safety annotations: clang reports every use of guarded data without the lock.
+// A mutex with thread-safety annotations, by which clang reports every use of guarded data without the lock; and the
+// guard around fork.
 #pragma once
 
 #include <mutex>
@@ -49,6 +50,18 @@ class KELVO_THREAD_ATTRIBUTE(scoped_lockable) MutexLock {
 
  private:
   Mutex& mutex_;
+};
+
+// Keeps a cache usable in a process that is forked while another thread holds its lock.
+//
+// Each cache has one, at namespace scope, so that it exists from the time the library is loaded. Every fork takes the
+// locks of all caches, in the order in which the guards were constructed, and releases them in parent and child.
+class ForkGuard {
+ public:
+  // Returns the lock of the cache, and constructs the cache first if need be: the child must not find it half built.
+  using FindMutex = Mutex& (*)();
+
+  explicit ForkGuard(FindMutex find_mutex) noexcept;
 };
 
 }  // namespace kelvo::Base

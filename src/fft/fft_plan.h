@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "base/buffers.h"
-#include "base/fork_guard.h"
+#include "base/mutex.h"
 #include "base/table_cache.h"
 #include "fft/plan_view.h"
 

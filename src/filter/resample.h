@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-#include "base/fork_guard.h"
+#include "base/mutex.h"
 #include "base/table_cache.h"
 #include "filter/resample_kernels.h"
 #include "simd/level.h"

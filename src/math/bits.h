@@ -21,10 +21,28 @@ inline int ExponentOf(double value) { return static_cast<int>(BitsOf(value) >> 5
 // 2^exponent, -1022 <= exponent <= 1023.
 inline double PowerOfTwo(int exponent) { return DoubleOf(static_cast<std::uint64_t>(1023 + exponent) << 52); }
 
+// Towards 0, the sign kept.
+inline double Truncate(double value) {
+  const int exponent = ExponentOf(value);
+  if (exponent >= 52) return value;
+  const std::uint64_t sign = BitsOf(value) & 0x8000000000000000;
+  if (exponent < 0) return DoubleOf(sign);
+  return DoubleOf(BitsOf(value) & ~(0x000FFFFFFFFFFFFFull >> exponent));
+}
+
 // The largest integer not above value; zeros, infinities and NaN as they are.
-double Floor(double value);
+inline double Floor(double value) {
+  const double whole = Truncate(value);
+  return whole > value ? whole - 1.0 : whole;
+}
+
 // The smallest integer not below value.
-double Ceil(double value);
+inline double Ceil(double value) {
+  const double whole = Truncate(value);
+  if (whole >= value || value != value) return whole;
+  return IsNegative(value) ? whole : whole + 1.0;
+}
+
 // Any float is a double, and so is its floor a float.
 inline float Floor(float value) { return static_cast<float>(Floor(static_cast<double>(value))); }
 inline float Ceil(float value) { return static_cast<float>(Ceil(static_cast<double>(value))); }

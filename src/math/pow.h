@@ -1,8 +1,8 @@
 // Exponentials and powers in lanes, correctly rounded for all floats.
 //
 // x^y = 2^(y log2(x)) in double precision. 2^t is 2^(k / 16) from a table, k the integer nearest to 16 t, times a
-// polynomial in what remains. Powers that lie right in the middle between two floats, as 289^1.5 would, had floats 12
-// bits, are among those that the rounding test sends to the precise function.
+// polynomial in what remains. Powers that lie right between two floats, as some of exponent 1.5 do, are among those that
+// the rounding test sends to the precise function.
 #pragma once
 
 #include "math/groups.h"
@@ -77,6 +77,28 @@ KELVO_INLINE Lane Pow(Lane base, const Exponent& exponent) {
   const Lane result = SelectPositiveZero(base, Lane::Broadcast(exponent.at_zero), ToFloats(power));
   return Settle(result, base, Lane::Broadcast(exponent.value), LanesNearMiddle(power, exponent.reach) | out_of_range,
                 PrecisePow);
+}
+
+// How a power of a magnitude comes from the squared magnitude. The two that everybody asks for need no exponential: one
+// is the squared magnitude itself, the other its root, and both treat zeros, infinities and NaN as a power does.
+enum class PowerForm { squared, magnitude, general };
+
+KELVO_INLINE PowerForm PowerFormOf(float power) {
+  const float half_exponent = power * 0.5f;
+  if (half_exponent == 1.0f) return PowerForm::squared;
+  if (half_exponent == 0.5f) return PowerForm::magnitude;
+  return PowerForm::general;
+}
+
+// |re + i im| or its square. No hypot: a square beyond the range of float gives an infinity or 0.
+template <PowerForm kForm, class Lane>
+KELVO_INLINE Lane ApplyPower(Lane re, Lane im) {
+  const Lane squared = im * im + re * re;
+  if constexpr (kForm == PowerForm::magnitude) {
+    return Sqrt(squared);
+  } else {
+    return squared;
+  }
 }
 
 }  // namespace KELVO_LEVEL

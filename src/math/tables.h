@@ -1,4 +1,4 @@
-// The constants of the elementary functions. Printed by make_tables.py; a test compares the two.
+// The constants of the elementary functions. Printed by tools/make_math_tables.py; a test compares the two.
 // clang-format off
 #pragma once
 

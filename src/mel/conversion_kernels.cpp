@@ -3,7 +3,6 @@
 
 #include "math/groups.h"
 #include "math/log.h"
-#include "math/magnitude.h"
 #include "math/pow.h"
 #include "math/trigonometry.h"
 #include "simd/lanes.h"

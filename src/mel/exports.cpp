@@ -6,7 +6,6 @@
 #include "mel/checks.h"
 #include "mel/conversions.h"
 #include "mel/mel_filter_bank.h"
-#include "mel/mel_scale.h"
 #include "mel/mel_spectrogram.h"
 
 using namespace kelvo;

@@ -1,4 +1,4 @@
-// Mel filter banks.
+// Mel scales and filter banks.
 #include "mel/mel_filter_bank.h"
 
 #include <algorithm>
@@ -7,10 +7,25 @@
 #include <new>
 
 #include "base/buffers.h"
-#include "mel/mel_scale.h"
+#include "math/functions.h"
 
 namespace kelvo::Mel {
 namespace {
+
+constexpr float kBreakHz = 1000.0f;
+constexpr float kMelPerHz = 0x1.eb851ep-7f;  // 0.015: 15 mel at 1000 Hz
+constexpr float kHzPerMel = 0x1.0aaaaap+6f;  // 200 / 3
+// The inverse uses 1000 / (200 / 3) in single precision, not the 15 of the forward conversion. This is meant: it moves
+// the edges of the filters in their last bit.
+constexpr float kBreakMel = 15.0f;
+constexpr float kBreakMelBack = 0x1.e00002p+3f;
+
+// Above the break 27 mel make a factor of 6.4.
+float LogStep() { return Math::Log(6.4f) / 27.0f; }
+
+constexpr float kHtkHz = 700.0f;
+constexpr float kHtkMel = 2595.0f;
+constexpr float kPerHtkMel = 0x1.941356p-12f;  // 1 / 2595, multiplied by and not divided: the rounding differs
 
 // The bits of a frequency, equal where frequencies are one key.
 std::uint32_t FrequencyBits(float hz) {
@@ -71,6 +86,20 @@ std::size_t SkipZerosBackward(std::span<const float> row) {
 }
 
 }  // namespace
+
+float HzToMelSlaney(float hz) {
+  if (hz < kBreakHz) return hz * kMelPerHz;
+  return kBreakMel + Math::Log(hz / kBreakHz) / LogStep();
+}
+
+float MelToHzSlaney(float mel) {
+  if (mel < kBreakMelBack) return mel * kHzPerMel + 0.0f;  // the zero makes -0 mel +0 Hz
+  return kBreakHz * Math::Exp(LogStep() * (mel - kBreakMelBack));
+}
+
+float HzToMelHtk(float hz) { return kHtkMel * Math::Log10(hz / kHtkHz + 1.0f); }
+
+float MelToHzHtk(float mel) { return kHtkHz * (Math::Pow(10.0f, mel * kPerHtkMel) - 1.0f); }
 
 bool operator==(const MelFilterBankKey& a, const MelFilterBankKey& b) {
   return a.freq_n == b.freq_n && FrequencyBits(a.f_min) == FrequencyBits(b.f_min) &&

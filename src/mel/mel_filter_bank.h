@@ -1,4 +1,5 @@
-// Mel filter banks: triangular filters over the bins of a one-sided spectrum, and the cache that keeps them.
+// Mel scales, and mel filter banks: triangular filters over the bins of a one-sided spectrum, and the cache that keeps
+// them.
 #pragma once
 
 #include <cstddef>
@@ -6,11 +7,22 @@
 #include <span>
 #include <vector>
 
-#include "base/fork_guard.h"
+#include "base/mutex.h"
 #include "base/table_cache.h"
 #include "mel/mel_kernels.h"
 
 namespace kelvo::Mel {
+
+// The two mel scales, on which equal steps sound equally wide. Single precision throughout.
+enum class MelFormula { Slaney = 0, Htk = 1 };
+
+// Linear below 1000 Hz, logarithmic from there on [Slaney 1998]. A NaN goes through the logarithm.
+float HzToMelSlaney(float hz);
+float MelToHzSlaney(float mel);
+
+// 2595 log10(1 + hz / 700) [O'Shaughnessy 1987]
+float HzToMelHtk(float hz);
+float MelToHzHtk(float mel);
 
 enum class MelNorm {
   None = 0,    // peak 1

@@ -12,7 +12,6 @@
 #include "base/buffers.h"
 #include "base/int_math.h"
 #include "fft/fft_plan.h"
-#include "stft/frame_blocks.h"
 #include "stft/inverse_kernels.h"
 #include "stft/spectrogram.h"
 #include "stft/window.h"

@@ -3,7 +3,6 @@
 
 #include "fft/frame_transform.h"
 #include "math/groups.h"
-#include "math/magnitude.h"
 #include "math/pow.h"
 #include "simd/lanes.h"
 #include "stft/frame_gathering.h"

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <vector>
 
-#include "base/fork_guard.h"
+#include "base/mutex.h"
 #include "base/table_cache.h"
 
 namespace kelvo::Stft {

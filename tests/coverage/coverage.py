@@ -22,7 +22,7 @@ EXCEPTIONS = [
     ("src/simd/level.cpp", "__builtin_cpu_supports", "CPUs that lack a part of the level"),
     ("src/fft/single_transform.h", "constexpr std::size_t TransformSingleScratch", "evaluated at compile time"),
     ("src/fft/frame_transform.h", "constexpr std::size_t FrameSingleBinsScratch", "evaluated at compile time"),
-    ("src/base/fork_guard.cpp", "cache_n < kMaxCaches", "there are fewer caches than places for them"),
+    ("src/base/mutex.cpp", "cache_n < kMaxCaches", "there are fewer caches than places for them"),
 ]
 
 

@@ -10,7 +10,8 @@ from pathlib import Path
 if importlib.util.find_spec("mpmath") is None:
     print("skipped: mpmath is missing")
     sys.exit(77)
-folder = Path(sys.argv[1]) / "src/math"
-printed = subprocess.run([sys.executable, folder / "make_tables.py"], check=True, capture_output=True, text=True).stdout
-if printed != (folder / "tables.h").read_text():
-    sys.exit("src/math/tables.h is not what src/math/make_tables.py prints")
+project = Path(sys.argv[1])
+printed = subprocess.run([sys.executable, project / "tools/make_math_tables.py"], check=True, capture_output=True,
+                         text=True).stdout
+if printed != (project / "src/math/tables.h").read_text():
+    sys.exit("src/math/tables.h is not what tools/make_math_tables.py prints")

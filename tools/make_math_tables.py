@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Prints tables.h: the constants of the elementary functions, from their definitions and mpmath's arithmetic alone.
+"""Prints src/math/tables.h: the constants of the elementary functions, from their definitions and mpmath's arithmetic alone.
 
-Usage: make_tables.py > tables.h
+Usage: tools/make_math_tables.py > src/math/tables.h
 """
 import struct
 
@@ -120,7 +120,7 @@ def print_wide():
 
 
 def main():
-    print("// The constants of the elementary functions. Printed by make_tables.py; a test compares the two.")
+    print("// The constants of the elementary functions. Printed by tools/make_math_tables.py; a test compares the two.")
     print("// clang-format off\n#pragma once\n\nnamespace kelvo::Math {")
     print_logarithm()
     print_power()

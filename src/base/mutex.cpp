@@ -1,5 +1,5 @@
 // Handlers around fork.
-#include "base/fork_guard.h"
+#include "base/mutex.h"
 
 #if defined(__unix__) || defined(__APPLE__)
 #include <pthread.h>
