@@ -13,6 +13,7 @@ inline double DoubleOf(std::uint64_t bits) { return __builtin_bit_cast(double, b
 inline float FloatOf(std::uint32_t bits) { return __builtin_bit_cast(float, bits); }
 
 inline bool IsNegative(double value) { return BitsOf(value) >> 63 != 0; }
+inline bool IsNegative(float value) { return BitsOf(value) >> 31 != 0; }
 inline double Abs(double value) { return DoubleOf(BitsOf(value) & 0x7FFFFFFFFFFFFFFF); }
 inline float Abs(float value) { return FloatOf(BitsOf(value) & 0x7FFFFFFF); }
 

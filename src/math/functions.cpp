@@ -127,7 +127,7 @@ double Cos(double x) { return Abs(x) < kTinyAngle ? 1.0 : SinAhead(x, 1); }
 float Cos(float x) {
   const double wide = Cos(static_cast<double>(x));
   if ((BitsOf(wide) & 0x1FFFFFFF) != 0x10000000) return static_cast<float>(wide);
-  return static_cast<float>(WideSin(x, 1, kFloatPrecision));
+  return static_cast<float>(WideSin(static_cast<double>(x), 1, kFloatPrecision));
 }
 
 // As in log.h, each piece the sum of two doubles, to 2^-62.

@@ -72,8 +72,7 @@ double FindExactPower(double base, double exponent) {
 }
 
 // base > 0, finite and not 1; exponent finite and not 0.
-float PowOfPositive(float base, float exponent) {
-  const double y = exponent;
+float PowOfPositive(double base, double y) {
   // The powers of the powers of two on both sides.
   const double below = y * ExponentOf(base);
   const double above = y * (ExponentOf(base) + 1);
@@ -95,21 +94,21 @@ float PreciseLog(float x) {
   if (!(x > 0.0f)) return x == 0.0f ? -kInfinity : kNan;
   if (x == kInfinity) return x;
   if (x == 1.0f) return 0.0f;
-  return RoundToFloat(LogOfSum(x, 0.0));
+  return RoundToFloat(LogOfSum(static_cast<double>(x), 0.0));
 }
 
 float PreciseLog1p(float x) {
   if (!(x > -1.0f)) return x == -1.0f ? -kInfinity : kNan;
   // What x^2 / 2 takes away is less than half of a last place.
   if (x == kInfinity || Abs(x) < 0x1p-25f) return x;
-  return RoundToFloat(LogOfSum(x, 1.0));
+  return RoundToFloat(LogOfSum(static_cast<double>(x), 1.0));
 }
 
 float PreciseLog10(float x) {
   if (!(x > 0.0f)) return x == 0.0f ? -kInfinity : kNan;
   if (x == kInfinity) return x;
   if (x == 1.0f) return 0.0f;
-  return RoundToFloat(LogOfSum(x, 0.0) * ToWide(kWideInverseLog10));
+  return RoundToFloat(LogOfSum(static_cast<double>(x), 0.0) * ToWide(kWideInverseLog10));
 }
 
 float PreciseExp(float x) {
@@ -132,13 +131,13 @@ float PrecisePow(float base, float exponent) {
     return (size > 1.0f) == (exponent > 0.0f) ? sign * kInfinity : sign * 0.0f;
   }
   if (base < 0.0f && !is_integer) return kNan;
-  return sign * PowOfPositive(size, exponent);
+  return sign * PowOfPositive(static_cast<double>(size), static_cast<double>(exponent));
 }
 
 float PreciseAtan2(float y, float x) {
   if (x != x || y != y) return kNan;
-  double height = Abs(y);
-  double width = Abs(x);
+  double height = static_cast<double>(Abs(y));
+  double width = static_cast<double>(Abs(x));
   if (width == 0.0 && height == 0.0) width = 1.0;
   if (width == static_cast<double>(kInfinity)) {
     height = height == width ? 1.0 : 0.0;

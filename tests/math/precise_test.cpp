@@ -28,7 +28,7 @@ TEST(Precise, IsRightForAllKindsOfArguments) {
     const float near_one =
         std::ldexp(static_cast<float>(random() % (1u << 24)), -23 + static_cast<int>(random() % 7) - 3);
     for (const float x : {any, near_one, -near_one}) {
-      const double wide = x;
+      const auto wide = static_cast<double>(x);
       const auto check = [&](const char* name, float actual, double expected) {
         if (!IsClear(expected)) return;
         EXPECT_EQ(Bits(actual), Bits(static_cast<float>(expected))) << name << " of " << x;
