@@ -40,6 +40,8 @@ using namespace kelvo::Math;
 constexpr std::size_t kBlockN = 4096;
 using Block = std::array<float, kBlockN>;
 
+double Widened(float value) { return static_cast<double>(value); }
+
 bool IsSame(float a, float b) {
   return std::bit_cast<std::uint32_t>(a) == std::bit_cast<std::uint32_t>(b) || (std::isnan(a) && std::isnan(b));
 }
@@ -100,7 +102,7 @@ struct Findings {
       expected = truth();
     }
     if (!IsSame(actual, expected) && wrong++ < 3) {
-      std::printf("wrong: %a, %a gives %a, not %a\n", x, y, actual, expected);
+      std::printf("wrong: %a, %a gives %a, not %a\n", Widened(x), Widened(y), Widened(actual), Widened(expected));
     }
     constexpr std::size_t kKept = 12;
     const std::int64_t distance = DistanceFromMiddle(near);
@@ -161,7 +163,7 @@ Findings Walk(const OneArgument& row, std::uint64_t first, std::uint64_t step) {
     row.ours(dst, src);
     for (std::size_t i = 0; i < kBlockN; ++i) {
       if (std::fabs(src[i]) > row.reach) continue;
-      findings.Compare(dst[i], row.runtime(src[i]), src[i], 0.0f, [&] { return truth.Of(row.truth, src[i]); });
+      findings.Compare(dst[i], row.runtime(Widened(src[i])), src[i], 0.0f, [&] { return truth.Of(row.truth, src[i]); });
     }
   }
   return findings;
@@ -203,7 +205,8 @@ float AnyBase(std::mt19937_64& random, float exponent) {
     case 1: return small * small;
     case 2: return std::ldexp(small * small, -2 * static_cast<int>(random() % 60));
     case 3: return std::ldexp(small, static_cast<int>(random() % 200) - 149);
-    case 4: return static_cast<float>(std::exp2((-120.0 - static_cast<double>(random() % 4000) / 100) / exponent));
+    case 4:
+      return static_cast<float>(std::exp2((-120.0 - static_cast<double>(random() % 4000) / 100) / Widened(exponent)));
     default: return Scaled(random, -149, 128);
   }
 }
@@ -237,7 +240,7 @@ Findings Walk(const TwoArguments& row, std::uint64_t seed, std::uint64_t pair_n)
     for (float& value : first) value = row.first(random, second);
     row.ours(dst, first, second);
     for (std::size_t i = 0; i < kBlockN; ++i) {
-      findings.Compare(dst[i], row.runtime(first[i], second), first[i], second,
+      findings.Compare(dst[i], row.runtime(Widened(first[i]), Widened(second)), first[i], second,
                        [&] { return truth.Of(row.truth, first[i], second); });
     }
   }
@@ -269,7 +272,8 @@ bool Report(const Row& row, std::uint64_t pair_n, bool with_hardest) {
               static_cast<unsigned long long>(all.asked), seconds);
   if (with_hardest) {
     for (const Hard& hard : all.hardest) {
-      std::printf("    {%a, %a, %a},  // %lld\n", hard.x, hard.y, hard.result, static_cast<long long>(hard.distance));
+      std::printf("    {%a, %a, %a},  // %lld\n", Widened(hard.x), Widened(hard.y), Widened(hard.result),
+                  static_cast<long long>(hard.distance));
     }
   }
   std::fflush(stdout);

@@ -132,7 +132,9 @@ TEST(Resample, SurvivesExtremeRatios) {
 
 // As docs/resampler.md says: the conversion ends in zeros, which two more samples of input replace.
 TEST(Resample, EndsInFewZeros) {
-  for (const auto [dst_rate, src_rate] : kRatios) {
+  for (const Ratio& rates : kRatios) {
+    const int dst_rate = rates.dst_rate;
+    const int src_rate = rates.src_rate;
     const double ratio = static_cast<double>(dst_rate) / src_rate;
     if (ratio > 10.0) continue;
     const double most = std::max(std::ceil(1.5 * ratio), ratio < 1.0 ? 2.0 : 0.0);
