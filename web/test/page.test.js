@@ -188,6 +188,7 @@ test("what cannot be used gets a sentence, and the next sound works", async () =
 
 test("the layout fits a phone and a desk", async () => {
   await page.click("#clip");
+  await says(/^clip\.wav: 5\.3 s/);
   await jumpToEnd();
   for (const width of [360, 1440]) {
     await page.setViewport({ width, height: 800 });
@@ -202,6 +203,7 @@ test("the layout fits a phone and a desk", async () => {
 
 test("the keyboard reaches everything, and everything has a name", async () => {
   await page.click("#clip");
+  await says(/^clip\.wav: 5\.3 s/);
   await page.select("#version", "filtered");
   await page.evaluate(() => document.activeElement.blur());
   const reached = new Set();
