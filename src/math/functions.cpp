@@ -4,6 +4,7 @@
 #define KELVO_LANE_BYTES 4
 #include "math/functions.h"
 
+#include <cstddef>
 #include <limits>
 
 #include "math/bits.h"
@@ -70,8 +71,9 @@ Sum SinOfRest(Sum rest, bool odd) {
   const bool is_negative = rest.high < 0.0;
   const double high = is_negative ? -rest.high : rest.high;
   const double low = is_negative ? -rest.low : rest.low;
-  const int step = static_cast<int>(high * 64.0 + 0.5);
-  const Sum d = Add(high - step * 0x1p-6, low);
+  constexpr double kHalf = 0.5;  // any multiple near by will do
+  const auto step = static_cast<std::ptrdiff_t>(high * 64.0 + kHalf);
+  const Sum d = Add(high - static_cast<double>(step) * 0x1p-6, low);
   const double* const at = kSinCosSteps + 4 * step;
   const double z = d.high * d.high;
   const double sine = d.low + d.high * z * (-1.0 / 6.0 + z * (1.0 / 120.0 + z * (-1.0 / 5040.0)));  // less d.high
