@@ -238,7 +238,7 @@ function stopRecording() {
 function save(name, blob) {
   const link = Object.assign(document.createElement("a"), { href: URL.createObjectURL(blob), download: name });
   link.click();
-  setTimeout(() => URL.revokeObjectURL(link.href), 10000);
+  setTimeout(() => URL.revokeObjectURL(link.href), 60000);
   say(`Saved ${name}.`);
 }
 

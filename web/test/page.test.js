@@ -71,7 +71,7 @@ async function saved(id) {
   await page.click(`#${id}`);
   await says(/^Saved /);
   const file = join(folder, (await text("status")).replace(/^Saved (.*)\.$/, "$1"));
-  for (let i = 0; i < 200 && !existsSync(file); ++i) await new Promise((done) => setTimeout(done, 50));
+  for (let i = 0; i < 500 && !existsSync(file); ++i) await new Promise((done) => setTimeout(done, 50));
   return readFileSync(file);
 }
 
