@@ -3,6 +3,7 @@
 import hashlib
 import json
 import os
+import secrets
 import shutil
 import time
 from dataclasses import asdict, dataclass, field
@@ -101,7 +102,8 @@ def store(task: Task, features: Floats) -> None:
     """Writes beside the target and renames: whoever looks sees a whole result, the old one or none."""
     target = task.target()
     target.parent.mkdir(parents=True, exist_ok=True)
-    partial = target.with_name(f"{target.name}.{os.getpid()}{PARTIAL}")
+    # Not by process id, which workers of two machines may share.
+    partial = target.with_name(f"{target.name}.{secrets.token_hex(8)}{PARTIAL}")
     try:
         (_write_zarr if task.zarr else _write_npy)(partial, features)
         if target.is_dir():  # which no rename replaces
