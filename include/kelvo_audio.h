@@ -57,7 +57,7 @@ extern "C" {
 /* What a function returns. */
 enum {
   KELVO_AUDIO_STATUS_OK = 0,
-  KELVO_AUDIO_STATUS_BAD_ARGUMENT = -1,      /* a null pointer, or a value out of range */
+  KELVO_AUDIO_STATUS_BAD_ARGUMENT = -1, /* a null pointer, or a value out of range */
   KELVO_AUDIO_STATUS_OUT_OF_MEMORY = -5,
   KELVO_AUDIO_STATUS_UNEXPECTED_ERROR = -128 /* an impossible size, or an operating system call that failed */
 };

@@ -27,9 +27,10 @@ int main(int argument_n, char** arguments) {
   int status = kelvoAudioGetFrameLen(&frame_n, sample_n, kFftN, kHopN, KELVO_AUDIO_CENTER_REFLECT);
   float* mel = malloc(sizeof(float) * kMelN * (size_t)frame_n);
   if (status == KELVO_AUDIO_STATUS_OK)
-    status = kelvoAudioGetMelSpectrogram(mel, samples, sample_n, rate, kFftN, kHopN, kFftN, KELVO_AUDIO_WINDOW_HANN,
-                                         frame_n, KELVO_AUDIO_CENTER_REFLECT, 2.0f, KELVO_AUDIO_NORM_NONE, 0.0f,
-                                         (float)rate / 2.0f, kMelN, KELVO_AUDIO_MEL_NORM_SLANEY, KELVO_AUDIO_MEL_SLANEY);
+    status =
+        kelvoAudioGetMelSpectrogram(mel, samples, sample_n, rate, kFftN, kHopN, kFftN, KELVO_AUDIO_WINDOW_HANN, frame_n,
+                                    KELVO_AUDIO_CENTER_REFLECT, 2.0f, KELVO_AUDIO_NORM_NONE, 0.0f, (float)rate / 2.0f,
+                                    kMelN, KELVO_AUDIO_MEL_NORM_SLANEY, KELVO_AUDIO_MEL_SLANEY);
   if (status == KELVO_AUDIO_STATUS_OK) status = kelvoAudioConvertPowerToDB(mel, mel, kMelN * frame_n, 80.0f);
   if (status != KELVO_AUDIO_STATUS_OK) return fprintf(stderr, "status %d\n", status), 1;
 

@@ -76,8 +76,8 @@ LogMel MeasureLogMel(std::span<const float> samples) {
   std::ranges::nth_element(times, median);
 
   const auto [low, high] = std::ranges::minmax(log_mel.db);
-  std::printf("log-mel       %d bands x %d frames, %.1f to %.1f dB\n", kMelN, log_mel.frame_n,
-              static_cast<double>(low), static_cast<double>(high));
+  std::printf("log-mel       %d bands x %d frames, %.1f to %.1f dB\n", kMelN, log_mel.frame_n, static_cast<double>(low),
+              static_cast<double>(high));
   std::printf("time          %.3f ms, %.0f times faster than real time (one thread, warm caches, without reading)\n",
               *median * 1e3, Seconds(samples.size()) / *median);
   return log_mel;
@@ -85,7 +85,8 @@ LogMel MeasureLogMel(std::span<const float> samples) {
 
 // Text that can be drawn in any encoding of file names.
 std::string Printable(std::string text) {
-  std::ranges::replace_if(text, [](char c) { return c < ' ' || c > '~'; }, '?');
+  std::ranges::replace_if(
+      text, [](char c) { return c < ' ' || c > '~'; }, '?');
   return text;
 }
 
@@ -119,8 +120,8 @@ void Run(const Options& options) {
 
 int main(int argument_n, char** arguments) {
   try {
-    const auto options = log_mel::ParseOptions({arguments + 1, static_cast<std::size_t>(argument_n - 1)},
-                                               log_mel::kSampleRate);
+    const auto options =
+        log_mel::ParseOptions({arguments + 1, static_cast<std::size_t>(argument_n - 1)}, log_mel::kSampleRate);
     if (options.help) {
       std::fputs(log_mel::kUsage, stdout);
     } else {

@@ -26,8 +26,8 @@ struct Box {
 constexpr int kBandHeight = 5;
 constexpr int kPlotWidth = 840;
 constexpr Box kStrip{76, 46, kPlotWidth, 80};
-constexpr Box kPlot{76, 142, kPlotWidth, kMelN * kBandHeight};
-constexpr Box kLegend{940, 142, 18, kMelN * kBandHeight};
+constexpr Box kPlot{76, 142, kPlotWidth, kMelN* kBandHeight};
+constexpr Box kLegend{940, 142, 18, kMelN* kBandHeight};
 constexpr int kWidth = 1024;
 constexpr int kHeight = 600;
 constexpr double kFontSize = 13;

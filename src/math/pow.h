@@ -1,8 +1,8 @@
 // Exponentials and powers in lanes, correctly rounded for all floats.
 //
 // x^y = 2^(y log2(x)) in double precision. 2^t is 2^(k / 16) from a table, k the integer nearest to 16 t, times a
-// polynomial in what remains. Powers that lie right between two floats, as some of exponent 1.5 do, are among those that
-// the rounding test sends to the precise function.
+// polynomial in what remains. Powers that lie right between two floats, as some of exponent 1.5 do, are among those
+// that the rounding test sends to the precise function.
 #pragma once
 
 #include "math/groups.h"

@@ -10,8 +10,8 @@
 
 #include "fft/checks.h"
 #include "fft/fft_plan.h"
-#include "fft/spectra.h"
 #include "fft/reference_fft.h"
+#include "fft/spectra.h"
 #include "support/bits.h"
 #include "support/messages.h"
 #include "support/signals.h"

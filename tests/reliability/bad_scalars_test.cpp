@@ -30,11 +30,23 @@ constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
 const std::vector<Scalar>& BoundaryValues(const Scalar& like) {
   static const std::vector<Scalar> ints{
-      INT_MIN, -1, 0, 1, 2, 46340, 46341, 46349, 65535, 65536, 65537, (1 << 24) - 1, 1 << 24, (1 << 24) + 1,
-      1 << 28, 1 << 30, INT_MAX};
-  static const std::vector<Scalar> floats{
-      NAN, kInfinity, -kInfinity, 0.0f, -0.0f, 1e-45f, std::nextafter(1e-10f, 0.0f), 1e-10f,
-      std::nextafter(1e-10f, 1.0f), -1.0f, 1.0f, 2.0f, 1e9f, FLT_MAX, -FLT_MAX};
+      INT_MIN,       -1,      0,       1,      2, 46340, 46341, 46349, 65535, 65536, 65537, (1 << 24) - 1, 1 << 24,
+      (1 << 24) + 1, 1 << 28, 1 << 30, INT_MAX};
+  static const std::vector<Scalar> floats{NAN,
+                                          kInfinity,
+                                          -kInfinity,
+                                          0.0f,
+                                          -0.0f,
+                                          1e-45f,
+                                          std::nextafter(1e-10f, 0.0f),
+                                          1e-10f,
+                                          std::nextafter(1e-10f, 1.0f),
+                                          -1.0f,
+                                          1.0f,
+                                          2.0f,
+                                          1e9f,
+                                          FLT_MAX,
+                                          -FLT_MAX};
   return std::holds_alternative<int>(like) ? ints : floats;
 }
 

@@ -58,9 +58,7 @@ Export Describe(const char* name, int (*function)(P...), Measure, std::vector<Sc
   result.settings = std::move(settings);
   result.key_step = std::move(key_step);
   result.statuses = std::move(statuses);
-  result.extent = [](const Scalars& scalars) {
-    return std::apply(Measure{}, TakeAll<ScalarTuple>::From({}, scalars));
-  };
+  result.extent = [](const Scalars& scalars) { return std::apply(Measure{}, TakeAll<ScalarTuple>::From({}, scalars)); };
   result.call = [function](std::span<void* const> arrays, const Scalars& scalars) {
     return std::apply(function, TakeAll<std::tuple<P...>>::From(arrays, scalars));
   };
@@ -96,116 +94,162 @@ std::vector<Export> DescribeAll() {
   std::vector<Export> exports{
       Describe("Log1p", kelvoAudioLog1p, kElementwise, {{100}, {17}}, {}, kOkOrBad),
       Describe("Standardize", kelvoAudioStandardize, kElementwise, {{100}, {17}}, {}, kOkOrBad),
-      Describe("FFT", kelvoAudioFFT, [](int n) { return Extent{{2 * Length(n), Length(n)}, FftOperations(n)}; },
-               {{64}, {63}}, {8}, kAll),
-      Describe("IFFT", kelvoAudioIFFT, [](int n) { return Extent{{2 * Length(n), 2 * Length(n)}, FftOperations(n)}; },
-               {{64}, {63}}, {8}, kAll),
-      Describe("GetWindow", kelvoAudioGetWindow, [](int n, int) { return Extent{{Length(n)}, Length(n)}; },
-               {{64, 1}, {31, 2}}, {8, 0}, kNoMemory),
-      Describe("GetFrameLen", kelvoAudioGetFrameLen, [](int, int, int, int) { return Extent{{1.0}, 1.0}; },
-               {{1000, 400, 160, 1}, {13107199, 512, 200, 2}, {13107711, 512, 200, 0}}, {}, kOkOrBad),
-      Describe("GetSampleLen", kelvoAudioGetSampleLen, [](int, int, int, int) { return Extent{{1.0}, 1.0}; },
-               {{7, 201, 160, 0}, {65537, 2, 65536, 0}}, {}, kOkOrBad),
-      Describe("FixFrameLen", kelvoAudioFixFrameLen,
-               [](int freq_n, int dst_n, int src_n, float) {
-                 const double rows = Length(freq_n);
-                 return Extent{{rows * Length(dst_n), rows * Length(src_n)}, rows * (Length(dst_n) + Length(src_n))};
-               },
-               {{5, 7, 4, 2.5f}, {3, 4, 9, 0.0f}}, {}, kOkOrBad),
-      Describe("GetSpectrogram", kelvoAudioGetSpectrogram,
-               [](int sample_n, int fft_n, int hop_n, int win_n, int, int max_frame_n, int, float, int) {
-                 const double columns = Length(max_frame_n);
-                 return Extent{{2.0 * (Length(fft_n) / 2 + 1) * columns, Length(sample_n)},
-                               Length(win_n) + (1.0 + Frames(sample_n, hop_n, max_frame_n)) * FftOperations(fft_n)};
-               },
-               {{600, 68, 16, 60, 1, 40, 1, 0.0f, 1},
-                {600, 63, 5, 63, 2, 90, 2, 2.0f, 2},
-                {300, 64, 100, 10, 1, 4, 0, 1.0f, 0}},
-               {8, 8, 0, 8, 0, 0, 0, 0, 0}, kAll),
-      Describe("GetInverseSpectrogram", kelvoAudioGetInverseSpectrogram,
-               [](int frame_n, int freq_n, int hop_n, int win_n, int, int max_sample_n, int, int) {
-                 const double fft_n = 2.0 * freq_n - 2.0;
-                 const double whole_n = Length(fft_n + (frame_n - 1.0) * Length(hop_n));
-                 return Extent{{std::min(whole_n, Length(max_sample_n)), 2.0 * Length(freq_n) * Length(frame_n)},
-                               Length(win_n) + whole_n + (1.0 + Length(frame_n)) * FftOperations(fft_n)};
-               },
-               {{40, 36, 16, 70, 1, 700, 1, 1},
-                {30, 33, 5, 64, 2, 209, 0, 2},
-                {5, 20, 50, 7, 1, 1000, 2, 0},
-                {1, 3, 1, 4, 1, 4, 1, 0}},
-               {0, 4, 0, 8, 0, 8, 0, 0}, kAll),
-      Describe("GetNonSilentPos", kelvoAudioGetNonSilentPos,
-               [](int sample_n, int win_n, int hop_n, float) {
-                 const double frames = hop_n > 0 ? 1.0 + Length(sample_n) / hop_n : 1.0;
-                 return Extent{{1.0, 1.0, Length(sample_n)}, sample_n < win_n ? 1.0 : frames * Length(win_n)};
-               },
-               {{600, 40, 16, 30.0f}, {300, 7, 3, 1.0f}}, {}, kNoMemory),
-      Describe("GetFBMatrix", kelvoAudioGetFBMatrix,
-               [](int freq_n, float, float, int mel_n, int, int, int) {
-                 const double weights = Length(mel_n) * Length(freq_n);
-                 return Extent{{weights}, weights};
-               },
-               {{33, 0.0f, 8000.0f, 5, 16000, 1, 1},
-                {65, 20.0f, 4000.0f, 9, 8000, 0, 0},
-                {12, 50.0f, 950.0f, 4, 2100, 1, 0}},
-               {1, 0, 0, 0, 0, 0, 0},
-               kNoMemory),
-      Describe("GetMelSpectrogram", kelvoAudioGetMelSpectrogram,
-               [](int sample_n, int, int fft_n, int hop_n, int win_n, int, int max_frame_n, int, float, int, float,
-                  float, int mel_n, int, int) {
-                 const double frames = Frames(sample_n, hop_n, max_frame_n);
-                 return Extent{{Length(mel_n) * frames, Length(sample_n)},
-                               Length(win_n) + (1.0 + frames) * (FftOperations(fft_n) + Length(mel_n) * Length(fft_n))};
-               },
-               {{600, 16000, 66, 16, 58, 1, 40, 2, 2.0f, 1, 0.0f, 8000.0f, 8, 1, 0},
-                {300, 8000, 63, 100, 63, 2, 4, 1, 0.0f, 2, 100.0f, 3000.0f, 5, 0, 1}},
-               {8, 0, 8, 0, 8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}, kAll),
-      Describe("ConvertToMel", kelvoAudioConvertToMel,
-               [](int freq_n, int frame_n, int mel_n) {
-                 const double bins = Length(freq_n), frames = Length(frame_n), bands = Length(mel_n);
-                 return Extent{{bands * frames, bins * frames, bands * bins}, bands * bins * (1.0 + frames)};
-               },
-               {{33, 20, 8}, {9, 3, 7}}, {}, kNoMemory),
-      Describe("ConvertPowerToDB", kelvoAudioConvertPowerToDB,
-               [](int n, float) { return Extent{{Length(n), Length(n)}, Length(n)}; }, {{100, 80.0f}, {17, -1.0f}}, {},
-               kOkOrBad),
-      Describe("ComplexNorm", kelvoAudioComplexNorm,
-               [](int n, float) { return Extent{{Length(n), 2 * Length(n)}, Length(n)}; },
-               {{100, 0.7f}, {17, 1.0f}, {17, 2.0f}}, {}, kOkOrBad),
-      Describe("MagPhase", kelvoAudioMagPhase,
-               [](int freq_n, int frame_n, float, int phase_form) {
-                 const double bins = Length(freq_n) * Length(frame_n);
-                 return Extent{{bins, phase_form == 1 ? 2 * bins : bins, 2 * bins}, bins};
-               },
-               {{9, 11, 1.0f, 1}, {4, 4, 2.0f, 0}, {5, 7, 0.0f, 0}}, {}, kOkOrBad),
-      Describe("LinerFilter", kelvoAudioLinerFilter,
-               [](int dst_n, int src_n, int n_coef_n, int d_coef_n, int zi_n) {
-                 const double order = Length(n_coef_n) + Length(d_coef_n);
-                 return Extent{{Length(dst_n), Length(src_n), Length(n_coef_n), Length(d_coef_n), Length(zi_n)},
-                               order + std::min(Length(dst_n), Length(src_n)) * order};
-               },
-               {{100, 100, 3, 4, 3}, {20, 50, 6, 1, 2}, {50, 20, 1, 3, -1}, {9000, 9000, 2, 2, 1}}, {}, kNoMemory),
-      Describe("GetLinerFilterZiCoef", kelvoAudioGetLinerFilterZiCoef,
-               [](int dst_n, int n_coef_n, int d_coef_n) {
-                 return Extent{{Length(dst_n), Length(n_coef_n), Length(d_coef_n)},
-                               Length(dst_n) + Length(n_coef_n) + Length(d_coef_n)};
-               },
-               {{3, 3, 4}, {9, 5, 1}}, {}, kNoMemory),
-      Describe("FilterFilter", kelvoAudioFilterFilter,
-               [](int dst_n, int src_n, int n_coef_n, int d_coef_n, int, int pad_len) {
-                 const double order = Length(n_coef_n) + Length(d_coef_n);
-                 return Extent{{Length(dst_n), Length(src_n), Length(n_coef_n), Length(d_coef_n)},
-                               order + (Length(src_n) + 2.0 * Length(pad_len)) * order};
-               },
-               {{100, 100, 3, 4, 1, 12}, {150, 60, 5, 1, 2, 59}, {20, 20, 1, 3, 3, 40}, {30, 30, 2, 2, 0, 0}, {9000, 9000, 2, 2, 1, 9}}, {}, kAll),
-      Describe("Resample", kelvoAudioResample,
-               [](int dst_rate, int dst_n, int src_rate, int src_n) {
-                 const double taps = 65.0 * Length(dst_rate) / std::gcd(std::max(dst_rate, 1), std::max(src_rate, 1));
-                 return Extent{{Length(dst_n), Length(src_n)}, taps + 65.0 * Length(dst_n)};
-               },
-               {{160, 80, 441, 200}, {3, 400, 2, 200}, {1, 60, 1, 60}, {2, 30, 7, 90}}, {1, 0, 0, 0}, kNoMemory),
-      Describe("GetResampleLen", kelvoAudioGetResampleLen, [](int, int, int) { return Extent{{1.0}, 1.0}; },
-               {{44100, 1000, 48000}, {2147483647, 3, 1}}, {}, kOkOrBad),
+      Describe(
+          "FFT", kelvoAudioFFT,
+          [](int n) {
+            return Extent{{2 * Length(n), Length(n)}, FftOperations(n)};
+          },
+          {{64}, {63}}, {8}, kAll),
+      Describe(
+          "IFFT", kelvoAudioIFFT,
+          [](int n) {
+            return Extent{{2 * Length(n), 2 * Length(n)}, FftOperations(n)};
+          },
+          {{64}, {63}}, {8}, kAll),
+      Describe(
+          "GetWindow", kelvoAudioGetWindow,
+          [](int n, int) {
+            return Extent{{Length(n)}, Length(n)};
+          },
+          {{64, 1}, {31, 2}}, {8, 0}, kNoMemory),
+      Describe(
+          "GetFrameLen", kelvoAudioGetFrameLen,
+          [](int, int, int, int) {
+            return Extent{{1.0}, 1.0};
+          },
+          {{1000, 400, 160, 1}, {13107199, 512, 200, 2}, {13107711, 512, 200, 0}}, {}, kOkOrBad),
+      Describe(
+          "GetSampleLen", kelvoAudioGetSampleLen,
+          [](int, int, int, int) {
+            return Extent{{1.0}, 1.0};
+          },
+          {{7, 201, 160, 0}, {65537, 2, 65536, 0}}, {}, kOkOrBad),
+      Describe(
+          "FixFrameLen", kelvoAudioFixFrameLen,
+          [](int freq_n, int dst_n, int src_n, float) {
+            const double rows = Length(freq_n);
+            return Extent{{rows * Length(dst_n), rows * Length(src_n)}, rows * (Length(dst_n) + Length(src_n))};
+          },
+          {{5, 7, 4, 2.5f}, {3, 4, 9, 0.0f}}, {}, kOkOrBad),
+      Describe(
+          "GetSpectrogram", kelvoAudioGetSpectrogram,
+          [](int sample_n, int fft_n, int hop_n, int win_n, int, int max_frame_n, int, float, int) {
+            const double columns = Length(max_frame_n);
+            return Extent{{2.0 * (Length(fft_n) / 2 + 1) * columns, Length(sample_n)},
+                          Length(win_n) + (1.0 + Frames(sample_n, hop_n, max_frame_n)) * FftOperations(fft_n)};
+          },
+          {{600, 68, 16, 60, 1, 40, 1, 0.0f, 1},
+           {600, 63, 5, 63, 2, 90, 2, 2.0f, 2},
+           {300, 64, 100, 10, 1, 4, 0, 1.0f, 0}},
+          {8, 8, 0, 8, 0, 0, 0, 0, 0}, kAll),
+      Describe(
+          "GetInverseSpectrogram", kelvoAudioGetInverseSpectrogram,
+          [](int frame_n, int freq_n, int hop_n, int win_n, int, int max_sample_n, int, int) {
+            const double fft_n = 2.0 * freq_n - 2.0;
+            const double whole_n = Length(fft_n + (frame_n - 1.0) * Length(hop_n));
+            return Extent{{std::min(whole_n, Length(max_sample_n)), 2.0 * Length(freq_n) * Length(frame_n)},
+                          Length(win_n) + whole_n + (1.0 + Length(frame_n)) * FftOperations(fft_n)};
+          },
+          {{40, 36, 16, 70, 1, 700, 1, 1},
+           {30, 33, 5, 64, 2, 209, 0, 2},
+           {5, 20, 50, 7, 1, 1000, 2, 0},
+           {1, 3, 1, 4, 1, 4, 1, 0}},
+          {0, 4, 0, 8, 0, 8, 0, 0}, kAll),
+      Describe(
+          "GetNonSilentPos", kelvoAudioGetNonSilentPos,
+          [](int sample_n, int win_n, int hop_n, float) {
+            const double frames = hop_n > 0 ? 1.0 + Length(sample_n) / hop_n : 1.0;
+            return Extent{{1.0, 1.0, Length(sample_n)}, sample_n < win_n ? 1.0 : frames * Length(win_n)};
+          },
+          {{600, 40, 16, 30.0f}, {300, 7, 3, 1.0f}}, {}, kNoMemory),
+      Describe(
+          "GetFBMatrix", kelvoAudioGetFBMatrix,
+          [](int freq_n, float, float, int mel_n, int, int, int) {
+            const double weights = Length(mel_n) * Length(freq_n);
+            return Extent{{weights}, weights};
+          },
+          {{33, 0.0f, 8000.0f, 5, 16000, 1, 1},
+           {65, 20.0f, 4000.0f, 9, 8000, 0, 0},
+           {12, 50.0f, 950.0f, 4, 2100, 1, 0}},
+          {1, 0, 0, 0, 0, 0, 0}, kNoMemory),
+      Describe(
+          "GetMelSpectrogram", kelvoAudioGetMelSpectrogram,
+          [](int sample_n, int, int fft_n, int hop_n, int win_n, int, int max_frame_n, int, float, int, float, float,
+             int mel_n, int, int) {
+            const double frames = Frames(sample_n, hop_n, max_frame_n);
+            return Extent{{Length(mel_n) * frames, Length(sample_n)},
+                          Length(win_n) + (1.0 + frames) * (FftOperations(fft_n) + Length(mel_n) * Length(fft_n))};
+          },
+          {{600, 16000, 66, 16, 58, 1, 40, 2, 2.0f, 1, 0.0f, 8000.0f, 8, 1, 0},
+           {300, 8000, 63, 100, 63, 2, 4, 1, 0.0f, 2, 100.0f, 3000.0f, 5, 0, 1}},
+          {8, 0, 8, 0, 8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}, kAll),
+      Describe(
+          "ConvertToMel", kelvoAudioConvertToMel,
+          [](int freq_n, int frame_n, int mel_n) {
+            const double bins = Length(freq_n), frames = Length(frame_n), bands = Length(mel_n);
+            return Extent{{bands * frames, bins * frames, bands * bins}, bands * bins * (1.0 + frames)};
+          },
+          {{33, 20, 8}, {9, 3, 7}}, {}, kNoMemory),
+      Describe(
+          "ConvertPowerToDB", kelvoAudioConvertPowerToDB,
+          [](int n, float) {
+            return Extent{{Length(n), Length(n)}, Length(n)};
+          },
+          {{100, 80.0f}, {17, -1.0f}}, {}, kOkOrBad),
+      Describe(
+          "ComplexNorm", kelvoAudioComplexNorm,
+          [](int n, float) {
+            return Extent{{Length(n), 2 * Length(n)}, Length(n)};
+          },
+          {{100, 0.7f}, {17, 1.0f}, {17, 2.0f}}, {}, kOkOrBad),
+      Describe(
+          "MagPhase", kelvoAudioMagPhase,
+          [](int freq_n, int frame_n, float, int phase_form) {
+            const double bins = Length(freq_n) * Length(frame_n);
+            return Extent{{bins, phase_form == 1 ? 2 * bins : bins, 2 * bins}, bins};
+          },
+          {{9, 11, 1.0f, 1}, {4, 4, 2.0f, 0}, {5, 7, 0.0f, 0}}, {}, kOkOrBad),
+      Describe(
+          "LinerFilter", kelvoAudioLinerFilter,
+          [](int dst_n, int src_n, int n_coef_n, int d_coef_n, int zi_n) {
+            const double order = Length(n_coef_n) + Length(d_coef_n);
+            return Extent{{Length(dst_n), Length(src_n), Length(n_coef_n), Length(d_coef_n), Length(zi_n)},
+                          order + std::min(Length(dst_n), Length(src_n)) * order};
+          },
+          {{100, 100, 3, 4, 3}, {20, 50, 6, 1, 2}, {50, 20, 1, 3, -1}, {9000, 9000, 2, 2, 1}}, {}, kNoMemory),
+      Describe(
+          "GetLinerFilterZiCoef", kelvoAudioGetLinerFilterZiCoef,
+          [](int dst_n, int n_coef_n, int d_coef_n) {
+            return Extent{{Length(dst_n), Length(n_coef_n), Length(d_coef_n)},
+                          Length(dst_n) + Length(n_coef_n) + Length(d_coef_n)};
+          },
+          {{3, 3, 4}, {9, 5, 1}}, {}, kNoMemory),
+      Describe(
+          "FilterFilter", kelvoAudioFilterFilter,
+          [](int dst_n, int src_n, int n_coef_n, int d_coef_n, int, int pad_len) {
+            const double order = Length(n_coef_n) + Length(d_coef_n);
+            return Extent{{Length(dst_n), Length(src_n), Length(n_coef_n), Length(d_coef_n)},
+                          order + (Length(src_n) + 2.0 * Length(pad_len)) * order};
+          },
+          {{100, 100, 3, 4, 1, 12},
+           {150, 60, 5, 1, 2, 59},
+           {20, 20, 1, 3, 3, 40},
+           {30, 30, 2, 2, 0, 0},
+           {9000, 9000, 2, 2, 1, 9}},
+          {}, kAll),
+      Describe(
+          "Resample", kelvoAudioResample,
+          [](int dst_rate, int dst_n, int src_rate, int src_n) {
+            const double taps = 65.0 * Length(dst_rate) / std::gcd(std::max(dst_rate, 1), std::max(src_rate, 1));
+            return Extent{{Length(dst_n), Length(src_n)}, taps + 65.0 * Length(dst_n)};
+          },
+          {{160, 80, 441, 200}, {3, 400, 2, 200}, {1, 60, 1, 60}, {2, 30, 7, 90}}, {1, 0, 0, 0}, kNoMemory),
+      Describe(
+          "GetResampleLen", kelvoAudioGetResampleLen,
+          [](int, int, int) {
+            return Extent{{1.0}, 1.0};
+          },
+          {{44100, 1000, 48000}, {2147483647, 3, 1}}, {}, kOkOrBad),
   };
   // The state of a filter is the one array that may be absent.
   for (Export& subject : exports) {

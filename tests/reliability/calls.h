@@ -35,10 +35,10 @@ enum class Role { input, output, optional_state };
 
 struct Export {
   const char* name;
-  std::vector<Role> arrays;         // in the order of the parameters, as all below
-  std::vector<Scalars> settings;    // that succeed; the first is the typical one
-  std::vector<int> key_step;        // added to the typical scalars to request new tables; empty without a cache
-  std::vector<int> statuses;        // that are documented
+  std::vector<Role> arrays;       // in the order of the parameters, as all below
+  std::vector<Scalars> settings;  // that succeed; the first is the typical one
+  std::vector<int> key_step;      // added to the typical scalars to request new tables; empty without a cache
+  std::vector<int> statuses;      // that are documented
   Extent (*extent)(const Scalars&);
   std::function<int(std::span<void* const> arrays, const Scalars&)> call;
 
@@ -91,7 +91,9 @@ class CallArrays {
     bool at_end;
     Content content;
   };
-  float* Gap(const Array& array) const { return array.at_end ? array.first + array.length : array.first - array.offset; }
+  float* Gap(const Array& array) const {
+    return array.at_end ? array.first + array.length : array.first - array.offset;
+  }
 
   const Export* subject_ = nullptr;
   std::vector<Array> arrays_;

@@ -85,8 +85,8 @@ TEST_P(GuardedArrays, MayLieAtAnyMultipleOfFourBytes) {
 // The output and the input share one array, where the header allows it.
 TEST_P(GuardedArrays, MayBeOneArrayWherePromised) {
   constexpr int kMaxCount = 70;
-  const std::set<std::string> promised{"Log1p", "Standardize", "FFT", "IFFT", "ConvertPowerToDB", "LinerFilter",
-                                       "FilterFilter", "Resample"};
+  const std::set<std::string> promised{"Log1p",       "Standardize",  "FFT",     "IFFT", "ConvertPowerToDB",
+                                       "LinerFilter", "FilterFilter", "Resample"};
   const Export& subject = GetParam();
   if (!promised.contains(subject.name)) return;
   CallArrays arrays;

@@ -1,7 +1,6 @@
 // Loading and unloading the shared library repeatedly.
-#include <gtest/gtest.h>
-
 #include <dlfcn.h>
+#include <gtest/gtest.h>
 #include <malloc.h>
 
 #include <fstream>
@@ -33,8 +32,8 @@ int BuildTables(void* module) {
   check(Find<int(float*, int, int)>(module, "kelvoAudioGetWindow")(result.data(), 1000, 1));
   check(Find<int(float*, int, float, float, int, int, int, int)>(module, "kelvoAudioGetFBMatrix")(
       result.data(), 201, 0.0f, 8000.0f, 10, 16000, 1, 0));
-  check(Find<int(float*, const float*, int, int, int, int)>(module, "kelvoAudioResample")(
-      result.data(), signal.data(), 160, 300, 441, 1024));
+  check(Find<int(float*, const float*, int, int, int, int)>(module, "kelvoAudioResample")(result.data(), signal.data(),
+                                                                                          160, 300, 441, 1024));
   return failed_n;
 }
 

@@ -27,9 +27,7 @@ inline void* ReservePages(std::size_t bytes) {
   void* const pages = ::mmap(nullptr, bytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
   return pages == MAP_FAILED ? nullptr : pages;
 }
-inline bool OpenPages(void* pages, std::size_t bytes) {
-  return ::mprotect(pages, bytes, PROT_READ | PROT_WRITE) == 0;
-}
+inline bool OpenPages(void* pages, std::size_t bytes) { return ::mprotect(pages, bytes, PROT_READ | PROT_WRITE) == 0; }
 inline void ReleasePages(void* pages, std::size_t bytes) { ::munmap(pages, bytes); }
 #endif
 

@@ -18,8 +18,8 @@ std::vector<float> Noise(std::size_t count, std::uint32_t seed) {
 std::vector<float> Sine(std::size_t count, double frequency, double rate, double amplitude) {
   std::vector<float> signal(count);
   for (std::size_t i = 0; i < count; ++i) {
-    signal[i] = static_cast<float>(
-        amplitude * std::sin(2.0 * std::numbers::pi * frequency * static_cast<double>(i) / rate));
+    signal[i] =
+        static_cast<float>(amplitude * std::sin(2.0 * std::numbers::pi * frequency * static_cast<double>(i) / rate));
   }
   return signal;
 }
