@@ -79,16 +79,21 @@ class TableCache {
   };
 
   Place Find(std::size_t map_index, const Key& key) {
-    std::uint64_t hash = HashKey(key);
+    const auto is_end = [&](Link& link, Node*& node) {
+      node = link.load(std::memory_order_acquire);
+      KELVO_LOADED(link);
+      return node == nullptr || node->key == key;
+    };
     Link* link = &roots_[map_index];
-    for (;;) {
-      Node* const node = link->load(std::memory_order_acquire);
-      KELVO_LOADED(*link);
-      if (node == nullptr || node->key == key) return {link, node};
+    Node* node;
+    if (is_end(*link, node)) return {link, node};  // a program with one setting needs no hash
+    std::uint64_t hash = HashKey(key);
+    do {
       link = &node->children[hash % 4];
       // Rotated, so that keys of one hash go on along one path.
       hash = hash >> 2 | hash << 62;
-    }
+    } while (!is_end(*link, node));
+    return {link, node};
   }
 
   static void Delete(Node* node) {

@@ -16,7 +16,7 @@ constexpr std::size_t kSmallScratch = 6144;
 void ComputeFft(std::span<float> dst, std::span<const float> src, Simd::Level level) {
   const auto fft_n = static_cast<int>(src.size());
   CheckPlanSize(fft_n);
-  const RealTransformView plan = FftPlanCache::Get().GetForwardPlan(fft_n).real.View();
+  const RealTransformView& plan = FftPlanCache::Get().GetForwardPlan(fft_n).real.View();
   Base::SmallScratchBuffer<kSmallScratch> scratch(FftScratchSize(plan.inner.length));
   Simd::KernelsFor<FftKernels>(level).real_to_bins(dst.data(), src.data(), plan, scratch.Data());
 }
@@ -24,7 +24,7 @@ void ComputeFft(std::span<float> dst, std::span<const float> src, Simd::Level le
 void ComputeIfft(std::span<float> dst, std::span<const float> src, Simd::Level level) {
   const auto fft_n = static_cast<int>(src.size() / 2);
   CheckPlanSize(fft_n);
-  const TransformView plan = FftPlanCache::Get().GetInversePlan(fft_n).complex.View();
+  const TransformView& plan = FftPlanCache::Get().GetInversePlan(fft_n).complex.View();
   Base::SmallScratchBuffer<kSmallScratch> scratch(FftScratchSize(plan.length));
   Simd::KernelsFor<FftKernels>(level).inverse_complex(dst.data(), src.data(), plan, scratch.Data());
 }

@@ -209,7 +209,7 @@ void CheckPlanSize(int fft_n) {
   }
 }
 
-TransformPlan::TransformPlan(std::size_t length, const std::vector<std::size_t>& radices) : length_(length) {
+TransformPlan::TransformPlan(std::size_t length, const std::vector<std::size_t>& radices) {
   std::uint64_t table_n = 0;
   std::size_t block = length;
   for (const std::size_t radix : radices) {
@@ -239,23 +239,27 @@ TransformPlan::TransformPlan(std::size_t length, const std::vector<std::size_t>&
   position_ = OutputPositions(length, passes_);
   output_.resize(length);
   for (std::size_t k = 0; k < length; ++k) output_[position_[k]] = static_cast<unsigned>(k);
+  view_ = {length, passes_.size(), passes_.data(), position_.data(), output_.data(), transpose_steps_.data()};
 }
 
-RealTransformPlan::RealTransformPlan(std::size_t fft_n, Use use) : fft_n_(fft_n) {
+RealTransformPlan::RealTransformPlan(std::size_t fft_n, Use use) {
   const std::size_t length = IsHalfLength(fft_n) ? fft_n / 2 : fft_n;
   inner_ = TransformPlan(length, ChooseRadices(length, use));
+  view_ = {fft_n, inner_.View(), nullptr, nullptr};
   if (!IsHalfLength(fft_n)) return;
   // Single transforms load them from the second one on, so the second one lies on a cache line.
   const std::size_t split_n = fft_n / 4 + 1;
   const std::size_t stride = (split_n + 30) / 16 * 16;
   split_ = Base::ScratchBuffer(2 * stride);
-  split_re_ = split_.Data() + 15;
-  split_im_ = split_re_ + stride;
+  float* const split_re = split_.Data() + 15;
+  float* const split_im = split_re + stride;
   for (std::size_t k = 0; k < split_n; ++k) {
     const Complex<float> root = UnitRoot(k, fft_n);
-    split_re_[k] = root.re;
-    split_im_[k] = root.im;
+    split_re[k] = root.re;
+    split_im[k] = root.im;
   }
+  view_.split_re = split_re;
+  view_.split_im = split_im;
 }
 
 FrameTransformPlan::FrameTransformPlan(std::size_t fft_n) {

@@ -24,12 +24,11 @@ class TransformPlan {
   TransformPlan() = default;
   // The length is the product of the radices.
   TransformPlan(std::size_t length, const std::vector<std::size_t>& radices);
-  TransformView View() const {
-    return {length_, passes_.size(), passes_.data(), position_.data(), output_.data(), transpose_steps_.data()};
-  }
+  // As long as the plan itself, like the views of the plans below.
+  const TransformView& View() const { return view_; }
 
  private:
-  std::size_t length_ = 0;
+  TransformView view_{};  // into the tables below, which stay where they are when the plan is moved
   std::vector<Pass> passes_;
   Base::ScratchBuffer tables_;  // what the passes point into
   std::vector<unsigned> position_;
@@ -45,14 +44,12 @@ class RealTransformPlan {
  public:
   RealTransformPlan() = default;
   RealTransformPlan(std::size_t fft_n, Use use);
-  RealTransformView View() const { return {fft_n_, inner_.View(), split_re_, split_im_}; }
+  const RealTransformView& View() const { return view_; }
 
  private:
-  std::size_t fft_n_ = 0;
+  RealTransformView view_{};
   TransformPlan inner_;
   Base::ScratchBuffer split_;
-  float* split_re_ = nullptr;
-  float* split_im_ = nullptr;
 };
 
 // A transform of real frames, in a batch or, with the same bits, of a single one.
@@ -60,11 +57,10 @@ class FrameTransformPlan {
  public:
   FrameTransformPlan() = default;
   explicit FrameTransformPlan(std::size_t fft_n);
-  // As long as the plan itself.
   const FrameTransformView& View() const { return view_; }
 
  private:
-  FrameTransformView view_{};  // into the tables below, which stay where they are when the plan is moved
+  FrameTransformView view_{};
   RealTransformPlan sub_plan_;
   Base::ScratchBuffer twiddles_;
   std::vector<unsigned> order_;

@@ -93,8 +93,11 @@ struct Single {
 
 // Runs `pass` over all blocks of a transform of `length` elements. In place, Single needs spans of whole vectors: the
 // last vector of any other span overlaps the one before, whose elements must still be there.
+//
+// Out of line: inside a whole transform its vectors would compete for registers with the loops around them, which made
+// up to 6 % more instructions of a single transform.
 template <std::size_t kRadix, class Mode, class Lane, class Source, class Target>
-static void RunPass(const Source& source, Target to, const Pass& pass, std::size_t length) {
+__attribute__((noinline)) static void RunPass(const Source& source, Target to, const Pass& pass, std::size_t length) {
   constexpr std::size_t kStep = Mode::template kStep<Lane>;
   const std::size_t span = pass.span;
   for (std::size_t block = 0; block < length; block += kRadix * span) {

@@ -174,7 +174,9 @@ static void TransformSingle(const TransformView& plan, const Source& source, con
           } else {
             const auto lanes = BatchAt<Lane>(block_memory);
             GatherBlocks<Lane>(lanes, elements.re, elements.im, plan.position + b, block);
-            RunPasses<Batch, Lane>(lanes, plan, step.pass_n, last, block, pass_scratch);
+            for (std::size_t i = step.pass_n; i < last; ++i) {
+              RunAnyPass<Batch, Lane>(lanes, lanes, plan.passes[i], block, pass_scratch);
+            }
             RunLastPass<Lane>(lanes, outputs, plan.passes[last], block, pass_scratch);
           }
         }
