@@ -250,11 +250,16 @@ template <class Lane, class Outputs>
 KELVO_INLINE void TransformBatchTo(const TransformView& plan, BatchElements<Lane> elements, const Outputs& outputs,
                                    float* scratch) {
   const std::size_t last = plan.pass_n - 1;
-  const bool is_long = plan.length > kMaxL1Length;
-  if (is_long) RunPasses<Batch, Lane>(elements, plan, 0, 1, plan.length, scratch);
-  const std::size_t block = is_long ? plan.passes[0].span : plan.length;
+  if (plan.length <= kMaxL1Length) {
+    for (std::size_t i = 0; i < last; ++i) {
+      RunAnyPass<Batch, Lane>(elements, elements, plan.passes[i], plan.length, scratch);
+    }
+    return RunLastPass<Lane>(elements, outputs, plan.passes[last], plan.length, scratch);
+  }
+  RunPasses<Batch, Lane>(elements, plan, 0, 1, plan.length, scratch);
+  const std::size_t block = plan.passes[0].span;
   for (std::size_t begin = 0; begin < plan.length; begin += block) {
-    RunPasses<Batch, Lane>(elements.From(begin), plan, is_long ? 1 : 0, last, block, scratch);
+    RunPasses<Batch, Lane>(elements.From(begin), plan, 1, last, block, scratch);
     RunLastPass<Lane>(elements.From(begin), outputs.From(begin), plan.passes[last], block, scratch);
   }
 }
