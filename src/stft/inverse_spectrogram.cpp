@@ -133,7 +133,7 @@ void Synthesis::RunBatches() {
   const std::size_t lane_n = stft_kernels_.lane_n;
   const std::size_t row_n = settings_.row_n;
   const std::size_t column_n = used_frame_n_ + overlap_hops_;
-  FillFrom(hop_ > row_n ? 0 : std::min(column_n * hop_, needed_n_));
+  FillFrom(hop_ > row_n ? 0 : needed_n_);
   for (std::size_t first = 0; first < column_n; first += kBatches * lane_n) {
     ColumnTarget targets[kBatches];
     std::size_t target_n = 0;
