@@ -47,13 +47,13 @@ void AddConversionRows() {
     double goal;
   };
   for (const ConversionRow row : {ConversionRow{"standardise", Conversion::standardise, 1, 1, 1.0},
-                                  {"power to dB", Conversion::power_to_db, 1, 1, 0.5},
-                                  {"log1p", Conversion::log1p, 1, 1, 0.5},
+                                  {"power to dB", Conversion::power_to_db, 1, 1, 1.0},
+                                  {"log1p", Conversion::log1p, 1, 1, 0.45},
                                   {"complex norm, power 1", Conversion::magnitude, 2, 1, 1.0},
                                   {"complex norm, power 2", Conversion::power, 2, 1, 1.0},
-                                  {"complex norm, power 0.6", Conversion::other_norm, 2, 1, 0.0},
-                                  {"magnitude and angle", Conversion::angle, 2, 2, 0.0},
-                                  {"magnitude and unit phase", Conversion::unit_phase, 2, 3, 0.0}}) {
+                                  {"complex norm, power 0.7", Conversion::other_norm, 2, 1, 1.5},
+                                  {"magnitude and angle", Conversion::angle, 2, 2, 0.4},
+                                  {"magnitude and unit phase", Conversion::unit_phase, 2, 3, 0.7}}) {
     AddRow({.section = "Conversions, 80000 values", .name = row.name, .goal = row.goal, .make_contest = [=] {
               return AgainstPeers(MakeConversion(row.conversion, row.floats_in, row.floats_out));
             }});

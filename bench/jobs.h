@@ -71,7 +71,7 @@ struct Resampling {
   std::size_t ResultCount() const { return dst_n; }
 };
 
-constexpr float kOtherNorm = 0.6f;     // of Conversion::other_norm
+constexpr float kOtherNorm = 0.7f;     // of Conversion::other_norm
 constexpr float kLeastPower = 1e-10f;  // of Conversion::power_to_db
 constexpr float kTopDb = 80.0f;
 

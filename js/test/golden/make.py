@@ -1,4 +1,5 @@
-"""Writes, or with --check compares, the hashes of what the native library gives for the calls of calls.json.
+"""Writes, or with --check compares, the hashes of what the native library gives for the calls of calls.json, which are
+all functions. Prints one SHA-256 over them: the live page shows the same one.
 
 Usage: make.py [--check] with the Python package in PYTHONPATH and KELVO_AUDIO_LIBRARY set
 
@@ -61,11 +62,13 @@ def main():
         result = getattr(ka, snake(function))(*map(argument, arguments),
                                               **{snake(name): option(name, value) for name, value in options.items()})
         hashes.append(hashlib.sha256(result_bytes(result)).hexdigest())
+    certificate = hashlib.sha256("\n".join(hashes).encode()).hexdigest()
     stored = FOLDER / "hashes.json"
     if "--check" not in sys.argv:
         stored.write_text(json.dumps(hashes, indent=0) + "\n")
     elif hashes != json.loads(stored.read_text()):
-        sys.exit("the native library gives other bits than stored: run make.py")
+        sys.exit(f"SHA-256 {certificate}: the native library gives other bits than stored; run make.py")
+    print(f"SHA-256 {certificate}")
 
 
 main()
