@@ -59,13 +59,13 @@ static void RunRealPass(Source source, Target target, Pass pass, std::size_t fir
       sum[q] = a + b;
       difference[q] = a - b;
     }
-    const RealButterfly8<Lane> octet(sum, difference);
-    target.StoreReal(j, octet.even_sum);
-    target.StoreReal(j + span, octet.odd_sum);
+    const RealButterfly8<Lane> butterfly(sum, difference);
+    target.StoreReal(j, butterfly.even_sum);
+    target.StoreReal(j + span, butterfly.odd_sum);
     const typename Mode::Twiddles twiddles(pass, 4, span, j);
-    target.Store(span + j, ConjugateTimes(octet.first_conjugate, twiddles.template At<Lane>(1)));
-    target.Store(2 * span + j, octet.second * twiddles.template At<Lane>(2));
-    target.Store(3 * span + j, octet.third * twiddles.template At<Lane>(3));
+    target.Store(span + j, ConjugateTimes(butterfly.first_conjugate, twiddles.template At<Lane>(1)));
+    target.Store(2 * span + j, butterfly.second * twiddles.template At<Lane>(2));
+    target.Store(3 * span + j, butterfly.third * twiddles.template At<Lane>(3));
   }
 }
 
@@ -88,11 +88,11 @@ static void RunCoprimeRealPass(Source source, Target target, std::size_t span) {
       sum[q] = (a + b) + (c + d);
       difference[q] = (a + b) - (c + d);
     }
-    const RealButterfly8<Lane> octet(sum, difference);
-    target.StoreSums(j, octet.even_sum, octet.odd_sum);
-    target.Store(2 * span + j, Conjugate(octet.first_conjugate));
-    target.Store(4 * span + j, octet.second);
-    target.Store(6 * span + j, octet.third);
+    const RealButterfly8<Lane> butterfly(sum, difference);
+    target.StoreSums(j, butterfly.even_sum, butterfly.odd_sum);
+    target.Store(2 * span + j, Conjugate(butterfly.first_conjugate));
+    target.Store(4 * span + j, butterfly.second);
+    target.Store(6 * span + j, butterfly.third);
     odd[1] = odd[1] * Complex<Lane>{cosine, -sine};
     odd[2] = TimesEighthRoot(odd[2]);
     odd[3] = odd[3] * Complex<Lane>{sine, -cosine};

@@ -35,8 +35,8 @@ double SincAt(double t, double cutoff) {
 // A block of all segments is to stay in L2, in memory small enough to be allocated without page faults.
 constexpr std::size_t kBlockInputN = 256;
 constexpr std::size_t kBlockOutputN = 256;
-// Longer blocks where an output advances by many inputs: two blocks share a filter's length of inputs, which would else
-// be a large part of each.
+// Longer blocks where an output advances by many inputs: two blocks share a filter's length of inputs, which would
+// otherwise be a large part of each.
 constexpr int kLargeStep = 4;
 constexpr std::size_t kLongBlockInputN = 1024;
 

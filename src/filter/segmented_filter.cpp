@@ -18,7 +18,8 @@ constexpr std::size_t kMaxScratchBytes = 65536;
 // Checks of a segment's state, and the least number of samples between two.
 constexpr std::size_t kCheckN = 16;
 constexpr std::size_t kMinCheckDistance = 64;
-// Samples to measure the settling time with: some 3 % of the call's time, which may be spent in vain.
+// Samples to measure the settling time with: some 3 % of the call's time, which is lost if the filter settles too
+// slowly.
 constexpr std::size_t ChooseMeasured(std::size_t count, std::size_t length) { return count / (64 + 12 * length); }
 // With fewer there is little to gain.
 constexpr std::size_t kMinMeasured = 2 * kSegmentBlock;

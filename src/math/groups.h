@@ -1,4 +1,4 @@
-// Several vectors side by side: how the chains of elementary functions keep a CPU busy, and how the lanes that the
+// Pairs of vectors: how the dependency chains of elementary functions are interleaved, and how the lanes that the
 // rounding test doubts are settled.
 #pragma once
 
@@ -8,8 +8,8 @@
 namespace kelvo::Math {
 inline namespace KELVO_LEVEL {
 
-// Two vectors that go through the same operations in turn. The chains of an elementary function are long, and a CPU
-// looks ahead but so far: it stays busy when every second or fourth operation belongs to the same chain.
+// Two vectors that go through the same operations in turn. The dependency chain of an elementary function is longer
+// than the window of out-of-order execution: a CPU stays busy when several chains are interleaved in the code.
 template <class Lane>
 struct Two {
   using Element = typename Lane::Element;
@@ -185,7 +185,7 @@ KELVO_INLINE Lane Settle(Lane results, Lane first, Lane second, LaneBits in_doub
   return results;
 }
 
-// As many values as go through an elementary function side by side.
+// As many values as go through an elementary function together.
 using Group = Two<Simd::Floats>;
 
 // body(to, from) for one group after another, with kTo and kFrom floats a value. The last values are completed to a

@@ -30,7 +30,7 @@ KELVO_INLINE Long PowerOfRoot(Long z) {
 constexpr double kSixteenthsPerLog = 0x1.71547652b82fep+4;  // 16 / log(2)
 constexpr unsigned long long kExpReach = 1 << 10;           // 2^-43 at least
 
-// exp(x), as long as that is a normal float; what is not the precise function knows.
+// exp(x) where that is a normal float; the precise function handles the rest.
 template <class Lane>
 KELVO_INLINE Lane Exp(Lane x) {
   const auto z = ToDoubles(x) * decltype(ToDoubles(x))::Broadcast(kSixteenthsPerLog);
@@ -66,7 +66,7 @@ KELVO_INLINE Exponent MakeExponent(float value) {
 }
 
 // base^exponent with one exponent for all lanes. Made for bases from +0 on; those that are infinite, NaN or have a sign
-// the precise function knows, as it does every exponent.
+// the precise function handles, as it does every exponent.
 template <class Lane>
 KELVO_INLINE Lane Pow(Lane base, const Exponent& exponent) {
   const Lane inner = SelectPositiveZero(base, Lane::Broadcast(1.0f), base);

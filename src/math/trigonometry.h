@@ -23,7 +23,7 @@ KELVO_INLINE Long AtanOfSmall(Long q) {
 constexpr unsigned long long kAngleReach = 1 << 8;  // 2^-45 at least
 
 // The angle of x + i y. The smaller of |y| and |x| over the larger is the tangent of an angle within an octant; where
-// that is beyond pi / 8, the point is turned back by pi / 4 before the division.
+// that is beyond pi / 8, the point is rotated by -pi / 4 before the division.
 template <class Lane>
 KELVO_INLINE Lane Atan2(Lane y, Lane x) {
   using Long = decltype(ToDoubles(x));
@@ -51,7 +51,7 @@ KELVO_INLINE Lane Atan2(Lane y, Lane x) {
   const Long turns = FromWords(Xor(ToWords(place), sign)) * (eighth + eighth);
   const Long angle = turns + FromWords(Xor(ToWords(octant), sign));
 
-  // What is infinite or NaN the precise function knows, and it rounds where floats have fewer bits.
+  // The precise function handles infinities and NaN, and rounds subnormal results, which have fewer bits.
   const Lane result = ToFloats(angle);
   const LaneBits in_doubt = LanesNearMiddle(angle, kAngleReach) | LanesNotLess(height + width, all(__builtin_inff())) |
                             LanesNotLess(all(0x1p-126f), SelectEqual(result, zero, all(1.0f), result));

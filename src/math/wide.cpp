@@ -170,7 +170,7 @@ Wide Log(const Wide& m) {
 Wide Sin(const Wide& x) { return x * SumAlternating(x, 2); }
 Wide Cos(const Wide& x) { return SumAlternating(x, 1); }
 
-// A guess g to some 40 bits, then the angle that is left when the plane is turned back by g.
+// A guess g to some 40 bits, then the angle that is left after a rotation by -g.
 Wide Atan(double y, double x) {
   // atan(q) = 2 atan(q / (1 + sqrt(1 + q^2))), here three times.
   double q = y / x;

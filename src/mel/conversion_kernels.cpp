@@ -72,7 +72,7 @@ void TakeAngles(float* dst, const float* src, std::size_t count) {
 }
 
 // The cosine and sine of the float angle. z / |z| would differ from them for infinities, and even for -1, whose angle
-// is not quite pi. In two steps, since each has a chain of operations as long as a CPU looks ahead.
+// is not quite pi. In two steps, each of which fills the window of out-of-order execution.
 void TakeUnitPhases(float* dst, const float* src, std::size_t count) {
   constexpr std::size_t kBlockN = 256;
   float angle[kBlockN];

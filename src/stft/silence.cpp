@@ -1,4 +1,4 @@
-// Detection of the non-silent stretch of a signal.
+// Detection of the non-silent range of a signal.
 #include "stft/silence.h"
 
 #include <algorithm>
@@ -26,8 +26,8 @@ double Decibels(double power) { return Math::Log10(power) * 10.0; }
 // large that the samples of a block at an end of the signal, which are copied, would exceed the frame by far.
 std::int64_t BlockFrames(std::int64_t win_n, std::int64_t hop_n) {
   constexpr std::int64_t kMaxFrames = 64;
-  constexpr std::int64_t kSmallStretch = 65536;
-  return std::min(kMaxFrames, 1 + std::max(win_n, kSmallStretch) / hop_n);
+  constexpr std::int64_t kSmallRange = 65536;
+  return std::min(kMaxFrames, 1 + std::max(win_n, kSmallRange) / hop_n);
 }
 
 std::vector<double> ComputeMeanSquares(std::span<const float> src, std::int64_t frame_n, std::int64_t win_n,

@@ -1,4 +1,4 @@
-// Detection of the non-silent stretch of a signal.
+// Detection of the non-silent range of a signal.
 #pragma once
 
 #include <span>

@@ -1,4 +1,4 @@
-// The non-silent stretch: closed-form answers, rounded frame counts, and the order of sums at every level.
+// The non-silent range: closed-form answers, rounded frame counts, and the order of sums at every level.
 #include "stft/silence.h"
 
 #include <gtest/gtest.h>
