@@ -94,7 +94,9 @@ void AddFilterLevels() {
         coefficients.name, kSamples, [=] { return std::pair(Noise(kSamples), coefficients.make()); },
         [](std::span<float> dst, const auto& job, Simd::Level level) {
           const auto& [src, filter] = job;
-          Filter::LinerFilterCore<float, float, float>(dst, src, filter.first, filter.second, {}, false, level);
+          Base::CallScratch scratch;
+          Filter::LinerFilterCore<float, float, float>(dst, src, filter.first, filter.second, {}, false, level,
+                                                       scratch);
         });
   }
   AddRowOfLevels(

@@ -1,4 +1,4 @@
-// Scratch memory of one call.
+// Memory of tables, and what all memory has in common.
 #pragma once
 
 #include <cstddef>
@@ -26,7 +26,7 @@ std::vector<Element> MakeZeroBuffer(std::uint64_t count) {
   return std::vector<Element>(CheckedCount<Element>(count));
 }
 
-// Memory that is written before it is read. Its first element lies on a cache line, where the widest vectors load and
+// Memory of a table, which is written before it is read. Its first element lies on a cache line, where the widest vectors load and
 // store best.
 template <class Element>
 class ScratchArray {
@@ -49,23 +49,6 @@ class ScratchArray {
   Element* data_ = nullptr;
 };
 using ScratchBuffer = ScratchArray<float>;
-
-// The same, on the stack where kInlineN floats are enough: a short transform is done in the time of an allocation.
-template <std::size_t kInlineN>
-class SmallScratchBuffer {
- public:
-  explicit SmallScratchBuffer(std::uint64_t count) {
-    if (count > kInlineN) large_ = ScratchBuffer(count);
-  }
-  SmallScratchBuffer(const SmallScratchBuffer&) = delete;
-  SmallScratchBuffer& operator=(const SmallScratchBuffer&) = delete;
-
-  float* Data() { return large_.Data() != nullptr ? large_.Data() : inline_; }
-
- private:
-  ScratchBuffer large_;
-  alignas(64) float inline_[kInlineN];
-};
 
 // Rows of floats, `stride` floats apart.
 template <class Element>

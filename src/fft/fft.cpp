@@ -1,32 +1,28 @@
 // The transforms of one signal.
 #include "fft/fft.h"
 
-#include "base/buffers.h"
+#include "base/call_scratch.h"
 #include "fft/fft_kernels.h"
 #include "fft/fft_plan.h"
 
 namespace kelvo::Fft {
-namespace {
-
-// Up to some 400 complex elements, 16 KiB.
-constexpr std::size_t kSmallScratch = 6144;
-
-}  // namespace
 
 void ComputeFft(std::span<float> dst, std::span<const float> src, Simd::Level level) {
   const auto fft_n = static_cast<int>(src.size());
   CheckPlanSize(fft_n);
   const RealTransformView& plan = FftPlanCache::Get().GetForwardPlan(fft_n).real.View();
-  Base::SmallScratchBuffer<kSmallScratch> scratch(FftScratchSize(plan.inner.length));
-  Simd::KernelsFor<FftKernels>(level).real_to_bins(dst.data(), src.data(), plan, scratch.Data());
+  Base::CallScratch scratch;
+  Simd::KernelsFor<FftKernels>(level).real_to_bins(dst.data(), src.data(), plan,
+                                                   scratch.Take<float>(FftScratchSize(plan.inner)).data());
 }
 
 void ComputeIfft(std::span<float> dst, std::span<const float> src, Simd::Level level) {
   const auto fft_n = static_cast<int>(src.size() / 2);
   CheckPlanSize(fft_n);
   const TransformView& plan = FftPlanCache::Get().GetInversePlan(fft_n).complex.View();
-  Base::SmallScratchBuffer<kSmallScratch> scratch(FftScratchSize(plan.length));
-  Simd::KernelsFor<FftKernels>(level).inverse_complex(dst.data(), src.data(), plan, scratch.Data());
+  Base::CallScratch scratch;
+  Simd::KernelsFor<FftKernels>(level).inverse_complex(dst.data(), src.data(), plan,
+                                                      scratch.Take<float>(TransformScratchSize(plan)).data());
 }
 
 }  // namespace kelvo::Fft

@@ -7,10 +7,6 @@
 namespace kelvo::Fft {
 namespace {
 
-// At 1 and 17 the padding to whole cache lines is largest.
-static_assert(TransformSingleScratch(1) <= TransformScratchSize(1));
-static_assert(2 * OutputStride(17) + TransformScratchSize(17) <= FftScratchSize(17));
-
 // Writes each bin and its mirror image, bin n - k = conj(bin k), as interleaved complex values.
 struct MirroredBins {
   float* dst;

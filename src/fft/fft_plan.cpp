@@ -220,12 +220,14 @@ TransformPlan::TransformPlan(std::size_t length, const std::vector<std::size_t>&
   passes_.reserve(radices.size());
 
   float* next = tables_.Data();
+  std::size_t direct_n = 0;
   block = length;
   for (const std::size_t radix : radices) {
     const std::size_t span = block / radix;
     Pass pass{radix, span, nullptr, nullptr, nullptr, nullptr, nullptr};
     if (span > 1) next = AddTwiddles(pass, next, block);
     if (!HasButterfly(radix)) {
+      direct_n = std::max(direct_n, radix);
       pass.root_re = next;
       pass.root_im = next + radix;
       next = AddRoots(next, radix, [&](std::size_t i) { return UnitRoot(i, radix); });
@@ -239,7 +241,7 @@ TransformPlan::TransformPlan(std::size_t length, const std::vector<std::size_t>&
   position_ = OutputPositions(length, passes_);
   output_.resize(length);
   for (std::size_t k = 0; k < length; ++k) output_[position_[k]] = static_cast<unsigned>(k);
-  view_ = {length, passes_.size(), passes_.data(), position_.data(), output_.data(), transpose_steps_.data()};
+  view_ = {length, passes_.size(), passes_.data(), position_.data(), output_.data(), transpose_steps_.data(), direct_n};
 }
 
 RealTransformPlan::RealTransformPlan(std::size_t fft_n, Use use) {

@@ -180,45 +180,33 @@ struct SplitBins {
   }
 };
 
-// The results after a real pass over one frame lie in a row: the bins of the real subsignal, then, from FirstOutput on,
-// the outputs of the complex ones, each in natural order or, after a pass over sixteen, kInterleavedN interleaved.
-constexpr std::size_t FirstOutput(const FrameTransformView& plan) {
-  return OutputStride(plan.sub_plan.inner.length + 1);
-}
-
-constexpr std::size_t OutputCount(const FrameTransformView& plan) {
-  const std::size_t span = plan.sub_plan.inner.length;
-  return FirstOutput(plan) + (plan.order != nullptr ? kInterleavedN : plan.subsignal_n - 1) * span;
-}
-
-// Floats of scratch that FrameSingleBins needs at most.
-constexpr std::size_t FrameSingleBinsScratch(std::size_t fft_n, std::size_t span) {
-  return OutputStride(2 * span) + 2 * OutputStride(fft_n / 2) + OutputStride(fft_n) + 2 * OutputStride(span) +
-         TransformScratchSize(span);
-}
-
-// The bins of one real signal of contiguous samples.
-KELVO_INLINE void RealBins(const RealTransformView& plan, const float* samples, SplitElements row,
-                           const FftKernels& fft, float* scratch) {
-  const std::size_t stride = OutputStride(plan.inner.length);
-  const SplitElements output{scratch, scratch + stride};
-  fft.transform_real(output.re, output.im, samples, plan, scratch + 2 * stride);
+// The bins of one real signal of contiguous samples, in whose memory, 2 * OutputStride(length) floats, the outputs of
+// the inner transform are left. The row may be the scratch memory.
+KELVO_INLINE void RealBins(const RealTransformView& plan, float* samples, SplitElements row, const FftKernels& fft,
+                           float* scratch) {
+  const SplitElements output{samples, samples + OutputStride(plan.inner.length)};
+  fft.transform_real(output.re, output.im, samples, plan, scratch);
   RealSingleBins(plan, NaturalOutput{output}, SplitBins{row});
 }
 
-// One frame that takes a real pass.
-KELVO_INLINE void FrameSingleBins(const FrameTransformView& plan, const float* frame, SplitElements row,
-                                  const FftKernels& fft, float* scratch) {
+// One frame, whose samples are overwritten; its results lie in the row that is returned. `frame` holds FrameMemorySize
+// floats and `scratch` FrameScratchSize.
+KELVO_INLINE SplitElements SingleFrameRow(const FrameTransformView& plan, float* frame, const FftKernels& fft,
+                                          float* scratch) {
+  const std::size_t row_stride = RowStride(plan);
+  if (!plan.HasRealPass()) {
+    const SplitElements row{scratch, scratch + row_stride};
+    RealBins(plan.sub_plan, frame, row, fft, scratch);
+    return row;
+  }
   const std::size_t span = plan.sub_plan.inner.length;
-  const auto take = [&scratch](std::size_t count) {
-    float* const taken = scratch;
-    scratch += OutputStride(count);
-    return taken;
-  };
-  float* const real = take(2 * span);
-  float* const re = take(plan.subsignal_n * span);
-  const SingleSubsignals subsignals{real, {re, take(plan.subsignal_n * span)}, span};
+  const SplitElements row{frame, frame + row_stride};
   const SplitElements outputs = row.From(FirstOutput(plan));
+  float* const real = scratch;
+  const std::size_t part_stride = OutputStride(plan.ElementCount());
+  float* const re = real + 2 * OutputStride(span);
+  const SingleSubsignals subsignals{real, {re, re + part_stride}, span};
+  scratch = re + 2 * part_stride;
   if (plan.order == nullptr) {
     AtWidth(
         span, [&]<class Lane>() __attribute__((always_inline)) {
@@ -230,10 +218,11 @@ KELVO_INLINE void FrameSingleBins(const FrameTransformView& plan, const float* f
       const SplitElements to = outputs.From((s - 1) * span);
       fft.transform_elements(to.re, to.im, from.re, from.im, plan.sub_plan.inner, scratch);
     }
-    return;
+    return row;
   }
 
-  float* const ordered = take(plan.fft_n);
+  float* const ordered = scratch;
+  scratch += plan.fft_n;
   for (std::size_t j = 0; j < span; ++j) {
     for (std::size_t q = 0; q < 16; ++q) ordered[q * span + j] = frame[plan.order[16 * j + q]];
   }
@@ -252,8 +241,10 @@ KELVO_INLINE void FrameSingleBins(const FrameTransformView& plan, const float* f
   for (std::size_t l = 0; l < kInterleavedN; ++l) {
     begins[l] = static_cast<unsigned>((l + 1 < plan.subsignal_n ? l + 1 : l) * span);
   }
+  static_assert(2 * kInterleavedN == 16);  // `ordered` holds a batch of spans
   fft.transform_interleaved(outputs.re, outputs.im, subsignals.elements.re, subsignals.elements.im, begins,
                             plan.sub_plan.inner, ordered);
+  return row;
 }
 
 // Calls use(bin, sign, at) for each output of the complex subsignals; `at` counts from the first one.

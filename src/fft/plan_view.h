@@ -44,6 +44,7 @@ struct TransformView {
   const unsigned* position;
   const unsigned* output;
   const TransposeStep* transpose_steps;  // [kLaneCountN]
+  std::size_t direct_n;                  // the largest radix without a butterfly of its own, or 0
 };
 
 // The transform of fft_n real samples. At half length, sample pairs are the elements of a complex transform, and a last
@@ -56,7 +57,7 @@ struct RealTransformView {
   const float* split_re;
   const float* split_im;
 
-  bool IsHalfLength() const { return inner.length < fft_n; }
+  constexpr bool IsHalfLength() const { return inner.length < fft_n; }
 };
 
 // The transform of real frames of fft_n samples: a pass over real samples (fft/real_pass.h) that leaves subsignals to
@@ -80,11 +81,11 @@ struct FrameTransformView {
   const unsigned* bin;
   const float* sign;
 
-  bool HasRealPass() const { return subsignal_n > 0; }
+  constexpr bool HasRealPass() const { return subsignal_n > 0; }
   // From a bin of the real subsignal, or without a real pass of the frame, to the next, in bins of the frame.
-  std::size_t BinStep() const { return HasRealPass() ? subsignal_n : 1; }
+  constexpr std::size_t BinStep() const { return HasRealPass() ? subsignal_n : 1; }
   // Of the complex elements that a frame becomes.
-  std::size_t ElementCount() const { return BinStep() * sub_plan.inner.length; }
+  constexpr std::size_t ElementCount() const { return BinStep() * sub_plan.inner.length; }
 };
 
 }  // namespace kelvo::Fft

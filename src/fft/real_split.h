@@ -125,9 +125,6 @@ KELVO_INLINE void RealSingleBins(const RealTransformView& plan, const NaturalOut
                                                                                      });
 }
 
-// Real parts, then imaginary parts, each from a cache line on.
-constexpr std::size_t OutputStride(std::size_t length) { return (length + 15) / 16 * 16; }
-
 // Sample pairs of a contiguous real signal as complex elements.
 struct SamplePairs {
   const float* samples;

@@ -8,6 +8,7 @@
 #include <cstddef>
 
 #include "fft/complex.h"
+#include "fft/fft_kernels.h"
 #include "fft/passes.h"
 #include "fft/plan_view.h"
 #include "simd/lanes.h"
@@ -62,13 +63,6 @@ static void GatherBlocks(BatchElements<Lane> to, const float* from_re, const flo
   }
 }
 
-// Arrays of one transform lie an odd number of cache lines apart, so that those of a length that is a power of two do
-// not share the sets of a cache.
-constexpr std::size_t ArrayStride(std::size_t length) { return ((length + 15) / 16 | 1) * 16; }
-
-// Floats of scratch that TransformSingle needs.
-constexpr std::size_t TransformSingleScratch(std::size_t length) { return 8 * ArrayStride(length) + 8 * Floats::kSize; }
-
 // Takes the elements of blocks in lanes, as their last pass computes them, to the sink of the whole transform: element
 // i of the blocks from `first_block` on is an output of each, and these outputs are adjacent.
 template <class Sink>
@@ -122,7 +116,7 @@ KELVO_INLINE void RunFirstPass(const Source& source, SplitElements to, SplitElem
 
 // One transform from `source` to `sink`, which is given each output once or, with equal values, twice:
 // sink.Store<Lane>(k, x) with outputs k, k + 1, ... in the lanes of x. The source has been read to its end before the
-// sink is called.
+// sink is called. `scratch` holds TransformScratchSize(plan) floats.
 template <class Source, class Sink>
 static void TransformSingle(const TransformView& plan, const Source& source, const Sink& sink, float* scratch) {
   using One = Lanes<float, 1>;
@@ -130,8 +124,7 @@ static void TransformSingle(const TransformView& plan, const Source& source, con
   const std::size_t stride = ArrayStride(length);
   SplitElements elements{scratch, scratch + stride};
   SplitElements spare{scratch + 2 * stride, scratch + 3 * stride};
-  float* const block_memory = scratch + 4 * stride;
-  float* const pass_scratch = scratch + 6 * stride;
+  float* const pass_scratch = scratch + 4 * stride;
 
   const TransposeStep step = plan.transpose_steps[LaneCountIndex(Floats::kSize)];
   if (step.pass_n == 0) {
@@ -172,7 +165,8 @@ static void TransformSingle(const TransformView& plan, const Source& source, con
             RunPasses<Single, One>(lone, plan, step.pass_n, plan.pass_n, block, pass_scratch);
             for (std::size_t i = 0; i < block; ++i) outputs.Store(i, lone.template Load<One>(i));
           } else {
-            const auto lanes = BatchAt<Lane>(block_memory);
+            // As many blocks as there are lanes have at most the elements of the whole.
+            const auto lanes = BatchAt<Lane>(spare.re);
             GatherBlocks<Lane>(lanes, elements.re, elements.im, plan.position + b, block);
             for (std::size_t i = step.pass_n; i < last; ++i) {
               RunAnyPass<Batch, Lane>(lanes, lanes, plan.passes[i], block, pass_scratch);

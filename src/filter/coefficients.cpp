@@ -4,28 +4,28 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "base/buffers.h"
 #include "filter/checks.h"
 
 namespace kelvo::Filter {
 
 NormalizedCoefficients::NormalizedCoefficients(std::span<const float> n_coef, std::span<const float> d_coef,
-                                               std::size_t slack)
+                                               Base::CallScratch& scratch, std::size_t slack)
     : length_(FilterLength(n_coef, d_coef)) {
   CheckCoefficients(n_coef.size(), d_coef.size());
-  values_ = Base::MakeZeroBuffer<double>(2 * (std::uint64_t{length_} + slack));
+  const auto values = scratch.TakeZeros<double>(2 * (std::uint64_t{length_} + slack));
+  values_ = values;
   const auto divisor = static_cast<double>(d_coef[0]);
-  const auto a = values_.begin() + static_cast<std::ptrdiff_t>(length_ + slack);
+  const std::span<double> a = values.subspan(length_ + slack);
   // Quotients, not products with a reciprocal: each coefficient is rounded once.
-  for (std::size_t k = 0; k < n_coef.size(); ++k) values_[k] = static_cast<double>(n_coef[k]) / divisor;
-  for (std::size_t k = 0; k < d_coef.size(); ++k)
-    a[static_cast<std::ptrdiff_t>(k)] = static_cast<double>(d_coef[k]) / divisor;
+  for (std::size_t k = 0; k < n_coef.size(); ++k) values[k] = static_cast<double>(n_coef[k]) / divisor;
+  for (std::size_t k = 0; k < d_coef.size(); ++k) a[k] = static_cast<double>(d_coef[k]) / divisor;
 }
 
 // Once settled, each state value is what the recurrence makes of the next one: z[k-1] = b[k] + z[k] - a[k] y, with the
 // constant output y = b[0] + z[0]. Adding these equations for all k gives z[0]; adding the first k of them gives z[k].
 template <class Result>
-void LinerFilterZi(std::span<Result> dst, std::span<const float> n_coef, std::span<const float> d_coef) {
+void LinerFilterZi(std::span<Result> dst, std::span<const float> n_coef, std::span<const float> d_coef,
+                   Base::CallScratch& scratch) {
   if (dst.empty()) return;
   CheckCoefficients(n_coef.size(), d_coef.size());
   const std::size_t length = FilterLength(n_coef, d_coef);
@@ -33,7 +33,8 @@ void LinerFilterZi(std::span<Result> dst, std::span<const float> n_coef, std::sp
     std::fill(dst.begin(), dst.end(), Result{0});
     return;
   }
-  const NormalizedCoefficients coefficients(n_coef, d_coef);
+  const Base::CallScratch::Section section(scratch);
+  const NormalizedCoefficients coefficients(n_coef, d_coef, scratch);
   const double* const b = coefficients.Numerator();
   const double* const a = coefficients.Denominator();
 
@@ -56,7 +57,7 @@ void LinerFilterZi(std::span<Result> dst, std::span<const float> n_coef, std::sp
   std::fill(dst.begin() + static_cast<std::ptrdiff_t>(state_n), dst.end(), Result{0});
 }
 
-template void LinerFilterZi(std::span<float>, std::span<const float>, std::span<const float>);
-template void LinerFilterZi(std::span<double>, std::span<const float>, std::span<const float>);
+template void LinerFilterZi(std::span<float>, std::span<const float>, std::span<const float>, Base::CallScratch&);
+template void LinerFilterZi(std::span<double>, std::span<const float>, std::span<const float>, Base::CallScratch&);
 
 }  // namespace kelvo::Filter

@@ -3,16 +3,18 @@
 
 #include <cstddef>
 #include <span>
-#include <vector>
+
+#include "base/call_scratch.h"
 
 namespace kelvo::Filter {
 
 // b and a divided by a[0], in double precision, the shorter list padded with zeros to the length of the longer one.
 class NormalizedCoefficients {
  public:
-  // `slack` zeros follow each list, so that vectors may be loaded across its end. Fails with
+  // In scratch memory. `slack` zeros follow each list, so that vectors may be loaded across its end. Fails with
   // KelvoInvalidArgument where a list is empty. An a[0] of zero is no error: it gives infinities and NaN.
-  NormalizedCoefficients(std::span<const float> n_coef, std::span<const float> d_coef, std::size_t slack = 0);
+  NormalizedCoefficients(std::span<const float> n_coef, std::span<const float> d_coef, Base::CallScratch& scratch,
+                         std::size_t slack = 0);
 
   std::size_t Length() const { return length_; }
   const double* Numerator() const { return values_.data(); }
@@ -20,7 +22,7 @@ class NormalizedCoefficients {
 
  private:
   std::size_t length_;
-  std::vector<double> values_;
+  std::span<const double> values_;
 };
 
 inline std::size_t FilterLength(std::span<const float> n_coef, std::span<const float> d_coef) {
@@ -31,6 +33,7 @@ inline std::size_t FilterLength(std::span<const float> n_coef, std::span<const f
 // signal's first sample. dst receives the state, then zeros; a shorter dst receives its beginning. Result is float or
 // double. Fails with KelvoInvalidArgument where a coefficient list is empty.
 template <class Result>
-void LinerFilterZi(std::span<Result> dst, std::span<const float> n_coef, std::span<const float> d_coef);
+void LinerFilterZi(std::span<Result> dst, std::span<const float> n_coef, std::span<const float> d_coef,
+                   Base::CallScratch& scratch);
 
 }  // namespace kelvo::Filter

@@ -28,9 +28,10 @@ int kelvoAudioLinerFilter(float* dst, const float* src, const float* n_coef, con
                           int src_n, int n_coef_n, int d_coef_n, int zi_n) {
   return Api::RunExport({dst, src, n_coef, d_coef}, [&] {
     Filter::CheckLinerFilter(dst_n, src_n, n_coef_n, d_coef_n);
+    Base::CallScratch scratch;
     Filter::LinerFilterCore<float, float, float>(MakeSpan(dst, dst_n), MakeSpan(src, src_n), MakeSpan(n_coef, n_coef_n),
                                                  MakeSpan(d_coef, d_coef_n), MakeSpan(zi, zi_n), false,
-                                                 LevelFor(d_coef_n));
+                                                 LevelFor(d_coef_n), scratch);
   });
 }
 
@@ -38,7 +39,8 @@ int kelvoAudioGetLinerFilterZiCoef(float* dst, const float* n_coef, const float*
                                    int d_coef_n) {
   return Api::RunExport({dst, n_coef, d_coef}, [&] {
     Filter::CheckZiCoef(dst_n, n_coef_n, d_coef_n);
-    Filter::LinerFilterZi<float>(MakeSpan(dst, dst_n), MakeSpan(n_coef, n_coef_n), MakeSpan(d_coef, d_coef_n));
+    Base::CallScratch scratch;
+    Filter::LinerFilterZi<float>(MakeSpan(dst, dst_n), MakeSpan(n_coef, n_coef_n), MakeSpan(d_coef, d_coef_n), scratch);
   });
 }
 

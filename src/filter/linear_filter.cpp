@@ -5,9 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
-#include <vector>
 
-#include "base/buffers.h"
 #include "filter/coefficients.h"
 #include "filter/filter_kernels.h"
 #include "filter/segmented_filter.h"
@@ -34,15 +32,29 @@ bool HasFeedback(const NormalizedCoefficients& coefficients) {
                      [](double value) { return __builtin_bit_cast(std::uint64_t, value) != 0; });
 }
 
-// Long enough to outweigh the state at a block's end, which costs as much as some filter lengths of samples.
-std::size_t ChooseFirBlock(std::size_t length) { return std::max<std::size_t>(4096, 8 * length); }
+// Doubles of scratch memory of a filter without feedback.
+constexpr std::size_t FirScratchSize(std::size_t length, std::size_t block_n) {
+  return 3 * (length - 1) + 2 * block_n + 3 * kFilterSlack;
+}
+
+// Samples in a block, given the doubles that the stack has left. Blocks are to outweigh the state at their ends, which
+// costs as much as some filter lengths of samples; but a short signal is rather cut than taken to the heap.
+std::size_t ChooseFirBlock(std::size_t length, std::size_t count, std::size_t stack_left) {
+  constexpr std::size_t kMostParts = 4;
+  const std::size_t whole = std::min(std::max<std::size_t>(4096, 8 * length), count);
+  const std::size_t part = (whole + kMostParts - 1) / kMostParts;
+  if (whole < count || part < length || FirScratchSize(length, part) > stack_left) return whole;
+  return std::min(whole, (stack_left - FirScratchSize(length, 0)) / 2);
+}
 
 }  // namespace
 
 template <class Output, class Input, class State>
 void LinerFilterCore(std::span<Output> dst, std::span<const Input> src, std::span<const float> n_coef,
-                     std::span<const float> d_coef, std::span<State> zi, bool reverse, Simd::Level level) {
-  const NormalizedCoefficients coefficients(n_coef, d_coef, kFilterSlack);
+                     std::span<const float> d_coef, std::span<State> zi, bool reverse, Simd::Level level,
+                     Base::CallScratch& scratch) {
+  const Base::CallScratch::Section section(scratch);
+  const NormalizedCoefficients coefficients(n_coef, d_coef, scratch, kFilterSlack);
   const std::size_t length = coefficients.Length();
   const std::size_t count = std::min(dst.size(), src.size());
   if (length == 1) {
@@ -54,25 +66,25 @@ void LinerFilterCore(std::span<Output> dst, std::span<const Input> src, std::spa
 
   const std::size_t state_n = length - 1;
   const bool keeps_state = zi.size() >= state_n;
-  std::vector<double> state(state_n + kFilterSlack, -0.0);
+  const auto state = scratch.Take<double>(state_n + kFilterSlack);
   if (keeps_state) {
     std::copy_n(zi.begin(), state_n, state.begin());
   } else {
     std::fill_n(state.begin(), state_n, 0.0);
   }
+  std::fill_n(state.begin() + static_cast<std::ptrdiff_t>(state_n), kFilterSlack, -0.0);
 
   const std::ptrdiff_t first = reverse ? static_cast<std::ptrdiff_t>(count) - 1 : 0;
   const FilterSignal<Output, Input> signal{dst.data() + first, src.data() + first, reverse ? -1 : 1, count};
   const FilterTables filter{length, coefficients.Numerator(), coefficients.Denominator(), state.data()};
   const auto& forms = FormsOf<Output, Input, State>(Simd::KernelsFor<FilterKernels>(level));
   if (HasFeedback(coefficients) || count < 4 * length) {
-    const std::size_t done = FilterInSegments(signal, filter, forms);
+    const std::size_t done = FilterInSegments(signal, filter, forms, scratch);
     const std::ptrdiff_t offset = static_cast<std::ptrdiff_t>(done) * signal.step;
     forms.recursive({signal.dst + offset, signal.src + offset, signal.step, count - done}, filter);
   } else {
-    const std::size_t block_n = std::min(ChooseFirBlock(length), count);
-    std::vector<double> storage = Base::MakeZeroBuffer<double>(2 * (state_n + block_n) + state_n + 3 * kFilterSlack);
-    double* const input = storage.data();
+    const std::size_t block_n = ChooseFirBlock(length, count, scratch.StackLeft() / sizeof(double));
+    double* const input = scratch.TakeZeros<double>(FirScratchSize(length, block_n)).data();
     double* const output = input + state_n + block_n + kFilterSlack;
     forms.feed_forward(signal, filter, {input, output, output + block_n + kFilterSlack, block_n});
   }
@@ -83,10 +95,10 @@ void LinerFilterCore(std::span<Output> dst, std::span<const Input> src, std::spa
 }
 
 template void LinerFilterCore(std::span<float>, std::span<const float>, std::span<const float>, std::span<const float>,
-                              std::span<float>, bool, Simd::Level);
+                              std::span<float>, bool, Simd::Level, Base::CallScratch&);
 template void LinerFilterCore(std::span<double>, std::span<const float>, std::span<const float>, std::span<const float>,
-                              std::span<double>, bool, Simd::Level);
+                              std::span<double>, bool, Simd::Level, Base::CallScratch&);
 template void LinerFilterCore(std::span<float>, std::span<const double>, std::span<const float>, std::span<const float>,
-                              std::span<double>, bool, Simd::Level);
+                              std::span<double>, bool, Simd::Level, Base::CallScratch&);
 
 }  // namespace kelvo::Filter

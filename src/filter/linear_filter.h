@@ -3,6 +3,7 @@
 
 #include <span>
 
+#include "base/call_scratch.h"
 #include "simd/level.h"
 
 namespace kelvo::Filter {
@@ -18,6 +19,7 @@ namespace kelvo::Filter {
 // <Output, Input, State> is <float, float, float>, <double, float, double> or <float, double, double>.
 template <class Output, class Input, class State>
 void LinerFilterCore(std::span<Output> dst, std::span<const Input> src, std::span<const float> n_coef,
-                     std::span<const float> d_coef, std::span<State> zi, bool reverse, Simd::Level level);
+                     std::span<const float> d_coef, std::span<State> zi, bool reverse, Simd::Level level,
+                     Base::CallScratch& scratch);
 
 }  // namespace kelvo::Filter

@@ -10,7 +10,7 @@
 #include <numeric>
 #include <vector>
 
-#include "base/buffers.h"
+#include "base/call_scratch.h"
 #include "base/extension.h"
 #include "base/int_math.h"
 #include "math/bits.h"
@@ -84,7 +84,8 @@ Segments ChooseSegments(const ResampleFilter& filter, std::size_t output_n) {
 
 class SegmentedResampler {
  public:
-  SegmentedResampler(const ResampleFilter& filter, std::span<const float> src, std::size_t output_n, Simd::Level level)
+  SegmentedResampler(const ResampleFilter& filter, std::span<const float> src, std::size_t output_n, Simd::Level level,
+                     Base::CallScratch& scratch)
       : filter_(filter),
         kernels_(Simd::KernelsFor<ResampleKernels>(level)),
         src_(src),
@@ -95,12 +96,15 @@ class SegmentedResampler {
     const std::size_t most_inputs = filter.down / filter.up < kLargeStep ? kBlockInputN : kLongBlockInputN;
     const auto apart = static_cast<std::int64_t>(most_inputs - kTapN - 1) * filter.up / filter.down;
     block_output_n_ = std::min({static_cast<std::size_t>(apart) + 1, kBlockOutputN, segments_.output_n});
-    block_input_n_ = static_cast<std::size_t>(static_cast<std::int64_t>(block_output_n_ - 1) * filter.down / filter.up +
-                                              1 + static_cast<std::int64_t>(kTapN));
-    const std::size_t row_n = segments_.segment_n;
-    edges_ = Base::ScratchBuffer(row_n * block_input_n_);
-    interleaved_ = Base::ScratchArray<double>(row_n * block_input_n_);
-    output_ = Base::ScratchBuffer(row_n * block_output_n_);
+    // A short signal is rather cut in two blocks than taken to the heap.
+    const std::size_t half_n = (segments_.output_n + 1) / 2;
+    if (block_output_n_ == segments_.output_n && ScratchBytes(block_output_n_) > scratch.StackLeft() &&
+        ScratchBytes(half_n) <= scratch.StackLeft()) {
+      block_output_n_ = half_n;
+    }
+    block_input_n_ = InputCount(block_output_n_);
+    interleaved_ = scratch.Take<double>(segments_.segment_n * block_input_n_).data();
+    edges_ = scratch.Take<float>(EdgeAndOutputCount(block_output_n_)).data();
   }
 
   // dst is as long as the conversion.
@@ -111,6 +115,32 @@ class SegmentedResampler {
   }
 
  private:
+  // Inputs of `output_n` outputs, at most.
+  std::size_t InputCount(std::size_t output_n) const {
+    return static_cast<std::size_t>(static_cast<std::int64_t>(output_n - 1) * filter_.down / filter_.up + 1) + kTapN;
+  }
+
+  // Floats that hold the inputs cut out at the ends of the signal, and after they have been interleaved the outputs.
+  std::size_t EdgeAndOutputCount(std::size_t output_n) const {
+    const auto input_n = static_cast<std::int64_t>(InputCount(output_n));
+    // Segments whose inputs begin before the signal are most in the first block, those whose inputs end after it in the
+    // last one.
+    const auto reach = static_cast<std::int64_t>(kTapReach);
+    const std::int64_t last = PositionOf(filter_, segments_.output_n - 1) - reach + input_n;
+    const std::int64_t before_n = (reach + segments_.input_n - 1) / segments_.input_n;
+    const std::int64_t inside_n =
+        std::max<std::int64_t>(static_cast<std::int64_t>(src_.size()) - last + segments_.input_n, 0) /
+        segments_.input_n;
+    const auto segment_n = static_cast<std::int64_t>(segments_.segment_n);
+    const std::int64_t edge_n = std::min(before_n + std::max<std::int64_t>(segment_n - inside_n, 0), segment_n);
+    return std::max(static_cast<std::size_t>(edge_n * input_n), segments_.segment_n * output_n);
+  }
+
+  std::size_t ScratchBytes(std::size_t output_n) const {
+    return segments_.segment_n * InputCount(output_n) * sizeof(double) + EdgeAndOutputCount(output_n) * sizeof(float) +
+           Base::CallScratch::kLineBytes;
+  }
+
   // Outputs `first` to `first + count` of each segment.
   void RunBlock(float* dst, std::size_t first, std::size_t count) {
     const std::int64_t position = PositionOf(filter_, first);
@@ -118,30 +148,34 @@ class SegmentedResampler {
     std::array<const float*, kMaxSegmentN> inputs;
     std::array<float*, kMaxSegmentN> outputs;
     std::array<std::size_t, kMaxSegmentN> counts;
+    float* edge = edges_;
     for (std::size_t s = 0; s < segments_.segment_n; ++s) {
       const std::size_t begin = std::min(s * segments_.output_n + first, output_n_);
       counts[s] = std::min(count, output_n_ - begin);
       outputs[s] = dst + begin;
       // An empty segment computes along with the first one.
-      inputs[s] = counts[s] == 0 ? inputs[0] : CutInput(s, position, input_n);
+      inputs[s] = counts[s] == 0 ? inputs[0] : CutInput(s, position, input_n, edge);
     }
-    kernels_.interleave(interleaved_.Data(), inputs.data(), segments_.segment_n, input_n);
+    kernels_.interleave(interleaved_, inputs.data(), segments_.segment_n, input_n);
     const auto up = static_cast<std::size_t>(filter_.up);
-    kernels_.filter(output_.Data(), interleaved_.Data(), segments_.segment_n, count,
+    float* const output = edges_;
+    kernels_.filter(output, interleaved_, segments_.segment_n, count,
                     {filter_.taps.data(), filter_.phase.data(), filter_.step.data(), up, first % up});
-    kernels_.deinterleave(outputs.data(), counts.data(), output_.Data(), segments_.segment_n);
+    kernels_.deinterleave(outputs.data(), counts.data(), output, segments_.segment_n);
   }
 
-  // `count` samples of the signal around `position` of segment s, zeros beyond its ends.
-  const float* CutInput(std::size_t s, std::int64_t position, std::size_t count) {
+  // `count` samples of the signal around `position` of segment s, zeros beyond its ends: then they are put at `edge`,
+  // which moves on.
+  const float* CutInput(std::size_t s, std::int64_t position, std::size_t count, float*& edge) {
     const auto begin =
         static_cast<std::int64_t>(s) * segments_.input_n + position - static_cast<std::int64_t>(kTapReach);
     const auto src_n = static_cast<std::int64_t>(src_.size());
     const auto end = begin + static_cast<std::int64_t>(count);
     if (begin >= 0 && end <= src_n) return src_.data() + begin;
-    float* const edge = edges_.Data() + s * block_input_n_;
-    Base::ExtractFrameZero({edge, count}, src_, begin, 0);
-    return edge;
+    float* const cut = edge;
+    Base::ExtractFrameZero({cut, count}, src_, begin, 0);
+    edge += count;
+    return cut;
   }
 
   const ResampleFilter& filter_;
@@ -151,9 +185,8 @@ class SegmentedResampler {
   Segments segments_;
   std::size_t block_output_n_;
   std::size_t block_input_n_;  // at most
-  Base::ScratchBuffer edges_;
-  Base::ScratchArray<double> interleaved_;
-  Base::ScratchBuffer output_;
+  double* interleaved_;
+  float* edges_;
 };
 
 bool Overlap(std::span<const float> a, std::span<const float> b) {
@@ -218,10 +251,15 @@ void Resample(std::span<float> dst, std::span<const float> src, int dst_sample_r
   std::size_t output_n = 0;
   if (src.size() > 1) {
     // An output may be written before another segment reads its inputs, so these must lie elsewhere.
-    std::vector<float> copy;
-    if (Overlap(dst, src)) copy.assign(src.begin(), src.end());
+    Base::CallScratch scratch;
+    std::span<const float> samples = src;
+    if (Overlap(dst, src)) {
+      const auto copy = scratch.Take<float>(src.size());
+      std::copy(src.begin(), src.end(), copy.begin());
+      samples = copy;
+    }
     output_n = CountOutputs(filter, src.size(), std::min(length, dst.size()));
-    SegmentedResampler(filter, copy.empty() ? src : copy, output_n, level).Run(dst.data());
+    SegmentedResampler(filter, samples, output_n, level, scratch).Run(dst.data());
   }
   std::fill(dst.begin() + static_cast<std::ptrdiff_t>(output_n), dst.end(), 0.0f);
 }

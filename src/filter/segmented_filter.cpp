@@ -3,9 +3,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <span>
 #include <vector>
-
-#include "base/buffers.h"
 
 namespace kelvo::Filter {
 namespace {
@@ -52,13 +51,13 @@ template <class Output, class Input>
 class SegmentedFilter {
  public:
   SegmentedFilter(const FilterSignal<Output, Input>& signal, const FilterTables& filter,
-                  const FilterForms<Output, Input>& forms)
+                  const FilterForms<Output, Input>& forms, Base::CallScratch& scratch)
       : signal_(signal),
         filter_(filter),
         forms_(forms),
         is_in_place_(static_cast<const void*>(signal.dst) == signal.src),
         state_n_(filter.length - 1),
-        states_((kCheckN + 1) * state_n_ * kSegmentN) {}
+        states_(scratch.Take<double>((kCheckN + 1) * state_n_ * kSegmentN)) {}
 
   // Measures with up to `measured_n` samples.
   std::size_t Run(std::size_t measured_n) {
@@ -90,7 +89,7 @@ class SegmentedFilter {
 
  private:
   std::ptrdiff_t At(std::size_t i) const { return static_cast<std::ptrdiff_t>(i) * signal_.step; }
-  double* StatesAt(std::size_t check) { return states_.Data() + check * state_n_ * kSegmentN; }
+  double* StatesAt(std::size_t check) { return states_.data() + check * state_n_ * kSegmentN; }
 
   // The segments from dst and src on, each through `count` samples.
   void FilterSegments(Output* dst, const Input* src, std::ptrdiff_t apart, std::size_t count, double* states) const {
@@ -166,7 +165,7 @@ class SegmentedFilter {
   const FilterForms<Output, Input>& forms_;
   bool is_in_place_;
   std::size_t state_n_;
-  Base::ScratchArray<double> states_;  // those of all segments at each check, and at the end
+  std::span<double> states_;  // those of all segments at each check, and at the end
   std::vector<Input> inputs_;
 };
 
@@ -174,17 +173,17 @@ class SegmentedFilter {
 
 template <class Output, class Input>
 std::size_t FilterInSegments(const FilterSignal<Output, Input>& signal, const FilterTables& filter,
-                             const FilterForms<Output, Input>& forms) {
+                             const FilterForms<Output, Input>& forms, Base::CallScratch& scratch) {
   const std::size_t measured_n = ChooseMeasured(signal.count, filter.length);
   if (measured_n < kMinMeasured) return 0;
-  return SegmentedFilter<Output, Input>(signal, filter, forms).Run(measured_n);
+  return SegmentedFilter<Output, Input>(signal, filter, forms, scratch).Run(measured_n);
 }
 
 template std::size_t FilterInSegments(const FilterSignal<float, float>&, const FilterTables&,
-                                      const FilterForms<float, float>&);
+                                      const FilterForms<float, float>&, Base::CallScratch&);
 template std::size_t FilterInSegments(const FilterSignal<double, float>&, const FilterTables&,
-                                      const FilterForms<double, float>&);
+                                      const FilterForms<double, float>&, Base::CallScratch&);
 template std::size_t FilterInSegments(const FilterSignal<float, double>&, const FilterTables&,
-                                      const FilterForms<float, double>&);
+                                      const FilterForms<float, double>&, Base::CallScratch&);
 
 }  // namespace kelvo::Filter

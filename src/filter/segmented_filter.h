@@ -3,6 +3,7 @@
 
 #include <cstddef>
 
+#include "base/call_scratch.h"
 #include "filter/filter_kernels.h"
 
 namespace kelvo::Filter {
@@ -15,6 +16,6 @@ namespace kelvo::Filter {
 // is wrong the segment is filtered again. Filters that take long to settle are left alone.
 template <class Output, class Input>
 std::size_t FilterInSegments(const FilterSignal<Output, Input>& signal, const FilterTables& filter,
-                             const FilterForms<Output, Input>& forms);
+                             const FilterForms<Output, Input>& forms, Base::CallScratch& scratch);
 
 }  // namespace kelvo::Filter

@@ -5,12 +5,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
-#include <memory>
 #include <stdexcept>
-#include <vector>
 
 #include "api/checks.h"
-#include "base/buffers.h"
+#include "base/call_scratch.h"
 #include "base/extension.h"
 #include "filter/coefficients.h"
 #include "filter/linear_filter.h"
@@ -18,23 +16,19 @@
 namespace kelvo::Filter {
 namespace {
 
-// `count` samples from position `start` on of the signal with pad_len samples in front of it.
-std::vector<float> ExtractPadding(std::span<const float> src, std::int64_t start, std::size_t count, int pad_type,
-                                  int pad_len) {
-  std::vector<float> padding = Base::MakeZeroBuffer(count);
+// The samples from position `start` on of the signal with pad_len samples in front of it.
+void ExtractPadding(std::span<float> padding, std::span<const float> src, std::int64_t start, int pad_type,
+                    int pad_len) {
   switch (static_cast<FilterPadType>(pad_type)) {
-    case FilterPadType::Odd: Base::ExtractFrameOdd(padding, src, start, pad_len); break;
-    case FilterPadType::Even: Base::ExtractFrameReflect(padding, src, start, pad_len); break;
-    case FilterPadType::Constant: Base::ExtractFrameEdge(padding, src, start, pad_len); break;
+    case FilterPadType::Odd: return Base::ExtractFrameOdd(padding, src, start, pad_len);
+    case FilterPadType::Even: return Base::ExtractFrameReflect(padding, src, start, pad_len);
+    case FilterPadType::Constant: return Base::ExtractFrameEdge(padding, src, start, pad_len);
     default: Api::FailIf(true, "Invalid pad_type.");
   }
-  return padding;
 }
 
-std::vector<double> ScaleState(const std::vector<double>& settled, double scale) {
-  std::vector<double> state(settled.size());
+void ScaleState(std::span<double> state, std::span<const double> settled, double scale) {
   std::transform(settled.begin(), settled.end(), state.begin(), [&](double value) { return scale * value; });
-  return state;
 }
 
 }  // namespace
@@ -46,35 +40,38 @@ void FilterFilterCore(std::span<float> dst, std::span<const float> src, std::spa
   if (std::uint64_t{src.size()} + 2 * std::uint64_t{pad_n} > std::numeric_limits<int>::max()) {
     throw std::length_error("extended signal too long");
   }
-  std::vector<float> front, back;
-  if (is_padded) {
-    front = ExtractPadding(src, 0, pad_n, pad_type, pad_len);
-    back = ExtractPadding(src, static_cast<std::int64_t>(src.size() + pad_n), pad_n, pad_type, pad_len);
-  }
-
+  Base::CallScratch scratch;
   const std::size_t length = FilterLength(n_coef, d_coef);
-  std::vector<double> settled = Base::MakeZeroBuffer<double>(length > 1 ? length - 1 : 0);
-  LinerFilterZi<double>(settled, n_coef, d_coef);
+  const auto settled = scratch.TakeZeros<double>(length > 1 ? length - 1 : 0);
+  LinerFilterZi<double>(settled, n_coef, d_coef, scratch);
+  const auto state = scratch.Take<double>(settled.size());
 
-  // Not initialised: the forward pass writes all of it.
   const std::size_t extended_n = src.size() + 2 * pad_n;
-  const auto storage = std::unique_ptr<double[]>(new double[extended_n]);
-  const std::span<double> filtered(storage.get(), extended_n);
-  std::vector<double> state = ScaleState(settled, static_cast<double>(is_padded ? front[0] : src[0]));
-  std::size_t begin = 0;
-  for (const std::span<const float> part : {std::span<const float>(front), src, std::span<const float>(back)}) {
-    const std::span<double> target = filtered.subspan(begin, part.size());
-    LinerFilterCore<double, float, double>(target, part, n_coef, d_coef, state, false, level);
-    begin += part.size();
+  const auto filtered = scratch.Take<double>(extended_n);
+  // One padding after the other, and at the end the outputs of the last samples that nobody wants.
+  const std::size_t wanted_n = std::min(extended_n - pad_n, dst.size());
+  const std::size_t unwanted_n = extended_n - pad_n - wanted_n;
+  const auto spare = scratch.Take<float>(std::max(pad_n, unwanted_n));
+  const auto filter_forward = [&](std::size_t begin, std::span<const float> part) {
+    LinerFilterCore<double, float, double>(filtered.subspan(begin, part.size()), part, n_coef, d_coef, state, false,
+                                           level, scratch);
+  };
+  const std::span<float> padding = spare.first(pad_n);
+  if (is_padded) ExtractPadding(padding, src, 0, pad_type, pad_len);
+  ScaleState(state, settled, static_cast<double>(is_padded ? padding[0] : src[0]));
+  if (is_padded) filter_forward(0, padding);
+  filter_forward(pad_n, src);
+  if (is_padded) {
+    ExtractPadding(padding, src, static_cast<std::int64_t>(src.size() + pad_n), pad_type, pad_len);
+    filter_forward(pad_n + src.size(), padding);
   }
-  state = ScaleState(settled, filtered.back());
+  ScaleState(state, settled, filtered.back());
 
   // The recurrence passes the padding at the end before it comes to what is wanted.
   const std::span<double> wanted = filtered.subspan(pad_n);
-  const std::size_t wanted_n = std::min(wanted.size(), dst.size());
-  std::vector<float> unwanted = Base::MakeZeroBuffer(wanted.size() - wanted_n);
-  LinerFilterCore<float, double, double>(unwanted, wanted.subspan(wanted_n), n_coef, d_coef, state, true, level);
-  LinerFilterCore<float, double, double>(dst, wanted.first(wanted_n), n_coef, d_coef, state, true, level);
+  LinerFilterCore<float, double, double>(spare.first(unwanted_n), wanted.subspan(wanted_n), n_coef, d_coef, state, true,
+                                         level, scratch);
+  LinerFilterCore<float, double, double>(dst, wanted.first(wanted_n), n_coef, d_coef, state, true, level, scratch);
 }
 
 }  // namespace kelvo::Filter

@@ -130,18 +130,18 @@ void BuildMelFilterBank(MelFilterBank& bank, const MelFilterBankKey& key) {
       for (float& weight : row) weight *= equal_area;
     }
   }
-  bank.bands = FindBands(bank.weights, static_cast<std::size_t>(key.freq_n));
+  bank.bands.resize(static_cast<std::size_t>(key.mel_n));
+  FindBands(bank.bands, bank.weights);
   bank.overlap_by_pairs = OverlapByPairs(bank.bands);
 }
 
-std::vector<Band> FindBands(std::span<const float> weights, std::size_t freq_n) {
-  std::vector<Band> bands(weights.size() / freq_n);
+void FindBands(std::span<Band> bands, std::span<const float> weights) {
+  const std::size_t freq_n = weights.size() / bands.size();
   for (std::size_t m = 0; m < bands.size(); ++m) {
     const std::span row = weights.subspan(m * freq_n, freq_n);
     const std::size_t first = SkipZeros(row);
-    if (first < freq_n) bands[m] = {first, SkipZerosBackward(row)};
+    bands[m] = first < freq_n ? Band{first, SkipZerosBackward(row)} : Band{0, 0};
   }
-  return bands;
 }
 
 bool OverlapByPairs(std::span<const Band> bands) {

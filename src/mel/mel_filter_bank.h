@@ -54,8 +54,8 @@ struct MelFilterBank {
 // Fills a bank, whatever it held before. The key is valid: 1 <= mel_n < freq_n.
 void BuildMelFilterBank(MelFilterBank& bank, const MelFilterBankKey& key);
 
-// The bands of weights [mel_n x freq_n].
-std::vector<Band> FindBands(std::span<const float> weights, std::size_t freq_n);
+// The bands [mel_n] of weights [mel_n x freq_n].
+void FindBands(std::span<Band> bands, std::span<const float> weights);
 // Whether no bin is in more than two bands, which then are adjacent.
 bool OverlapByPairs(std::span<const Band> bands);
 

@@ -13,8 +13,9 @@ void ComputeMelSpectrogram(float* dst, std::span<const float> src, const MelSett
   const std::size_t frame_n = Stft::CountFrames(settings.short_time);
   if (frame_n == 0) return;
   // Powers even where power is 0: every bin is then 1, and a band the sum of its weights.
+  Base::CallScratch scratch;
   Stft::ShortTimeTransform transform(settings.short_time, frame_n, Stft::ShortTimeTransform::Output::Power,
-                                     settings.power, level);
+                                     settings.power, level, scratch);
   const MelFilterBank& bank = MelFilterBankCache::Get().GetFilterBank(settings.BankKey());
   const MelKernels& kernels = Simd::KernelsFor<MelKernels>(level);
   transform.ForEachBlock(src, [&](std::size_t first, std::size_t count, const Stft::BinBlock& bins) {
@@ -27,7 +28,9 @@ void MultiplyFilterBank(float* dst, const float* src, const float* fb_matrix, in
                         Simd::Level level) {
   const auto bins = static_cast<std::size_t>(freq_n);
   const auto frames = static_cast<std::size_t>(frame_n);
-  const std::vector<Band> bands = FindBands({fb_matrix, static_cast<std::size_t>(mel_n) * bins}, bins);
+  Base::CallScratch scratch;
+  const std::span<Band> bands = scratch.Take<Band>(static_cast<std::uint64_t>(mel_n));
+  FindBands(bands, {fb_matrix, bands.size() * bins});
   const MelKernels& kernels = Simd::KernelsFor<MelKernels>(level);
   kernels.multiply({dst, frames, src, frames, kernels.lane_n, fb_matrix, bands.data(), OverlapByPairs(bands),
                     bands.size(), bins, frames});

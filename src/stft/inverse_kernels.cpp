@@ -280,18 +280,33 @@ void MergeFrame(const RealTransformView& plan, const SplitElements& bins, const 
       });
 }
 
+// to[2 i] = first[i], to[2 i + 1] = second[i]
+void PairUp(float* to, const float* first, const float* second, std::size_t count) {
+  std::size_t i = 0;
+  for (; i + Floats::kSize <= count; i += Floats::kSize) {
+    const auto pairs = Interleave(Floats::Load(first + i), Floats::Load(second + i));
+    pairs.first.Store(to + 2 * i);
+    pairs.second.Store(to + 2 * i + Floats::kSize);
+  }
+  for (; i < count; ++i) {
+    to[2 * i] = first[i];
+    to[2 * i + 1] = second[i];
+  }
+}
+
 void AddFrame(const SynthesisSettings& settings, const SpectrogramView& spectrogram, std::size_t frame, float* signal,
               float* work) {
   const RealTransformView& plan = settings.plan;
   const std::size_t bin_n = plan.fft_n / 2 + 1;
-  const SplitElements bins{work, work + bin_n};
+  const std::size_t stride = OutputStride(plan.inner.length);
+  const SplitElements elements{work, work + stride};
+  float* const scratch = work + 2 * stride;
+  const SplitElements bins{scratch, scratch + OutputStride(bin_n)};
   for (std::size_t k = 0; k < bin_n; ++k) {
     const float* const bin = spectrogram.data + 2 * (k * spectrogram.frame_n + frame);
     bins.re[k] = bin[0];
     bins.im[k] = bin[1];
   }
-  const std::size_t length = plan.inner.length;
-  const SplitElements elements{work + 2 * bin_n, work + 2 * bin_n + length};
   const bool is_half_length = plan.IsHalfLength();
   if (is_half_length) {
     MergeFrame<true>(plan, bins, elements);
@@ -299,11 +314,20 @@ void AddFrame(const SynthesisSettings& settings, const SpectrogramView& spectrog
     MergeFrame<false>(plan, bins, elements);
   }
   KernelsAt<FftKernels, Level::KELVO_LEVEL>().transform_elements(elements.re, elements.im, elements.re, elements.im,
-                                                                 plan.inner, elements.im + length);
-  for (std::size_t i = settings.begin; i < settings.end; ++i) {
-    // Sample pairs as the parts of an element, swapped.
-    const float* const sample = is_half_length ? (i % 2 == 0 ? elements.im : elements.re) + i / 2 : elements.im + i;
-    signal[i] = signal[i] + *sample * settings.gain[i - settings.begin];
+                                                                 plan.inner, scratch);
+  const float* samples = elements.im;
+  if (is_half_length) {
+    // Sample pairs are the parts of an element, swapped.
+    PairUp(scratch, elements.im, elements.re, plan.inner.length);
+    samples = scratch;
+  }
+  samples += settings.begin;
+  signal += settings.begin;
+  for (std::size_t i = 0; i < settings.window_n; ++i) {
+    signal[i] = signal[i] + samples[i] * static_cast<float>(static_cast<double>(settings.window[i]) * settings.factor);
+  }
+  for (std::size_t i = settings.window_n; i < settings.end - settings.begin; ++i) {
+    signal[i] = signal[i] + samples[i] * 0.0f;
   }
 }
 

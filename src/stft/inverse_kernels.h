@@ -3,18 +3,24 @@
 
 #include <cstddef>
 
+#include "fft/fft_kernels.h"
 #include "fft/plan_view.h"
 #include "stft/stft_kernels.h"
 
 namespace kelvo::Stft {
 
-// How a frame is added to the signal: samples begin .. end - 1 multiplied by the gain, the others left out.
+// How a frame is added to the signal: samples begin .. end - 1 multiplied by their gains, the others left out. A gain
+// is the window's value times a factor, rounded once.
 struct SynthesisSettings {
   Fft::RealTransformView plan;
-  const float* gain;  // [end - begin]
   std::size_t begin;
   std::size_t end;
-  // Batches only. The signal is cut into columns of row_n adjacent samples, one every hop; column c begins with frame
+  const float* window;  // [window_n], where window_n may be one less than end - begin: the last gain is 0 then
+  std::size_t window_n;
+  double factor;
+  // Batches only.
+  const float* gain;  // [end - begin]
+  // The signal is cut into columns of row_n adjacent samples, one every hop; column c begins with frame
   // c. Sample i of a batch of frames lies sample_offset[i] floats from the start of its elements.
   std::size_t row_n;
   const unsigned* sample_offset;  // [fft_n]
@@ -41,7 +47,7 @@ struct InverseKernels {
   // column i / row_n, counted from the first one of the next batch. `work` holds InverseScratch(...) floats.
   void (*add_frames)(const SynthesisSettings& settings, const SpectrogramView& spectrogram, std::size_t first,
                      std::size_t count, float* carry, const ColumnTarget* targets, std::size_t target_n, float* work);
-  // Adds one frame to signal [fft_n]; the same bits as add_frames. `work` holds SingleFrameScratch(...) floats.
+  // Adds one frame to signal [fft_n]; the same bits as add_frames. `work` holds SingleInverseScratch(...) floats.
   void (*add_frame)(const SynthesisSettings& settings, const SpectrogramView& spectrogram, std::size_t frame,
                     float* signal, float* work);
   // Divides `count` floats in place, each by its own envelope unless that is too low to divide by.
@@ -49,5 +55,11 @@ struct InverseKernels {
 };
 
 constexpr std::size_t InverseScratch(std::size_t length, std::size_t lane_n) { return 6 * length * lane_n; }
+// The elements, and either the bins that they are made from or what their transform needs.
+constexpr std::size_t SingleInverseScratch(const Fft::RealTransformView& plan) {
+  const std::size_t bins_n = 2 * Fft::OutputStride(plan.fft_n / 2 + 1);
+  const std::size_t transform_n = Fft::TransformScratchSize(plan.inner);
+  return 2 * Fft::OutputStride(plan.inner.length) + (bins_n < transform_n ? transform_n : bins_n);
+}
 
 }  // namespace kelvo::Stft

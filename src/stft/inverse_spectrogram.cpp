@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "api/checks.h"
-#include "base/buffers.h"
+#include "base/call_scratch.h"
 #include "base/int_math.h"
 #include "fft/fft_plan.h"
 #include "stft/inverse_kernels.h"
@@ -24,7 +24,8 @@ constexpr std::size_t kBatches = 2;
 
 class Synthesis {
  public:
-  Synthesis(float* dst, const float* src, const InverseSettings& settings, std::size_t fft_n, Simd::Level level);
+  Synthesis(float* dst, const float* src, const InverseSettings& settings, std::size_t fft_n, Simd::Level level,
+            Base::CallScratch& scratch);
   void Run();
 
  private:
@@ -41,8 +42,7 @@ class Synthesis {
   SynthesisSettings settings_{};
   SpectrogramView spectrogram_;
   std::size_t hop_;
-  std::vector<float> window_square_;
-  std::vector<float> gain_;
+  std::span<const float> window_;
   // Positions first_ .. first_ + dst_.size() - 1 of the overlap-added signal are delivered, as far as it reaches;
   // what lies beyond is 0.
   std::span<float> dst_;
@@ -51,38 +51,32 @@ class Synthesis {
   std::size_t used_frame_n_;
 
   bool is_batched_;
-  std::size_t overlap_hops_ = 0;  // columns that a frame reaches beyond its own
-  std::vector<unsigned> sample_offset_;
-  std::vector<float> inner_envelope_;  // [rows] of a column that all the frames around it reach
-  std::vector<float> carry_;
-  std::vector<float> signal_;    // in batches the columns at the ends, else the whole signal
-  std::vector<float> envelope_;  // in batches of one column, else of the whole signal
-  Base::ScratchBuffer work_;
+  std::size_t overlap_hops_ = 0;     // columns that a frame reaches beyond its own
+  std::span<float> window_square_;   // batches only
+  std::span<float> inner_envelope_;  // [rows] of a column that all the frames around it reach
+  std::span<float> carry_;
+  std::span<float> signal_;    // in batches the columns at the ends, else the whole signal
+  std::span<float> envelope_;  // in batches of one column, else of the whole signal
+  std::span<float> work_;      // one by one: memory of the envelope, which follows once all frames are added
 };
 
 Synthesis::Synthesis(float* dst, const float* src, const InverseSettings& settings, std::size_t fft_n,
-                     Simd::Level level)
+                     Simd::Level level, Base::CallScratch& scratch)
     : stft_kernels_(Simd::KernelsFor<StftKernels>(level)),
       kernels_(Simd::KernelsFor<InverseKernels>(level)),
       spectrogram_{src, static_cast<std::size_t>(settings.frame_n)},
       hop_(static_cast<std::size_t>(settings.hop_n)) {
   settings_.plan = Fft::FftPlanCache::Get().GetInversePlan(static_cast<int>(fft_n)).real.View();
-  const std::vector<float>& window = WindowCache::Get().GetWindow(settings.win_n, settings.win_type);
+  window_ = WindowCache::Get().GetWindow(settings.win_n, settings.win_type);
 
   // The window, the division by fft_n and, for TwoOverN, the inverse of its 2 / fft_n are one factor, rounded once.
-  const double scale =
+  settings_.factor =
       settings.norm_type == static_cast<int>(SpectrumNorm::TwoOverN) ? 0.5 : 1.0 / static_cast<double>(fft_n);
-  const std::size_t margin = (fft_n - window.size()) / 2;
+  const std::size_t margin = (fft_n - window_.size()) / 2;
   settings_.begin = margin;
   settings_.end = fft_n - margin;
-  // Where the window cannot be centred exactly, the span is one sample longer, and that sample is multiplied by 0.
-  gain_ = Base::MakeZeroBuffer(settings_.end - settings_.begin);
-  window_square_ = Base::MakeZeroBuffer(window.size());
-  for (std::size_t i = 0; i < window.size(); ++i) {
-    gain_[i] = static_cast<float>(static_cast<double>(window[i]) * scale);
-    window_square_[i] = window[i] * window[i];
-  }
-  settings_.gain = gain_.data();
+  settings_.window = window_.data();
+  settings_.window_n = window_.size();
 
   const std::size_t whole_n = fft_n + (spectrogram_.frame_n - 1) * hop_;
   first_ = settings.center != static_cast<int>(CenterMode::None) ? fft_n / 2 : 0;
@@ -97,27 +91,35 @@ Synthesis::Synthesis(float* dst, const float* src, const InverseSettings& settin
   constexpr std::size_t kMostOverlap = 256;
   is_batched_ = hop_ > 0 && (fft_n - 1) / hop_ < kMostOverlap && UseBatch(used_frame_n_, length, lane_n);
   if (!is_batched_) {
-    work_ = Base::ScratchBuffer(SingleFrameScratch(length));
-    signal_ = Base::MakeZeroBuffer((used_frame_n_ - 1) * hop_ + fft_n);
-    envelope_ = Base::MakeZeroBuffer(signal_.size());
+    signal_ = scratch.TakeZeros<float>((used_frame_n_ - 1) * hop_ + fft_n);
+    work_ = scratch.Take<float>(std::max(SingleInverseScratch(settings_.plan), signal_.size()));
+    envelope_ = work_.first(signal_.size());
     return;
   }
-  work_ = Base::ScratchBuffer(InverseScratch(length, lane_n));
+  // Where the window cannot be centred exactly, the span is one sample longer, and that sample is multiplied by 0.
+  const std::span<float> gain = scratch.TakeZeros<float>(settings_.end - settings_.begin);
+  window_square_ = scratch.Take<float>(window_.size());
+  for (std::size_t i = 0; i < window_.size(); ++i) {
+    gain[i] = static_cast<float>(static_cast<double>(window_[i]) * settings_.factor);
+    window_square_[i] = window_[i] * window_[i];
+  }
+  settings_.gain = gain.data();
+  work_ = scratch.Take<float>(InverseScratch(length, lane_n));
   // With a hop beyond the frame's length no frames overlap: a column is then a whole frame.
   settings_.row_n = hop_ < fft_n ? hop_ : fft_n;
   overlap_hops_ = (fft_n - 1) / settings_.row_n;
-  sample_offset_.resize(fft_n);
+  const std::span<unsigned> sample_offset = scratch.Take<unsigned>(fft_n);
   for (std::size_t i = 0; i < fft_n; ++i) {
     // Real and imaginary parts are still swapped.
     const std::size_t element = settings_.plan.inner.position[settings_.plan.IsHalfLength() ? i / 2 : i];
     const bool is_second = settings_.plan.IsHalfLength() && i % 2 == 1;
-    sample_offset_[i] = static_cast<unsigned>((2 * element + (is_second ? 0 : 1)) * lane_n);
+    sample_offset[i] = static_cast<unsigned>((2 * element + (is_second ? 0 : 1)) * lane_n);
   }
-  settings_.sample_offset = sample_offset_.data();
-  carry_ = Base::MakeZeroBuffer((overlap_hops_ + 1) * settings_.row_n);
-  signal_ = Base::MakeZeroBuffer(kBatches * lane_n * settings_.row_n);
-  envelope_ = Base::MakeZeroBuffer(settings_.row_n);
-  inner_envelope_ = Base::MakeZeroBuffer(settings_.row_n);
+  settings_.sample_offset = sample_offset.data();
+  carry_ = scratch.TakeZeros<float>((overlap_hops_ + 1) * settings_.row_n);
+  signal_ = scratch.TakeZeros<float>(kBatches * lane_n * settings_.row_n);
+  envelope_ = scratch.TakeZeros<float>(settings_.row_n);
+  inner_envelope_ = scratch.TakeZeros<float>(settings_.row_n);
   for (std::size_t r = 0; r < inner_envelope_.size(); ++r) inner_envelope_[r] = Envelope(r, 0, overlap_hops_);
 }
 
@@ -145,7 +147,7 @@ void Synthesis::RunBatches() {
       }
     }
     const std::size_t count = first < used_frame_n_ ? std::min(kBatches * lane_n, used_frame_n_ - first) : 0;
-    kernels_.add_frames(settings_, spectrogram_, first, count, carry_.data(), targets, target_n, work_.Data());
+    kernels_.add_frames(settings_, spectrogram_, first, count, carry_.data(), targets, target_n, work_.data());
     for (std::size_t v = 0; v < target_n; ++v) {
       const std::size_t column = first + v * lane_n;
       if (targets[v].envelope == nullptr) {
@@ -157,9 +159,12 @@ void Synthesis::RunBatches() {
 
 void Synthesis::RunOneByOne() {
   for (std::size_t t = 0; t < used_frame_n_; ++t) {
-    kernels_.add_frame(settings_, spectrogram_, t, signal_.data() + t * hop_, work_.Data());
+    kernels_.add_frame(settings_, spectrogram_, t, signal_.data() + t * hop_, work_.data());
+  }
+  std::fill(envelope_.begin(), envelope_.end(), 0.0f);
+  for (std::size_t t = 0; t < used_frame_n_; ++t) {
     float* const envelope = envelope_.data() + t * hop_ + settings_.begin;
-    for (std::size_t i = 0; i < window_square_.size(); ++i) envelope[i] += window_square_[i];
+    for (std::size_t i = 0; i < window_.size(); ++i) envelope[i] += window_[i] * window_[i];
   }
   // The requested samples may end in a gap after the last frame that they need.
   const std::size_t reached_n = std::min(needed_n_, signal_.size());
@@ -223,7 +228,8 @@ void ComputeInverseSpectrogram(float* dst, const float* src, const InverseSettin
   Api::CheckWindowFits(settings.win_n, fft_n);
   const std::int64_t sample_n = fft_n + (std::int64_t{settings.frame_n} - 1) * settings.hop_n;
   if (sample_n > std::numeric_limits<int>::max()) throw std::length_error("vector too long");
-  Synthesis(dst, src, settings, static_cast<std::size_t>(fft_n), level).Run();
+  Base::CallScratch scratch;
+  Synthesis(dst, src, settings, static_cast<std::size_t>(fft_n), level, scratch).Run();
 }
 
 }  // namespace kelvo::Stft

@@ -5,10 +5,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <new>
-#include <vector>
 
 #include "api/checks.h"
-#include "base/buffers.h"
+#include "base/call_scratch.h"
 #include "base/extension.h"
 #include "math/functions.h"
 #include "stft/frames.h"
@@ -30,13 +29,13 @@ std::int64_t BlockFrames(std::int64_t win_n, std::int64_t hop_n) {
   return std::min(kMaxFrames, 1 + std::max(win_n, kSmallRange) / hop_n);
 }
 
-std::vector<double> ComputeMeanSquares(std::span<const float> src, std::int64_t frame_n, std::int64_t win_n,
-                                       std::int64_t hop_n, Simd::Level level) {
+std::span<double> ComputeMeanSquares(std::span<const float> src, std::int64_t frame_n, std::int64_t win_n,
+                                     std::int64_t hop_n, Simd::Level level, Base::CallScratch& scratch) {
   const auto sum_squares = Simd::KernelsFor<SilenceKernels>(level).sum_squares;
   const std::int64_t block_n = std::min(BlockFrames(win_n, hop_n), frame_n);
   const std::int64_t pad = win_n / 2;
-  std::vector<double> mean_squares = Base::MakeZeroBuffer<double>(static_cast<std::uint64_t>(frame_n));
-  std::vector<float> padded = Base::MakeZeroBuffer(static_cast<std::uint64_t>((block_n - 1) * hop_n + win_n));
+  const auto mean_squares = scratch.Take<double>(static_cast<std::uint64_t>(frame_n));
+  const auto padded = scratch.Take<float>(static_cast<std::uint64_t>((block_n - 1) * hop_n + win_n));
   for (std::int64_t t = 0; t < frame_n; t += block_n) {
     const std::int64_t count = std::min(block_n, frame_n - t);
     const auto span_n = static_cast<std::size_t>((count - 1) * hop_n + win_n);
@@ -70,7 +69,8 @@ NonSilentSpan FindNonSilentSpan(std::span<const float> src, int win_n, int hop_n
   // The count then is the largest int. Allocating that many sums might succeed, and exhaust the machine's memory.
   if (hop_n == 0) throw std::bad_alloc();
 
-  const std::vector<double> mean_squares = ComputeMeanSquares(src, frame_n, win_n, hop_n, level);
+  Base::CallScratch scratch;
+  const std::span<const double> mean_squares = ComputeMeanSquares(src, frame_n, win_n, hop_n, level, scratch);
   double reference = kFloor;
   for (const double mean_square : mean_squares) {
     if (mean_square > reference) reference = mean_square;  // a NaN never is

@@ -25,7 +25,7 @@ std::size_t CountFrames(const ShortTimeSettings& settings) {
 }
 
 ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, std::size_t frame_n, Output output,
-                                       float power, Simd::Level level)
+                                       float power, Simd::Level level, Base::CallScratch& scratch)
     : settings_(settings),
       frame_n_(frame_n),
       center_(static_cast<CenterMode>(settings.center)),
@@ -42,11 +42,7 @@ ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, std::s
   frame_settings_.begin = margin;
   frame_settings_.end = fft_n - margin;
   frame_settings_.window = window.data();
-  if (window.size() < fft_n) {
-    window_ = Base::MakeZeroBuffer(fft_n);
-    std::copy(window.begin(), window.end(), window_.begin() + static_cast<std::ptrdiff_t>(margin));
-    frame_settings_.window = window_.data();
-  }
+  frame_settings_.window_n = window.size();
   switch (static_cast<SpectrumNorm>(settings.norm_type)) {
     case SpectrumNorm::WindowL2: frame_settings_.scale = WindowL2Factor(window); break;
     case SpectrumNorm::TwoOverN: frame_settings_.scale = 2.0f / static_cast<float>(settings.fft_n); break;
@@ -58,7 +54,8 @@ ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, std::s
   frame_settings_.power = power;
 
   const std::size_t lane_n = kernels_.lane_n;
-  const std::size_t length = frame_settings_.plan->ElementCount();
+  const Fft::FrameTransformView& plan = *frame_settings_.plan;
+  const std::size_t length = plan.ElementCount();
   is_batched_ = UseBatch(frame_n_, length, lane_n);
   if (!is_batched_) {
     bins_.stride = 1;
@@ -70,12 +67,17 @@ ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, std::s
   }
   // Pairs are stored in the caller's rows directly, except those of a batch that is not full.
   const std::size_t batch_n = frame_settings_.in_pairs || !is_batched_ ? 1 : (block_n_ + lane_n - 1) / lane_n;
-  const std::size_t bins_n = batch_n * BatchStride();
+  const std::size_t bins_n = is_batched_ || !frame_settings_.in_pairs ? batch_n * BatchStride() : 0;
   padded_hop_ = std::min(hop, fft_n);
   const std::size_t padded_n = is_batched_ ? (lane_n - 1) * padded_hop_ + fft_n : 0;
-  const std::size_t work_n = std::max(is_batched_ ? BatchScratch(length, lane_n) : 0, SingleFrameScratch(length));
-  memory_ = Base::ScratchBuffer(RoundUp(bins_n, 16) + RoundUp(padded_n, 16) + RoundUp(work_n, 16) + fft_n);
-  float* next = memory_.Data();
+  const bool is_window_padded = is_batched_ && window.size() < fft_n;
+  const std::size_t work_n = std::max(is_batched_ ? BatchScratch(length, lane_n) : 0, Fft::FrameScratchSize(plan));
+  const std::size_t memory_n = Fft::FrameMemorySize(plan);
+  const std::size_t window_n = is_window_padded ? fft_n : 0;
+  float* next = scratch
+                    .Take<float>(RoundUp(bins_n, 16) + RoundUp(padded_n, 16) + RoundUp(work_n, 16) +
+                                 RoundUp(memory_n, 16) + RoundUp(window_n, 16))
+                    .data();
   const auto take = [&next](std::size_t count) {
     float* const taken = next;
     next += RoundUp(count, 16);
@@ -87,7 +89,14 @@ ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, std::s
   // The lanes of a last batch that hold no frame compute as well. What the memory held before would not reach a result,
   // but might overflow, and leave the host a floating-point exception.
   std::fill_n(padded_, padded_n, 0.0f);
-  frame_ = take(fft_n);
+  frame_ = take(memory_n);
+  frame_settings_.frame_window = window.data();
+  if (is_window_padded) {
+    float* const padded_window = take(window_n);
+    std::fill_n(padded_window, fft_n, 0.0f);
+    std::copy(window.begin(), window.end(), padded_window + margin);
+    frame_settings_.frame_window = padded_window;
+  }
 }
 
 // Where a batch of frames, of which `count` exist, can be read: in the signal itself, if all of the batch lies there.
@@ -109,9 +118,15 @@ FrameSource ShortTimeTransform::FindFrames(std::span<const float> src, std::size
 }
 
 void ShortTimeTransform::ComputeFrame(std::span<const float> src, std::size_t index, const BinBlock& bins) {
-  ExtractFrame(center_, {frame_, static_cast<std::size_t>(settings_.fft_n)}, src,
-               static_cast<std::int64_t>(index) * settings_.hop_n, pad_);
-  kernels_.compute_frame_spectrum(frame_settings_, frame_, bins, work_);
+  const auto fft_n = static_cast<std::size_t>(settings_.fft_n);
+  const std::int64_t start = static_cast<std::int64_t>(index) * settings_.hop_n - pad_;
+  const float* samples = frame_;
+  if (start >= 0 && start + settings_.fft_n <= static_cast<std::int64_t>(src.size())) {
+    samples = src.data() + start;
+  } else {
+    ExtractFrame(center_, {frame_, fft_n}, src, start + pad_, pad_);
+  }
+  kernels_.compute_frame_spectrum(frame_settings_, samples, bins, frame_, work_);
 }
 
 void ShortTimeTransform::StoreAll(float* dst, std::size_t stride, std::span<const float> src) {
@@ -152,7 +167,9 @@ void ComputeSpectrogram(float* dst, std::span<const float> src, const ShortTimeS
   // False for NaN, which leaves the bins complex.
   const bool is_power = power > 0.0f;
   using Output = ShortTimeTransform::Output;
-  ShortTimeTransform transform(settings, frame_n, is_power ? Output::RealParts : Output::Complex, power, level);
+  Base::CallScratch scratch;
+  ShortTimeTransform transform(settings, frame_n, is_power ? Output::RealParts : Output::Complex, power, level,
+                               scratch);
   transform.StoreAll(dst, 2 * static_cast<std::size_t>(settings.max_frame_n), src);
 }
 

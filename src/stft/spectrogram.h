@@ -5,9 +5,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
-#include <vector>
 
-#include "base/buffers.h"
+#include "base/call_scratch.h"
+#include "fft/fft_kernels.h"
 #include "fft/fft_plan.h"
 #include "simd/level.h"
 #include "stft/frames.h"
@@ -37,8 +37,9 @@ inline std::size_t RoundUp(std::size_t value, std::size_t multiple) {
   return (value + multiple - 1) / multiple * multiple;
 }
 
-// A quarter of the lanes pays for a batch of frames; fewer frames are faster one by one.
-inline bool FillsBatch(std::size_t frame_n, std::size_t lane_n) { return 4 * frame_n >= lane_n; }
+// A quarter of the lanes pays for a batch of frames; fewer frames are faster one by one. So is a single frame, and in
+// memory that a stack has.
+inline bool FillsBatch(std::size_t frame_n, std::size_t lane_n) { return frame_n > 1 && 4 * frame_n >= lane_n; }
 
 // Whether `length` complex elements a frame leave room for a batch of lane_n frames in L2, and frame_n is enough of
 // them.
@@ -73,7 +74,7 @@ class ShortTimeTransform {
 
   // frame_n is CountFrames(settings), and not 0.
   ShortTimeTransform(const ShortTimeSettings& settings, std::size_t frame_n, Output output, float power,
-                     Simd::Level level);
+                     Simd::Level level, Base::CallScratch& scratch);
 
   std::size_t BatchStride() const { return BinCount() * bins_.stride; }
   std::size_t BinCount() const { return static_cast<std::size_t>(settings_.fft_n) / 2 + 1; }
@@ -103,7 +104,6 @@ class ShortTimeTransform {
   std::int64_t pad_;  // samples of padding before the signal
   const StftKernels& kernels_;
   FrameSettings frame_settings_;
-  std::vector<float> window_;
   bool is_batched_;
   std::size_t block_n_ = 1;
   // Frames that reach beyond the ends of the signal, cut out of the padded signal. They overlap unless the hop is
@@ -113,7 +113,6 @@ class ShortTimeTransform {
   BinBlock bins_{};
   float* work_ = nullptr;
   float* frame_ = nullptr;
-  Base::ScratchBuffer memory_;
 };
 
 // dst [fft_n / 2 + 1 x max_frame_n] complex; only the columns of frames that exist are written. A power above 0 gives

@@ -91,7 +91,7 @@ template <class Form, bool kInPairs>
 void ComputeSpectraAs(const FrameSettings& settings, const FrameSource& source, const BinBlock& bins, float* work) {
   const FrameTransformView& plan = *settings.plan;
   float* const scratch = work + 2 * plan.ElementCount() * Floats::kSize;
-  const WindowedFrames frames{settings.window, settings.begin, settings.end, plan.fft_n, source};
+  const WindowedFrames frames{settings.frame_window, settings.begin, settings.end, plan.fft_n, source};
   FrameBatchBins<Floats>(plan, frames, BatchAt<Floats>(work), scratch, BinSink<Form, kInPairs>{settings, bins});
 }
 
@@ -121,9 +121,13 @@ void ComputeFrameSpectra(const FrameSettings& settings, const FrameSource& sourc
   if (IsRaised(settings)) RaiseBins(settings, bins);
 }
 
-void ApplyWindowCentered(const FrameSettings& settings, float* frame) {
+void ApplyWindowCentered(const FrameSettings& settings, const float* samples, float* frame) {
+  const std::size_t window_end = settings.begin + settings.window_n;
   for (std::size_t i = 0; i < settings.begin; ++i) frame[i] = 0.0f;
-  for (std::size_t i = settings.begin; i < settings.end; ++i) frame[i] = frame[i] * settings.window[i];
+  const float* const windowed = samples + settings.begin;
+  float* const to = frame + settings.begin;
+  for (std::size_t i = 0; i < settings.window_n; ++i) to[i] = windowed[i] * settings.window[i];
+  for (std::size_t i = window_end; i < settings.end; ++i) frame[i] = samples[i] * 0.0f;
   for (std::size_t i = settings.end; i < settings.plan->fft_n; ++i) frame[i] = 0.0f;
 }
 
@@ -178,23 +182,13 @@ void ScatterBins(const FrameTransformView& plan, const SplitElements& row, const
                 __attribute__((always_inline)) { put(k, outputs.re[at], sign * outputs.im[at]); });
 }
 
-// The shortest lengths with a pass over eight and over sixteen samples: longer ones leave more room.
-static_assert(2 * OutputStride(264) + FrameSingleBinsScratch(264, 33) <= SingleFrameScratch(264 / 2));
-static_assert(2 * OutputStride(336) + FrameSingleBinsScratch(336, 21) <= SingleFrameScratch(336 / 2));
-
-void ComputeFrameSpectrum(const FrameSettings& settings, float* frame, const BinBlock& bins, float* work) {
-  ApplyWindowCentered(settings, frame);
+void ComputeFrameSpectrum(const FrameSettings& settings, const float* samples, const BinBlock& bins, float* memory,
+                          float* scratch) {
+  ApplyWindowCentered(settings, samples, memory);
   const FrameTransformView& plan = *settings.plan;
   const FftKernels& fft = KernelsAt<FftKernels, Level::KELVO_LEVEL>();
   const std::size_t bin_n = plan.fft_n / 2 + 1;
-  const std::size_t row_n = OutputStride(plan.HasRealPass() ? OutputCount(plan) : bin_n);
-  const SplitElements row{work, work + row_n};
-  float* const scratch = work + 2 * row_n;
-  if (plan.HasRealPass()) {
-    FrameSingleBins(plan, frame, row, fft, scratch);
-  } else {
-    RealBins(plan.sub_plan, frame, row, fft, scratch);
-  }
+  const SplitElements row = SingleFrameRow(plan, memory, fft, scratch);
   const bool is_row = bins.stride == 1 && !plan.HasRealPass();
   if (!settings.is_complex || settings.is_scaled) {
     WithForm(

@@ -11,7 +11,9 @@ namespace kelvo::Stft {
 // bins are scaled if asked and stored as complex values or as |bin|^power.
 struct FrameSettings {
   const Fft::FrameTransformView* plan;
-  const float* window;  // [fft_n], zeros outside begin .. end - 1
+  const float* window;  // [window_n], where window_n may be one less than end - begin: the last factor is 0 then
+  std::size_t window_n;
+  const float* frame_window;  // for batches: [fft_n], zeros around the window
   std::size_t begin;
   std::size_t end;
   bool is_scaled;
@@ -39,12 +41,13 @@ struct StftKernels {
   // lane_n frames. `work` lies on a cache line and holds BatchScratch(..., lane_n) floats.
   void (*compute_frame_spectra)(const FrameSettings& settings, const FrameSource& source, const BinBlock& bins,
                                 float* work);
-  // One frame, which is windowed in place; the same bits as in a batch. `work` holds SingleFrameScratch(...) floats.
-  void (*compute_frame_spectrum)(const FrameSettings& settings, float* frame, const BinBlock& bins, float* work);
+  // One frame of samples [fft_n]; the same bits as in a batch. `memory` may be the samples' own and holds
+  // FrameMemorySize(plan) floats, `scratch` FrameScratchSize(plan).
+  void (*compute_frame_spectrum)(const FrameSettings& settings, const float* samples, const BinBlock& bins,
+                                 float* memory, float* scratch);
 };
 
 // `length` is the number of complex elements that a frame becomes.
 constexpr std::size_t BatchScratch(std::size_t length, std::size_t lane_n) { return 4 * length * lane_n; }
-constexpr std::size_t SingleFrameScratch(std::size_t length) { return 12 * length + 512; }
 
 }  // namespace kelvo::Stft

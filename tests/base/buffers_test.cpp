@@ -1,4 +1,4 @@
-// Scratch memory of impossible counts.
+// Memory of impossible counts.
 #include "base/buffers.h"
 
 #include <gtest/gtest.h>
@@ -7,6 +7,8 @@
 #include <stdexcept>
 #include <vector>
 
+#include "base/call_scratch.h"
+
 namespace kelvo::Base {
 namespace {
 
@@ -14,12 +16,16 @@ namespace {
 // whose status is another one, and never a wrap-around to a small buffer.
 TEST(Buffers, ImpossibleCountsAreLengthErrors) {
   const std::uint64_t most = std::vector<float>().max_size();
+  CallScratch scratch;
   for (const std::uint64_t count : {~std::uint64_t{0}, ~std::uint64_t{0} - 15, ~std::uint64_t{0} - 16, most + 1,
                                     static_cast<std::uint64_t>(std::int64_t{INT32_MIN})}) {
     EXPECT_THROW(MakeZeroBuffer(count), std::length_error) << count;
     EXPECT_THROW(ScratchBuffer{count}, std::length_error) << count;
-    EXPECT_THROW(SmallScratchBuffer<16>{count}, std::length_error) << count;
+    EXPECT_THROW(scratch.Take<float>(count), std::length_error) << count;
   }
+  // Possible ones that no machine has.
+  for (const std::uint64_t count : {most, most - 1, most - 16})
+    EXPECT_THROW(scratch.Take<float>(count), std::bad_alloc);
 }
 
 }  // namespace

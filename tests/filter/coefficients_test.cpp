@@ -30,7 +30,8 @@ TEST(FilterInitialState, StartsAStepInItsSteadyState) {
     for (float& value : a) value /= static_cast<float>(length);
     a[0] = 1.5f;
     std::vector<double> state(length - 1);
-    LinerFilterZi<double>(state, b, a);
+    Base::CallScratch scratch;
+    LinerFilterZi<double>(state, b, a, scratch);
     double b_sum = 0.0, a_sum = 0.0;
     for (std::size_t k = 0; k < length; ++k) {
       b_sum += static_cast<double>(b[k]);
@@ -41,7 +42,7 @@ TEST(FilterInitialState, StartsAStepInItsSteadyState) {
     }
     // The float form is the double form, rounded once at the end.
     std::vector<double> exact(length - 1);
-    LinerFilterZi<double>(exact, b, a);
+    LinerFilterZi<double>(exact, b, a, scratch);
     EXPECT_TRUE(Support::SameBits(ZiCoef(b, a, length - 1), std::vector<float>(exact.begin(), exact.end())));
   }
 }
@@ -70,9 +71,10 @@ TEST(FilterInitialState, ChecksArgumentsInOrder) {
   EXPECT_EQ(MessageOf([] { CheckZiCoef(1, 1, 1); }), "");
   float value = 4.0f;
   std::span<float> one(&value, 1), none;
-  EXPECT_EQ(MessageOf([&] { LinerFilterZi<float>(none, none, none); }), "");
-  EXPECT_EQ(MessageOf([&] { LinerFilterZi<float>(one, none, none); }), "Invalid n_coef size.");
-  EXPECT_EQ(MessageOf([&] { LinerFilterZi<float>(one, one, none); }), "Invalid d_coef size.");
+  Base::CallScratch scratch;
+  EXPECT_EQ(MessageOf([&] { LinerFilterZi<float>(none, none, none, scratch); }), "");
+  EXPECT_EQ(MessageOf([&] { LinerFilterZi<float>(one, none, none, scratch); }), "Invalid n_coef size.");
+  EXPECT_EQ(MessageOf([&] { LinerFilterZi<float>(one, one, none, scratch); }), "Invalid d_coef size.");
 }
 
 }  // namespace

@@ -134,7 +134,8 @@ TEST(LinearFilter, ExportUsesEveryCount) {
   std::vector<float> dst(8), zi = {9.0f};
   ASSERT_EQ(kelvoAudioLinerFilter(dst.data(), x.data(), b.data(), a.data(), nullptr, 8, 8, 3, 2, 2), 0);
   EXPECT_TRUE(SameBits(dst, expected));
-  LinerFilterCore<float, float, float>({}, {}, b, a, zi, true, Simd::Level::scalar);
+  Base::CallScratch scratch;
+  LinerFilterCore<float, float, float>({}, {}, b, a, zi, true, Simd::Level::scalar, scratch);
   EXPECT_EQ(zi[0], 9.0f);
   // One coefficient each: a gain without state.
   const float gain[] = {3.0f}, divisor[] = {2.0f};
@@ -151,8 +152,9 @@ TEST(LinearFilter, ChecksArgumentsInOrder) {
   EXPECT_EQ(MessageOf([] { CheckLinerFilter(1, 1, 1, 1); }), "");
   float value = 1.0f;
   std::span<float> one(&value, 1), none;
+  Base::CallScratch scratch;
   const auto core = [&](std::span<const float> b, std::span<const float> a) {
-    LinerFilterCore<float, float, float>(one, one, b, a, none, false, Simd::Level::scalar);
+    LinerFilterCore<float, float, float>(one, one, b, a, none, false, Simd::Level::scalar, scratch);
   };
   EXPECT_EQ(MessageOf([&] { core(none, none); }), "Invalid n_coef size.");
   EXPECT_EQ(MessageOf([&] { core(one, none); }), "Invalid d_coef size.");

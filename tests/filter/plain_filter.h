@@ -58,7 +58,8 @@ void ExpectPlainBits(const std::vector<float>& b, const std::vector<float>& a, c
       const auto filter = [&](std::vector<Output>& dst, const std::vector<Input>& src) {
         std::vector<State> actual_state = zi;
         actual_state.push_back(State{7});  // not part of the state
-        Filter::LinerFilterCore<Output, Input, State>(dst, src, b, a, actual_state, reverse, level);
+        Base::CallScratch scratch;
+        Filter::LinerFilterCore<Output, Input, State>(dst, src, b, a, actual_state, reverse, level, scratch);
         ASSERT_TRUE(SameBits(dst, expected));
         ASSERT_TRUE(SameBits(std::span<const State>(actual_state).first(state_n), state));
         ASSERT_EQ(actual_state.back(), State{7});

@@ -34,7 +34,8 @@ std::vector<float> Extend(const std::vector<float>& x, int pad_type, int pad_len
 std::vector<float> PlainZeroPhase(const std::vector<float>& x, const std::vector<float>& b,
                                   const std::vector<float>& a) {
   std::vector<double> settled(std::max(b.size(), a.size()) - 1);
-  LinerFilterZi<double>(settled, b, a);
+  Base::CallScratch scratch;
+  LinerFilterZi<double>(settled, b, a, scratch);
   std::vector<double> state = settled;
   for (double& value : state) value *= static_cast<double>(x[0]);
   const std::vector<double> forward = PlainFilter<double>(x, b, a, state);

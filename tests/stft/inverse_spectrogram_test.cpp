@@ -243,7 +243,8 @@ TEST(InverseKernels, CompareTheEnvelopeInDoublePrecision) {
     const std::vector<unsigned> sample_offset(2 * row_n, 0u);
     std::vector<float> carry(row_n, 0.0f), columns(kLaneN * row_n), work(InverseScratch(plan.inner.length, kLaneN));
     carry.insert(carry.end(), signal.begin(), signal.end());
-    const SynthesisSettings settings{plan, gain.data(), 0, 2 * row_n, row_n, sample_offset.data()};
+    const SynthesisSettings settings{plan, 0,           2 * row_n, gain.data(),         gain.size(),
+                                     1.0,  gain.data(), row_n,     sample_offset.data()};
     const ColumnTarget target{columns.data(), row_n, envelopes.data()};
     kernels.add_frames(settings, {nullptr, 0}, 0, 0, carry.data(), &target, 1, work.data());
     EXPECT_TRUE(SameBits(std::span(columns).first(row_n), expected)) << Simd::LevelName(level);
