@@ -85,10 +85,14 @@ TEST_P(AllocationFailure, HasNoSideEffects) {
 TEST_P(AllocationFailure, HasNoSideEffectsOnceTablesExist) {
   const Export& subject = GetParam();
   CallArrays arrays;
-  for (const Scalars& scalars : subject.settings) {
+  std::vector<Scalars> settings = subject.settings;
+  settings.insert(settings.end(), subject.large.begin(), subject.large.end());
+  for (const Scalars& scalars : settings) {
     ASSERT_EQ(Observe(arrays, subject, scalars).status, 0);
     const Outcome reference = Observe(arrays, subject, scalars);
     EXPECT_EQ(reference.kept, 0);
+    const bool is_large = std::find(subject.large.begin(), subject.large.end(), scalars) != subject.large.end();
+    EXPECT_TRUE(!is_large || Observe(arrays, subject, scalars, 0, 1).has_failed) << TextOf(scalars);
     for (const long failure_n : {1L, AllocationFailures::kForGood}) {
       for (long point = 0; Fails(arrays, subject, scalars, reference, point, failure_n); ++point) {
         ASSERT_LT(point, kMaxPoints);

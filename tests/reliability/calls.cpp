@@ -7,7 +7,9 @@
 #include <cstring>
 #include <iterator>
 #include <limits>
+#include <map>
 #include <numeric>
+#include <string_view>
 #include <tuple>
 #include <type_traits>
 
@@ -89,6 +91,75 @@ const std::vector<int> kNoMemory{0, -1, -5};
 const std::vector<int> kAll{0, -1, -5, -128};
 
 constexpr auto kElementwise = [](int n) { return Extent{{Length(n), Length(n)}, Length(n)}; };
+
+using SettingsByExport = std::map<std::string_view, std::vector<Scalars>>;
+
+const SettingsByExport& LiveSettings() {
+  static const SettingsByExport settings{
+      {"Log1p", {{1024}}},
+      {"Standardize", {{1024}}},
+      {"FFT", {{2048}, {16}, {400}, {2046}, {1023}}},
+      {"IFFT", {{2048}, {16}, {1920}, {1023}}},
+      {"GetWindow", {{2048, 1}, {400, 2}}},
+      {"GetFrameLen", {{1000, 400, 160, 1}}},
+      {"GetSampleLen", {{7, 201, 160, 0}}},
+      {"FixFrameLen", {{1025, 2, 1, 0.0f}}},
+      {"GetSpectrogram",
+       {{2048, 2048, 512, 2048, 1, 1, 0, 0.0f, 1},
+        {2048, 2048, 512, 1201, 2, 1, 1, 0.7f, 2},
+        {2046, 2046, 512, 2000, 2, 1, 2, 2.0f, 2},
+        {400, 400, 160, 400, 1, 1, 0, 2.0f, 0},
+        {1023, 1023, 160, 1000, 1, 1, 1, 0.0f, 0}}},
+      {"GetInverseSpectrogram",
+       {{1, 1025, 512, 2048, 1, 2048, 0, 0},
+        {1, 1024, 512, 1201, 2, 2046, 1, 1},
+        {1, 201, 160, 400, 1, 400, 0, 2},
+        {1, 3, 1, 4, 1, 4, 1, 0}}},
+      {"GetNonSilentPos", {{1024, 400, 160, 30.0f}, {1024, 1024, 1, 30.0f}, {1024, 64, 1, 30.0f}}},
+      {"GetFBMatrix", {{1025, 0.0f, 8000.0f, 128, 16000, 1, 0}, {201, 0.0f, 8000.0f, 80, 16000, 1, 1}}},
+      {"GetMelSpectrogram",
+       {{2048, 16000, 2048, 512, 2048, 1, 1, 0, 2.0f, 0, 0.0f, 8000.0f, 128, 1, 0},
+        {400, 16000, 400, 160, 400, 1, 1, 0, 2.0f, 0, 0.0f, 8000.0f, 80, 1, 0},
+        {2046, 16000, 2046, 512, 1201, 2, 1, 1, 0.7f, 1, 0.0f, 8000.0f, 128, 1, 1},
+        {64, 16000, 64, 16, 64, 1, 1, 2, 1.0f, 2, 0.0f, 8000.0f, 20, 0, 0}}},
+      {"ConvertToMel", {{1025, 1, 128}, {201, 5, 80}}},
+      {"ConvertPowerToDB", {{1024, 80.0f}}},
+      {"ComplexNorm", {{1024, 0.7f}}},
+      {"MagPhase", {{1025, 1, 0.7f, 1}, {1025, 1, 1.0f, 0}}},
+      {"LinerFilter",
+       {{1024, 1024, 3, 3, 2}, {1024, 1024, 256, 1, 255}, {1024, 1024, 512, 512, 511}, {4096, 4096, 3, 3, 2}}},
+      {"GetLinerFilterZiCoef", {{511, 512, 512}}},
+      {"FilterFilter", {{1024, 1024, 3, 3, 1, 9}, {1024, 1024, 64, 1, 2, 192}, {1024, 1024, 33, 33, 3, 99}}},
+      {"Resample",
+       {{16, 342, 48, 1024},
+        {160, 372, 441, 1024},
+        {441, 2823, 160, 1024},
+        {147, 941, 160, 1024},
+        {48, 3072, 16, 1024},
+        {2, 2048, 1, 1024},
+        {6, 6144, 1, 1024},
+        {1, 1024, 1, 1024},
+        {1, 100, 1, 100}}},
+      {"GetResampleLen", {{44100, 1000, 48000}}},
+  };
+  return settings;
+}
+
+const SettingsByExport& LargeSettings() {
+  static const SettingsByExport settings{
+      {"FFT", {{8192}}},
+      {"IFFT", {{8192}}},
+      {"GetSpectrogram", {{9000, 400, 160, 300, 1, 60, 1, 0.0f, 1}}},
+      {"GetInverseSpectrogram", {{40, 201, 160, 300, 1, 6000, 1, 1}, {1, 8193, 160, 300, 1, 16384, 1, 1}}},
+      {"GetNonSilentPos", {{12000, 40, 1, 30.0f}}},
+      {"GetMelSpectrogram", {{9000, 16000, 400, 160, 300, 1, 60, 2, 2.0f, 1, 0.0f, 8000.0f, 80, 1, 0}}},
+      {"LinerFilter", {{9000, 9000, 2000, 1, 1999}, {9000, 9000, 2000, 2000, 1999}}},
+      {"GetLinerFilterZiCoef", {{3000, 3000, 3000}}},
+      {"FilterFilter", {{9000, 9000, 2000, 2, 1, 900}}},
+      {"Resample", {{3, 30000, 2, 20000}}},
+  };
+  return settings;
+}
 
 std::vector<Export> DescribeAll() {
   std::vector<Export> exports{
@@ -251,9 +322,12 @@ std::vector<Export> DescribeAll() {
           },
           {{44100, 1000, 48000}, {2147483647, 3, 1}}, {}, kOkOrBad),
   };
-  // The state of a filter is the one array that may be absent.
   for (Export& subject : exports) {
-    if (subject.name == std::string_view("LinerFilter")) subject.arrays.back() = Role::optional_state;
+    const std::string_view name = subject.name;
+    // The state of a filter is the one array that may be absent.
+    if (name == "LinerFilter") subject.arrays.back() = Role::optional_state;
+    if (const auto found = LiveSettings().find(name); found != LiveSettings().end()) subject.live = found->second;
+    if (const auto found = LargeSettings().find(name); found != LargeSettings().end()) subject.large = found->second;
   }
   return exports;
 }

@@ -37,6 +37,8 @@ struct Export {
   const char* name;
   std::vector<Role> arrays;       // in the order of the parameters, as all below
   std::vector<Scalars> settings;  // that succeed; the first is the typical one
+  std::vector<Scalars> live;      // that threads which play sound may call, as large as is promised
+  std::vector<Scalars> large;     // whose scratch memory exceeds a stack's; empty where there is none
   std::vector<int> key_step;      // added to the typical scalars to request new tables; empty without a cache
   std::vector<int> statuses;      // that are documented
   Extent (*extent)(const Scalars&);

@@ -1,15 +1,15 @@
 // Threads that request the same new tables, forks while tables are built, and locks that fail.
 #include <gtest/gtest.h>
-#include <pthread.h>
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <latch>
+#include <optional>
 #include <thread>
 
 #include "reliability/calls.h"
 #include "reliability/child.h"
+#include "reliability/failing_lock.h"
 #include "reliability/failing_new.h"
 #include "reliability/sanitizers.h"
 
@@ -119,8 +119,6 @@ TEST(Fork, LeavesTheCachesOfTheChildUsable) {
   EXPECT_EQ(failed_n, 0);
 }
 
-thread_local bool locks_fail = false;
-
 TEST(FailingLock, IsReportedByTheExportsThatUseACache) {
   CallArrays arrays;
   for (const Export& subject : Exports()) {
@@ -128,9 +126,10 @@ TEST(FailingLock, IsReportedByTheExportsThatUseACache) {
     const Scalars scalars = subject.UsesCache() ? subject.FreshSettings(kFirstKey + 40) : subject.settings.front();
     ASSERT_TRUE(arrays.Prepare(subject, scalars));
     const long live = LiveAllocations();
-    locks_fail = true;
-    const int status = arrays.Call(scalars);
-    locks_fail = false;
+    const int status = [&] {
+      const LockFailures failures;
+      return arrays.Call(scalars);
+    }();
     EXPECT_EQ(status, subject.UsesCache() ? -128 : 0);
     EXPECT_EQ(LiveAllocations(), live);
     if (subject.UsesCache()) {
@@ -148,10 +147,9 @@ TEST(FailingLock, IsNotMetOnceTablesExist) {
       for (const int key : {kFirstKey + 41, kFirstKey + 42, kFirstKey + 43}) {
         const Scalars scalars = subject.FreshSettings(key);
         ASSERT_TRUE(arrays.Prepare(subject, scalars));
-        locks_fail = fails;
-        const int status = arrays.Call(scalars);
-        locks_fail = false;
-        EXPECT_EQ(status, 0) << subject.name << ", setting " << key;
+        std::optional<LockFailures> failures;
+        if (fails) failures.emplace();
+        EXPECT_EQ(arrays.Call(scalars), 0) << subject.name << ", setting " << key;
       }
     }
   }
@@ -159,10 +157,10 @@ TEST(FailingLock, IsNotMetOnceTablesExist) {
 
 TEST(FailingLock, LeavesForkAlone) {
   if (kIsSanitized) GTEST_SKIP();
-  locks_fail = true;
-  const int status = RunInChild([] { return 0; }, 5);
-  locks_fail = false;
-  EXPECT_EQ(status, 0);
+  {
+    const LockFailures failures;
+    EXPECT_EQ(RunInChild([] { return 0; }, 5), 0);
+  }
   CallArrays arrays;
   for (const Export& subject : CacheExports()) {
     ASSERT_TRUE(arrays.Prepare(subject, subject.settings.front()));
@@ -171,11 +169,4 @@ TEST(FailingLock, LeavesForkAlone) {
 }
 
 }  // namespace
-
-int RealLock(pthread_mutex_t* mutex) __asm__("__real_pthread_mutex_lock");
-int LockUnderTest(pthread_mutex_t* mutex) __asm__("__wrap_pthread_mutex_lock");
-
-// The linker redirects the library's locking to this function.
-int LockUnderTest(pthread_mutex_t* mutex) { return locks_fail ? EAGAIN : RealLock(mutex); }
-
 }  // namespace kelvo::Reliability

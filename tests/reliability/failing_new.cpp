@@ -69,7 +69,16 @@ AllocationFailures::~AllocationFailures() {
 
 long AllocationFailures::Failed() const { return state.failed; }
 
-FreshMemory::FreshMemory(unsigned char byte) { fill = byte; }
+[[gnu::noinline]] static void PaintStack(unsigned char byte) {
+  unsigned char below[std::size_t{64} << 10];
+  std::memset(below, byte, sizeof(below));
+  __asm__ volatile("" : : "r"(below) : "memory");  // so that it is not left out
+}
+
+FreshMemory::FreshMemory(unsigned char byte) {
+  PaintStack(byte);
+  fill = byte;
+}
 FreshMemory::~FreshMemory() { fill.reset(); }
 
 long LiveAllocations() { return state.live; }

@@ -23,7 +23,7 @@ class AllocationFailures {
   long Failed() const;
 };
 
-// While one lives, each byte of a new block is `byte`.
+// While one lives, each byte of a new block is `byte`, and so are at first those of the stack that the next call uses.
 class FreshMemory {
  public:
   explicit FreshMemory(unsigned char byte);
