@@ -58,22 +58,28 @@ static void RunWhole(Results* results, const float* source) {
   ComputeMel(results->mel, results->resampled, kResampledN, kFrameN);
 }
 
-/* Copies the columns of a block's matrix to their place in the whole one. */
-static void PlaceColumns(float* whole, const float* part, int row_n, int whole_n, int part_n, int start) {
+/* Copies the values of a frame, each of value_n floats, to their column of the whole matrix. */
+static void PlaceColumn(float* whole, const float* frame, int row_n, int frame_n, int value_n, int column) {
   int row;
   for (row = 0; row < row_n; ++row)
-    memcpy(whole + row * whole_n + start, part + row * part_n, sizeof(float) * (size_t)part_n);
+    memcpy(whole + value_n * (row * frame_n + column), frame + value_n * row, sizeof(float) * (size_t)value_n);
 }
 
-/* Computes the frames that a block of resampled samples completes, and returns their number. */
+/*
+ * Computes the frames that a block of resampled samples completes, and returns their number. One frame a call, as on
+ * threads that play sound: then the library allocates nothing.
+ */
 static int ComputeFrames(Results* results, FrameStream* frames, const float* block, int block_n, int start) {
-  static float bins[kFreqN * kFrameN * 2], mel[kMelN * kFrameN];
+  float bins[kFreqN * 2], mel[kMelN];
   const int frame_n = PushBlock(frames, block, block_n);
-  if (frame_n == 0) return 0;
-  ComputeBins(bins, frames->samples, frames->sample_n, frame_n);
-  ComputeMel(mel, frames->samples, frames->sample_n, frame_n);
-  PlaceColumns(results->bins, bins, kFreqN, 2 * kFrameN, 2 * frame_n, 2 * start);
-  PlaceColumns(results->mel, mel, kMelN, kFrameN, frame_n, start);
+  int t;
+  for (t = 0; t < frame_n; ++t) {
+    const float* samples = frames->samples + t * kHopN;
+    ComputeBins(bins, samples, kFftN, 1);
+    ComputeMel(mel, samples, kFftN, 1);
+    PlaceColumn(results->bins, bins, kFreqN, kFrameN, 2, start + t);
+    PlaceColumn(results->mel, mel, kMelN, kFrameN, 1, start + t);
+  }
   DropFrames(frames, frame_n);
   return frame_n;
 }
