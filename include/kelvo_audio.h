@@ -14,6 +14,16 @@
  *           output array. The first call with new settings builds a table (FFT, window, filter bank, resampling filter)
  *           that is kept until the process exits; calls must not run on once exit() has begun. errno is unspecified
  *           after a call.
+ * Real time Once the tables for its settings exist, a call waits for no other thread, whatever tables others build. If
+ *           it is small, it also allocates nothing, makes no system call and needs at most 48 KiB of stack, as threads
+ *           that play sound require. Small are
+ *             - spectrograms, mel spectrograms and inverse spectrograms of one frame a call, and transforms, of up to
+ *               2048 points if their number is even, else 1024, without prime factors above 31;
+ *             - filters over up to 1024 samples, with up to 512 coefficients; for kelvoAudioFilterFilter up to 128, and
+ *               a pad_len of up to 384;
+ *             - resampling of up to 1024 samples; kelvoAudioGetNonSilentPos of up to 1024;
+ *             - kelvoAudioConvertToMel with up to 1024 bands; the other functions, with any count.
+ *           A call that is rejected for a bad argument throws and catches an exception inside, which may allocate.
  * Numbers   A result depends on the arguments alone: not on the CPU's vector width, the thread, earlier calls, or the
  *           other frames of a call. NaN and infinities are data and propagate as the formulas say. A NaN is a NaN: its
  *           sign and payload, which differ between CPUs, are no part of the result. The caller's floating-point

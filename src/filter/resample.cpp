@@ -39,6 +39,8 @@ constexpr std::size_t kBlockOutputN = 256;
 // otherwise be a large part of each.
 constexpr int kLargeStep = 4;
 constexpr std::size_t kLongBlockInputN = 1024;
+// Signals for which an allocation would matter.
+constexpr std::size_t kShortSignalN = 2048;
 
 // The whole conversion, cut into `segment_n` segments of whole cycles.
 struct Segments {
@@ -96,11 +98,11 @@ class SegmentedResampler {
     const std::size_t most_inputs = filter.down / filter.up < kLargeStep ? kBlockInputN : kLongBlockInputN;
     const auto apart = static_cast<std::int64_t>(most_inputs - kTapN - 1) * filter.up / filter.down;
     block_output_n_ = std::min({static_cast<std::size_t>(apart) + 1, kBlockOutputN, segments_.output_n});
-    // A short signal is rather cut in two blocks than taken to the heap.
-    const std::size_t half_n = (segments_.output_n + 1) / 2;
-    if (block_output_n_ == segments_.output_n && ScratchBytes(block_output_n_) > scratch.StackLeft() &&
-        ScratchBytes(half_n) <= scratch.StackLeft()) {
-      block_output_n_ = half_n;
+    // A short signal is rather cut in more blocks than taken to the heap.
+    for (std::size_t n = block_output_n_; src.size() <= kShortSignalN && n > 1; n = (n + 1) / 2) {
+      if (ScratchBytes(n) > scratch.StackLeft()) continue;
+      block_output_n_ = n;
+      break;
     }
     block_input_n_ = InputCount(block_output_n_);
     interleaved_ = scratch.Take<double>(segments_.segment_n * block_input_n_).data();

@@ -114,6 +114,35 @@ TEST(LiveCalls, HaveFramesOfAnyLength) {
   }
 }
 
+// Blocks of up to 1024 samples from any rate to any other; filters of up to 512 coefficients, and forward and backward
+// with the paddings that are usual for up to 128.
+TEST(LiveCalls, HaveBlocksOfManyFiltersAndRates) {
+  std::vector<std::pair<const char*, Scalars>> rows;
+  const int rates[] = {8000, 11025, 12000, 16000, 22050, 24000, 32000, 44100, 48000, 96000, 192000};
+  for (const int src_rate : rates) {
+    for (const int dst_rate : rates) {
+      for (const int src_n : {1024, 1000, 128, 2}) {
+        rows.push_back({"Resample", {dst_rate, src_n * (dst_rate / src_rate + 1), src_rate, src_n}});
+      }
+    }
+  }
+  for (const int b_n : {1, 2, 3, 9, 17, 64, 128, 200, 256, 512}) {
+    for (const int a_n : {1, 3, 16, b_n}) {
+      for (const int src_n : {1024, 1, 100}) {
+        rows.push_back({"LinerFilter", {src_n, src_n, b_n, a_n, 511}});
+        const int pad_n = std::min(3 * std::max(a_n, b_n), src_n - 1);
+        if (b_n <= 128) rows.push_back({"FilterFilter", {src_n, src_n, b_n, a_n, 1 + b_n % 3, pad_n}});
+      }
+    }
+  }
+  CallArrays arrays;
+  for (const auto& [name, scalars] : rows) {
+    ASSERT_TRUE(arrays.Prepare(FindExport(name), scalars));
+    ASSERT_EQ(arrays.Call(scalars), 0) << name << ": " << TextOf(scalars);
+    EXPECT_EQ(CallWithoutMemory(arrays, scalars), 0) << name << ": " << TextOf(scalars);
+  }
+}
+
 #if defined(__linux__)
 
 // Any further system call of this thread ends the process.
