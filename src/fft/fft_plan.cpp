@@ -40,8 +40,8 @@ Complex<float> UnitRoot(std::size_t index, std::size_t length) {
   }
 }
 
-// The radices for 2^exponent times `odd`, as measured. A radix of 16 saves a pass, but its butterfly has more values
-// than there are registers: in a batch, spilling them costs more than it saves.
+// The radices for 2^exponent times `odd`, the fastest of those that were tried at each exponent. A radix of 16 saves a
+// pass, but its butterfly has more values than there are registers: in a batch, spilling them costs more than it saves.
 std::vector<std::size_t> ChooseTwos(std::size_t exponent, std::size_t odd, Use use) {
   static constexpr std::initializer_list<std::size_t> kMeasured[] = {{},
                                                                      {2},

@@ -20,7 +20,8 @@ struct Pass {
   const float* root_im;
 };
 
-// Elements of a batch of 16 lanes that stay in L1 from pass to pass: 32 KiB.
+// Elements of a batch of 16 lanes that stay in L1 from pass to pass: 32 KiB. With half of that, spectrograms of 2048
+// samples were 2 to 9 % slower.
 inline constexpr std::size_t kMaxL1Length = 256;
 
 // Where the data of a single transform is transposed, from vectors of adjacent elements to a batch of blocks: after

