@@ -18,10 +18,13 @@ void ComputeMelSpectrogram(float* dst, std::span<const float> src, const MelSett
                                      settings.power, level, scratch);
   const MelFilterBank& bank = MelFilterBankCache::Get().GetFilterBank(settings.BankKey());
   const MelKernels& kernels = Simd::KernelsFor<MelKernels>(level);
-  transform.ForEachBlock(src, [&](std::size_t first, std::size_t count, const Stft::BinBlock& bins) {
-    kernels.multiply({dst + first, frame_n, bins.data, bins.stride, transform.BatchStride(), bank.weights.data(),
+  Stft::ResultColumns columns({dst, frame_n}, bank.bands.size(), frame_n, 1, transform.Kernels(), scratch);
+  transform.ForEachBlock(src, [&](std::size_t count, const Stft::BinBlock& bins) {
+    const Stft::BinBlock place = columns.Next(count);
+    kernels.multiply({place.data, place.stride, bins.data, bins.stride, transform.BatchStride(), bank.weights.data(),
                       bank.bands.data(), bank.overlap_by_pairs, bank.bands.size(), transform.BinCount(), count});
   });
+  columns.Finish();
 }
 
 void MultiplyFilterBank(float* dst, const float* src, const float* fb_matrix, int freq_n, int frame_n, int mel_n,

@@ -102,6 +102,28 @@ KELVO_INLINE Lanes<float, 16> operator*(Lanes<float, 16> a, BroadcastOperand<Lan
 }
 #endif
 
+// Streaming stores to `to`, which lies on a multiple of the vector's size: a cache line that is written whole goes to
+// memory without being read into the caches first. Plain stores where a CPU has none. They are in order with what other
+// threads see only after FinishStreaming.
+template <std::size_t N>
+KELVO_INLINE void Stream(float* to, Lanes<float, N> value) {
+  value.Store(to);
+}
+#if defined(__SSE2__)
+KELVO_INLINE void Stream(float* to, Lanes<float, 4> value) { _mm_stream_ps(to, value.v); }
+#endif
+#if defined(__AVX2__)
+KELVO_INLINE void Stream(float* to, Lanes<float, 8> value) { _mm256_stream_ps(to, value.v); }
+#endif
+#if defined(__AVX512F__)
+KELVO_INLINE void Stream(float* to, Lanes<float, 16> value) { _mm512_stream_ps(to, value.v); }
+#endif
+KELVO_INLINE void FinishStreaming() {
+#if defined(__SSE2__)
+  _mm_sfence();
+#endif
+}
+
 // a < b ? yes : no, lane by lane; false where either side is NaN, as in the scalar comparison.
 template <class T, std::size_t N>
 KELVO_INLINE Lanes<T, N> SelectLess(Lanes<T, N> a, Lanes<T, N> b, Lanes<T, N> yes, Lanes<T, N> no) {

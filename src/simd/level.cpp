@@ -26,9 +26,15 @@ bool CpuHalvesWideVectors() {
   __builtin_cpu_init();
   return __builtin_cpu_is("amdfam19h") != 0;
 }
+// Of Intel's CPUs those with AVX-512, above all servers: cores share a mesh, and a line is slow to come from it.
+bool CpuHasSlowLastLevel() {
+  __builtin_cpu_init();
+  return __builtin_cpu_is("intel") != 0 && __builtin_cpu_supports("avx512f") != 0;
+}
 #else
 bool CpuRuns(Level) { return true; }
 bool CpuHalvesWideVectors() { return false; }
+bool CpuHasSlowLastLevel() { return false; }
 #endif
 
 constexpr std::array kCompiledLevels{
@@ -73,6 +79,8 @@ Level BestLevel() { return SupportedLevels().back(); }
 Level LevelForSumsOfDoubles(Level level) {
   return level == Level::avx512 && CpuHalvesWideVectors() ? Level::avx2 : level;
 }
+
+std::size_t StreamingBytes() { return std::size_t{CpuHasSlowLastLevel() ? 6u : 32u} << 20; }
 
 const char* LevelName(Level level) {
   switch (level) {

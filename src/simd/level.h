@@ -1,6 +1,7 @@
 // The choice of a kernel level: which levels this build and this CPU have, and the one switch over them.
 #pragma once
 
+#include <cstddef>
 #include <span>
 
 #include "simd/kernel_level.h"
@@ -16,6 +17,10 @@ Level BestLevel();
 // The level to use in place of `level` for sums of doubles with a broadcast factor per vector: CPUs that run a 512-bit
 // instruction in two halves pay for each broadcast, which is free with narrower vectors.
 Level LevelForSumsOfDoubles(Level level);
+
+// Bytes of a result from which on streaming stores pay, as the rows "written, then read once" of docs/performance.md
+// measured: results that stay in the caches until they are read gain nothing from them.
+std::size_t StreamingBytes();
 
 const char* LevelName(Level level);
 

@@ -25,6 +25,7 @@ struct FrameBins {
   const float* data;  // of the first frame
   std::size_t row_stride;
   std::size_t count;
+  std::size_t left_n;  // frames from the first on, those behind `count` included
 
   KELVO_INLINE Complex<Lane> Load(std::size_t k) const {
     const float* row = data + k * row_stride;
@@ -36,13 +37,19 @@ struct FrameBins {
     return SamplePairs{row}.Load<Lane>(0);
   }
   KELVO_INLINE Complex<Lane> LoadReversed(std::size_t k) const { return Load(k); }
-  // Rows lie too far apart for the hardware prefetcher.
+  // Rows lie too far apart for the hardware prefetcher. What follows batch_n batches in the row is sent to L2: the rows
+  // of a long spectrogram come from memory, which takes longer than some rows ahead.
   KELVO_INLINE void Prefetch(std::size_t k, std::size_t batch_n) const {
     constexpr std::size_t kLineFrames = 8;  // complex values of a cache line
-    const std::size_t frame_n = count < batch_n * Lane::kSize ? count : batch_n * Lane::kSize;
-    for (std::size_t t = 0; t < frame_n; t += kLineFrames) __builtin_prefetch(data + k * row_stride + 2 * t);
+    const float* const row = data + k * row_stride;
+    const std::size_t frame_n = batch_n * Lane::kSize;
+    for (std::size_t t = 0; t < (count < frame_n ? count : frame_n); t += kLineFrames) __builtin_prefetch(row + 2 * t);
+    if (left_n < 2 * frame_n) return;
+    for (std::size_t t = frame_n; t < 2 * frame_n; t += kLineFrames) __builtin_prefetch(row + 2 * t, 0, 2);
   }
-  KELVO_INLINE FrameBins From(std::size_t frame) const { return {data + 2 * frame, row_stride, count - frame}; }
+  KELVO_INLINE FrameBins From(std::size_t frame) const {
+    return {data + 2 * frame, row_stride, count - frame, left_n - frame};
+  }
 };
 
 // Bins of one frame in natural order.
@@ -257,7 +264,8 @@ void AddFramesAs(const SynthesisSettings& settings, const FrameBins<Floats>& bin
 
 void AddFrames(const SynthesisSettings& settings, const SpectrogramView& spectrogram, std::size_t first,
                std::size_t count, float* carry, const ColumnTarget* targets, std::size_t target_n, float* work) {
-  const FrameBins<Floats> bins{spectrogram.data + 2 * first, 2 * spectrogram.frame_n, count};
+  const FrameBins<Floats> bins{spectrogram.data + 2 * first, 2 * spectrogram.frame_n, count,
+                               spectrogram.frame_n - first};
   if (settings.plan.IsHalfLength()) {
     AddFramesAs<true>(settings, bins, carry, targets, target_n, work);
   } else {

@@ -63,6 +63,29 @@ inline std::size_t ChooseBlock(std::size_t bin_n, std::size_t frame_n, std::size
 // would be too large.
 std::size_t CountFrames(const ShortTimeSettings& settings);
 
+// Where the columns of a result go, in ascending order. Those of a result that is larger than the caches are collected
+// in a block that fits L2, and leave it in whole cache lines, past the caches.
+class ResultColumns {
+ public:
+  // dst [row_n x at least column_n], of columns of `width` floats each.
+  ResultColumns(const BinBlock& dst, std::size_t row_n, std::size_t column_n, std::size_t width,
+                const StftKernels& kernels, Base::CallScratch& scratch);
+
+  // The place of the next `count` columns, 64 / width at most; it is theirs until the next call.
+  BinBlock Next(std::size_t count);
+  // After the last column.
+  void Finish();
+
+ private:
+  BinBlock dst_;
+  std::size_t row_n_;
+  std::size_t width_;
+  const StftKernels& kernels_;
+  BinBlock collected_{};  // no memory: columns go to their places directly
+  std::size_t collectable_n_ = 0;
+  std::size_t collected_n_ = 0;
+};
+
 // Everything that a call needs: tables, and all of its scratch memory, so that nothing can fail once output is written.
 //
 // Frames go through the kernels in batches, as many as a vector has lanes. A few frames left over, and frames so long
@@ -77,19 +100,20 @@ class ShortTimeTransform {
                      Simd::Level level, Base::CallScratch& scratch);
 
   std::size_t BatchStride() const { return BinCount() * bins_.stride; }
+  const StftKernels& Kernels() const { return kernels_; }
   std::size_t BinCount() const { return static_cast<std::size_t>(settings_.fft_n) / 2 + 1; }
 
-  // Writes complex values of all frames of src, rows of bins `stride` floats apart.
-  void StoreAll(float* dst, std::size_t stride, std::span<const float> src);
+  // Writes complex values of all frames of src.
+  void StoreAll(ResultColumns& columns, std::span<const float> src);
 
-  // For powers alone: calls use(first frame, frame count, BinBlock) for consecutive blocks of all frames of src, whose
+  // For powers alone: calls use(frame count, BinBlock) for consecutive blocks of all frames of src, whose
   // batches lie BatchStride() floats apart.
   template <class Use>
   void ForEachBlock(std::span<const float> src, Use&& use) {
     for (std::size_t first = 0; first < frame_n_; first += block_n_) {
       const std::size_t count = std::min(block_n_, frame_n_ - first);
       ComputeBlock(src, first, count);
-      use(first, count, bins_);
+      use(count, bins_);
     }
   }
 

@@ -45,6 +45,8 @@ struct StftKernels {
   // FrameMemorySize(plan) floats, `scratch` FrameScratchSize(plan).
   void (*compute_frame_spectrum)(const FrameSettings& settings, const float* samples, const BinBlock& bins,
                                  float* memory, float* scratch);
+  // Copies rows of `count` floats; what fills cache lines of dst goes past the caches.
+  void (*stream_rows)(const BinBlock& dst, const BinBlock& src, std::size_t row_n, std::size_t count);
 };
 
 // `length` is the number of complex elements that a frame becomes.

@@ -7,6 +7,7 @@
 #include <climits>
 #include <cmath>
 #include <iterator>
+#include <span>
 #include <vector>
 
 #include "kelvo_audio.h"
@@ -136,6 +137,23 @@ TEST(MelSpectrogram, EqualsTheBankTimesTheSpectrogramToTheBit) {
         ASSERT_TRUE(SameBits(MelSpectrogram(signal, settings, level), expected))
             << settings.short_time << " " << poison << " " << Simd::LevelName(level);
       }
+    }
+  }
+}
+
+TEST(MelSpectrogram, ColumnsAreThoseOfShorterOnesInStreamedResults) {
+  const MelSettings settings{{0, 64, 2, 64, 1, INT_MAX, 0, 0}, 2.0f, 0.0f, 8000.0f, 32, 16000, 1, 0};
+  constexpr std::size_t kShort = 5000;
+  const std::size_t frame_n = Simd::StreamingBytes() / (32 * sizeof(float)) + kShort;
+  const std::vector<float> signal = Noise(2 * (frame_n - 1) + 64);
+  const std::vector<float> all = MelSpectrogram(signal, settings, Simd::BestLevel());
+  for (std::size_t t = 0; t + kShort <= frame_n; t += kShort) {
+    const auto begin = signal.begin() + static_cast<std::ptrdiff_t>(2 * t);
+    const std::vector<float> part = MelSpectrogram({begin, begin + 2 * (kShort - 1) + 64}, settings, Simd::BestLevel());
+    for (std::size_t m = 0; m < 32; ++m) {
+      ASSERT_TRUE(
+          SameBits(std::span(all).subspan(m * frame_n + t, kShort), std::span(part).subspan(m * kShort, kShort)))
+          << m << ' ' << t;
     }
   }
 }

@@ -201,6 +201,54 @@ TEST(Spectrogram, BinZeroOfAnImpulseIsTheWindowScaledOnce) {
   }
 }
 
+// Results beyond the size that is streamed, in rows that begin anywhere in a cache line, in columns of any number at a
+// time. Nothing is written behind the last column.
+TEST(ResultColumns, ReachTheirPlacesInStreamedResults) {
+  for (const Simd::Level level : Simd::SupportedLevels()) {
+    const StftKernels& kernels = Simd::KernelsFor<StftKernels>(level);
+    for (const std::size_t width : {1u, 2u}) {
+      constexpr std::size_t kRows = 1100;
+      const std::size_t column_n = Simd::StreamingBytes() / (kRows * sizeof(float) * width) + 3;
+      const std::size_t stride = column_n * width + 7;
+      const auto value = [&](std::size_t row, std::size_t i) { return static_cast<float>((row * 31 + i) % 65536); };
+      std::vector<float> dst(kRows * stride + 1, kUntouched);
+      Base::CallScratch scratch;
+      ResultColumns columns({dst.data() + 1, stride}, kRows, column_n, width, kernels, scratch);
+      for (std::size_t t = 0, count = 1; t < column_n; t += count) {
+        count = std::min(count % (64 / width) + 1, column_n - t);
+        const BinBlock place = columns.Next(count);
+        for (std::size_t k = 0; k < kRows; ++k) {
+          for (std::size_t i = 0; i < count * width; ++i) place.data[k * place.stride + i] = value(k, t * width + i);
+        }
+      }
+      columns.Finish();
+      for (std::size_t k = 0; k < kRows; ++k) {
+        for (std::size_t i = 0; i < stride; ++i) {
+          const float expected = i < column_n * width ? value(k, i) : kUntouched;
+          ASSERT_EQ(dst[1 + k * stride + i], expected)
+              << Simd::LevelName(level) << ' ' << width << ' ' << k << ' ' << i;
+        }
+      }
+    }
+  }
+}
+
+TEST(Spectrogram, ColumnsAreThoseOfShorterOnesInStreamedResults) {
+  ShortTimeSettings settings{0, 400, 7, 400, 1, 0, 0, 0};
+  constexpr std::size_t kShort = 500;
+  const std::size_t frame_n = Simd::StreamingBytes() / (2 * 201 * sizeof(float)) + kShort;
+  const std::vector<float> signal = Noise(7 * (frame_n - 1) + 400);
+  settings.max_frame_n = static_cast<int>(frame_n);
+  const std::vector<float> all = Spectrogram(signal, settings, 0.0f);
+  settings.max_frame_n = kShort;
+  for (std::size_t t = 0; t + kShort <= frame_n; t += kShort) {
+    const auto begin = signal.begin() + static_cast<std::ptrdiff_t>(7 * t);
+    ASSERT_TRUE(SameBits(Columns(all, frame_n, t, kShort),
+                         Spectrogram({begin, begin + 7 * (kShort - 1) + 400}, settings, 0.0f)))
+        << t;
+  }
+}
+
 // Frames that use every kernel: several blocks, or one without a spare column; hops whose frames share samples, and
 // hops whose frames do not; half-length transforms and full-length ones.
 std::vector<ShortTimeSettings> ManyFrames() {
