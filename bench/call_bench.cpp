@@ -1,5 +1,8 @@
-// Overheads of a call: one frame per call, the first call against later ones, and two threads at once.
+// Overheads of a call: one frame or a few samples per call, cached tables, the first call against later ones, and two
+// threads at once.
+#include <cstring>
 #include <memory>
+#include <string>
 #include <thread>
 
 #include "kelvo_audio.h"
@@ -19,6 +22,46 @@ void AddOneFrameRow() {
           }});
 }
 
+constexpr std::size_t kBankN = 80 * 201;
+
+void GetKnownBank(float* dst) {
+  kelvoAudioGetFBMatrix(dst, 201, 0.0f, 8000.0f, 80, 16000, KELVO_AUDIO_MEL_NORM_SLANEY, KELVO_AUDIO_MEL_SLANEY);
+}
+
+// A cached table of `count` floats against its copy.
+Contest AgainstCopy(std::size_t count, Run get) {
+  auto table = std::make_shared<Buffer>(count);
+  get(table->data());
+  return {table, count, {{"ours", get}, {"memcpy", [&from = *table](float* dst) {
+                                           std::memcpy(dst, from.data(), sizeof(float) * from.size());
+                                         }}}};
+}
+
+void AddOneCallRows() {
+  constexpr const char* kSection = "One call";
+  AddRow({.section = kSection, .name = "mel, a frame of 400/160/80", .goal = 1.2, .make_contest = [] {
+            return AgainstPeers(MakeMelSpectrogram(400, kSpeech, false));
+          }});
+  struct Size {
+    std::size_t fft_n;
+    double goal;
+  };
+  for (const Size size : {Size{16, 0.8}, {64, 1.2}, {256, 1.4}}) {
+    AddRow({.section = kSection,
+            .name = "FFT of " + std::to_string(size.fft_n) + " samples",
+            .goal = size.goal,
+            .make_contest = [=] {
+              return AgainstPeers(ForwardFft{Noise(size.fft_n), size.fft_n});
+            }});
+  }
+  AddRow({.section = kSection, .name = "cached window of 400", .goal = 0.6, .make_contest = [] {
+            return AgainstCopy(400, [](float* dst) { kelvoAudioGetWindow(dst, 400, KELVO_AUDIO_WINDOW_HANN); });
+          }});
+  AddRow({.section = kSection, .name = "cached bank of 80 bands of 201 bins", .goal = 0.9, .make_contest = [] {
+            return AgainstCopy(kBankN, GetKnownBank);
+          }});
+}
+
 // A filter bank with a new highest frequency, which is not in the cache.
 void GetNewBank(float* dst) {
   static float f_max = 8000.0f;
@@ -26,16 +69,12 @@ void GetNewBank(float* dst) {
   kelvoAudioGetFBMatrix(dst, 201, 0.0f, f_max, 80, 16000, KELVO_AUDIO_MEL_NORM_SLANEY, KELVO_AUDIO_MEL_SLANEY);
 }
 
-void GetKnownBank(float* dst) {
-  kelvoAudioGetFBMatrix(dst, 201, 0.0f, 8000.0f, 80, 16000, KELVO_AUDIO_MEL_NORM_SLANEY, KELVO_AUDIO_MEL_SLANEY);
-}
-
 void AddFirstCallRow() {
   AddRow({.section = "First call against later ones",
           .name = "filter bank, 80 bands of 201 bins",
           .least_snr_db = 0.0,  // the banks differ slightly by design
           .make_contest = [] {
-            return Contest{nullptr, 80 * 201, {{"ours, later", GetKnownBank}, {"first", GetNewBank}}};
+            return Contest{nullptr, kBankN, {{"ours, later", GetKnownBank}, {"first", GetNewBank}}};
           }});
 }
 
@@ -63,6 +102,7 @@ void AddThreadRow() {
 
 void AddCallRows() {
   AddOneFrameRow();
+  AddOneCallRows();
   AddFirstCallRow();
   AddThreadRow();
 }

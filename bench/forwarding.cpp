@@ -26,6 +26,7 @@ void ForwardTo(void* library) {
   Resolve<kelvoAudioStandardize>(library, "kelvoAudioStandardize");
   Resolve<kelvoAudioFFT>(library, "kelvoAudioFFT");
   Resolve<kelvoAudioIFFT>(library, "kelvoAudioIFFT");
+  Resolve<kelvoAudioGetWindow>(library, "kelvoAudioGetWindow");
   Resolve<kelvoAudioGetFrameLen>(library, "kelvoAudioGetFrameLen");
   Resolve<kelvoAudioGetSpectrogram>(library, "kelvoAudioGetSpectrogram");
   Resolve<kelvoAudioGetInverseSpectrogram>(library, "kelvoAudioGetInverseSpectrogram");
@@ -54,6 +55,10 @@ int kelvoAudioStandardize(float* dst, const float* src, int src_n) {
 int kelvoAudioFFT(float* dst, const float* src, int fft_n) { return target<kelvoAudioFFT>(dst, src, fft_n); }
 
 int kelvoAudioIFFT(float* dst, const float* src, int fft_n) { return target<kelvoAudioIFFT>(dst, src, fft_n); }
+
+int kelvoAudioGetWindow(float* dst, int window_n, int win_type) {
+  return target<kelvoAudioGetWindow>(dst, window_n, win_type);
+}
 
 int kelvoAudioGetFrameLen(int* dst, int sample_n, int fft_n, int hop_n, int center) {
   return target<kelvoAudioGetFrameLen>(dst, sample_n, fft_n, hop_n, center);

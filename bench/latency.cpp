@@ -109,7 +109,7 @@ void Run(int call_n) {
     const auto print = [](const Call& call) {
       std::printf(" %.2f | %.2f | %.0f |", At(call, 0.5), At(call, 0.999), At(call, 1.0));
     };
-    std::printf("| %s(%s) |", calls[i].subject->name, TextOf(calls[i].subject->live.front()).c_str());
+    std::printf("| %s(%s) |", calls[i].subject->name, Reliability::TextOf(calls[i].subject->live.front()).c_str());
     print(alone[i]);
     print(calls[i]);
     std::printf(" %ld |\n", calls[i].waited_n);
