@@ -48,7 +48,24 @@ void TransformReal(float* re, float* im, const float* samples, const RealTransfo
   }
 }
 
+// Real samples as elements.
+struct LoneSamples {
+  const float* samples;
+  template <class Lane>
+  KELVO_INLINE Complex<Lane> Load(std::size_t k) const {
+    return {Lane::Load(samples + k), Lane::Broadcast(0.0f)};
+  }
+};
+
 void RealToBins(float* dst, const float* src, const RealTransformView& plan, float* scratch) {
+  if constexpr (kHasFour) {
+    const MirroredBins bins{dst, plan.fft_n};
+    if (IsSmall<8>(plan.inner) && plan.IsHalfLength()) return SmallRealBins<8>(plan, SamplePairs{src}, bins);
+    if (IsSmall<4>(plan.inner)) {
+      if (plan.IsHalfLength()) return SmallRealBins<4>(plan, SamplePairs{src}, bins);
+      return SmallFullBins(plan, LoneSamples{src}, bins);
+    }
+  }
   const std::size_t stride = OutputStride(plan.inner.length);
   const SplitElements output{scratch, scratch + stride};
   TransformReal(output.re, output.im, src, plan, scratch + 2 * stride);

@@ -11,6 +11,7 @@
 #include "fft/fft_kernels.h"
 #include "fft/passes.h"
 #include "fft/plan_view.h"
+#include "fft/small_transform.h"
 #include "simd/lanes.h"
 
 namespace kelvo::Fft {
@@ -120,6 +121,10 @@ KELVO_INLINE void RunFirstPass(const Source& source, SplitElements to, SplitElem
 template <class Source, class Sink>
 static void TransformSingle(const TransformView& plan, const Source& source, const Sink& sink, float* scratch) {
   using One = Lanes<float, 1>;
+  if constexpr (kHasFour) {
+    if (IsSmall<4>(plan)) return TransformSmallTo<4>(plan, source, sink);
+    if (IsSmall<8>(plan)) return TransformSmallTo<8>(plan, source, sink);
+  }
   const std::size_t length = plan.length;
   const std::size_t stride = ArrayStride(length);
   SplitElements elements{scratch, scratch + stride};
