@@ -25,23 +25,33 @@ KELVO_INLINE bool IsSmall(const TransformView& plan) {
 // Outputs 4 r, 4 r + 1, ... in the lanes of z[r].
 template <std::size_t kSecond, class Source>
 KELVO_INLINE void TransformSmall(const Pass& first, const Source& source, Complex<Four> (&z)[kSecond]) {
+  constexpr std::size_t kSize = Simd::Floats::kSize < kSecond ? Simd::Floats::kSize : kSecond;
+  using Lane = Simd::Lanes<float, kSize>;
 #pragma GCC unroll 2
-  for (std::size_t j = 0; j < kSecond; j += 4) {
-    Complex<Four> x[4];
+  for (std::size_t j = 0; j < kSecond; j += kSize) {
+    Complex<Lane> x[4];
 #pragma GCC unroll 4
-    for (std::size_t s = 0; s < 4; ++s) x[s] = source.template Load<Four>(j + s * kSecond);
+    for (std::size_t s = 0; s < 4; ++s) x[s] = source.template Load<Lane>(j + s * kSecond);
     Butterfly(x);
 #pragma GCC unroll 4
     for (std::size_t s = 1; s < 4; ++s) {
       const std::size_t index = (s - 1) * kSecond + j;
-      x[s] = x[s] * Complex<Four>{Four::Load(first.twiddle_re + index), Four::Load(first.twiddle_im + index)};
+      x[s] = x[s] * Complex<Lane>{Lane::Load(first.twiddle_re + index), Lane::Load(first.twiddle_im + index)};
     }
-    Four re[4] = {x[0].re, x[1].re, x[2].re, x[3].re};
-    Four im[4] = {x[0].im, x[1].im, x[2].im, x[3].im};
-    Transpose(re);
-    Transpose(im);
+    Lane re[4] = {x[0].re, x[1].re, x[2].re, x[3].re};
+    Lane im[4] = {x[0].im, x[1].im, x[2].im, x[3].im};
+    TransposeTiles(re);
+    TransposeTiles(im);
 #pragma GCC unroll 4
-    for (std::size_t i = 0; i < 4; ++i) z[j + i] = {re[i], im[i]};
+    for (std::size_t i = 0; i < 4; ++i) {
+      if constexpr (kSize == 4) {
+        z[j + i] = {re[i], im[i]};
+      } else {
+        const auto real = Split(re[i]), imaginary = Split(im[i]);
+        z[j + i] = {real.first, imaginary.first};
+        z[j + 4 + i] = {real.second, imaginary.second};
+      }
+    }
   }
   Butterfly(z);
 }
@@ -55,9 +65,11 @@ KELVO_INLINE void TransformSmallTo(const TransformView& plan, const Source& sour
   for (std::size_t r = 0; r < kSecond; ++r) sink.Store(4 * r, z[r]);
 }
 
-// (a1 a2 a3 b0)
-KELVO_INLINE Complex<Four> FromSecond(const Complex<Four>& a, const Complex<Four>& b) {
-  return {ShiftDownBy(a.re, b.re, Simd::LaneNumbersOf<4>{}), ShiftDownBy(a.im, b.im, Simd::LaneNumbersOf<4>{})};
+// (a1 a2 ... b0)
+template <std::size_t N>
+KELVO_INLINE Complex<Simd::Lanes<float, N>> FromSecond(const Complex<Simd::Lanes<float, N>>& a,
+                                                       const Complex<Simd::Lanes<float, N>>& b) {
+  return {ShiftDownBy(a.re, b.re, Simd::LaneNumbersOf<N>{}), ShiftDownBy(a.im, b.im, Simd::LaneNumbersOf<N>{})};
 }
 
 // The bins of 8 * kSecond real samples, whose pairs are the elements, to a sink as in fft/real_split.h, and with the
@@ -71,16 +83,28 @@ KELVO_INLINE void SmallRealBins(const RealTransformView& plan, const Source& pai
   const One re{z[0].re.v[0]}, im{z[0].im.v[0]}, zero{0.0f};
   sink.SelfConjugate(0, Complex<One>{re + im, zero});
   sink.SelfConjugate(kHalf, Complex<One>{re - im, zero});
-  const Four half = Four::Broadcast(0.5f);
+  constexpr std::size_t kSize = Simd::Floats::kSize < 8 ? 4 : 8;
+  using Lane = Simd::Lanes<float, kSize>;
+  constexpr std::size_t kVectorN = kHalf / kSize;
+  Complex<Lane> y[kVectorN];
+#pragma GCC unroll 8
+  for (std::size_t r = 0; r < kVectorN; ++r) {
+    if constexpr (kSize == 4) {
+      y[r] = z[r];
+    } else {
+      y[r] = {Join(z[2 * r].re, z[2 * r + 1].re), Join(z[2 * r].im, z[2 * r + 1].im)};
+    }
+  }
+  const Lane half = Lane::Broadcast(0.5f);
 #pragma GCC unroll 4
-  for (std::size_t r = 0; r < kSecond / 2; ++r) {
-    const std::size_t k = 4 * r + 1;
-    const Complex<Four>& last = z[kSecond - 1 - r];
-    const Complex<Four> a = Scale(FromSecond(z[r], z[r + 1]), half);
-    const Complex<Four> b = Conjugate(Scale(Complex<Four>{Reverse(last.re), Reverse(last.im)}, half));
-    const Complex<Four> w{Four::Load(plan.split_re + k), Four::Load(plan.split_im + k)};
-    const Complex<Four> even = a + b;
-    const Complex<Four> odd = TimesMinusI(a - b) * w;
+  for (std::size_t r = 0; r < kVectorN / 2; ++r) {
+    const std::size_t k = kSize * r + 1;
+    const Complex<Lane>& last = y[kVectorN - 1 - r];
+    const Complex<Lane> a = Scale(FromSecond(y[r], y[r + 1]), half);
+    const Complex<Lane> b = Conjugate(Scale(Complex<Lane>{Reverse(last.re), Reverse(last.im)}, half));
+    const Complex<Lane> w{Lane::Load(plan.split_re + k), Lane::Load(plan.split_im + k)};
+    const Complex<Lane> even = a + b;
+    const Complex<Lane> odd = TimesMinusI(a - b) * w;
     sink.Forward(k, even + odd);
     sink.Mirrored(kHalf - k, Conjugate(even - odd));
   }

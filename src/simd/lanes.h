@@ -360,7 +360,20 @@ KELVO_INLINE Lanes<T, 2 * N> Join(Lanes<T, N> low, Lanes<T, N> high) {
   return JoinBy(low, high, LaneNumbersOf<2 * N>{});
 }
 
-// Transposes N rows of N lanes: first 4 x 4 tiles, which floats have within 128 bits, then the tiles.
+// Transposes the 4 x 4 tiles of four rows: of floats, those within 128 bits.
+template <class T, std::size_t N>
+KELVO_INLINE void TransposeTiles(Lanes<T, N>* rows) {
+  const LanePair<T, N> a = Unpack<1>(rows[0], rows[1]);
+  const LanePair<T, N> b = Unpack<1>(rows[2], rows[3]);
+  const LanePair<T, N> first = Unpack<2>(a.first, b.first);
+  const LanePair<T, N> second = Unpack<2>(a.second, b.second);
+  rows[0] = first.first;
+  rows[1] = first.second;
+  rows[2] = second.first;
+  rows[3] = second.second;
+}
+
+// Transposes N rows of N lanes: first the tiles, then their places.
 template <class T, std::size_t N>
 KELVO_INLINE void Transpose(Lanes<T, N> (&rows)[N]) {
   static_assert(N == 1 || N == 2 || N == 4 || N == 8 || N == 16);
@@ -371,16 +384,7 @@ KELVO_INLINE void Transpose(Lanes<T, N> (&rows)[N]) {
   }
   if constexpr (N >= 4) {
 #pragma GCC unroll 4
-    for (std::size_t r = 0; r < N; r += 4) {
-      const LanePair<T, N> a = Unpack<1>(rows[r], rows[r + 1]);
-      const LanePair<T, N> b = Unpack<1>(rows[r + 2], rows[r + 3]);
-      const LanePair<T, N> first = Unpack<2>(a.first, b.first);
-      const LanePair<T, N> second = Unpack<2>(a.second, b.second);
-      rows[r] = first.first;
-      rows[r + 1] = first.second;
-      rows[r + 2] = second.first;
-      rows[r + 3] = second.second;
-    }
+    for (std::size_t r = 0; r < N; r += 4) TransposeTiles(rows + r);
   }
   if constexpr (N == 8) {
 #pragma GCC unroll 4
