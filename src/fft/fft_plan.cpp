@@ -8,7 +8,9 @@
 #include <iterator>
 #include <limits>
 #include <numbers>
+#include <numeric>
 #include <stdexcept>
+#include <utility>
 
 #include "api/checks.h"
 #include "base/buffers.h"
@@ -18,27 +20,43 @@
 namespace kelvo::Fft {
 namespace {
 
-// exp(-2 pi i index / length), index < length, each part rounded once from double precision. The angle is reduced to an
-// octant in integers, so symmetric twiddles have equal bits and the trivial ones are exact.
-Complex<float> UnitRoot(std::size_t index, std::size_t length) {
-  const std::size_t eighths = 8 * index;
-  const std::size_t octant = eighths / length;
-  // Distance from the nearest multiple of pi / 2, in units of pi / (4 length).
-  const std::size_t remainder = octant % 2 == 0 ? eighths - octant * length : (octant + 1) * length - eighths;
-  const double angle = std::numbers::pi / 4.0 * static_cast<double>(remainder) / static_cast<double>(length);
-  const auto near = static_cast<float>(Math::Cos(angle));
-  const auto far = static_cast<float>(Math::Sin(angle));
-  switch (octant) {
-    case 0: return {near, -far};
-    case 1: return {far, -near};
-    case 2: return {-far, -near};
-    case 3: return {-near, -far};
-    case 4: return {-near, far};
-    case 5: return {-far, near};
-    case 6: return {far, near};
-    default: return {near, far};
+// exp(-2 pi i index / length), each part rounded once from double precision. The angle is reduced to an octant in
+// integers, so symmetric roots have equal bits, the trivial ones are exact, and each pair of parts is computed once.
+class UnitRoots {
+ public:
+  explicit UnitRoots(std::size_t length) : length_(length), step_(std::gcd(2 * length, std::size_t{8})) {
+    parts_.resize(length / step_ + 1);
+    for (std::size_t i = 0; i < parts_.size(); ++i) {
+      const double angle = std::numbers::pi / 4.0 * static_cast<double>(i * step_) / static_cast<double>(length);
+      parts_[i] = {static_cast<float>(Math::Cos(angle)), static_cast<float>(Math::Sin(angle))};
+    }
   }
-}
+
+  // For index < length.
+  Complex<float> operator()(std::size_t index) const {
+    const std::uint64_t eighths = std::uint64_t{8} * index;
+    const std::uint64_t octant = eighths / length_;
+    // The distance from the nearest multiple of pi / 2 is this many units of pi / (4 length): 8 index less an even
+    // multiple of the length.
+    const std::uint64_t distance = octant % 2 == 0 ? eighths - octant * length_ : (octant + 1) * length_ - eighths;
+    const auto [near, far] = parts_[static_cast<std::size_t>(distance) / step_];
+    switch (octant) {
+      case 0: return {near, -far};
+      case 1: return {far, -near};
+      case 2: return {-far, -near};
+      case 3: return {-near, -far};
+      case 4: return {-near, far};
+      case 5: return {-far, near};
+      case 6: return {far, near};
+      default: return {near, far};
+    }
+  }
+
+ private:
+  std::size_t length_;
+  std::size_t step_;  // of the distances that occur
+  std::vector<Complex<float>> parts_;
+};
 
 // The radices for 2^exponent times `odd`, the fastest of those that were tried at each exponent. A radix of 16 saves a
 // pass, but its butterfly has more values than there are registers: in a batch, spilling them costs more than it saves.
@@ -98,9 +116,26 @@ std::vector<std::size_t> ChooseRadices(std::size_t length, Use use) {
 // Radices whose butterfly is written out; the others are direct sums over the roots of unity.
 bool HasButterfly(std::uint64_t radix) { return radix <= 5 || radix == 8 || radix == 10 || radix == 16; }
 
-// In 64 bits, since 32 do not hold it for every length that passes CheckPlanSize.
-std::uint64_t TableSize(std::uint64_t radix, std::uint64_t span) {
-  return (span > 1 ? 4 * (radix - 1) * span : 0) + (HasButterfly(radix) ? 0 : 2 * radix);
+// Direct sums up to this radix have their roots in natural order and in full; longer ones in an order that takes a
+// table no longer than two vectors of elements.
+constexpr std::uint64_t kLongestFullRoots = 13;
+
+// Vectors of up to this many roots are read whole.
+constexpr std::uint64_t kWidestVector = 16;
+
+// In 64 bits, as are those below, since 32 do not hold it for every length that passes CheckPlanSize.
+std::uint64_t RootCount(std::uint64_t radix) {
+  const std::uint64_t half = radix / 2;
+  return (radix <= kLongestFullRoots ? half * half : 2 * half) + kWidestVector;
+}
+
+std::uint64_t TwiddleCount(const Pass& pass) { return std::uint64_t{pass.radix - 1} * pass.span; }
+
+// The least number of passes of a single transform that work on adjacent elements.
+std::size_t AdjacentPassCount(const std::vector<TransposeStep>& steps) {
+  std::size_t count = steps.back().pass_n;
+  for (std::size_t i = 1; i < steps.size(); ++i) count = std::min(count, steps[i].pass_n);
+  return count;
 }
 
 // Writes `count` roots, real parts first. Returns the end of what it wrote.
@@ -114,21 +149,70 @@ float* AddRoots(float* to, std::size_t count, RootOf root_of) {
   return to + 2 * count;
 }
 
-// The twiddles of a pass over `length` samples or elements, in both orders.
+// The twiddles of a pass over `length` samples or elements.
 float* AddTwiddles(Pass& pass, float* to, std::size_t length) {
   const std::size_t span = pass.span;
-  const std::size_t count = (pass.radix - 1) * span;
+  const auto count = static_cast<std::size_t>(TwiddleCount(pass));
   pass.twiddle_re = to;
   pass.twiddle_im = to + count;
-  to = AddRoots(to, count, [&](std::size_t i) { return UnitRoot((i / span + 1) * (i % span), length); });
+  const UnitRoots roots(length);
+  return AddRoots(to, count, [&](std::size_t i) { return roots((i / span + 1) * (i % span)); });
+}
+// The same in pairs, for batches.
+float* AddTwiddlePairs(Pass& pass, float* to) {
   pass.twiddle_pairs = to;
-  for (std::size_t j = 0; j < span; ++j) {
-    for (std::size_t i = j; i < count; i += span) {
+  for (std::size_t j = 0; j < pass.span; ++j) {
+    for (std::size_t i = j; i < TwiddleCount(pass); i += pass.span) {
       *to++ = pass.twiddle_re[i];
       *to++ = pass.twiddle_im[i];
     }
   }
   return to;
+}
+
+std::uint64_t PowerModulo(std::uint64_t base, std::uint64_t exponent, std::uint64_t modulus) {
+  std::uint64_t power = 1;
+  for (; exponent > 0; exponent /= 2, base = base * base % modulus) {
+    if (exponent % 2 == 1) power = power * base % modulus;
+  }
+  return power;
+}
+
+// The smallest number whose powers are all numbers below the prime.
+std::uint64_t PrimitiveRoot(std::uint64_t prime) {
+  std::vector<std::uint64_t> exponents;
+  std::uint64_t rest = prime - 1;
+  for (std::uint64_t p = 2; p * p <= rest; ++p) {
+    if (rest % p == 0) exponents.push_back((prime - 1) / p);
+    while (rest % p == 0) rest /= p;
+  }
+  if (rest > 1) exponents.push_back((prime - 1) / rest);
+  std::uint64_t root = 2;
+  const auto fails = [&](std::uint64_t exponent) { return PowerModulo(root, exponent, prime) == 1; };
+  while (std::any_of(exponents.begin(), exponents.end(), fails)) ++root;
+  return root;
+}
+
+// The order and the roots of a direct sum over a prime. With powers of a primitive root as the order, the root for
+// elements a and b depends on a + b only [Rader 1968], so that those for adjacent b are adjacent.
+float* AddDirectSum(Pass& pass, unsigned* order, float* to) {
+  const std::size_t half = pass.radix / 2;
+  const bool is_full = pass.radix <= kLongestFullRoots;
+  const std::uint64_t ratio = is_full ? 1 : PrimitiveRoot(pass.radix);
+  std::uint64_t power = 1;
+  const auto next_index = [&] { return std::exchange(power, power * ratio % pass.radix); };
+  for (std::size_t a = 0; a < half; ++a) order[a] = static_cast<unsigned>(is_full ? a + 1 : next_index());
+  pass.order = order;
+  pass.root_step = is_full ? half : 1;
+  const auto count = static_cast<std::size_t>(RootCount(pass.radix));
+  pass.root_re = to;
+  pass.root_im = to + count;
+  power = 1;
+  const UnitRoots roots(pass.radix);
+  return AddRoots(to, count, [&](std::size_t i) {
+    if (!is_full) return roots(static_cast<std::size_t>(next_index()));
+    return roots((i / half + 1) * (i % half + 1) % pass.radix);
+  });
 }
 
 // Digit reversal: the last digit of an output index was decided by the first pass, whose blocks lie farthest apart.
@@ -209,44 +293,64 @@ void CheckPlanSize(int fft_n) {
   }
 }
 
-TransformPlan::TransformPlan(std::size_t length, const std::vector<std::size_t>& radices) {
-  std::uint64_t table_n = 0;
+TransformPlan::TransformPlan(std::size_t length, Use use, Input input) {
+  const std::vector<std::size_t> radices = ChooseRadices(length, use);
+  passes_.reserve(radices.size());
   std::size_t block = length;
   for (const std::size_t radix : radices) {
-    block /= radix;
-    table_n += TableSize(radix, block);
-  }
-  tables_ = Base::ScratchBuffer(table_n);
-  passes_.reserve(radices.size());
-
-  float* next = tables_.Data();
-  std::size_t direct_n = 0;
-  block = length;
-  for (const std::size_t radix : radices) {
-    const std::size_t span = block / radix;
-    Pass pass{radix, span, nullptr, nullptr, nullptr, nullptr, nullptr};
-    if (span > 1) next = AddTwiddles(pass, next, block);
-    if (!HasButterfly(radix)) {
-      direct_n = std::max(direct_n, radix);
-      pass.root_re = next;
-      pass.root_im = next + radix;
-      next = AddRoots(next, radix, [&](std::size_t i) { return UnitRoot(i, radix); });
-    }
+    Pass pass{};
+    pass.radix = radix;
+    pass.span = block /= radix;
     passes_.push_back(pass);
-    block = span;
   }
   transpose_steps_.resize(kLaneCountN);
   for (const std::size_t lane_n : {1u, 4u, 8u, 16u})
     transpose_steps_[LaneCountIndex(lane_n)] = ChooseTransposeStep(passes_, length, lane_n);
+
+  // Passes that never run in a batch need no pairs.
+  const std::size_t adjacent_n = use == Use::single ? AdjacentPassCount(transpose_steps_) : 0;
+  std::uint64_t table_n = 0;
+  std::uint64_t order_n = 0;
+  std::size_t direct_n = 0;
+  for (std::size_t i = 0; i < passes_.size(); ++i) {
+    const Pass& pass = passes_[i];
+    if (pass.span > 1) table_n += (i < adjacent_n ? 2 : 4) * TwiddleCount(pass);
+    if (HasButterfly(pass.radix)) continue;
+    table_n += 2 * RootCount(pass.radix);
+    order_n += pass.radix / 2;
+    direct_n = std::max(direct_n, pass.radix);
+  }
+  tables_ = Base::ScratchBuffer(table_n);
+  orders_.resize(order_n);
+
+  float* next = tables_.Data();
+  unsigned* next_order = orders_.data();
+  block = length;
+  for (std::size_t i = 0; i < passes_.size(); ++i) {
+    Pass& pass = passes_[i];
+    if (pass.span > 1) next = AddTwiddles(pass, next, block);
+    if (pass.span > 1 && i >= adjacent_n) next = AddTwiddlePairs(pass, next);
+    if (!HasButterfly(pass.radix)) {
+      next = AddDirectSum(pass, next_order, next);
+      next_order += pass.radix / 2;
+      pass.is_real = i == 0 && input == Input::real && pass.radix > kLongestFullRoots;
+    }
+    block = pass.span;
+  }
+
   position_ = OutputPositions(length, passes_);
-  output_.resize(length);
-  for (std::size_t k = 0; k < length; ++k) output_[position_[k]] = static_cast<unsigned>(k);
+  // Single transforms use the outputs of the first of the blocks that finish as a batch.
+  const std::size_t first_block = adjacent_n > 0 ? passes_[adjacent_n - 1].span : length;
+  output_.resize(first_block);
+  for (std::size_t k = 0; k < length; ++k) {
+    if (position_[k] < first_block) output_[position_[k]] = static_cast<unsigned>(k);
+  }
   view_ = {length, passes_.size(), passes_.data(), position_.data(), output_.data(), transpose_steps_.data(), direct_n};
 }
 
-RealTransformPlan::RealTransformPlan(std::size_t fft_n, Use use) {
+RealTransformPlan::RealTransformPlan(std::size_t fft_n, Use use, bool is_inverse) {
   const std::size_t length = IsHalfLength(fft_n) ? fft_n / 2 : fft_n;
-  inner_ = TransformPlan(length, ChooseRadices(length, use));
+  inner_ = TransformPlan(length, use, IsHalfLength(fft_n) || is_inverse ? Input::complex : Input::real);
   view_ = {fft_n, inner_.View(), nullptr, nullptr};
   if (!IsHalfLength(fft_n)) return;
   // Single transforms load them from the second one on, so the second one lies on a cache line.
@@ -255,8 +359,9 @@ RealTransformPlan::RealTransformPlan(std::size_t fft_n, Use use) {
   split_ = Base::ScratchBuffer(2 * stride);
   float* const split_re = split_.Data() + 15;
   float* const split_im = split_re + stride;
+  const UnitRoots roots(fft_n);
   for (std::size_t k = 0; k < split_n; ++k) {
-    const Complex<float> root = UnitRoot(k, fft_n);
+    const Complex<float> root = roots(k);
     split_re[k] = root.re;
     split_im[k] = root.im;
   }
@@ -296,8 +401,8 @@ FrameTransformPlan::FrameTransformPlan(std::size_t fft_n) {
   } else {
     view_.real_pass.radix = subsignal_n;
     view_.real_pass.span = span;
-    twiddles_ = Base::ScratchBuffer(4 * (subsignal_n - 1) * span);
-    AddTwiddles(view_.real_pass, twiddles_.Data(), fft_n);
+    twiddles_ = Base::ScratchBuffer(4 * TwiddleCount(view_.real_pass));
+    AddTwiddlePairs(view_.real_pass, AddTwiddles(view_.real_pass, twiddles_.Data(), fft_n));
   }
   slot_.resize(fft_n);
   for (std::size_t j = 0; j < span; ++j) {
@@ -338,15 +443,19 @@ const FftPlan& FftPlanCache::GetForwardPlan(int fft_n) {
 const FftPlan& FftPlanCache::GetInversePlan(int fft_n) {
   return plans_.GetTable(1, fft_n, [](int key) {
     const std::size_t length = CheckedLength(key);
-    return FftPlan{.real = length % 2 == 0 ? RealTransformPlan(length, Use::batch) : RealTransformPlan(),
-                   .complex = {length, ChooseRadices(length, Use::single)},
-                   .frames = {}};
+    return FftPlan{.real = {}, .complex = {length, Use::single, Input::complex}, .frames = {}};
   });
 }
 
 const FftPlan& FftPlanCache::GetFramePlan(int fft_n) {
   return plans_.GetTable(2, fft_n, [](int key) {
     return FftPlan{.real = {}, .complex = {}, .frames = FrameTransformPlan(CheckedLength(key))};
+  });
+}
+
+const FftPlan& FftPlanCache::GetInverseFramePlan(int fft_n) {
+  return plans_.GetTable(3, fft_n, [](int key) {
+    return FftPlan{.real = RealTransformPlan(CheckedLength(key), Use::batch, true), .complex = {}, .frames = {}};
   });
 }
 

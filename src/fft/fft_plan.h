@@ -18,12 +18,18 @@ void CheckPlanLength(int fft_n);
 // Callers check before they allocate anything.
 void CheckPlanSize(int fft_n);
 
+// How a transform runs, which determines the fastest order of its passes. In a batch includes, with the same bits,
+// alone.
+enum class Use { batch, single };
+
+// What the elements of a transform are.
+enum class Input { complex, real };
+
 // A forward complex transform of any length [Cooley and Tukey 1965]. Immutable once built, movable.
 class TransformPlan {
  public:
   TransformPlan() = default;
-  // The length is the product of the radices.
-  TransformPlan(std::size_t length, const std::vector<std::size_t>& radices);
+  TransformPlan(std::size_t length, Use use, Input input);
   // As long as the plan itself, like the views of the plans below.
   const TransformView& View() const { return view_; }
 
@@ -31,19 +37,17 @@ class TransformPlan {
   TransformView view_{};  // into the tables below, which stay where they are when the plan is moved
   std::vector<Pass> passes_;
   Base::ScratchBuffer tables_;  // what the passes point into
+  std::vector<unsigned> orders_;
   std::vector<unsigned> position_;
   std::vector<unsigned> output_;                // the inverse permutation
   std::vector<TransposeStep> transpose_steps_;  // [kLaneCountN]
 };
 
-// How a transform runs, which determines the fastest order of its passes.
-enum class Use { batch, single };
-
 // A transform of real samples.
 class RealTransformPlan {
  public:
   RealTransformPlan() = default;
-  RealTransformPlan(std::size_t fft_n, Use use);
+  RealTransformPlan(std::size_t fft_n, Use use, bool is_inverse = false);
   const RealTransformView& View() const { return view_; }
 
  private:
@@ -71,7 +75,7 @@ class FrameTransformPlan {
 };
 
 struct FftPlan {
-  // Forward: of single signals. Inverse: for even lengths, of frames, to end in real samples.
+  // Forward: of single signals. Inverse: of frames of even length, to end in real samples.
   RealTransformPlan real;
   // Inverse: of single complex signals. The inverse transform is the forward one with real and imaginary parts
   // exchanged on both sides, so it needs no tables of the other sign.
@@ -88,11 +92,12 @@ class FftPlanCache {
   const FftPlan& GetForwardPlan(int fft_n);
   const FftPlan& GetInversePlan(int fft_n);
   const FftPlan& GetFramePlan(int fft_n);
+  const FftPlan& GetInverseFramePlan(int fft_n);
 
  private:
   static const Base::ForkGuard fork_guard_;
 
-  Base::TableCache<int, FftPlan, 3> plans_;  // forward, inverse, frames
+  Base::TableCache<int, FftPlan, 4> plans_;  // forward, inverse, frames, inverse of frames
 };
 
 }  // namespace kelvo::Fft

@@ -91,6 +91,41 @@ struct Single {
   }
 };
 
+// A pair of outputs of a direct sum: with those elements that come in pairs, x and y, and their factors c + i s,
+// outputs are the sum of c (x + y) plus or minus i times that of s (x - y).
+template <bool kIsReal, class Lane>
+struct DirectSum {
+  Complex<Lane> even, odd;
+
+  DirectSum() = default;
+  explicit KELVO_INLINE DirectSum(const Complex<Lane>& first)
+      : even(first), odd{Lane::Broadcast(0.0f), Lane::Broadcast(0.0f)} {}
+  // -i (x - y)
+  KELVO_INLINE void Add(const Complex<Lane>& sum, const Complex<Lane>& turned_difference, Lane cosine, Lane sine) {
+    even.re = even.re + sum.re * cosine;
+    odd.im = odd.im - turned_difference.im * sine;
+    if constexpr (!kIsReal) {
+      even.im = even.im + sum.im * cosine;
+      odd.re = odd.re - turned_difference.re * sine;
+    }
+  }
+  KELVO_INLINE Complex<Lane> Output() const {
+    if constexpr (kIsReal) return {even.re, odd.im};
+    return even + odd;
+  }
+  KELVO_INLINE Complex<Lane> MirroredOutput() const {
+    if constexpr (kIsReal) return {even.re, -odd.im};
+    return even - odd;
+  }
+};
+
+// An element; its imaginary part, where that is known to be zero, is not read.
+template <bool kIsReal, class Lane, class Elements>
+KELVO_INLINE Complex<Lane> LoadPart(const Elements& elements, std::size_t k) {
+  if constexpr (kIsReal) return {Lane::Load(elements.re + k * elements.kStride), Lane::Broadcast(0.0f)};
+  return elements.template Load<Lane>(k);
+}
+
 // Runs `pass` over all blocks of a transform of `length` elements. In place, Single needs spans of whole vectors: the
 // last vector of any other span overlaps the one before, whose elements must still be there.
 //
@@ -118,26 +153,27 @@ __attribute__((noinline)) static void RunPass(const Source& source, Target to, c
   }
 }
 
-// The same for any odd radix: a direct sum over the roots of unity. Elements s and radix - s have the same factors up
-// to the sign of the sine, so their sums and differences are formed first. `scratch` holds 2 * radix vectors.
-template <class Mode, class Lane, class Elements>
+// The same for any odd radix: a direct sum over the roots of unity. Elements that come in pairs have the same factors
+// up to the sign of the sine, so their sums and differences are formed first. `scratch` holds 2 * radix vectors.
+template <bool kIsReal, class Mode, class Lane, class Elements>
 static void RunDirectPass(Elements from, Elements to, const Pass& pass, std::size_t length, float* scratch) {
   constexpr std::size_t kStep = Mode::template kStep<Lane>;
   const std::size_t radix = pass.radix;
   const std::size_t span = pass.span;
   const std::size_t half = radix / 2;
-  const auto pairs = BatchAt<Lane>(scratch);  // sums at s - 1, differences at half + s - 1
+  const auto pairs = BatchAt<Lane>(scratch);  // sums at a, differences at half + a
   for (std::size_t block = 0; block < length; block += radix * span) {
     for (std::size_t j = 0; j < span; j += kStep) {
       if (kStep > 1 && j + kStep > span) j = span - kStep;
-      const Complex<Lane> first = from.template Load<Lane>(block + j);
+      const Complex<Lane> first = LoadPart<kIsReal, Lane>(from, block + j);
       Complex<Lane> total = first;
-      for (std::size_t s = 1; s <= half; ++s) {
-        const Complex<Lane> a = from.template Load<Lane>(block + j + s * span);
-        const Complex<Lane> b = from.template Load<Lane>(block + j + (radix - s) * span);
-        pairs.Store(s - 1, a + b);
-        pairs.Store(half + s - 1, TimesMinusI(a - b));
-        total = total + (a + b);
+      for (std::size_t a = 0; a < half; ++a) {
+        const std::size_t s = pass.order[a];
+        const Complex<Lane> x = LoadPart<kIsReal, Lane>(from, block + j + s * span);
+        const Complex<Lane> y = LoadPart<kIsReal, Lane>(from, block + j + (radix - s) * span);
+        pairs.Store(a, x + y);
+        pairs.Store(half + a, TimesMinusI(x - y));
+        total = total + (x + y);
       }
       to.Store(block + j, total);
       const typename Mode::Twiddles twiddles(pass, radix, span, j);
@@ -148,17 +184,29 @@ static void RunDirectPass(Elements from, Elements to, const Pass& pass, std::siz
         }
         to.Store(block + j + s * span, value * twiddles.template At<Lane>(s));
       };
-      for (std::size_t k = 1; k <= half; ++k) {
-        Complex<Lane> even = first;
-        Complex<Lane> odd{Lane::Broadcast(0.0f), Lane::Broadcast(0.0f)};
-        std::size_t root = 0;
-        for (std::size_t s = 1; s <= half; ++s) {
-          root = root + k < radix ? root + k : root + k - radix;
-          even = even + Scale(pairs.template Load<Lane>(s - 1), Lane::Broadcast(pass.root_re[root]));
-          odd = odd - Scale(pairs.template Load<Lane>(half + s - 1), Lane::Broadcast(pass.root_im[root]));
+      // A few outputs together, whose sums do not wait for each other.
+      constexpr std::size_t kTile = kIsReal ? 4 : 2;
+      for (std::size_t b = 0; b < half; b += kTile) {
+        if (b + kTile > half) b = half - kTile;
+        DirectSum<kIsReal, Lane> sums[kTile];
+#pragma GCC unroll 4
+        for (std::size_t t = 0; t < kTile; ++t) sums[t] = DirectSum<kIsReal, Lane>(first);
+        for (std::size_t a = 0; a < half; ++a) {
+          const Complex<Lane> sum = LoadPart<kIsReal, Lane>(pairs, a);
+          const Lane difference_re = Lane::Load(pairs.re + (half + a) * pairs.kStride);
+          const Lane difference_im = Lane::Load(pairs.im + (half + a) * pairs.kStride);
+          const std::size_t root = pass.root_step * a + b;
+#pragma GCC unroll 4
+          for (std::size_t t = 0; t < kTile; ++t) {
+            sums[t].Add(sum, {difference_re, difference_im}, Lane::Broadcast(pass.root_re[root + t]),
+                        Lane::Broadcast(pass.root_im[root + t]));
+          }
         }
-        store(k, even + odd);
-        store(radix - k, even - odd);
+#pragma GCC unroll 4
+        for (std::size_t t = 0; t < kTile; ++t) {
+          store(pass.order[b + t], sums[t].Output());
+          store(radix - pass.order[b + t], sums[t].MirroredOutput());
+        }
       }
     }
   }
@@ -175,7 +223,12 @@ KELVO_INLINE void RunAnyPass(Elements from, Elements to, const Pass& pass, std::
     case 8: return RunPass<8, Mode, Lane>(from, to, pass, length);
     case 10: return RunPass<10, Mode, Lane>(from, to, pass, length);
     case 16: return RunPass<16, Mode, Lane>(from, to, pass, length);
-    default: return RunDirectPass<Mode, Lane>(from, to, pass, length, scratch);
+    default: break;
+  }
+  if (pass.is_real) {
+    RunDirectPass<true, Mode, Lane>(from, to, pass, length, scratch);
+  } else {
+    RunDirectPass<false, Mode, Lane>(from, to, pass, length, scratch);
   }
 }
 

@@ -15,9 +15,15 @@ struct Pass {
   const float* twiddle_im;
   // The same interleaved, real part first, at [2 * ((radix - 1) * j + s - 1)].
   const float* twiddle_pairs;
-  // exp(-2 pi i k / radix), k = 0 .. radix - 1, for radices without a butterfly of their own.
+  // For radices without a butterfly of their own, direct sums: exp(-2 pi i order[a] order[b] / radix) is at
+  // [root_step * a + b] for a, b < radix / 2, and what a vector reads behind the last b is finite. Elements and outputs
+  // order[a] and radix - order[a], which have conjugate factors, are taken together.
   const float* root_re;
   const float* root_im;
+  std::size_t root_step;
+  const unsigned* order;
+  // Whether the imaginary parts of all elements are zeros, which a direct sum need not look at.
+  bool is_real;
 };
 
 // Elements of a batch of 16 lanes that stay in L1 from pass to pass: 32 KiB. With half of that, spectrograms of 2048
@@ -37,13 +43,13 @@ constexpr std::size_t LaneCountIndex(std::size_t lane_n) {
   return lane_n == 1 ? 0 : lane_n == 4 ? 1 : lane_n == 8 ? 2 : 3;
 }
 
-// A forward complex transform. In-place passes leave output k at element position[k]; element i is output[i] then.
+// A forward complex transform. In place it leaves output k at element position[k]; element i is output[i] then.
 struct TransformView {
   std::size_t length;
   std::size_t pass_n;
   const Pass* passes;
   const unsigned* position;
-  const unsigned* output;
+  const unsigned* output;                // as far as a single transform uses it
   const TransposeStep* transpose_steps;  // [kLaneCountN]
   std::size_t direct_n;                  // the largest radix without a butterfly of its own, or 0
 };

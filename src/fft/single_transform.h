@@ -79,11 +79,25 @@ struct BlockOutputs {
   }
 };
 
+// Calls use.operator()<Lane>(k) for `count` elements: for vectors from element k on, of which the last one overlaps the
+// one before, or for single elements where there is no whole vector.
+template <class Run>
+KELVO_INLINE void ForEachVector(std::size_t count, const Run& use) {
+  if (Floats::kSize > 1 && count < Floats::kSize) {
+    for (std::size_t k = 0; k < count; ++k) use.template operator()<Lanes<float, 1>>(k);
+    return;
+  }
+  for (std::size_t k = 0; k < count; k += Floats::kSize) {
+    if (Floats::kSize > 1 && k + Floats::kSize > count) k = count - Floats::kSize;
+    use.template operator()<Floats>(k);
+  }
+}
+
 template <class Source>
 static void CopyElements(const Source& source, SplitElements to, std::size_t length) {
-  std::size_t k = 0;
-  for (; k + Floats::kSize <= length; k += Floats::kSize) to.Store(k, source.template Load<Floats>(k));
-  for (; k < length; ++k) to.Store(k, source.template Load<Lanes<float, 1>>(k));
+  ForEachVector(
+      length, [&]<class Lane>(std::size_t k)
+                  __attribute__((always_inline)) { to.Store(k, source.template Load<Lane>(k)); });
 }
 
 // Elements out of split-complex arrays of the caller's.
@@ -115,6 +129,76 @@ KELVO_INLINE void RunFirstPass(const Source& source, SplitElements to, SplitElem
   RunAnyPass<Single, Lane>(spare, to, pass, length, scratch);
 }
 
+// Outputs order[b] and radix - order[b] of the direct sum that a plan of one pass is, for the b of kVectorN vectors
+// from `b` on. The pairs are those of RunDirectPass.
+template <bool kIsReal, std::size_t kVectorN>
+KELVO_INLINE void SumOutputs(const Pass& pass, const Complex<Floats>& first, const SplitElements& pairs,
+                             const SplitElements& to, std::size_t b) {
+  using One = Lanes<float, 1>;
+  const std::size_t half = pass.radix / 2;
+  DirectSum<kIsReal, Floats> sums[kVectorN];
+#pragma GCC unroll 4
+  for (std::size_t v = 0; v < kVectorN; ++v) sums[v] = DirectSum<kIsReal, Floats>(first);
+  for (std::size_t a = 0; a < half; ++a) {
+    const auto spread = [](const float* x) __attribute__((always_inline)) { return Floats::Broadcast(*x); };
+    const Complex<Floats> sum{spread(pairs.re + a), spread(pairs.im + a)};
+    const Complex<Floats> difference{spread(pairs.re + half + a), spread(pairs.im + half + a)};
+    const std::size_t root = pass.root_step * a + b;
+#pragma GCC unroll 4
+    for (std::size_t v = 0; v < kVectorN; ++v) {
+      sums[v].Add(sum, difference, Floats::Load(pass.root_re + root + v * Floats::kSize),
+                  Floats::Load(pass.root_im + root + v * Floats::kSize));
+    }
+  }
+  constexpr std::size_t kCount = kVectorN * Floats::kSize;
+  alignas(64) float parts[4 * kCount];
+  const SplitElements outputs{parts, parts + kCount}, mirrored{parts + 2 * kCount, parts + 3 * kCount};
+#pragma GCC unroll 4
+  for (std::size_t v = 0; v < kVectorN; ++v) {
+    outputs.Store(v * Floats::kSize, sums[v].Output());
+    mirrored.Store(v * Floats::kSize, sums[v].MirroredOutput());
+  }
+  for (std::size_t i = 0; i < kCount && b + i < half; ++i) {
+    to.Store(pass.order[b + i], outputs.Load<One>(i));
+    to.Store(pass.radix - pass.order[b + i], mirrored.Load<One>(i));
+  }
+}
+
+// The direct sum that a plan of one pass is, with outputs in the lanes; the same bits as RunDirectPass. The scratch
+// memory holds 2 * radix floats.
+template <bool kIsReal>
+static void SumDirectly(SplitElements from, SplitElements to, const Pass& pass, float* scratch) {
+  using One = Lanes<float, 1>;
+  const std::size_t radix = pass.radix;
+  const std::size_t half = radix / 2;
+  const SplitElements pairs{scratch, scratch + 2 * half};
+  const Complex<One> first = LoadPart<kIsReal, One>(from, 0);
+  Complex<One> total = first;
+  for (std::size_t a = 0; a < half; ++a) {
+    const std::size_t s = pass.order[a];
+    const Complex<One> x = LoadPart<kIsReal, One>(from, s);
+    const Complex<One> y = LoadPart<kIsReal, One>(from, radix - s);
+    pairs.Store(a, x + y);
+    pairs.Store(half + a, TimesMinusI(x - y));
+    total = total + (x + y);
+  }
+  to.Store(0, total);
+
+  const Complex<Floats> spread{Floats::Broadcast(first.re.v), Floats::Broadcast(first.im.v)};
+  constexpr std::size_t kVectorN = kIsReal ? 4 : 2;
+  std::size_t b = 0;
+  for (; b + (kVectorN - 1) * Floats::kSize < half; b += kVectorN * Floats::kSize) {
+    SumOutputs<kIsReal, kVectorN>(pass, spread, pairs, to, b);
+  }
+  if constexpr (kIsReal) {
+    if (b + Floats::kSize < half) {
+      SumOutputs<kIsReal, 2>(pass, spread, pairs, to, b);
+      b += 2 * Floats::kSize;
+    }
+  }
+  if (b < half) SumOutputs<kIsReal, 1>(pass, spread, pairs, to, b);
+}
+
 // One transform from `source` to `sink`, which is given each output once or, with equal values, twice:
 // sink.Store<Lane>(k, x) with outputs k, k + 1, ... in the lanes of x. The source has been read to its end before the
 // sink is called. `scratch` holds TransformScratchSize(plan) floats.
@@ -130,6 +214,20 @@ static void TransformSingle(const TransformView& plan, const Source& source, con
   SplitElements elements{scratch, scratch + stride};
   SplitElements spare{scratch + 2 * stride, scratch + 3 * stride};
   float* const pass_scratch = scratch + 4 * stride;
+
+  if (plan.pass_n == 1 && plan.passes[0].order != nullptr) {
+    CopyElements(source, elements, length);
+    const Pass& pass = plan.passes[0];
+    if (pass.is_real) {
+      SumDirectly<true>(elements, spare, pass, pass_scratch);
+    } else {
+      SumDirectly<false>(elements, spare, pass, pass_scratch);
+    }
+    ForEachVector(
+        length, [&]<class Lane>(std::size_t k)
+                    __attribute__((always_inline)) { sink.Store(k, spare.template Load<Lane>(k)); });
+    return;
+  }
 
   const TransposeStep step = plan.transpose_steps[LaneCountIndex(Floats::kSize)];
   if (step.pass_n == 0) {

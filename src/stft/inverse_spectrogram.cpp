@@ -66,7 +66,7 @@ Synthesis::Synthesis(float* dst, const float* src, const InverseSettings& settin
       kernels_(Simd::KernelsFor<InverseKernels>(level)),
       spectrogram_{src, static_cast<std::size_t>(settings.frame_n)},
       hop_(static_cast<std::size_t>(settings.hop_n)) {
-  settings_.plan = Fft::FftPlanCache::Get().GetInversePlan(static_cast<int>(fft_n)).real.View();
+  settings_.plan = Fft::FftPlanCache::Get().GetInverseFramePlan(static_cast<int>(fft_n)).real.View();
   window_ = WindowCache::Get().GetWindow(settings.win_n, settings.win_type);
 
   // The window, the division by fft_n and, for TwoOverN, the inverse of its 2 / fft_n are one factor, rounded once.

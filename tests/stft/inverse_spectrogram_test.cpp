@@ -238,7 +238,7 @@ TEST(InverseKernels, CompareTheEnvelopeInDoublePrecision) {
     constexpr std::size_t kLaneN = 16;
     const std::size_t row_n = signal.size();
     const Fft::RealTransformView& plan =
-        Fft::FftPlanCache::Get().GetInversePlan(static_cast<int>(2 * row_n)).real.View();
+        Fft::FftPlanCache::Get().GetInverseFramePlan(static_cast<int>(2 * row_n)).real.View();
     const std::vector<float> gain(2 * row_n, 1.0f);
     const std::vector<unsigned> sample_offset(2 * row_n, 0u);
     std::vector<float> carry(row_n, 0.0f), columns(kLaneN * row_n), work(InverseScratch(plan.inner.length, kLaneN));
