@@ -29,6 +29,11 @@ template <class T>
 [[gnu::always_inline]] inline Complex<T> Conjugate(const Complex<T>& a) {
   return {a.re, -a.im};
 }
+// Real and imaginary part exchanged. Before and after a forward transform this makes it the inverse one, unscaled.
+template <class T>
+[[gnu::always_inline]] inline Complex<T> Swapped(const Complex<T>& a) {
+  return {a.im, a.re};
+}
 // conj(a) * b
 template <class T>
 [[gnu::always_inline]] inline Complex<T> ConjugateTimes(const Complex<T>& a, const Complex<T>& b) {

@@ -36,7 +36,7 @@ struct MirroredBins {
 
 void TransformElements(float* re, float* im, const float* src_re, const float* src_im, const TransformView& plan,
                        float* scratch) {
-  TransformSingle(plan, ConstElements{src_re, src_im}, NaturalOutput{{re, im}}, scratch);
+  TransformSingle(plan, ConstElements{src_re, src_im}, SplitElements{re, im}, scratch);
 }
 
 void TransformReal(float* re, float* im, const float* samples, const RealTransformView& plan, float* scratch) {
@@ -79,7 +79,7 @@ void TransformInterleaved(float* re, float* im, const float* src_re, const float
         const auto lanes = BatchAt<Lane>(scratch);
         for (std::size_t l = 0; l < kInterleavedN; l += Lane::kSize) {
           GatherBlocks<Lane>(lanes, src_re, src_im, begins + l, plan.length);
-          TransformBatch<Lane>(plan, lanes, scratch + 2 * plan.length * Lane::kSize);
+          RunPasses<Batch, Lane>(lanes, plan, 0, plan.pass_n, plan.length, scratch + 2 * plan.length * Lane::kSize);
           for (std::size_t k = 0; k < plan.length; ++k) {
             Elements<kInterleavedN>{re + l, im + l}.Store(k, lanes.template Load<Lane>(k));
           }

@@ -47,9 +47,16 @@ constexpr std::size_t DirectScratchSize(const TransformView& plan) {
   const std::size_t longest = 2 * ArrayStride(plan.length) + 8 * 16;
   return widest < longest ? widest : longest;
 }
-// Two arrays of complex elements, between which passes go, and the direct passes' sums.
+// Two arrays of complex elements, between which passes go, and the direct passes' sums; of a chirp plan those of the
+// inner transforms, and an array that they start from.
 constexpr std::size_t TransformScratchSize(const TransformView& plan) {
-  return 4 * ArrayStride(plan.length) + DirectScratchSize(plan);
+  const TransformView& passes = plan.chirp != nullptr ? plan.chirp->inner : plan;
+  const std::size_t array_n = plan.chirp != nullptr ? 3 : 2;
+  return 2 * array_n * ArrayStride(passes.length) + DirectScratchSize(passes);
+}
+// In lanes, for each of them and beyond the elements: the direct passes' sums, or two arrays of a chirp plan.
+constexpr std::size_t BatchTransformScratchSize(const TransformView& plan) {
+  return plan.chirp != nullptr ? 4 * plan.chirp->inner.length : 2 * plan.length;
 }
 constexpr std::size_t FftScratchSize(const TransformView& plan) {
   return 2 * OutputStride(plan.length) + TransformScratchSize(plan);

@@ -15,10 +15,19 @@
 #include "api/checks.h"
 #include "base/buffers.h"
 #include "fft/complex.h"
+#include "fft/fft_kernels.h"
 #include "math/functions.h"
+#include "simd/level.h"
 
 namespace kelvo::Fft {
 namespace {
+
+// Whether tables are too large for a transform by passes.
+bool IsTooLong(std::uint64_t length) {
+  constexpr std::uint64_t kTooLongPowerOfTwo = 1 << 28;
+  constexpr std::uint64_t kTooLong = 1 << 30;
+  return length >= kTooLong || (length >= kTooLongPowerOfTwo && std::has_single_bit(length));
+}
 
 // exp(-2 pi i index / length), each part rounded once from double precision. The angle is reduced to an octant in
 // integers, so symmetric roots have equal bits, the trivial ones are exact, and each pair of parts is computed once.
@@ -260,12 +269,49 @@ TransposeStep ChooseTransposeStep(const std::vector<Pass>& passes, std::size_t l
   return best;
 }
 
+// The time of a transform of `length` elements by passes in units of one element and one power of two. Factors of three
+// and five cost a fourth more, as measured for 256 to 32768 elements, and in a short transform alone half as much
+// again.
+std::uint64_t PassCost(std::uint64_t length, Use use) {
+  const auto octaves = static_cast<std::uint64_t>(std::bit_width(length));
+  const std::uint64_t quarters = std::has_single_bit(length) ? 4 : use == Use::single && length < 256 ? 6 : 5;
+  return quarters * length * octaves / 4;
+}
+
+// The length of the transforms that hold a convolution of `least` elements, or 0 where all of them are too long.
+std::uint64_t ChooseInnerLength(std::uint64_t least, Use use) {
+  std::uint64_t best = 0;
+  for (const std::uint64_t odd : {1u, 3u, 5u, 9u, 15u, 27u}) {
+    std::uint64_t length = odd;
+    while (length < least) length *= 2;
+    if (IsTooLong(length)) continue;
+    if (best == 0 || PassCost(length, use) < PassCost(best, use)) best = length;
+  }
+  return best;
+}
+
+// Whether convolving with a chirp by transforms of inner_n elements takes less time than passes of these radices, most
+// of which goes into direct sums. The factors are measured: alone both take as long at 97 complex and at 131 real
+// elements; in a batch, where all lanes of a direct sum are in use, at 113 and at 163.
+bool IsFasterByChirp(std::uint64_t length, const std::vector<std::size_t>& radices, std::uint64_t inner_n, Use use,
+                     Input input) {
+  if (inner_n == 0) return false;
+  std::uint64_t direct = 0;
+  for (const std::size_t radix : radices) {
+    if (!HasButterfly(radix)) direct += input == Input::real && radix == radices.front() ? radix : 2 * radix;
+  }
+  constexpr std::uint64_t kFurtherOctaves = 3;  // for scaling, factors and products
+  const std::uint64_t chirp = PassCost(inner_n, use) + kFurtherOctaves * inner_n;
+  return (use == Use::single ? 11 : 17) * chirp < 2 * length * direct;
+}
+
 // Up to 16 samples a full-length transform is used: the split step of a half-length one would lose accuracy at 8 and
 // 16, by up to a fifth over random signals, and at no other even length.
 bool IsHalfLength(std::size_t fft_n) { return fft_n % 2 == 0 && fft_n > 16; }
 
-// Up to 256 samples the pass gains little in a batch, and its short subsignals cost a single frame more than that. With
-// prime factors from 17 on it makes errors larger (by 1 to 30 %), with those up to 13 smaller (by up to 14 %).
+// Up to 256 samples the pass gains little in a batch, and its short subsignals cost a single frame more than that. It
+// makes errors smaller, by up to 14 %. Its subsignals are transformed by passes alone: lengths with prime factors from 17
+// on, few of which people use, do without, though those up to 31 would gain as well.
 bool HasRealPass(std::size_t fft_n) {
   if (fft_n % 8 != 0 || fft_n <= 256) return false;
   for (const std::size_t p : {2u, 3u, 5u, 7u, 11u, 13u}) {
@@ -285,16 +331,32 @@ std::size_t CheckedLength(int fft_n) {
 void CheckPlanLength(int fft_n) { Api::FailIf(fft_n < 1, "Invalid value of fft points."); }
 
 void CheckPlanSize(int fft_n) {
-  constexpr int kTooLongPowerOfTwo = 1 << 28;
-  constexpr int kTooLong = 1 << 30;
-  const auto is_power_of_two = [&] { return (fft_n & (fft_n - 1)) == 0; };
-  if (fft_n >= kTooLong || (fft_n >= kTooLongPowerOfTwo && is_power_of_two())) {
-    throw std::length_error("vector too long");
-  }
+  if (fft_n > 0 && IsTooLong(static_cast<std::uint64_t>(fft_n))) throw std::length_error("vector too long");
 }
+
+struct ChirpTables {
+  TransformPlan inner;
+  Base::ScratchBuffer memory;
+  Chirp view;
+};
+
+TransformPlan::TransformPlan() = default;
+TransformPlan::TransformPlan(TransformPlan&&) noexcept = default;
+TransformPlan& TransformPlan::operator=(TransformPlan&&) noexcept = default;
+TransformPlan::~TransformPlan() = default;
 
 TransformPlan::TransformPlan(std::size_t length, Use use, Input input) {
   const std::vector<std::size_t> radices = ChooseRadices(length, use);
+  const std::uint64_t output_n = input == Input::real ? length / 2 + 1 : length;
+  const std::uint64_t inner_n = ChooseInnerLength(length + output_n - 1, use);
+  if (IsFasterByChirp(length, radices, inner_n, use, input)) {
+    BuildChirp(length, static_cast<std::size_t>(inner_n), use, input);
+  } else {
+    BuildPasses(length, radices, use, input);
+  }
+}
+
+void TransformPlan::BuildPasses(std::size_t length, const std::vector<std::size_t>& radices, Use use, Input input) {
   passes_.reserve(radices.size());
   std::size_t block = length;
   for (const std::size_t radix : radices) {
@@ -345,7 +407,64 @@ TransformPlan::TransformPlan(std::size_t length, Use use, Input input) {
   for (std::size_t k = 0; k < length; ++k) {
     if (position_[k] < first_block) output_[position_[k]] = static_cast<unsigned>(k);
   }
-  view_ = {length, passes_.size(), passes_.data(), position_.data(), output_.data(), transpose_steps_.data(), direct_n};
+  view_ = {length,         passes_.size(),          passes_.data(), position_.data(),
+           output_.data(), transpose_steps_.data(), direct_n,       nullptr};
+}
+
+void TransformPlan::BuildChirp(std::size_t length, std::size_t inner_n, Use use, Input input) {
+  chirp_ = std::make_unique<ChirpTables>();
+  chirp_->inner.BuildPasses(inner_n, ChooseRadices(inner_n, use), use, Input::complex);
+  const TransformView& inner = chirp_->inner.View();
+  const std::size_t output_n = input == Input::real ? length / 2 + 1 : length;
+  const std::size_t factor_stride = (length + 15) / 16 * 16;
+  const std::size_t response_stride = (inner_n + 15) / 16 * 16;
+  chirp_->memory = Base::ScratchBuffer(2 * std::uint64_t{factor_stride} + 2 * std::uint64_t{response_stride});
+  float* const factor_re = chirp_->memory.Data();
+  float* const factor_im = factor_re + factor_stride;
+  float* const response_re = factor_im + factor_stride;
+  float* const response_im = response_re + response_stride;
+
+  // The square of j is reduced in integers. Factor n - j is factor j, negated where n is odd.
+  const float mirror = length % 2 == 0 ? 1.0f : -1.0f;
+  const UnitRoots roots(2 * length);
+  std::uint64_t square = 0;
+  for (std::size_t j = 0; j <= length / 2; ++j) {
+    const Complex<float> factor = roots(static_cast<std::size_t>(square));
+    factor_re[j] = factor.re;
+    factor_im[j] = factor.im;
+    if (j > 0) {
+      factor_re[length - j] = mirror * factor.re;
+      factor_im[length - j] = mirror * factor.im;
+    }
+    square += 2 * j + 1;
+    if (square >= 2 * length) square -= 2 * length;
+  }
+
+  // The convolution is cyclic, so that factors for negative differences lie at the end.
+  std::fill_n(response_re, 2 * response_stride, 0.0f);
+  for (std::size_t j = 0; j < length; ++j) {
+    if (j < output_n) {
+      response_re[j] = factor_re[j];
+      response_im[j] = -factor_im[j];
+    }
+    if (j > 0) {
+      response_re[inner_n - j] = factor_re[j];
+      response_im[inner_n - j] = -factor_im[j];
+    }
+  }
+  Base::ScratchBuffer scratch(TransformScratchSize(inner));
+  Simd::KernelsFor<FftKernels>(Simd::BestLevel())
+      .transform_elements(response_re, response_im, response_re, response_im, inner, scratch.Data());
+  const double scale = 0.5 / static_cast<double>(inner_n);
+  for (float* part = response_re; part < response_re + 2 * response_stride; ++part) {
+    *part = static_cast<float>(static_cast<double>(*part) * scale);
+  }
+
+  // Single transforms deliver their outputs in order.
+  position_.resize(use == Use::batch ? output_n : 0);
+  std::iota(position_.begin(), position_.end(), 0u);
+  chirp_->view = {inner, output_n, factor_re, factor_im, response_re, response_im};
+  view_ = {length, 0, nullptr, position_.data(), nullptr, nullptr, 0, &chirp_->view};
 }
 
 RealTransformPlan::RealTransformPlan(std::size_t fft_n, Use use, bool is_inverse) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <vector>
 
 #include "base/buffers.h"
@@ -22,18 +23,27 @@ void CheckPlanSize(int fft_n);
 // alone.
 enum class Use { batch, single };
 
-// What the elements of a transform are.
+// What the elements of a transform are. Of real ones only outputs 0 .. length / 2 are needed.
 enum class Input { complex, real };
 
-// A forward complex transform of any length [Cooley and Tukey 1965]. Immutable once built, movable.
+struct ChirpTables;
+
+// A forward complex transform of any length, by passes [Cooley and Tukey 1965] or, where large prime factors make that
+// slower, as a convolution with a chirp [Bluestein 1970]. Immutable once built, movable.
 class TransformPlan {
  public:
-  TransformPlan() = default;
+  TransformPlan();
   TransformPlan(std::size_t length, Use use, Input input);
+  TransformPlan(TransformPlan&&) noexcept;
+  TransformPlan& operator=(TransformPlan&&) noexcept;
+  ~TransformPlan();
   // As long as the plan itself, like the views of the plans below.
   const TransformView& View() const { return view_; }
 
  private:
+  void BuildPasses(std::size_t length, const std::vector<std::size_t>& radices, Use use, Input input);
+  void BuildChirp(std::size_t length, std::size_t inner_n, Use use, Input input);
+
   TransformView view_{};  // into the tables below, which stay where they are when the plan is moved
   std::vector<Pass> passes_;
   Base::ScratchBuffer tables_;  // what the passes point into
@@ -41,6 +51,7 @@ class TransformPlan {
   std::vector<unsigned> position_;
   std::vector<unsigned> output_;                // the inverse permutation
   std::vector<TransposeStep> transpose_steps_;  // [kLaneCountN]
+  std::unique_ptr<ChirpTables> chirp_;
 };
 
 // A transform of real samples.

@@ -13,6 +13,7 @@
 #include <cstddef>
 
 #include "fft/butterflies.h"
+#include "fft/chirp_scale.h"
 #include "fft/complex.h"
 #include "fft/plan_view.h"
 #include "simd/lanes.h"
@@ -269,14 +270,47 @@ KELVO_INLINE void RunLastPass(BatchElements<Lane> elements, const Outputs& outpu
   for (std::size_t i = 0; i < length; ++i) outputs.Store(i, elements.template Load<Lane>(i));
 }
 
-// Transforms in lanes, in place; output k ends at element plan.position[k]. `scratch` holds 2 * (largest radix)
-// vectors.
+// The transforms of a chirp plan in lanes, in place and in natural order.
+template <class Lane>
+static void TransformBatchByChirp(const TransformView& plan, BatchElements<Lane> elements, float* scratch) {
+  const Chirp& chirp = *plan.chirp;
+  const std::size_t inner_n = chirp.inner.length;
+  const auto convolved = BatchAt<Lane>(scratch);
+  const auto natural = BatchAt<Lane>(scratch + 2 * inner_n * Lane::kSize);
+  const auto factor = [&](std::size_t k) __attribute__((always_inline)) {
+    return Complex<Lane>{Lane::Broadcast(chirp.factor_re[k]), Lane::Broadcast(chirp.factor_im[k])};
+  };
+  ChirpScale<Lane> scale;
+  for (std::size_t k = 0; k < plan.length; ++k) scale.Include(elements.template Load<Lane>(k));
+  for (std::size_t k = 0; k < plan.length; ++k) {
+    convolved.Store(k, scale.Enter(elements.template Load<Lane>(k), factor(k)));
+  }
+  const Lane zero = Lane::Broadcast(0.0f);
+  for (std::size_t k = plan.length; k < inner_n; ++k) convolved.Store(k, Complex<Lane>{zero, zero});
+  // The passes of inner transforms have butterflies, which take no scratch.
+  RunPasses<Batch, Lane>(convolved, chirp.inner, 0, chirp.inner.pass_n, inner_n, scratch);
+  for (std::size_t k = 0; k < inner_n; ++k) {
+    const Complex<Lane> response{Lane::Broadcast(chirp.response_re[k]), Lane::Broadcast(chirp.response_im[k])};
+    natural.Store(k, Swapped(convolved.template Load<Lane>(chirp.inner.position[k]) * response));
+  }
+  RunPasses<Batch, Lane>(natural, chirp.inner, 0, chirp.inner.pass_n, inner_n, scratch);
+  for (std::size_t k = 0; k < chirp.output_n; ++k) {
+    elements.Store(k, scale.Leave(Swapped(natural.template Load<Lane>(chirp.inner.position[k])), factor(k)));
+  }
+}
+
+// Transforms in lanes, in place; output k ends at element plan.position[k]. `scratch` holds BatchTransformScratch(plan)
+// floats for each lane.
 //
 // The outputs of a long transform are used while they lie in L1: use(s, step) is called when outputs s, s + step, ...
 // and step - s, 2 * step - s, ... are complete, for s = 0 .. step / 2.
 template <class Lane, class Use>
 KELVO_INLINE void TransformBatch(const TransformView& plan, BatchElements<Lane> elements, float* scratch,
                                  const Use& use) {
+  if (plan.chirp != nullptr) {
+    TransformBatchByChirp<Lane>(plan, elements, scratch);
+    return use(0, 1);
+  }
   if (plan.length <= kMaxL1Length) {
     RunPasses<Batch, Lane>(elements, plan, 0, plan.pass_n, plan.length, scratch);
     return use(0, 1);
@@ -294,6 +328,7 @@ KELVO_INLINE void TransformBatch(const TransformView& plan, BatchElements<Lane> 
 }
 template <class Lane>
 KELVO_INLINE void TransformBatch(const TransformView& plan, BatchElements<Lane> elements, float* scratch) {
+  if (plan.chirp != nullptr) return TransformBatchByChirp<Lane>(plan, elements, scratch);
   RunPasses<Batch, Lane>(elements, plan, 0, plan.pass_n, plan.length, scratch);
 }
 

@@ -43,16 +43,36 @@ constexpr std::size_t LaneCountIndex(std::size_t lane_n) {
   return lane_n == 1 ? 0 : lane_n == 4 ? 1 : lane_n == 8 ? 2 : 3;
 }
 
+struct Chirp;
+
 // A forward complex transform. In place it leaves output k at element position[k]; element i is output[i] then.
 struct TransformView {
   std::size_t length;
   std::size_t pass_n;
   const Pass* passes;
-  const unsigned* position;
+  const unsigned* position;              // of a chirp plan in a batch only, and of the outputs that it computes
   const unsigned* output;                // as far as a single transform uses it
   const TransposeStep* transpose_steps;  // [kLaneCountN]
   std::size_t direct_n;                  // the largest radix without a butterfly of its own, or 0
+  const Chirp* chirp;                    // instead of passes, or null
+
+  // Of the complex elements that the caches have to hold while a transform runs.
+  constexpr std::size_t WorkLength() const;
 };
+
+// A transform as a convolution with a chirp (fft/chirp_scale.h).
+struct Chirp {
+  TransformView inner;   // by passes, of output_n + length - 1 elements or more
+  std::size_t output_n;  // only outputs 0 .. output_n - 1 are computed
+  // exp(-pi i j^2 / length), j = 0 .. length - 1.
+  const float* factor_re;
+  const float* factor_im;
+  // The transform of the conjugate factors, over 2 * inner.length: [inner.length].
+  const float* response_re;
+  const float* response_im;
+};
+
+constexpr std::size_t TransformView::WorkLength() const { return chirp != nullptr ? 2 * chirp->inner.length : length; }
 
 // The transform of fft_n real samples. At half length, sample pairs are the elements of a complex transform, and a last
 // step splits its output into the bins of the signal. Odd lengths, and very short ones, run at full length with
@@ -93,6 +113,7 @@ struct FrameTransformView {
   constexpr std::size_t BinStep() const { return HasRealPass() ? subsignal_n : 1; }
   // Of the complex elements that a frame becomes.
   constexpr std::size_t ElementCount() const { return BinStep() * sub_plan.inner.length; }
+  constexpr std::size_t WorkLength() const { return BinStep() * sub_plan.inner.WorkLength(); }
 };
 
 }  // namespace kelvo::Fft

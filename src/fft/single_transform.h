@@ -199,12 +199,75 @@ static void SumDirectly(SplitElements from, SplitElements to, const Pass& pass, 
   if (b < half) SumOutputs<kIsReal, 1>(pass, spread, pairs, to, b);
 }
 
+template <class Source, class Sink>
+static void TransformSingle(const TransformView& plan, const Source& source, const Sink& sink, float* scratch);
+
+// The scale of one transform.
+template <class Source>
+static ChirpScale<Lanes<float, 1>> FindScale(const Source& source, std::size_t length) {
+  using One = Lanes<float, 1>;
+  ChirpScale<Floats> wide;
+  ChirpScale<One> scale;
+  ForEachVector(
+      length, [&]<class Lane>(std::size_t k) __attribute__((always_inline)) {
+        const Complex<Lane> x = source.template Load<Lane>(k);
+        if constexpr (Lane::kSize == Floats::kSize) {
+          wide.Include(x);
+        } else {
+          scale.Include(x);
+        }
+      });
+  float parts[Floats::kSize];
+  wide.largest.Store(parts);
+  for (const float& part : parts) scale.Include(Complex<One>{One::Load(&part), One::Load(&part)});
+  return scale;
+}
+
+// Multiplies the transform of a signal by that of the chirp, and swaps it for the way back.
+struct ChirpProducts {
+  SplitElements to;
+  ConstElements responses;
+
+  template <class Lane>
+  KELVO_INLINE void Store(std::size_t k, const Complex<Lane>& x) const {
+    to.Store(k, Swapped(x * responses.Load<Lane>(k)));
+  }
+};
+
+// The transform of a chirp plan (fft/chirp_scale.h).
+template <class Source, class Sink>
+static void TransformByChirp(const TransformView& plan, const Source& source, const Sink& sink, float* scratch) {
+  const Chirp& chirp = *plan.chirp;
+  const std::size_t inner_n = chirp.inner.length;
+  const std::size_t stride = ArrayStride(inner_n);
+  const SplitElements elements{scratch, scratch + stride};
+  const ConstElements convolved{elements.re, elements.im};
+  const ConstElements factors{chirp.factor_re, chirp.factor_im};
+  float* const inner_scratch = scratch + 2 * stride;
+  const auto scale = FindScale(source, plan.length);
+  ForEachVector(
+      plan.length, [&]<class Lane>(std::size_t k) __attribute__((always_inline)) {
+        const ChirpScale<Lane> lanes{Lane::Broadcast(scale.largest.v)};
+        elements.Store(k, lanes.Enter(source.template Load<Lane>(k), factors.Load<Lane>(k)));
+      });
+  for (std::size_t k = plan.length; k < inner_n; ++k) elements.re[k] = elements.im[k] = 0.0f;
+  const ConstElements responses{chirp.response_re, chirp.response_im};
+  TransformSingle(chirp.inner, convolved, ChirpProducts{elements, responses}, inner_scratch);
+  TransformSingle(chirp.inner, convolved, elements, inner_scratch);
+  ForEachVector(
+      chirp.output_n, [&]<class Lane>(std::size_t k) __attribute__((always_inline)) {
+        const ChirpScale<Lane> lanes{Lane::Broadcast(scale.largest.v)};
+        sink.Store(k, lanes.Leave(Swapped(convolved.Load<Lane>(k)), factors.Load<Lane>(k)));
+      });
+}
+
 // One transform from `source` to `sink`, which is given each output once or, with equal values, twice:
 // sink.Store<Lane>(k, x) with outputs k, k + 1, ... in the lanes of x. The source has been read to its end before the
 // sink is called. `scratch` holds TransformScratchSize(plan) floats.
 template <class Source, class Sink>
 static void TransformSingle(const TransformView& plan, const Source& source, const Sink& sink, float* scratch) {
   using One = Lanes<float, 1>;
+  if (plan.chirp != nullptr) return TransformByChirp(plan, source, sink, scratch);
   if constexpr (kHasFour) {
     if (IsSmall<4>(plan)) return TransformSmallTo<4>(plan, source, sink);
     if (IsSmall<8>(plan)) return TransformSmallTo<8>(plan, source, sink);

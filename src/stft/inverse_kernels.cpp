@@ -14,11 +14,6 @@ namespace {
 using namespace Fft;
 using namespace Simd;
 
-template <class Lane>
-KELVO_INLINE Complex<Lane> Swapped(const Complex<Lane>& x) {
-  return {x.im, x.re};
-}
-
 // Bin k of consecutive frames. Loads no column beyond the last.
 template <class Lane>
 struct FrameBins {

@@ -54,7 +54,10 @@ struct InverseKernels {
   void (*normalize_by_window_envelope)(float* signal, const float* envelope, std::size_t count);
 };
 
-constexpr std::size_t InverseScratch(std::size_t length, std::size_t lane_n) { return 6 * length * lane_n; }
+// The elements of two batches, and what the transform of one needs.
+constexpr std::size_t InverseScratch(const Fft::TransformView& plan, std::size_t lane_n) {
+  return (4 * plan.length + Fft::BatchTransformScratchSize(plan)) * lane_n;
+}
 // The elements, and either the bins that they are made from or what their transform needs.
 constexpr std::size_t SingleInverseScratch(const Fft::RealTransformView& plan) {
   const std::size_t bins_n = 2 * Fft::OutputStride(plan.fft_n / 2 + 1);

@@ -86,10 +86,10 @@ Synthesis::Synthesis(float* dst, const float* src, const InverseSettings& settin
   used_frame_n_ = hop_ == 0 ? spectrogram_.frame_n : std::min(spectrogram_.frame_n, (needed_n_ - 1) / hop_ + 1);
 
   const std::size_t lane_n = stft_kernels_.lane_n;
-  const std::size_t length = settings_.plan.inner.length;
+  const Fft::TransformView& inner = settings_.plan.inner;
   // In batches, the ends of the signal cost the square of the number of frames that overlap.
   constexpr std::size_t kMostOverlap = 256;
-  is_batched_ = hop_ > 0 && (fft_n - 1) / hop_ < kMostOverlap && UseBatch(used_frame_n_, length, lane_n);
+  is_batched_ = hop_ > 0 && (fft_n - 1) / hop_ < kMostOverlap && UseBatch(used_frame_n_, inner.WorkLength(), lane_n);
   if (!is_batched_) {
     signal_ = scratch.TakeZeros<float>((used_frame_n_ - 1) * hop_ + fft_n);
     work_ = scratch.Take<float>(std::max(SingleInverseScratch(settings_.plan), signal_.size()));
@@ -104,14 +104,14 @@ Synthesis::Synthesis(float* dst, const float* src, const InverseSettings& settin
     window_square_[i] = window_[i] * window_[i];
   }
   settings_.gain = gain.data();
-  work_ = scratch.Take<float>(InverseScratch(length, lane_n));
+  work_ = scratch.Take<float>(InverseScratch(inner, lane_n));
   // With a hop beyond the frame's length no frames overlap: a column is then a whole frame.
   settings_.row_n = hop_ < fft_n ? hop_ : fft_n;
   overlap_hops_ = (fft_n - 1) / settings_.row_n;
   const std::span<unsigned> sample_offset = scratch.Take<unsigned>(fft_n);
   for (std::size_t i = 0; i < fft_n; ++i) {
     // Real and imaginary parts are still swapped.
-    const std::size_t element = settings_.plan.inner.position[settings_.plan.IsHalfLength() ? i / 2 : i];
+    const std::size_t element = inner.position[settings_.plan.IsHalfLength() ? i / 2 : i];
     const bool is_second = settings_.plan.IsHalfLength() && i % 2 == 1;
     sample_offset[i] = static_cast<unsigned>((2 * element + (is_second ? 0 : 1)) * lane_n);
   }

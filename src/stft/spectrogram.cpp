@@ -87,8 +87,7 @@ ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, std::s
 
   const std::size_t lane_n = kernels_.lane_n;
   const Fft::FrameTransformView& plan = *frame_settings_.plan;
-  const std::size_t length = plan.ElementCount();
-  is_batched_ = UseBatch(frame_n_, length, lane_n);
+  is_batched_ = UseBatch(frame_n_, plan.WorkLength(), lane_n);
   if (!is_batched_) {
     bins_.stride = 1;
   } else if (frame_settings_.in_pairs) {
@@ -103,7 +102,7 @@ ShortTimeTransform::ShortTimeTransform(const ShortTimeSettings& settings, std::s
   padded_hop_ = std::min(hop, fft_n);
   const std::size_t padded_n = is_batched_ ? (lane_n - 1) * padded_hop_ + fft_n : 0;
   const bool is_window_padded = is_batched_ && window.size() < fft_n;
-  const std::size_t work_n = std::max(is_batched_ ? BatchScratch(length, lane_n) : 0, Fft::FrameScratchSize(plan));
+  const std::size_t work_n = std::max(is_batched_ ? BatchScratch(plan, lane_n) : 0, Fft::FrameScratchSize(plan));
   const std::size_t memory_n = Fft::FrameMemorySize(plan);
   const std::size_t window_n = is_window_padded ? fft_n : 0;
   float* next = scratch

@@ -41,8 +41,8 @@ inline std::size_t RoundUp(std::size_t value, std::size_t multiple) {
 // memory that a stack has.
 inline bool FillsBatch(std::size_t frame_n, std::size_t lane_n) { return frame_n > 1 && 4 * frame_n >= lane_n; }
 
-// Whether `length` complex elements a frame leave room for a batch of lane_n frames in L2, and frame_n is enough of
-// them.
+// Whether `length` complex elements a frame to work on leave room for a batch of lane_n frames in L2, and frame_n is
+// enough of them.
 inline bool UseBatch(std::size_t frame_n, std::size_t length, std::size_t lane_n) {
   constexpr std::size_t kMaxFloats = std::size_t{1} << 18;  // 1 MiB, an L2 of 2020 and later
   return FillsBatch(frame_n, lane_n) && 2 * length * lane_n <= kMaxFloats;

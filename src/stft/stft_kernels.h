@@ -3,6 +3,7 @@
 
 #include <cstddef>
 
+#include "fft/fft_kernels.h"
 #include "fft/plan_view.h"
 
 namespace kelvo::Stft {
@@ -49,7 +50,10 @@ struct StftKernels {
   void (*stream_rows)(const BinBlock& dst, const BinBlock& src, std::size_t row_n, std::size_t count);
 };
 
-// `length` is the number of complex elements that a frame becomes.
-constexpr std::size_t BatchScratch(std::size_t length, std::size_t lane_n) { return 4 * length * lane_n; }
+// The elements, and what the transform of them needs, or the real subsignal and its transform.
+constexpr std::size_t BatchScratch(const Fft::FrameTransformView& plan, std::size_t lane_n) {
+  const std::size_t element_n = 2 * plan.ElementCount();
+  return (element_n + (plan.HasRealPass() ? element_n : Fft::BatchTransformScratchSize(plan.sub_plan.inner))) * lane_n;
+}
 
 }  // namespace kelvo::Stft

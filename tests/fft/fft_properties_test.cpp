@@ -67,13 +67,11 @@ void ExpectProperties(const std::vector<std::size_t>& lengths) {
 TEST(FftProperties, HoldAtEveryLength) {
   std::vector<std::size_t> lengths;
   for (std::size_t n = 1; n <= 2048; n += Reliability::kIsSanitized && n > 64 ? 61 : 1) lengths.push_back(n);
-  // Lengths whose indices, or products of indices, exceed 16, 24 and 32 bits.
-  if (!Reliability::kIsSanitized) lengths.insert(lengths.end(), {46340, 46341, 65535, 131072, 1048575, 1048576});
+  // Lengths whose indices, or products of indices, exceed 16, 24 and 32 bits, and such primes.
+  if (!Reliability::kIsSanitized)
+    lengths.insert(lengths.end(), {46340, 46341, 46349, 65535, 131072, 1048575, 1048576, 1048577, 1666681});
   ExpectProperties(lengths);
 }
-
-// Direct sums over primes of 46349 and 61681 take minutes.
-TEST(FftProperties, DISABLED_HoldAtAwkwardLengths) { ExpectProperties({46349, 1666681, 1048577}); }
 
 }  // namespace
 }  // namespace kelvo::Fft

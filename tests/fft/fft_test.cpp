@@ -21,6 +21,8 @@ namespace {
 
 std::vector<std::size_t> Lengths() {
   std::vector<std::size_t> lengths{400, 480, 1000, 1200, 1009, 2018, 1021 * 4, 7 * 7 * 11 * 4, 3 * 512, 44100, 4099};
+  // Direct sums after and before other passes, convolutions whose inner transforms have factors of three and five.
+  lengths.insert(lengths.end(), {17 * 48, 61 * 61, 3 * 127, 277, 311, 331, 401, 503, 769, 127 * 129, 3 * 4093});
   for (std::size_t n = 1; n <= 256; ++n) lengths.push_back(n);
   for (std::size_t n = 512; n <= 65536; n *= 2) lengths.push_back(n);
   return lengths;
@@ -86,8 +88,49 @@ TEST(FftTest, BinsWithinRangeNeverPassThroughAnInfinity) {
   }
 }
 
+// Lengths with large primes, which a convolution transforms. It may add up more than any bin does.
+TEST(FftTest, ConvolutionsScaleBitsWithTheSignal) {
+  for (const std::size_t n : {254u, 331u, 1009u}) {
+    std::vector<float> signal = Support::Noise(n);
+    for (float& sample : signal) sample *= 0x1p-8f;
+    signal[n / 3] = 1.0f;
+    const std::vector<float> bins = Forward(signal, Simd::BestLevel());
+    for (const float scale : {0x1p127f, 0x1p100f, 0x1p-100f}) {
+      std::vector<float> scaled = signal, expected = bins;
+      for (float& sample : scaled) sample *= scale;
+      for (float& part : expected) part *= scale;
+      for (const Simd::Level level : Simd::SupportedLevels()) {
+        EXPECT_TRUE(Support::SameBits(Forward(scaled, level), expected)) << n << " " << scale;
+      }
+    }
+    // Samples that are denormals, 23 bits of the largest: what is left is the rounding of the bins.
+    for (float& sample : signal) sample = static_cast<float>(static_cast<double>(sample) * 0x1p-127);
+    const Spectrum exact = ExactTransform(FromReal(signal), -1.0);
+    EXPECT_LT(RelativeError(FromPairs(Forward(signal, Simd::BestLevel())), exact), ErrorBound(n)) << n;
+  }
+}
+
+// Wherever it is: an infinity may not turn into numbers, which a scale of zero would make of the others.
+TEST(FftTest, ASampleThatIsNoNumberLeavesNoFiniteBin) {
+  for (const std::size_t n : {17u, 61u, 51u, 254u, 331u, 769u, 1009u}) {
+    for (const float value : {HUGE_VALF, -HUGE_VALF, NAN}) {
+      for (const std::size_t place : {std::size_t{0}, n / 2, n - 1}) {
+        std::vector<float> signal = Support::Noise(n), values = Support::Noise(2 * n);
+        signal[place] = values[2 * place] = value;
+        const std::vector<float> bins = Forward(signal, Simd::BestLevel());
+        std::vector<float> inverse(2 * n);
+        ComputeIfft(inverse, values, Simd::BestLevel());
+        for (std::size_t k = 0; k < n; ++k) {
+          ASSERT_FALSE(std::isfinite(bins[2 * k]) && std::isfinite(bins[2 * k + 1])) << n << " " << place << " " << k;
+          ASSERT_FALSE(std::isfinite(inverse[2 * k]) && std::isfinite(inverse[2 * k + 1])) << n << " " << place;
+        }
+      }
+    }
+  }
+}
+
 TEST(FftTest, SpectraAreHermitianToTheBit) {
-  for (const std::size_t n : {1u, 2u, 7u, 16u, 100u, 480u, 2048u}) {
+  for (const std::size_t n : {1u, 2u, 7u, 16u, 61u, 100u, 254u, 331u, 480u, 2048u}) {
     const Spectrum bins = FromPairs(Forward(Support::Noise(n), Simd::BestLevel()));
     for (std::size_t k = 1; k < n; ++k) EXPECT_EQ(bins[k], std::conj(bins[n - k])) << n << " " << k;
   }
@@ -105,6 +148,34 @@ TEST(FftPlanCacheTest, SharesPlansAndRejectsInvalidLengths) {
   EXPECT_EQ(Support::MessageOf([&] { cache.GetForwardPlan(0); }), "Invalid value of fft points.");
   EXPECT_EQ(Support::MessageOf([&] { cache.GetInversePlan(-2); }), "Invalid value of fft points.");
   EXPECT_EQ(cache.GetForwardPlan(1).real.View().inner.length, 1u);
+}
+
+// Plans that are kept for their lengths: what all their tables hold, in bytes for each sample.
+TEST(FftPlanCacheTest, TablesStaySmall) {
+  const auto bytes_of = [](const TransformView& plan) {
+    const TransformView& passes = plan.chirp != nullptr ? plan.chirp->inner : plan;
+    std::size_t float_n = 0, index_n = plan.length;
+    for (std::size_t i = 0; i < passes.pass_n; ++i) {
+      const Pass& pass = passes.passes[i];
+      const std::size_t count = pass.span > 1 ? (pass.radix - 1) * pass.span : 0;
+      float_n += (pass.twiddle_pairs != nullptr ? 4 : 2) * count + (pass.order != nullptr ? 4 * pass.radix : 0);
+    }
+    if (plan.chirp != nullptr) {
+      float_n += 2 * plan.length + 2 * passes.length;
+      index_n += passes.length;
+    }
+    return 4 * (float_n + index_n);
+  };
+  FftPlanCache& cache = FftPlanCache::Get();
+  for (int n = 500; n < 1600; ++n) {
+    const auto most = static_cast<std::size_t>(64 * n);
+    EXPECT_LE(bytes_of(cache.GetForwardPlan(n).real.View().inner), most) << n;
+    EXPECT_LE(bytes_of(cache.GetInversePlan(n).complex.View()), most) << n;
+    EXPECT_LE(bytes_of(cache.GetFramePlan(n).frames.View().sub_plan.inner), most) << n;
+    if (n % 2 == 0) {
+      EXPECT_LE(bytes_of(cache.GetInverseFramePlan(n).real.View().inner), most) << n;
+    }
+  }
 }
 
 }  // namespace

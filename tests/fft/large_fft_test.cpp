@@ -10,17 +10,14 @@
 
 #include "fft/fft.h"
 #include "fft/spectra.h"
-#include "reliability/sanitizers.h"
 #include "support/signals.h"
 
 namespace kelvo::Fft {
 namespace {
 
 std::vector<std::size_t> Lengths() {
-  std::vector<std::size_t> lengths{46340, 46341, 65535, 131072, 1048575, 1048576};
-  // A prime whose square exceeds 31 bits, and the square of a prime larger than those that common lengths have.
-  if (!Reliability::kIsSanitized) lengths.insert(lengths.end(), {46349, 1666681});
-  return lengths;
+  // With primes whose square exceeds 31 and 32 bits, and the square of a prime larger than those of common lengths.
+  return {46340, 46341, 46349, 65535, 131072, 160001, 1048575, 1048576, 1666681};
 }
 
 // One bin of the signal's transform in double precision, the angle reduced in integers.

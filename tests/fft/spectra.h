@@ -67,15 +67,7 @@ inline double RelativeError(const Spectrum& actual, const Spectrum& exact) {
   return std::sqrt(error / power);
 }
 
-// The error grows with the number of passes; 2^-24 is half a unit in the last place. That of direct sums over large
-// primes grows with the square root of their length.
-inline double ErrorBound(std::size_t n) {
-  double largest_prime = 2.0;
-  std::size_t rest = n;
-  for (std::size_t p = 2; p <= rest; ++p) {
-    for (; rest % p == 0; rest /= p) largest_prime = static_cast<double>(p);
-  }
-  return 0x1p-24 * (1.5 + 0.8 * std::log2(static_cast<double>(n) + 1.0) + 0.6 * std::sqrt(largest_prime));
-}
+// The error grows with the number of passes; 2^-24 is half a unit in the last place.
+inline double ErrorBound(std::size_t n) { return 0x1p-24 * (1.5 + 0.8 * std::log2(static_cast<double>(n) + 1.0)); }
 
 }  // namespace kelvo::Fft
