@@ -69,12 +69,39 @@ void GetNewBank(float* dst) {
   kelvoAudioGetFBMatrix(dst, 201, 0.0f, f_max, 80, 16000, KELVO_AUDIO_MEL_NORM_SLANEY, KELVO_AUDIO_MEL_SLANEY);
 }
 
-void AddFirstCallRow() {
+// A prime near 160001 whose plan is not in the cache.
+void TransformNewPrime(float* dst) {
+  static std::size_t length = 160001;
+  const auto is_prime = [](std::size_t n) {
+    for (std::size_t p = 2; p * p <= n; ++p) {
+      if (n % p == 0) return false;
+    }
+    return true;
+  };
+  do {
+    length -= 2;
+  } while (!is_prime(length));
+  static const Buffer src = Noise(length);
+  kelvoAudioFFT(dst, src.data(), Int(length));
+}
+
+void TransformKnownPrime(float* dst) {
+  static const Buffer src = Noise(160001);
+  kelvoAudioFFT(dst, src.data(), 160001);
+}
+
+void AddFirstCallRows() {
   AddRow({.section = "First call against later ones",
           .name = "filter bank, 80 bands of 201 bins",
           .least_snr_db = 0.0,  // the banks differ slightly by design
           .make_contest = [] {
             return Contest{nullptr, kBankN, {{"ours, later", GetKnownBank}, {"first", GetNewBank}}};
+          }});
+  AddRow({.section = "First call against later ones",
+          .name = "FFT, primes near 160001",
+          .least_snr_db = -100.0,  // of different lengths
+          .make_contest = [] {
+            return Contest{nullptr, 2 * 160001, {{"ours, later", TransformKnownPrime}, {"first", TransformNewPrime}}};
           }});
 }
 
@@ -103,7 +130,7 @@ void AddThreadRow() {
 void AddCallRows() {
   AddOneFrameRow();
   AddOneCallRows();
-  AddFirstCallRow();
+  AddFirstCallRows();
   AddThreadRow();
 }
 

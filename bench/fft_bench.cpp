@@ -35,6 +35,18 @@ void AddFftRows() {
               return AgainstPeers(ForwardFft{Noise(size.fft_n), size.fft_n});
             }});
   }
+  // Primes, and lengths with large ones.
+  for (const Size size : {Size{17, 1.0}, {19, 1.0},        {23, 1.0},       {31, 1.0},       {47, 1.0},    {61, 2.0},
+                          {79, 2.0},     {101, 3.0},       {127, 3.0},      {163, 3.0},      {199, 3.0},   {254, 3.0},
+                          {331, 3.0},    {401, 3.0},       {1009, 3.0},     {4093, 3.0},     {10007, 3.0}, {16001, 3.0},
+                          {44101, 3.0},  {2 * 10007, 3.0}, {3 * 4093, 3.0}, {127 * 129, 3.0}}) {
+    AddRow({.section = "Any length: FFT of a real signal, all bins",
+            .name = std::to_string(size.fft_n),
+            .goal = size.goal,
+            .make_contest = [=] {
+              return AgainstPeers(ForwardFft{Noise(size.fft_n), size.fft_n});
+            }});
+  }
   for (const Size size :
        {Size{256, 1.0}, {400, 1.0}, {512, 1.0}, {1024, 1.0}, {2048, 1.0}, {4096, 1.1}, {16384, 1.5}}) {
     AddRow(

@@ -15,9 +15,17 @@ kiss_fft_cpx* AsComplex(float* values) { return reinterpret_cast<kiss_fft_cpx*>(
 template <class T>
 using Handle = std::unique_ptr<T, decltype(&std::free)>;
 
+// Larger prime factors are computed by plain sums in O(n^2).
+bool IsFast(std::size_t fft_n) {
+  for (const std::size_t p : {2u, 3u, 5u}) {
+    while (fft_n % p == 0) fft_n /= p;
+  }
+  return fft_n == 1;
+}
+
 class KissReal {
  public:
-  static bool CanDo(const ForwardFft& job) { return job.fft_n % 2 == 0; }
+  static bool CanDo(const ForwardFft& job) { return job.fft_n % 2 == 0 && IsFast(job.fft_n); }
   explicit KissReal(const ForwardFft& job)
       : job_(job), config_(kiss_fftr_alloc(static_cast<int>(job.fft_n), 0, nullptr, nullptr), std::free) {}
   void operator()(float* dst) {
