@@ -35,9 +35,21 @@ class UnitRoots {
  public:
   explicit UnitRoots(std::size_t length) : length_(length), step_(std::gcd(2 * length, std::size_t{8})) {
     parts_.resize(length / step_ + 1);
-    for (std::size_t i = 0; i < parts_.size(); ++i) {
+    const auto root = [&](std::size_t i) {
       const double angle = std::numbers::pi / 4.0 * static_cast<double>(i * step_) / static_cast<double>(length);
-      parts_[i] = {static_cast<float>(Math::Cos(angle)), static_cast<float>(Math::Sin(angle))};
+      return Complex<double>{Math::Cos(angle), Math::Sin(angle)};
+    };
+    // Those of a long table are products of two, so that building it takes little longer than a transform.
+    constexpr std::size_t kLong = std::size_t{1} << 15;
+    const std::size_t run_n = parts_.size() > kLong ? 256 : 1;
+    std::vector<Complex<double>> first_run(run_n);
+    for (std::size_t i = 0; i < run_n; ++i) first_run[i] = root(i);
+    for (std::size_t begin = 0; begin < parts_.size(); begin += run_n) {
+      const Complex<double> first = root(begin);
+      for (std::size_t i = 0; i < std::min(run_n, parts_.size() - begin); ++i) {
+        const Complex<double> product = first * first_run[i];
+        parts_[begin + i] = {static_cast<float>(product.re), static_cast<float>(product.im)};
+      }
     }
   }
 
@@ -310,8 +322,8 @@ bool IsFasterByChirp(std::uint64_t length, const std::vector<std::size_t>& radic
 bool IsHalfLength(std::size_t fft_n) { return fft_n % 2 == 0 && fft_n > 16; }
 
 // Up to 256 samples the pass gains little in a batch, and its short subsignals cost a single frame more than that. It
-// makes errors smaller, by up to 14 %. Its subsignals are transformed by passes alone: lengths with prime factors from 17
-// on, few of which people use, do without, though those up to 31 would gain as well.
+// makes errors smaller, by up to 14 %. Its subsignals are transformed by passes alone: lengths with prime factors from
+// 17 on, few of which people use, do without, though those up to 31 would gain as well.
 bool HasRealPass(std::size_t fft_n) {
   if (fft_n % 8 != 0 || fft_n <= 256) return false;
   for (const std::size_t p : {2u, 3u, 5u, 7u, 11u, 13u}) {
