@@ -26,6 +26,7 @@ int main(int argc, char** argv) {
   kelvo::Bench::AddResampleRows();
   kelvo::Bench::AddConversionRows();
   kelvo::Bench::AddCallRows();
+  kelvo::Bench::AddLongRows();
   kelvo::Bench::AddLevelRows();
   benchmark::RunSpecifiedBenchmarks();
 

@@ -10,6 +10,7 @@ void AddFilterRows();
 void AddResampleRows();
 void AddConversionRows();
 void AddCallRows();   // overheads of a call: one frame each, first and later, on two threads
+void AddLongRows();   // results beyond the caches
 void AddLevelRows();  // the CPU levels against each other
 
 }  // namespace kelvo::Bench

@@ -80,7 +80,7 @@ Level LevelForSumsOfDoubles(Level level) {
   return level == Level::avx512 && CpuHalvesWideVectors() ? Level::avx2 : level;
 }
 
-std::size_t StreamingBytes() { return std::size_t{CpuHasSlowLastLevel() ? 6u : 32u} << 20; }
+std::size_t StreamingBytes() { return std::size_t{CpuHasSlowLastLevel() ? 4u : 32u} << 20; }
 
 const char* LevelName(Level level) {
   switch (level) {
