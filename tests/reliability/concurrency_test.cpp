@@ -32,7 +32,7 @@ class SharedTables : public testing::TestWithParam<Export> {};
 TEST_P(SharedTables, AreTheSameForAllThreads) {
   constexpr int kThreadN = 8;
   constexpr int kKeyN = 12;
-  constexpr int kRoundN = 3;
+  constexpr int kRoundN = 2;
   const Export& subject = GetParam();
   using Outputs = std::vector<std::vector<std::uint32_t>>;
   const auto call_all = [&](int first, Outputs& outputs) {

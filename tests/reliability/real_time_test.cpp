@@ -92,7 +92,8 @@ bool HasLargePrime(int number) {
 TEST(LiveCalls, HaveFramesOfAnyLength) {
   CallArrays arrays;
   for (int fft_n = 1; fft_n <= 2048; fft_n += fft_n < 1024 ? 1 : 2) {
-    if (HasLargePrime(fft_n)) continue;
+    // Each length has plans of its own to build, and a sanitizer sees little more in many than in some.
+    if (HasLargePrime(fft_n) || (kIsSanitized && fft_n % 16 > 1)) continue;
     const int freq_n = fft_n / 2 + 1;
     std::vector<std::tuple<const char*, Scalars>> rows{
         {"FFT", {fft_n}},
