@@ -67,7 +67,7 @@ struct Chirp {
   // exp(-pi i j^2 / length), j = 0 .. length - 1.
   const float* factor_re;
   const float* factor_im;
-  // The transform of the conjugate factors, over 2 * inner.length: [inner.length].
+  // The transform of the conjugate factors, over 2 * inner.length: [inner.length], and zeros to the end of a vector.
   const float* response_re;
   const float* response_im;
 };

@@ -223,17 +223,6 @@ static ChirpScale<Lanes<float, 1>> FindScale(const Source& source, std::size_t l
   return scale;
 }
 
-// Multiplies the transform of a signal by that of the chirp, and swaps it for the way back.
-struct ChirpProducts {
-  SplitElements to;
-  ConstElements responses;
-
-  template <class Lane>
-  KELVO_INLINE void Store(std::size_t k, const Complex<Lane>& x) const {
-    to.Store(k, Swapped(x * responses.Load<Lane>(k)));
-  }
-};
-
 // The transform of a chirp plan (fft/chirp_scale.h).
 template <class Source, class Sink>
 static void TransformByChirp(const TransformView& plan, const Source& source, const Sink& sink, float* scratch) {
@@ -250,9 +239,13 @@ static void TransformByChirp(const TransformView& plan, const Source& source, co
         const ChirpScale<Lane> lanes{Lane::Broadcast(scale.largest.v)};
         elements.Store(k, lanes.Enter(source.template Load<Lane>(k), factors.Load<Lane>(k)));
       });
-  for (std::size_t k = plan.length; k < inner_n; ++k) elements.re[k] = elements.im[k] = 0.0f;
+  for (std::size_t k = plan.length; k < stride; ++k) elements.re[k] = elements.im[k] = 0.0f;
+  TransformSingle(chirp.inner, convolved, elements, inner_scratch);
+  // Whole vectors, the last of which ends with zeros.
   const ConstElements responses{chirp.response_re, chirp.response_im};
-  TransformSingle(chirp.inner, convolved, ChirpProducts{elements, responses}, inner_scratch);
+  for (std::size_t k = 0; k < inner_n; k += Floats::kSize) {
+    elements.Store(k, Swapped(convolved.Load<Floats>(k) * responses.Load<Floats>(k)));
+  }
   TransformSingle(chirp.inner, convolved, elements, inner_scratch);
   ForEachVector(
       chirp.output_n, [&]<class Lane>(std::size_t k) __attribute__((always_inline)) {
