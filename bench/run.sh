@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
-# Installs the peers, builds the benchmark, runs it and writes the tables of docs/performance.md. With options of Google
-# Benchmark, such as --benchmark_filter=REGEX, it prints the tables of that run instead.
+# Installs the peers, builds the benchmark, runs it and writes the tables of docs/performance.md and its figure. With
+# options of Google Benchmark, such as --benchmark_filter=REGEX, it prints the tables of that run instead.
 # Usage: bench/run.sh [GOOGLE BENCHMARK OPTIONS]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 peers=(libfftw3-dev libkissfft-dev libsamplerate0-dev libsoxr-dev libswresample-dev libavutil-dev libliquid-dev)
 source cmake/install_missing.sh
-install_missing g++ cmake make pkg-config libbenchmark-dev "${peers[@]}"
+install_missing g++ cmake make pkg-config python3 libbenchmark-dev "${peers[@]}"
 
 cmake --preset bench
 cmake --build build/bench --parallel "$(nproc)" --target kelvo_audio_bench
@@ -36,3 +36,4 @@ grep -qxF -- "$mark" "$page"
   cat "$tables"
 } >"$tables.page"
 mv "$tables.page" "$page"
+python3 bench/figures.py "$page" docs/fft_lengths.svg
