@@ -13,7 +13,7 @@
 #include "short_time_jobs.h"
 #include "signals.h"
 #include "simd/level.h"
-#include "stft/inverse_spectrogram.h"
+#include "stft/spectrogram.h"
 
 namespace kelvo::Bench {
 namespace {

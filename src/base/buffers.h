@@ -1,12 +1,15 @@
-// Memory of tables, and what all memory has in common.
+// Memory of tables and of calls.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <memory>
 #include <new>
+#include <span>
 #include <stdexcept>
+#include <type_traits>
 #include <vector>
 
 namespace kelvo::Base {
@@ -26,14 +29,14 @@ std::vector<Element> MakeZeroBuffer(std::uint64_t count) {
   return std::vector<Element>(CheckedCount<Element>(count));
 }
 
-// Memory of a table, which is written before it is read. Its first element lies on a cache line, where the widest vectors load and
-// store best.
+// Memory of a table, which is written before it is read. Its first element lies on a cache line, where the widest
+// vectors load and store best.
 template <class Element>
-class ScratchArray {
+class AlignedArray {
  public:
-  ScratchArray() = default;
+  AlignedArray() = default;
   // A count that came out negative fails as in MakeZeroBuffer.
-  explicit ScratchArray(std::uint64_t count) {
+  explicit AlignedArray(std::uint64_t count) {
     // Aligned by hand: the aligned operator new of common runtimes costs more than a small transform.
     memory_.reset(new Element[CheckedCount<Element>(count) + kLineBytes / sizeof(Element)]);
     const auto address = reinterpret_cast<std::uintptr_t>(memory_.get());
@@ -48,7 +51,6 @@ class ScratchArray {
   std::unique_ptr<Element[]> memory_;
   Element* data_ = nullptr;
 };
-using ScratchBuffer = ScratchArray<float>;
 
 // Rows of floats, `stride` floats apart.
 template <class Element>
@@ -59,6 +61,75 @@ struct MatrixView {
   std::size_t stride;
 
   Element* Row(std::size_t row) const { return data + row * stride; }
+};
+
+// Arrays that live as long as the call, one after the other on its stack, and on the heap where they do not fit there:
+// so a small call neither allocates nor waits, as threads that play sound need. A computation has one, as a local
+// variable, and hands it down.
+class CallScratch {
+ public:
+  // With the frames of the functions that use it, a call stays within the 48 KiB that the public header promises.
+  static constexpr std::size_t kStackBytes = std::size_t{40} << 10;
+  static constexpr std::size_t kLineBytes = 64;
+
+  // User-provided, since it leaves the memory as it is: a call touches what it takes and no more.
+  CallScratch() {}  // NOLINT(modernize-use-equals-default)
+  CallScratch(const CallScratch&) = delete;
+  CallScratch& operator=(const CallScratch&) = delete;
+  ~CallScratch() { FreeDownTo(nullptr); }
+
+  // Memory that is written before it is read. Its first element lies on a cache line, where the widest vectors load and
+  // store best. A count that came out negative fails as in MakeZeroBuffer.
+  template <class Element>
+  std::span<Element> Take(std::uint64_t count) {
+    static_assert(std::is_trivially_default_constructible_v<Element> && alignof(Element) <= kLineBytes);
+    const std::size_t checked = CheckedCount<Element>(count);
+    return {static_cast<Element*>(TakeBytes(checked * sizeof(Element))), checked};
+  }
+  template <class Element>
+  std::span<Element> TakeZeros(std::uint64_t count) {
+    const std::span<Element> taken = Take<Element>(count);
+    std::fill(taken.begin(), taken.end(), Element{});
+    return taken;
+  }
+
+  // Bytes that the stack has left.
+  std::size_t StackLeft() const { return kStackBytes - used_; }
+
+  // Gives back, at its end, what has been taken since its begin.
+  class Section {
+   public:
+    explicit Section(CallScratch& scratch) : scratch_(scratch), used_(scratch.used_), blocks_(scratch.blocks_) {}
+    Section(const Section&) = delete;
+    Section& operator=(const Section&) = delete;
+    ~Section() {
+      scratch_.used_ = used_;
+      scratch_.FreeDownTo(blocks_);
+    }
+
+   private:
+    CallScratch& scratch_;
+    std::size_t used_;
+    void* blocks_;
+  };
+
+ private:
+  void* TakeBytes(std::size_t bytes) {
+    if (bytes > StackLeft()) return TakeFromHeap(bytes);
+    void* const taken = stack_ + used_;
+    // The size is a multiple of a line, so what is left holds the last line in full.
+    used_ += (bytes + kLineBytes - 1) / kLineBytes * kLineBytes;
+    return taken;
+  }
+  void* TakeFromHeap(std::size_t bytes);
+  void FreeDownTo(void* last) {
+    if (blocks_ != last) FreeBlocks(last);
+  }
+  void FreeBlocks(void* last);
+
+  std::size_t used_ = 0;
+  void* blocks_ = nullptr;  // on the heap, the newest first; each begins with the address of the one before
+  alignas(kLineBytes) unsigned char stack_[kStackBytes];
 };
 
 }  // namespace kelvo::Base

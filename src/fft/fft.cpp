@@ -1,7 +1,7 @@
 // The transforms of one signal.
 #include "fft/fft.h"
 
-#include "base/call_scratch.h"
+#include "base/buffers.h"
 #include "fft/fft_kernels.h"
 #include "fft/fft_plan.h"
 

@@ -348,7 +348,7 @@ void CheckPlanSize(int fft_n) {
 
 struct ChirpTables {
   TransformPlan inner;
-  Base::ScratchBuffer memory;
+  Base::AlignedArray<float> memory;
   Chirp view;
 };
 
@@ -394,7 +394,7 @@ void TransformPlan::BuildPasses(std::size_t length, const std::vector<std::size_
     order_n += pass.radix / 2;
     direct_n = std::max(direct_n, pass.radix);
   }
-  tables_ = Base::ScratchBuffer(table_n);
+  tables_ = Base::AlignedArray<float>(table_n);
   orders_.resize(order_n);
 
   float* next = tables_.Data();
@@ -430,7 +430,7 @@ void TransformPlan::BuildChirp(std::size_t length, std::size_t inner_n, Use use,
   const std::size_t output_n = input == Input::real ? length / 2 + 1 : length;
   const std::size_t factor_stride = (length + 15) / 16 * 16;
   const std::size_t response_stride = (inner_n + 15) / 16 * 16;
-  chirp_->memory = Base::ScratchBuffer(2 * std::uint64_t{factor_stride} + 2 * std::uint64_t{response_stride});
+  chirp_->memory = Base::AlignedArray<float>(2 * std::uint64_t{factor_stride} + 2 * std::uint64_t{response_stride});
   float* const factor_re = chirp_->memory.Data();
   float* const factor_im = factor_re + factor_stride;
   float* const response_re = factor_im + factor_stride;
@@ -464,7 +464,7 @@ void TransformPlan::BuildChirp(std::size_t length, std::size_t inner_n, Use use,
       response_im[inner_n - j] = -factor_im[j];
     }
   }
-  Base::ScratchBuffer scratch(TransformScratchSize(inner));
+  Base::AlignedArray<float> scratch(TransformScratchSize(inner));
   Simd::KernelsFor<FftKernels>(Simd::BestLevel())
       .transform_elements(response_re, response_im, response_re, response_im, inner, scratch.Data());
   const double scale = 0.5 / static_cast<double>(inner_n);
@@ -487,7 +487,7 @@ RealTransformPlan::RealTransformPlan(std::size_t fft_n, Use use, bool is_inverse
   // Single transforms load them from the second one on, so the second one lies on a cache line.
   const std::size_t split_n = fft_n / 4 + 1;
   const std::size_t stride = (split_n + 30) / 16 * 16;
-  split_ = Base::ScratchBuffer(2 * stride);
+  split_ = Base::AlignedArray<float>(2 * stride);
   float* const split_re = split_.Data() + 15;
   float* const split_im = split_re + stride;
   const UnitRoots roots(fft_n);
@@ -532,7 +532,7 @@ FrameTransformPlan::FrameTransformPlan(std::size_t fft_n) {
   } else {
     view_.real_pass.radix = subsignal_n;
     view_.real_pass.span = span;
-    twiddles_ = Base::ScratchBuffer(4 * TwiddleCount(view_.real_pass));
+    twiddles_ = Base::AlignedArray<float>(4 * TwiddleCount(view_.real_pass));
     AddTwiddlePairs(view_.real_pass, AddTwiddles(view_.real_pass, twiddles_.Data(), fft_n));
   }
   slot_.resize(fft_n);

@@ -46,7 +46,7 @@ class TransformPlan {
 
   TransformView view_{};  // into the tables below, which stay where they are when the plan is moved
   std::vector<Pass> passes_;
-  Base::ScratchBuffer tables_;  // what the passes point into
+  Base::AlignedArray<float> tables_;  // what the passes point into
   std::vector<unsigned> orders_;
   std::vector<unsigned> position_;
   std::vector<unsigned> output_;                // the inverse permutation
@@ -64,7 +64,7 @@ class RealTransformPlan {
  private:
   RealTransformView view_{};
   TransformPlan inner_;
-  Base::ScratchBuffer split_;
+  Base::AlignedArray<float> split_;
 };
 
 // A transform of real frames, in a batch or, with the same bits, of a single one.
@@ -77,7 +77,7 @@ class FrameTransformPlan {
  private:
   FrameTransformView view_{};
   RealTransformPlan sub_plan_;
-  Base::ScratchBuffer twiddles_;
+  Base::AlignedArray<float> twiddles_;
   std::vector<unsigned> order_;
   std::vector<unsigned> sample_at_;
   std::vector<unsigned> slot_;

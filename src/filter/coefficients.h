@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <span>
 
-#include "base/call_scratch.h"
+#include "base/buffers.h"
 
 namespace kelvo::Filter {
 

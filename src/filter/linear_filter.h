@@ -3,7 +3,7 @@
 
 #include <span>
 
-#include "base/call_scratch.h"
+#include "base/buffers.h"
 #include "simd/level.h"
 
 namespace kelvo::Filter {

@@ -10,7 +10,7 @@
 #include <numeric>
 #include <vector>
 
-#include "base/call_scratch.h"
+#include "base/buffers.h"
 #include "base/extension.h"
 #include "base/int_math.h"
 #include "math/bits.h"

@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-#include "base/call_scratch.h"
+#include "base/buffers.h"
 #include "filter/filter_kernels.h"
 
 namespace kelvo::Filter {

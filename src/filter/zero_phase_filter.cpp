@@ -8,7 +8,7 @@
 #include <stdexcept>
 
 #include "api/checks.h"
-#include "base/call_scratch.h"
+#include "base/buffers.h"
 #include "base/extension.h"
 #include "filter/coefficients.h"
 #include "filter/linear_filter.h"

@@ -1,10 +1,9 @@
 // Conversions in lanes.
-#include "mel/conversion_kernels.h"
-
 #include "math/groups.h"
 #include "math/log.h"
 #include "math/pow.h"
 #include "math/trigonometry.h"
+#include "mel/mel_kernels.h"
 #include "simd/lanes.h"
 
 namespace kelvo::Mel {

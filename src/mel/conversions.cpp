@@ -4,7 +4,7 @@
 #include <limits>
 
 #include "math/functions.h"
-#include "mel/conversion_kernels.h"
+#include "mel/mel_kernels.h"
 
 namespace kelvo::Mel {
 

@@ -1,7 +1,6 @@
 // The arguments of this folder's exports, each list in its documented order.
 #pragma once
 
-#include "stft/inverse_spectrogram.h"
 #include "stft/spectrogram.h"
 
 namespace kelvo::Stft {

@@ -5,7 +5,6 @@
 #include "kelvo_audio.h"
 #include "stft/checks.h"
 #include "stft/frames.h"
-#include "stft/inverse_spectrogram.h"
 #include "stft/silence.h"
 #include "stft/spectrogram.h"
 #include "stft/window.h"

@@ -2,11 +2,10 @@
 //
 // An inverse transform is the forward one with real and imaginary parts swapped before and after: here while elements
 // are stored and while outputs are read, so the swap costs nothing.
-#include "stft/inverse_kernels.h"
-
 #include "fft/fft_kernels.h"
 #include "fft/real_split.h"
 #include "simd/lanes.h"
+#include "stft/stft_kernels.h"
 
 namespace kelvo::Stft {
 namespace {

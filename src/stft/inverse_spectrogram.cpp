@@ -1,6 +1,4 @@
 // The signal of a spectrogram.
-#include "stft/inverse_spectrogram.h"
-
 #include <algorithm>
 #include <cstdint>
 #include <limits>
@@ -9,11 +7,11 @@
 #include <vector>
 
 #include "api/checks.h"
-#include "base/call_scratch.h"
+#include "base/buffers.h"
 #include "base/int_math.h"
 #include "fft/fft_plan.h"
-#include "stft/inverse_kernels.h"
 #include "stft/spectrogram.h"
+#include "stft/stft_kernels.h"
 #include "stft/window.h"
 
 namespace kelvo::Stft {

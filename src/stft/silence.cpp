@@ -7,11 +7,11 @@
 #include <new>
 
 #include "api/checks.h"
-#include "base/call_scratch.h"
+#include "base/buffers.h"
 #include "base/extension.h"
 #include "math/functions.h"
 #include "stft/frames.h"
-#include "stft/silence_kernels.h"
+#include "stft/stft_kernels.h"
 
 namespace kelvo::Stft {
 namespace {

@@ -1,7 +1,6 @@
 // Sums of squares of frames in lanes.
-#include "stft/silence_kernels.h"
-
 #include "simd/lanes.h"
+#include "stft/stft_kernels.h"
 
 namespace kelvo::Stft {
 namespace {

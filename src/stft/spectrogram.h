@@ -1,4 +1,4 @@
-// Short-time spectra: frames of a signal, cut, windowed, transformed and scaled, for spectrograms and mel spectrograms.
+// Spectrograms, of frames that are cut, windowed, transformed and scaled, and their inverse.
 #pragma once
 
 #include <algorithm>
@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <span>
 
-#include "base/call_scratch.h"
+#include "base/buffers.h"
 #include "fft/fft_kernels.h"
 #include "fft/fft_plan.h"
 #include "simd/level.h"
@@ -143,5 +143,21 @@ class ShortTimeTransform {
 // (|bin|^power, 0) instead of the complex bins.
 void ComputeSpectrogram(float* dst, std::span<const float> src, const ShortTimeSettings& settings, float power,
                         Simd::Level level);
+
+struct InverseSettings {
+  int frame_n;
+  int freq_n;
+  int hop_n;
+  int win_n;
+  int win_type;
+  int max_sample_n;
+  int center;
+  int norm_type;
+};
+
+// The signal of a spectrogram, by weighted overlap-add [Griffin and Lim 1984]: dst [min(L, max_sample_n)], L = fft_n +
+// (frame_n - 1) * hop_n; src [freq_n x frame_n] complex. Fails with KelvoInvalidArgument where freq_n makes no
+// transform or the window is longer than it, with std::length_error where a length is beyond 32 bits.
+void ComputeInverseSpectrogram(float* dst, const float* src, const InverseSettings& settings, Simd::Level level);
 
 }  // namespace kelvo::Stft

@@ -1,13 +1,12 @@
-// Memory of impossible counts.
+// Memory of impossible counts; arrays of a call on the stack and beyond it.
 #include "base/buffers.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <random>
 #include <stdexcept>
 #include <vector>
-
-#include "base/call_scratch.h"
 
 namespace kelvo::Base {
 namespace {
@@ -20,12 +19,59 @@ TEST(Buffers, ImpossibleCountsAreLengthErrors) {
   for (const std::uint64_t count : {~std::uint64_t{0}, ~std::uint64_t{0} - 15, ~std::uint64_t{0} - 16, most + 1,
                                     static_cast<std::uint64_t>(std::int64_t{INT32_MIN})}) {
     EXPECT_THROW(MakeZeroBuffer(count), std::length_error) << count;
-    EXPECT_THROW(ScratchBuffer{count}, std::length_error) << count;
+    EXPECT_THROW(AlignedArray<float>{count}, std::length_error) << count;
     EXPECT_THROW(scratch.Take<float>(count), std::length_error) << count;
   }
   // Possible ones that no machine has.
   for (const std::uint64_t count : {most, most - 1, most - 16})
     EXPECT_THROW(scratch.Take<float>(count), std::bad_alloc);
+}
+
+bool IsInside(const void* address, const CallScratch& scratch) {
+  const auto begin = reinterpret_cast<std::uintptr_t>(&scratch);
+  const auto at = reinterpret_cast<std::uintptr_t>(address);
+  return at >= begin && at < begin + sizeof(scratch);
+}
+
+// Arrays of random sizes around the stack's: each on a cache line, none overlapping, each on the stack if it fits.
+TEST(CallScratch, HandsOutDisjointArrays) {
+  std::mt19937 random(1);
+  for (int round = 0; round < 200; ++round) {
+    CallScratch scratch;
+    std::vector<std::span<std::uint32_t>> arrays;
+    const auto take = [&](std::size_t most) {
+      const std::size_t count = random() % (most + 1);
+      const bool fits = count * sizeof(std::uint32_t) <= scratch.StackLeft();
+      const bool is_zero = random() % 2 == 0;
+      arrays.push_back(is_zero ? scratch.TakeZeros<std::uint32_t>(count) : scratch.Take<std::uint32_t>(count));
+      const std::span<std::uint32_t> taken = arrays.back();
+      ASSERT_EQ(taken.size(), count);
+      ASSERT_EQ(reinterpret_cast<std::uintptr_t>(taken.data()) % CallScratch::kLineBytes, 0u);
+      if (count == 0) return;
+      ASSERT_EQ(IsInside(&taken.front(), scratch) && IsInside(&taken.back(), scratch), fits);
+      if (is_zero) {
+        ASSERT_EQ(std::count(taken.begin(), taken.end(), 0u), static_cast<std::ptrdiff_t>(count));
+      }
+      std::fill(taken.begin(), taken.end(), static_cast<std::uint32_t>(arrays.size()));
+    };
+    const std::size_t sizes[] = {16, 300, 4000, CallScratch::kStackBytes / sizeof(std::uint32_t)};
+    for (int i = 0; i < 10; ++i) take(sizes[random() % std::size(sizes)]);
+    const std::size_t kept_n = arrays.size();
+    const std::size_t left = scratch.StackLeft();
+    {
+      const CallScratch::Section section(scratch);
+      for (int i = 0; i < 10; ++i) take(sizes[random() % std::size(sizes)]);
+      for (std::size_t i = kept_n; i < arrays.size(); ++i) {
+        for (const std::uint32_t value : arrays[i]) ASSERT_EQ(value, i + 1);
+      }
+    }
+    EXPECT_EQ(scratch.StackLeft(), left);
+    arrays.resize(kept_n);
+    for (int i = 0; i < 5; ++i) take(300);
+    for (std::size_t i = 0; i < arrays.size(); ++i) {
+      for (const std::uint32_t value : arrays[i]) ASSERT_EQ(value, i + 1);
+    }
+  }
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 #include <set>
 #include <string>
 
-#include "mel/conversion_kernels.h"
+#include "mel/mel_kernels.h"
 
 namespace kelvo::Simd {
 namespace {

@@ -1,6 +1,4 @@
 // The inverse spectrogram: against overlap-add in double precision, and which bins each sample depends on.
-#include "stft/inverse_spectrogram.h"
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -16,7 +14,8 @@
 #include "kelvo_audio.h"
 #include "reliability/sanitizers.h"
 #include "stft/checks.h"
-#include "stft/inverse_kernels.h"
+#include "stft/spectrogram.h"
+#include "stft/stft_kernels.h"
 #include "stft/window.h"
 #include "support/bits.h"
 #include "support/guarded_buffer.h"

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "stft/checks.h"
-#include "stft/silence_kernels.h"
+#include "stft/stft_kernels.h"
 #include "support/bits.h"
 #include "support/messages.h"
 

@@ -1,5 +1,5 @@
-// Scratch memory that exceeds the stack's.
-#include "base/call_scratch.h"
+// Scratch memory of a call that exceeds the stack's.
+#include "base/buffers.h"
 
 #include <new>
 
