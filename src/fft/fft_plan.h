@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -25,6 +26,25 @@ enum class Use { batch, single };
 
 // What the elements of a transform are. Of real ones only outputs 0 .. length / 2 are needed.
 enum class Input { complex, real };
+
+// How a transform is made, as measured (plan_choice.cpp).
+
+// Whether tables are too large for a transform by passes.
+bool IsTooLong(std::uint64_t length);
+// Radices whose butterfly is written out; the others are direct sums over the roots of unity.
+bool HasButterfly(std::uint64_t radix);
+std::vector<std::size_t> ChooseRadices(std::size_t length, Use use);
+// The cheapest place to transpose.
+TransposeStep ChooseTransposeStep(const std::vector<Pass>& passes, std::size_t length, std::size_t lane_n);
+// The length of the transforms that hold a convolution of `least` elements, or 0 where all of them are too long.
+std::uint64_t ChooseInnerLength(std::uint64_t least, Use use);
+// Whether convolving with a chirp by transforms of inner_n elements takes less time than passes of these radices.
+bool IsFasterByChirp(std::uint64_t length, const std::vector<std::size_t>& radices, std::uint64_t inner_n, Use use,
+                     Input input);
+// Whether sample pairs become the elements of a transform of half the length.
+bool IsHalfLength(std::size_t fft_n);
+// Whether frames begin with a pass over real samples.
+bool HasRealPass(std::size_t fft_n);
 
 struct ChirpTables;
 

@@ -1,0 +1,160 @@
+// How a transform of a length is made: by passes of which radices or as a convolution, and where its data is
+// transposed.
+#include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <initializer_list>
+#include <iterator>
+#include <limits>
+
+#include "fft/fft_plan.h"
+
+namespace kelvo::Fft {
+namespace {
+
+// The radices for 2^exponent times `odd`, the fastest of those that were tried at each exponent. A radix of 16 saves a
+// pass, but its butterfly has more values than there are registers: in a batch, spilling them costs more than it saves.
+std::vector<std::size_t> ChooseTwos(std::size_t exponent, std::size_t odd, Use use) {
+  static constexpr std::initializer_list<std::size_t> kMeasured[] = {{},
+                                                                     {2},
+                                                                     {4},
+                                                                     {8},
+                                                                     {4, 4},
+                                                                     {4, 8},
+                                                                     {8, 8},
+                                                                     {4, 4, 8},
+                                                                     {4, 8, 8},
+                                                                     {4, 4, 4, 8},
+                                                                     {4, 4, 8, 8},
+                                                                     {4, 4, 4, 4, 8},
+                                                                     {4, 4, 4, 8, 8},
+                                                                     {4, 4, 8, 8, 8},
+                                                                     {4, 4, 4, 4, 8, 8}};
+  if (use == Use::single && exponent == 4 && odd > 8) return {16};
+  if (use == Use::single && exponent == 7) return {8, 16};
+  if (use == Use::single && exponent == 8) return {4, 4, 16};
+  if (use == Use::single && exponent == 12) return {8, 4, 8, 16};
+  if (exponent < std::size(kMeasured)) return kMeasured[exponent];
+  // Fours, as few as leave eights, then one sixteen.
+  std::vector<std::size_t> radices;
+  std::size_t left = exponent - 4;
+  for (; left % 3 != 0 || left > exponent - 8; left -= 2) radices.push_back(4);
+  radices.insert(radices.end(), left / 3, 8);
+  radices.push_back(16);
+  return radices;
+}
+
+// The cost of a pass over `available` adjacent elements relative to one with full vectors. A half or a quarter of a
+// vector is used where fewer elements are left.
+std::size_t CostFor(std::size_t available, std::size_t lane_n) {
+  if (available >= lane_n) return 1;
+  if (lane_n > 8 && available >= 8) return lane_n / 8;
+  return lane_n > 4 && available >= 4 ? lane_n / 4 : lane_n;
+}
+
+// The time of a transform of `length` elements by passes in units of one element and one power of two. Factors of three
+// and five cost a fourth more, as measured for 256 to 32768 elements, and in a short transform alone half as much
+// again.
+std::uint64_t PassCost(std::uint64_t length, Use use) {
+  const auto octaves = static_cast<std::uint64_t>(std::bit_width(length));
+  const std::uint64_t quarters = std::has_single_bit(length) ? 4 : use == Use::single && length < 256 ? 6 : 5;
+  return quarters * length * octaves / 4;
+}
+
+}  // namespace
+
+bool IsTooLong(std::uint64_t length) {
+  constexpr std::uint64_t kTooLongPowerOfTwo = 1 << 28;
+  constexpr std::uint64_t kTooLong = 1 << 30;
+  return length >= kTooLong || (length >= kTooLongPowerOfTwo && std::has_single_bit(length));
+}
+
+bool HasButterfly(std::uint64_t radix) { return radix <= 5 || radix == 8 || radix == 10 || radix == 16; }
+
+// The radices of the passes: odd primes from the largest down, then powers of two; a single two joins a five. The last
+// passes of a single transform run on a batch of blocks; an eight in front makes enough blocks to fill half the lanes.
+std::vector<std::size_t> ChooseRadices(std::size_t length, Use use) {
+  std::vector<std::size_t> radices;
+  const auto exponent = static_cast<std::size_t>(std::countr_zero(length));
+  const std::size_t odd = length >> exponent;
+  std::size_t rest = odd;
+  for (std::size_t p = 3; p * p <= rest; p += 2) {
+    for (; rest % p == 0; rest /= p) radices.push_back(p);
+  }
+  if (rest > 1) radices.push_back(rest);
+  std::reverse(radices.begin(), radices.end());
+  if (use == Use::batch && exponent == 1 && odd % 5 == 0) {
+    radices.erase(std::find(radices.begin(), radices.end(), 5));
+    radices.push_back(10);
+    return radices;
+  }
+  const bool has_eight_in_front = use == Use::single && exponent == 3 && radices.size() == 2;
+  const std::vector<std::size_t> twos = ChooseTwos(exponent, odd, use);
+  radices.insert(has_eight_in_front ? radices.begin() : radices.end(), twos.begin(), twos.end());
+  return radices;
+}
+
+// The cheapest place to transpose. The last pass always runs on a batch of blocks, since its span is 1.
+TransposeStep ChooseTransposeStep(const std::vector<Pass>& passes, std::size_t length, std::size_t lane_n) {
+  TransposeStep best{0, 1};
+  if (lane_n == 1) return best;
+  std::size_t best_cost = std::numeric_limits<std::size_t>::max();
+  std::size_t cost_before = 0;
+  std::size_t block = length;
+  std::size_t block_n = 1;
+  for (std::size_t i = 0; i < passes.size(); ++i) {
+    const std::size_t cost = cost_before + (passes.size() - i) * CostFor(block_n, lane_n);
+    // Blocks too long for L1 are worthwhile only before the first or the last pass.
+    if (cost < best_cost && (block <= kMaxL1Length || i == 0 || i + 1 == passes.size())) {
+      best = {i, block_n};
+      best_cost = cost;
+    }
+    block = passes[i].span;
+    block_n *= passes[i].radix;
+    cost_before += CostFor(block, lane_n);
+  }
+  return best;
+}
+
+std::uint64_t ChooseInnerLength(std::uint64_t least, Use use) {
+  std::uint64_t best = 0;
+  for (const std::uint64_t odd : {1u, 3u, 5u, 9u, 15u, 27u}) {
+    std::uint64_t length = odd;
+    while (length < least) length *= 2;
+    if (IsTooLong(length)) continue;
+    if (best == 0 || PassCost(length, use) < PassCost(best, use)) best = length;
+  }
+  return best;
+}
+
+// Whether convolving with a chirp by transforms of inner_n elements takes less time than passes of these radices, most
+// of which goes into direct sums. The factors are measured: alone both take as long at 97 complex and at 131 real
+// elements; in a batch, where all lanes of a direct sum are in use, at 113 and at 163.
+bool IsFasterByChirp(std::uint64_t length, const std::vector<std::size_t>& radices, std::uint64_t inner_n, Use use,
+                     Input input) {
+  if (inner_n == 0) return false;
+  std::uint64_t direct = 0;
+  for (const std::size_t radix : radices) {
+    if (!HasButterfly(radix)) direct += input == Input::real && radix == radices.front() ? radix : 2 * radix;
+  }
+  constexpr std::uint64_t kFurtherOctaves = 3;  // for scaling, factors and products
+  const std::uint64_t chirp = PassCost(inner_n, use) + kFurtherOctaves * inner_n;
+  return (use == Use::single ? 11 : 17) * chirp < 2 * length * direct;
+}
+
+// Up to 16 samples a full-length transform is used: the split step of a half-length one would lose accuracy at 8 and
+// 16, by up to a fifth over random signals, and at no other even length.
+bool IsHalfLength(std::size_t fft_n) { return fft_n % 2 == 0 && fft_n > 16; }
+
+// Up to 256 samples the pass gains little in a batch, and its short subsignals cost a single frame more than that. It
+// makes errors smaller, by up to 14 %. Its subsignals are transformed by passes alone: lengths with prime factors from
+// 17 on, few of which people use, do without, though those up to 31 would gain as well.
+bool HasRealPass(std::size_t fft_n) {
+  if (fft_n % 8 != 0 || fft_n <= 256) return false;
+  for (const std::size_t p : {2u, 3u, 5u, 7u, 11u, 13u}) {
+    while (fft_n % p == 0) fft_n /= p;
+  }
+  return fft_n == 1;
+}
+
+}  // namespace kelvo::Fft
