@@ -150,10 +150,10 @@ const SettingsByExport& LargeSettings() {
   static const SettingsByExport settings{
       {"FFT", {{8192}}},
       {"IFFT", {{8192}}},
-      {"GetSpectrogram", {{20000, 4000, 1600, 3000, 1, 12, 1, 0.0f, 1}}},
-      {"GetInverseSpectrogram", {{12, 2001, 1600, 3000, 1, 20000, 1, 1}, {1, 8193, 160, 300, 1, 16384, 1, 1}}},
+      {"GetSpectrogram", {{9000, 2048, 512, 1500, 1, 20, 1, 0.0f, 1}}},
+      {"GetInverseSpectrogram", {{10, 1025, 512, 1500, 1, 6000, 1, 1}, {1, 8193, 160, 300, 1, 16384, 1, 1}}},
       {"GetNonSilentPos", {{12000, 40, 1, 30.0f}}},
-      {"GetMelSpectrogram", {{9000, 16000, 400, 160, 300, 1, 60, 2, 2.0f, 1, 0.0f, 8000.0f, 80, 1, 0}}},
+      {"GetMelSpectrogram", {{9000, 16000, 2048, 512, 1500, 1, 20, 2, 2.0f, 1, 0.0f, 8000.0f, 80, 1, 0}}},
       {"LinerFilter", {{9000, 9000, 2000, 1, 1999}, {9000, 9000, 2000, 2000, 1999}}},
       {"GetLinerFilterZiCoef", {{3000, 3000, 3000}}},
       {"FilterFilter", {{9000, 9000, 2000, 2, 1, 900}}},
