@@ -127,6 +127,7 @@ function chooseVersion() {
 async function play(from = player.position) {
   const start = from < duration() - END_SECONDS ? from : 0;
   const sounds = await player.play(version.samples, version.sampleRate, start, sections());
+  if (sounds === undefined) return;
   $("play").textContent = sounds ? "Pause" : "Play";
   if (sounds) {
     goLive();

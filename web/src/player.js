@@ -33,11 +33,16 @@ export class Player {
     return this.offset + (this.isPlaying ? this.context.currentTime - this.startedAt : 0);
   }
 
-  /** Plays samples from `offset` seconds on, through second-order sections if there are some. */
+  /**
+   * Plays samples from `offset` seconds on, through second-order sections if there are some. Gives whether it sounds, or
+   * undefined if it was stopped, or another sound begun, before the audio context was ready.
+   */
   async play(samples, sampleRate, offset, sections) {
     this.stop();
-    if (!(await this.open())) return false;
-    this.stop(); // another one may have begun meanwhile
+    const { stops } = this;
+    const isOpen = await this.open();
+    if (stops !== this.stops) return undefined;
+    if (!isOpen) return false;
     const buffer = this.context.createBuffer(1, samples.length, sampleRate);
     buffer.copyToChannel(samples, 0);
     const source = new AudioBufferSourceNode(this.context, { buffer });
@@ -71,6 +76,7 @@ export class Player {
   }
 
   stop() {
+    ++this.stops;
     if (!this.isPlaying) return;
     this.offset = this.position;
     const { source } = this;
@@ -82,6 +88,7 @@ export class Player {
   }
 
   offset = 0;
+  stops = 0;
 
   /** Calls `hear` with each block from the microphone until `stopRecording`. */
   async record(hear) {
