@@ -44,7 +44,7 @@ constexpr std::size_t ArrayStride(std::size_t length) { return ((length + 15) / 
 // most; wider than the transform is long they never are.
 constexpr std::size_t DirectScratchSize(const TransformView& plan) {
   const std::size_t widest = 2 * plan.direct_n * 16;
-  const std::size_t longest = 2 * ArrayStride(plan.length) + 8 * 16;
+  const std::size_t longest = 2 * ArrayStride(plan.length) + 128;
   return widest < longest ? widest : longest;
 }
 // Two arrays of complex elements, between which passes go, and the direct passes' sums; of a chirp plan those of the
