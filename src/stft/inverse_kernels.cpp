@@ -19,7 +19,7 @@ struct FrameBins {
   const float* data;  // of the first frame
   std::size_t row_stride;
   std::size_t count;
-  std::size_t left_n;  // frames from the first on, those behind `count` included
+  std::size_t left_n;  // of a long spectrogram, frames from the first on, those behind `count` included; else 0
 
   KELVO_INLINE Complex<Lane> Load(std::size_t k) const {
     const float* row = data + k * row_stride;
@@ -42,7 +42,7 @@ struct FrameBins {
     for (std::size_t t = frame_n; t < 2 * frame_n; t += kLineFrames) __builtin_prefetch(row + 2 * t, 0, 2);
   }
   KELVO_INLINE FrameBins From(std::size_t frame) const {
-    return {data + 2 * frame, row_stride, count - frame, left_n - frame};
+    return {data + 2 * frame, row_stride, count - frame, left_n > frame ? left_n - frame : 0};
   }
 };
 
@@ -258,8 +258,11 @@ void AddFramesAs(const SynthesisSettings& settings, const FrameBins<Floats>& bin
 
 void AddFrames(const SynthesisSettings& settings, const SpectrogramView& spectrogram, std::size_t first,
                std::size_t count, float* carry, const ColumnTarget* targets, std::size_t target_n, float* work) {
+  // Bytes of a spectrogram that comes from memory; below, the second prefetch costs 2 to 3 % and gains nothing.
+  constexpr std::size_t kLong = std::size_t{1} << 24;
+  const bool is_long = (settings.plan.fft_n / 2 + 1) * spectrogram.frame_n >= kLong / (2 * sizeof(float));
   const FrameBins<Floats> bins{spectrogram.data + 2 * first, 2 * spectrogram.frame_n, count,
-                               spectrogram.frame_n - first};
+                               is_long ? spectrogram.frame_n - first : 0};
   if (settings.plan.IsHalfLength()) {
     AddFramesAs<true>(settings, bins, carry, targets, target_n, work);
   } else {
