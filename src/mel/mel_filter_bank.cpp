@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <new>
 
 #include "base/buffers.h"
@@ -115,8 +116,9 @@ std::uint64_t HashKey(const MelFilterBankKey& key) {
 
 void BuildMelFilterBank(MelFilterBank& bank, const MelFilterBankKey& key) {
   const std::uint64_t weight_n = static_cast<std::uint64_t>(key.mel_n) * static_cast<std::uint64_t>(key.freq_n);
-  // Too many weights are a lack of memory like any other, not a length error.
-  if (weight_n > bank.weights.max_size()) throw std::bad_alloc();
+  // Too many weights are a lack of memory like any other, not the length error of MakeZeroBuffer. C++ libraries differ
+  // in what their vectors take at most.
+  if (weight_n > std::numeric_limits<std::int64_t>::max() / sizeof(float)) throw std::bad_alloc();
   bank.weights = Base::MakeZeroBuffer(weight_n);
 
   const std::vector<float> edge_hz = ComputeEdges(key);
