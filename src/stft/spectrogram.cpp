@@ -28,8 +28,8 @@ ResultColumns::ResultColumns(const BinBlock& dst, std::size_t row_n, std::size_t
                              const StftKernels& kernels, Base::CallScratch& scratch)
     : dst_(dst), row_n_(row_n), width_(width), kernels_(kernels) {
   if (std::uint64_t{row_n} * column_n * width * sizeof(float) < Simd::StreamingBytes()) return;
-  // 128 KiB; half and twice that are within 10 %. Longer rows gain nothing, and of shorter ones the ends, which share
-  // cache lines with the columns before and behind, are too large a part.
+  // 128 KiB; twice that made no difference beyond the noise. Longer rows gain nothing, and of shorter ones the ends,
+  // which share cache lines with the columns before and behind, are too large a part.
   constexpr std::size_t kFloats = std::size_t{1} << 15;
   collectable_n_ = std::clamp<std::size_t>(kFloats / (row_n * width), 64 / width, 256) / 16 * 16;
   // One more cache line, so that rows do not share the sets of a cache.
