@@ -34,6 +34,58 @@ struct MirroredBins {
   }
 };
 
+void StorePairs(float* to, const Complex<Floats>& x) {
+  const auto pairs = Interleave(x.re, x.im);
+  pairs.first.Store(to);
+  pairs.second.Store(to + Floats::kSize);
+}
+Complex<Floats> Reversed(const Complex<Floats>& x) { return {Reverse(x.re), Reverse(x.im)}; }
+
+// Bins `first` .. `end` - 1 of a half-length transform and those that are made with them, in ascending order.
+struct StagedBins {
+  float* below_quarter;  // bins first, first + 1, ...
+  float* to_middle;      // ... middle - first
+  float* from_middle;    // middle + first, ...
+  float* to_end;         // ... n - first
+  std::size_t first, end, middle;
+
+  template <class Lane>
+  KELVO_INLINE void Forward(std::size_t k, const Complex<Lane>& x) const {
+    StorePairs(below_quarter + 2 * (k - first), x);
+    StorePairs(to_end + 2 * (end - k - Lane::kSize), Reversed(Conjugate(x)));
+  }
+  template <class Lane>
+  KELVO_INLINE void Mirrored(std::size_t mirrored, const Complex<Lane>& x) const {
+    const std::size_t k = middle - mirrored;
+    StorePairs(to_middle + 2 * (end - k - Lane::kSize), Reversed(x));
+    StorePairs(from_middle + 2 * (k - first), Conjugate(x));
+  }
+};
+
+// RealSingleBins of a result that streaming stores take to memory: collected in scratch memory piece by piece, in the
+// four places that a piece belongs to.
+void StreamBins(const RealTransformView& plan, const NaturalOutput& output, float* dst, float* scratch) {
+  constexpr std::size_t kPieceN = 512;
+  static_assert(4 * kPieceN <= kLeastStreamedN / 2);
+  const std::size_t n = plan.fft_n;
+  const std::size_t middle = n / 2;
+  SelfConjugateBins<Lanes<float, 1>>(plan, output, MirroredBins{dst, n});
+  const std::size_t bin_end = LastInnerBin(plan) + 1;
+  for (std::size_t end = 1; end < bin_end;) {
+    // The last piece ends where the bins do, and may overlap the one before.
+    end = end + kPieceN < bin_end ? end + kPieceN : bin_end;
+    const std::size_t first = end - kPieceN;
+    const StagedBins staged{scratch, scratch + 2 * kPieceN, scratch + 4 * kPieceN, scratch + 6 * kPieceN, first, end,
+                            middle};
+    InnerBins<Single, Floats>(plan, output, staged, first, end - 1, 1);
+    Simd::StreamRow(dst + 2 * first, staged.below_quarter, 2 * kPieceN);
+    Simd::StreamRow(dst + 2 * (middle - end + 1), staged.to_middle, 2 * kPieceN);
+    Simd::StreamRow(dst + 2 * (middle + first), staged.from_middle, 2 * kPieceN);
+    Simd::StreamRow(dst + 2 * (n - end + 1), staged.to_end, 2 * kPieceN);
+  }
+  Simd::FinishStreaming();
+}
+
 void TransformElements(float* re, float* im, const float* src_re, const float* src_im, const TransformView& plan,
                        float* scratch) {
   TransformSingle(plan, ConstElements{src_re, src_im}, SplitElements{re, im}, scratch);
@@ -57,7 +109,7 @@ struct LoneSamples {
   }
 };
 
-void RealToBins(float* dst, const float* src, const RealTransformView& plan, float* scratch) {
+void RealToBins(float* dst, const float* src, const RealTransformView& plan, bool is_streamed, float* scratch) {
   if constexpr (kHasFour) {
     const MirroredBins bins{dst, plan.fft_n};
     if (IsSmall<8>(plan.inner) && plan.IsHalfLength()) return SmallRealBins<8>(plan, SamplePairs{src}, bins);
@@ -69,6 +121,7 @@ void RealToBins(float* dst, const float* src, const RealTransformView& plan, flo
   const std::size_t stride = OutputStride(plan.inner.length);
   const SplitElements output{scratch, scratch + stride};
   TransformReal(output.re, output.im, src, plan, scratch + 2 * stride);
+  if (is_streamed && plan.IsHalfLength()) return StreamBins(plan, NaturalOutput{output}, dst, scratch + 2 * stride);
   RealSingleBins(plan, NaturalOutput{output}, MirroredBins{dst, plan.fft_n});
 }
 

@@ -10,10 +10,14 @@ namespace kelvo::Fft {
 // Transforms that FftKernels::transform_interleaved takes at a time.
 inline constexpr std::size_t kInterleavedN = 8;
 
+// Samples of the shortest transform whose result may be streamed.
+inline constexpr std::size_t kLeastStreamedN = 8192;
+
 struct FftKernels {
-  // dst [fft_n] complex = all bins of src [fft_n]. Both may be the same array. `scratch` holds
-  // FftScratchSize(plan.inner) floats.
-  void (*real_to_bins)(float* dst, const float* src, const RealTransformView& plan, float* scratch);
+  // dst [fft_n] complex = all bins of src [fft_n]. Both may be the same array. A result that the
+  // caches do not hold, of kLeastStreamedN samples or more, is streamed to memory.
+  // `scratch` holds FftScratchSize(plan.inner) floats.
+  void (*real_to_bins)(float* dst, const float* src, const RealTransformView& plan, bool is_streamed, float* scratch);
   // dst [length] complex = the inverse transform of src [length] complex, scaled by 1 / length. Both may be the same.
   // `scratch` holds TransformScratchSize(plan) floats, here and below.
   void (*inverse_complex)(float* dst, const float* src, const TransformView& plan, float* scratch);
@@ -51,8 +55,8 @@ constexpr std::size_t DirectScratchSize(const TransformView& plan) {
 // inner transforms, and an array that they start from.
 constexpr std::size_t TransformScratchSize(const TransformView& plan) {
   const TransformView& passes = plan.chirp != nullptr ? plan.chirp->inner : plan;
-  const std::size_t array_n = plan.chirp != nullptr ? 3 : 2;
-  return 2 * array_n * ArrayStride(passes.length) + DirectScratchSize(passes);
+  const std::size_t array_n = plan.chirp != nullptr ? 2 : 1;
+  return 2 * array_n * ArrayStride(passes.length) + 2 * ArrayStride(passes.spare_n) + DirectScratchSize(passes);
 }
 // In lanes, for each of them and beyond the elements: the direct passes' sums, or two arrays of a chirp plan.
 constexpr std::size_t BatchTransformScratchSize(const TransformView& plan) {

@@ -182,6 +182,21 @@ std::vector<unsigned> OutputPositions(std::size_t length, const std::vector<Pass
   return position;
 }
 
+// TransformView::spare_n.
+std::size_t SpareCount(const std::vector<Pass>& passes, const std::vector<TransposeStep>& steps, std::size_t length) {
+  if (passes.size() == 1) return length;  // outputs of a direct sum
+  std::size_t spare_n = 0;
+  for (const std::size_t lane_n : {4u, 8u, 16u}) {
+    const std::size_t pass_n = steps[LaneCountIndex(lane_n)].pass_n;
+    if (pass_n == 0) continue;
+    const auto end = passes.begin() + static_cast<std::ptrdiff_t>(pass_n);
+    const auto has_whole_vectors = [=](const Pass& pass) { return pass.span % lane_n == 0; };
+    if (!CanReadSource(passes[0].radix) || !std::all_of(passes.begin(), end, has_whole_vectors)) return length;
+    spare_n = std::max(spare_n, lane_n * passes[pass_n - 1].span);
+  }
+  return std::min(spare_n, length);
+}
+
 std::size_t CheckedLength(int fft_n) {
   CheckPlanLength(fft_n);
   CheckPlanSize(fft_n);
@@ -270,7 +285,8 @@ void TransformPlan::BuildPasses(std::size_t length, const std::vector<std::size_
     if (position_[k] < first_block) output_[position_[k]] = static_cast<unsigned>(k);
   }
   view_ = {length,         passes_.size(),          passes_.data(), position_.data(),
-           output_.data(), transpose_steps_.data(), direct_n,       nullptr};
+           output_.data(), transpose_steps_.data(), direct_n,       SpareCount(passes_, transpose_steps_, length),
+           nullptr};
 }
 
 void TransformPlan::BuildChirp(std::size_t length, std::size_t inner_n, Use use, Input input) {
@@ -326,7 +342,7 @@ void TransformPlan::BuildChirp(std::size_t length, std::size_t inner_n, Use use,
   position_.resize(use == Use::batch ? output_n : 0);
   std::iota(position_.begin(), position_.end(), 0u);
   chirp_->view = {inner, output_n, factor_re, factor_im, response_re, response_im};
-  view_ = {length, 0, nullptr, position_.data(), nullptr, nullptr, 0, &chirp_->view};
+  view_ = {length, 0, nullptr, position_.data(), nullptr, nullptr, 0, 0, &chirp_->view};
 }
 
 RealTransformPlan::RealTransformPlan(std::size_t fft_n, Use use, bool is_inverse) {

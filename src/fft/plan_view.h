@@ -26,9 +26,15 @@ struct Pass {
   bool is_real;
 };
 
+// The radices that plans of single transforms commonly begin with, whose pass reads the source of the transform.
+constexpr bool CanReadSource(std::size_t radix) { return radix == 3 || radix == 4 || radix == 5 || radix == 8; }
+
 // Elements of a batch of 16 lanes that stay in L1 from pass to pass: 32 KiB. With half of that, spectrograms of 2048
 // samples were 2 to 9 % slower.
 inline constexpr std::size_t kMaxL1Length = 256;
+
+// Elements of a single transform that stay in L1 from pass to pass, with the twiddles of a pass.
+inline constexpr std::size_t kMaxL1Elements = 2048;
 
 // Where the data of a single transform is transposed, from vectors of adjacent elements to a batch of blocks: after
 // pass_n passes, which leave block_n blocks.
@@ -54,7 +60,9 @@ struct TransformView {
   const unsigned* output;                // as far as a single transform uses it
   const TransposeStep* transpose_steps;  // [kLaneCountN]
   std::size_t direct_n;                  // the largest radix without a butterfly of its own, or 0
-  const Chirp* chirp;                    // instead of passes, or null
+  // Elements of the second array of a single transform, for passes that cannot work in place and blocks in lanes.
+  std::size_t spare_n;
+  const Chirp* chirp;  // instead of passes, or null
 
   // Of the complex elements that the caches have to hold while a transform runs.
   constexpr std::size_t WorkLength() const;

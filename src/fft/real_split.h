@@ -35,13 +35,18 @@ KELVO_INLINE void SelfConjugateBins(const RealTransformView& plan, const Output&
   sink.SelfConjugate(plan.fft_n / 2, Complex<Lane>{first.re - first.im, zero});
 }
 
-// The others: bins `first`, `first` + `step` ... below the middle, with their mirror images where those are made from
-// the same outputs. A single transform takes all, with a step of 1.
+// The last of the others that begin below the middle.
+inline std::size_t LastInnerBin(const RealTransformView& plan) {
+  return plan.IsHalfLength() ? plan.inner.length / 2 : (plan.fft_n - 1) / 2;
+}
+
+// The others: bins `first`, `first` + `step` ... up to `last`, with their mirror images where those are made from the
+// same outputs. A single transform has a step of 1.
 template <class Mode, class Lane, class Output, class Sink>
-static void InnerBins(const RealTransformView& plan, Output output, Sink sink, std::size_t first, std::size_t step) {
+static void InnerBins(const RealTransformView& plan, Output output, Sink sink, std::size_t first, std::size_t last,
+                      std::size_t step) {
   constexpr std::size_t kStep = Mode::template kStep<Lane>;
   if (!plan.IsHalfLength()) {
-    const std::size_t last = (plan.fft_n - 1) / 2;
     for (std::size_t k = first; k <= last; k += kStep * step) {
       if (kStep > 1 && k + kStep > last + 1) k = last + 1 - kStep;
       sink.Forward(k, output.template Load<Lane>(k));
@@ -49,7 +54,6 @@ static void InnerBins(const RealTransformView& plan, Output output, Sink sink, s
     return;
   }
   const std::size_t half_n = plan.fft_n / 2;
-  const std::size_t last = half_n / 2;
   const Lane half = Lane::Broadcast(0.5f);
   for (std::size_t k = first; k <= last; k += kStep * step) {
     if (kStep > 1 && k + kStep > last + 1) k = last + 1 - kStep;
@@ -105,11 +109,12 @@ template <class Lane, class Sink>
 KELVO_INLINE void RealBatchBins(const RealTransformView& plan, BatchElements<Lane> elements, float* scratch,
                                 const Sink& sink) {
   const BatchOutput<Lane> output{elements, plan.inner.position};
+  const std::size_t last = LastInnerBin(plan);
   TransformBatch<Lane>(
       plan.inner, elements, scratch, [&](std::size_t s, std::size_t step) __attribute__((always_inline)) {
         if (s == 0) SelfConjugateBins<Lane>(plan, output, sink);
-        InnerBins<Batch, Lane>(plan, output, sink, s > 0 ? s : step, step);
-        if (s > 0 && s < step - s) InnerBins<Batch, Lane>(plan, output, sink, step - s, step);
+        InnerBins<Batch, Lane>(plan, output, sink, s > 0 ? s : step, last, step);
+        if (s > 0 && s < step - s) InnerBins<Batch, Lane>(plan, output, sink, step - s, last, step);
       });
 }
 
@@ -117,12 +122,10 @@ KELVO_INLINE void RealBatchBins(const RealTransformView& plan, BatchElements<Lan
 template <class Sink>
 KELVO_INLINE void RealSingleBins(const RealTransformView& plan, const NaturalOutput& output, const Sink& sink) {
   SelfConjugateBins<Lanes<float, 1>>(plan, output, sink);
+  const std::size_t last = LastInnerBin(plan);
   AtWidth(
-      plan.IsHalfLength() ? plan.inner.length / 2 : (plan.inner.length - 1) / 2, [&]<class Lane>()
-                                                                                     __attribute__((always_inline)) {
-                                                                                       InnerBins<Single, Lane>(
-                                                                                           plan, output, sink, 1, 1);
-                                                                                     });
+      last, [&]<class Lane>()
+                __attribute__((always_inline)) { InnerBins<Single, Lane>(plan, output, sink, 1, last, 1); });
 }
 
 // Sample pairs of a contiguous real signal as complex elements.

@@ -111,8 +111,8 @@ struct ConstElements {
   }
 };
 
-// The first pass, from the source of the transform. Only the radices that plans commonly begin with are compiled for
-// every kind of source; before others the source is copied.
+// The first pass, from the source of the transform. Only the radices of CanReadSource are compiled for every kind of
+// source; before others the source is copied.
 template <class Lane, class Source>
 KELVO_INLINE void RunFirstPass(const Source& source, SplitElements to, SplitElements spare, const Pass& pass,
                                std::size_t length, float* scratch) {
@@ -127,6 +127,23 @@ KELVO_INLINE void RunFirstPass(const Source& source, SplitElements to, SplitElem
   }
   CopyElements(source, spare, length);
   RunAnyPass<Single, Lane>(spare, to, pass, length, scratch);
+}
+
+// Passes first .. last - 1 in place, on vectors of adjacent elements, over blocks that pass `first` finds whole. Blocks
+// that leave L1 are finished one after the other, so that each comes through every cache once.
+static void RunPassesDepthFirst(SplitElements elements, const TransformView& plan, std::size_t first, std::size_t last,
+                                std::size_t length, float* scratch) {
+  for (; first < last; ++first) {
+    const Pass& pass = plan.passes[first];
+    const std::size_t block = pass.radix * pass.span;
+    if (block < length && length > kMaxL1Elements) {
+      for (std::size_t begin = 0; begin < length; begin += block) {
+        RunPassesDepthFirst(elements.From(begin), plan, first, last, block, scratch);
+      }
+      return;
+    }
+    RunAnyPass<Single, Floats>(elements, elements, pass, length, scratch);
+  }
 }
 
 // Outputs order[b] and radix - order[b] of the direct sum that a plan of one pass is, for the b of kVectorN vectors
@@ -268,8 +285,9 @@ static void TransformSingle(const TransformView& plan, const Source& source, con
   const std::size_t length = plan.length;
   const std::size_t stride = ArrayStride(length);
   SplitElements elements{scratch, scratch + stride};
-  SplitElements spare{scratch + 2 * stride, scratch + 3 * stride};
-  float* const pass_scratch = scratch + 4 * stride;
+  const std::size_t spare_stride = ArrayStride(plan.spare_n);
+  SplitElements spare{scratch + 2 * stride, scratch + 2 * stride + spare_stride};
+  float* const pass_scratch = spare.im + spare_stride;
 
   if (plan.pass_n == 1 && plan.passes[0].order != nullptr) {
     CopyElements(source, elements, length);
@@ -294,6 +312,11 @@ static void TransformSingle(const TransformView& plan, const Source& source, con
   }
 
   for (std::size_t i = 0; i < step.pass_n; ++i) {
+    if (i == 1 && length > kMaxL1Elements) {
+      while (i < step.pass_n && plan.passes[i].span % Floats::kSize == 0) ++i;
+      RunPassesDepthFirst(elements, plan, 1, i, length, pass_scratch);
+      if (i == step.pass_n) break;
+    }
     const Pass& pass = plan.passes[i];
     AtWidth(
         pass.span, [&]<class Lane>() __attribute__((always_inline)) {

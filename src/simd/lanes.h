@@ -412,5 +412,18 @@ KELVO_INLINE void Transpose(Lanes<T, N> (&rows)[N]) {
 using Floats = Lanes<float, KELVO_LANE_BYTES / sizeof(float)>;
 using Doubles = Lanes<double, (KELVO_LANE_BYTES >= sizeof(double) ? KELVO_LANE_BYTES / sizeof(double) : 1)>;
 
+// Copies floats by streaming stores of whole cache lines, and by plain ones at the ends.
+static inline void StreamRow(float* to, const float* from, std::size_t count) {
+  constexpr std::size_t kLineN = 16;
+  // Floats up to the next cache line.
+  const std::size_t head_n = -(__builtin_bit_cast(std::size_t, to) / sizeof(float)) % kLineN;
+  std::size_t i = head_n < count ? head_n : count;
+  __builtin_memcpy(to, from, i * sizeof(float));
+  for (; i + kLineN <= count; i += kLineN) {
+    for (std::size_t j = i; j < i + kLineN; j += Floats::kSize) Stream(to + j, Floats::Load(from + j));
+  }
+  __builtin_memcpy(to + i, from + i, (count - i) * sizeof(float));
+}
+
 }  // namespace KELVO_LEVEL
 }  // namespace kelvo::Simd

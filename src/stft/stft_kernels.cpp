@@ -213,19 +213,7 @@ void ComputeFrameSpectrum(const FrameSettings& settings, const float* samples, c
 }
 
 void StreamRows(const BinBlock& dst, const BinBlock& src, std::size_t row_n, std::size_t count) {
-  constexpr std::size_t kLineN = 16;
-  for (std::size_t k = 0; k < row_n; ++k) {
-    float* const to = dst.data + k * dst.stride;
-    const float* const from = src.data + k * src.stride;
-    // Floats up to the next cache line.
-    const std::size_t head_n = -(__builtin_bit_cast(std::size_t, to) / sizeof(float)) % kLineN;
-    std::size_t i = head_n < count ? head_n : count;
-    __builtin_memcpy(to, from, i * sizeof(float));
-    for (; i + kLineN <= count; i += kLineN) {
-      for (std::size_t j = i; j < i + kLineN; j += Floats::kSize) Stream(to + j, Floats::Load(from + j));
-    }
-    __builtin_memcpy(to + i, from + i, (count - i) * sizeof(float));
-  }
+  for (std::size_t k = 0; k < row_n; ++k) StreamRow(dst.data + k * dst.stride, src.data + k * src.stride, count);
   FinishStreaming();
 }
 

@@ -3,15 +3,18 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <complex>
 #include <span>
 #include <vector>
 
 #include "fft/checks.h"
+#include "fft/fft_kernels.h"
 #include "fft/fft_plan.h"
 #include "fft/reference_fft.h"
 #include "fft/spectra.h"
+#include "simd/level.h"
 #include "support/bits.h"
 #include "support/messages.h"
 #include "support/signals.h"
@@ -55,6 +58,30 @@ TEST(FftTest, MatchesTheDoublePrecisionTransformAtEveryLevel) {
     ExpectTransform(ComputeIfft, values, inverse);
     const std::vector<float> real(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(n));
     ExpectTransform(ComputeFft, real, ExactTransform(FromReal(real), -1.0));
+  }
+}
+
+// On cache lines and between them, of lengths that are whole pieces of bins and others, with passes and convolutions.
+TEST(FftTest, StreamedResultsHaveTheSameBits) {
+  constexpr std::size_t kMargin = 16;
+  constexpr float kUntouched = 12345.0f;
+  for (const std::size_t n :
+       {kLeastStreamedN, 2 * kLeastStreamedN, std::size_t{8202}, std::size_t{10000}, std::size_t{20014}}) {
+    const std::vector<float> signal = Support::Noise(n);
+    const RealTransformView& plan = FftPlanCache::Get().GetForwardPlan(static_cast<int>(n)).real.View();
+    std::vector<float> scratch(FftScratchSize(plan.inner));
+    for (const Simd::Level level : Simd::SupportedLevels()) {
+      const auto transform = Simd::KernelsFor<FftKernels>(level).real_to_bins;
+      std::vector<float> stored(2 * n);
+      transform(stored.data(), signal.data(), plan, false, scratch.data());
+      for (const std::size_t offset : {0u, 1u, 7u}) {
+        std::vector<float> streamed(2 * n + 2 * kMargin, kUntouched), expected = streamed;
+        const std::size_t begin = kMargin - offset;
+        std::copy(stored.begin(), stored.end(), expected.begin() + static_cast<std::ptrdiff_t>(begin));
+        transform(streamed.data() + begin, signal.data(), plan, true, scratch.data());
+        EXPECT_TRUE(Support::SameBits(streamed, expected)) << n << " " << Simd::LevelName(level) << " " << offset;
+      }
+    }
   }
 }
 
