@@ -8,7 +8,6 @@
 #include "kelvo_audio.h"
 #include "peers/peers.h"
 #include "rows.h"
-#include "short_time_jobs.h"
 #include "signals.h"
 
 namespace kelvo::Bench {
@@ -50,9 +49,7 @@ void AddOneCallRows() {
     AddRow({.section = kSection,
             .name = "FFT of " + std::to_string(size.fft_n) + " samples",
             .goal = size.goal,
-            .make_contest = [=] {
-              return AgainstPeers(ForwardFft{Noise(size.fft_n), size.fft_n});
-            }});
+            .make_contest = [=] { return AgainstPeers(MakeForwardFft(size.fft_n)); }});
   }
   AddRow({.section = kSection, .name = "cached window of 400", .goal = 0.6, .make_contest = [] {
             return AgainstCopy(400, [](float* dst) { kelvoAudioGetWindow(dst, 400, KELVO_AUDIO_WINDOW_HANN); });

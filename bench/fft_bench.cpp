@@ -2,16 +2,10 @@
 #include <string>
 
 #include "jobs.h"
-#include "kelvo_audio.h"
 #include "peers/peers.h"
 #include "rows.h"
-#include "signals.h"
 
 namespace kelvo::Bench {
-
-void RunOurs(const ForwardFft& job, float* dst) { kelvoAudioFFT(dst, job.src.data(), Int(job.fft_n)); }
-
-void RunOurs(const InverseFft& job, float* dst) { kelvoAudioIFFT(dst, job.src.data(), Int(job.fft_n)); }
 
 void AddFftRows() {
   struct Size {
@@ -31,9 +25,7 @@ void AddFftRows() {
     AddRow({.section = "FFT of a real signal, all bins",
             .name = std::to_string(size.fft_n),
             .goal = size.goal,
-            .make_contest = [=] {
-              return AgainstPeers(ForwardFft{Noise(size.fft_n), size.fft_n});
-            }});
+            .make_contest = [=] { return AgainstPeers(MakeForwardFft(size.fft_n)); }});
   }
   // Primes, and lengths with large ones.
   for (const Size size : {Size{17, 1.0}, {19, 1.0},        {23, 1.0},       {31, 1.0},       {47, 1.0},    {61, 2.0},
@@ -43,15 +35,13 @@ void AddFftRows() {
     AddRow({.section = "Any length: FFT of a real signal, all bins",
             .name = std::to_string(size.fft_n),
             .goal = size.goal,
-            .make_contest = [=] {
-              return AgainstPeers(ForwardFft{Noise(size.fft_n), size.fft_n});
-            }});
+            .make_contest = [=] { return AgainstPeers(MakeForwardFft(size.fft_n)); }});
   }
   for (const Size size :
        {Size{256, 1.0}, {400, 1.0}, {512, 1.0}, {1024, 1.0}, {2048, 1.0}, {4096, 1.1}, {16384, 1.5}}) {
     AddRow(
         {.section = "Inverse FFT, complex", .name = std::to_string(size.fft_n), .goal = size.goal, .make_contest = [=] {
-           return AgainstPeers(InverseFft{Noise(2 * size.fft_n), size.fft_n});
+           return AgainstPeers(MakeInverseFft(size.fft_n));
          }});
   }
 }

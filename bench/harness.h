@@ -30,6 +30,7 @@ using Run = std::function<void(float* dst)>;
 struct Contestant {
   std::string name;
   Run run;
+  bool is_bound = false;  // does not do the job but what limits it: no peer, and its result is not compared
 };
 
 struct Contest {
@@ -47,7 +48,9 @@ struct Row {
   std::string section;
   std::string name;
   double goal = 0.0;            // least ratio of the best peer's time to ours; 0: none
+  double avx2_goal = 0.0;       // in its place where AVX2 is the best level
   double least_snr_db = 100.0;  // a contestant whose result differs more from ours is reported and not timed
+  int round_n = 41;
   std::size_t edge_n = 0;       // values at each end of the result that are not compared
   Clock clock = Clock::thread;
   std::function<Contest()> make_contest;
@@ -62,6 +65,7 @@ struct Spread {
 
 struct ContestantResult {
   std::string name;
+  bool is_bound;
   double snr_db;       // of the result against ours
   bool agrees;         // false: not timed
   double nanoseconds;  // median time of one job

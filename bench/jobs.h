@@ -1,4 +1,5 @@
-// The contestants' jobs. Layouts and settings are those of include/kelvo_audio.h.
+// The contestants' jobs, how they are made and how the library does them. Layouts and settings are those of
+// include/kelvo_audio.h.
 #pragma once
 
 #include <cstddef>
@@ -85,7 +86,29 @@ struct ElementwiseConversion {
   std::size_t ResultCount() const { return result_n; }
 };
 
-// Does a job with the library; defined next to the job's rows.
+ForwardFft MakeForwardFft(std::size_t fft_n);
+InverseFft MakeInverseFft(std::size_t fft_n);
+
+Spectrogram MakeSpectrogram(std::size_t sample_n, std::size_t fft_n, std::size_t hop_n, float power);
+
+struct MelSettings {
+  int sample_rate;
+  std::size_t fft_n, hop_n, mel_n;
+};
+MelSpectrogram MakeMelSpectrogram(std::size_t sample_n, const MelSettings& settings, bool centred);
+MelProjection MakeMelProjection(std::size_t frame_n);
+
+InverseSpectrogram MakeInverseSpectrogram(std::size_t frame_n, std::size_t fft_n, std::size_t hop_n);
+
+// A Butterworth low-pass, or FIR taps.
+LinearFilter MakeIir(std::size_t order, std::size_t sample_n);
+LinearFilter MakeFir(std::size_t tap_n, std::size_t sample_n);
+
+Resampling MakeResampling(int dst_rate, int src_rate, int second_n);
+
+ElementwiseConversion MakeConversion(Conversion conversion, std::size_t value_n);
+
+// Does a job with the library.
 void RunOurs(const ForwardFft& job, float* dst);
 void RunOurs(const InverseFft& job, float* dst);
 void RunOurs(const Spectrogram& job, float* dst);

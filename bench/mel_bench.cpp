@@ -1,28 +1,9 @@
 // The mel spectrogram and the projection to mel bands.
 #include "jobs.h"
-#include "kelvo_audio.h"
 #include "peers/peers.h"
 #include "rows.h"
-#include "short_time_jobs.h"
-#include "signals.h"
 
 namespace kelvo::Bench {
-namespace {
-
-MelProjection MakeMelProjection() {
-  constexpr std::size_t kFrames = 1000;
-  const MelSpectrogram mel = MakeMelSpectrogram(16000, {16000, 400, 160, 80}, true);
-  Buffer power = Noise(mel.BinCount() * kFrames);
-  for (float& value : power) value *= value;
-  return {std::move(power), mel.bank, mel.BinCount(), kFrames, mel.mel_n};
-}
-
-}  // namespace
-
-void RunOurs(const MelProjection& job, float* dst) {
-  kelvoAudioConvertToMel(dst, job.src.data(), job.bank.data(), Int(job.freq_n), Int(job.frame_n), Int(job.mel_n));
-}
-
 void AddMelRows() {
   constexpr std::size_t kSeconds = 10;
   struct MelRow {
@@ -39,7 +20,7 @@ void AddMelRows() {
             }});
   }
   AddRow({.section = "Mel projection", .name = "201 bins, 1000 frames, 80 bands", .goal = 1.2, .make_contest = [] {
-            return AgainstPeers(MakeMelProjection());
+            return AgainstPeers(MakeMelProjection(1000));
           }});
 }
 

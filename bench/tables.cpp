@@ -29,7 +29,7 @@ bool IsBehind(const ContestantResult& peer) { return peer.ratio.median < 0.995; 
 const ContestantResult* BestPeer(const RowResult& row) {
   const ContestantResult* best = nullptr;
   for (const ContestantResult& result : std::span(row.results).subspan(1)) {
-    if (result.agrees && (!best || result.nanoseconds < best->nanoseconds)) best = &result;
+    if (result.agrees && !result.is_bound && (!best || result.nanoseconds < best->nanoseconds)) best = &result;
   }
   return best;
 }

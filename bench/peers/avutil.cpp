@@ -17,7 +17,7 @@ namespace {
 // Other lengths are computed by the plain sum in O(n^2).
 bool IsFast(std::size_t fft_n) {
   const std::size_t odd_factor = fft_n >> std::countr_zero(fft_n);
-  return odd_factor <= 9 || odd_factor == 15;
+  return fft_n <= std::size_t{1} << 17 && (odd_factor <= 9 || odd_factor == 15);
 }
 
 class Transform {

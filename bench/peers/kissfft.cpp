@@ -15,8 +15,9 @@ kiss_fft_cpx* AsComplex(float* values) { return reinterpret_cast<kiss_fft_cpx*>(
 template <class T>
 using Handle = std::unique_ptr<T, decltype(&std::free)>;
 
-// Larger prime factors are computed by plain sums in O(n^2).
+// Larger prime factors are computed by plain sums in O(n^2), and from 2^18 on a call takes many times the others'.
 bool IsFast(std::size_t fft_n) {
+  if (fft_n >= std::size_t{1} << 18) return false;
   for (const std::size_t p : {2u, 3u, 5u}) {
     while (fft_n % p == 0) fft_n /= p;
   }
