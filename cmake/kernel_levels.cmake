@@ -18,9 +18,9 @@ elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64|x86|i[3-6]86)$" AND 
 elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
   set(kelvo_levels scalar sse2 avx2 avx512)
   set(kelvo_bytes_sse2 16)
-  set(kelvo_flags_avx2 -mavx2)
+  set(kelvo_flags_avx2 -mavx2 -mfma)
   set(kelvo_bytes_avx2 32)
-  set(kelvo_flags_avx512 -mavx512f -mavx512dq -mavx512bw -mavx512vl -mprefer-vector-width=512)
+  set(kelvo_flags_avx512 -mfma -mavx512f -mavx512dq -mavx512bw -mavx512vl -mprefer-vector-width=512)
   set(kelvo_bytes_avx512 64)
   if(WIN32)
     # Windows aligns the stack to 16 bytes, which some MinGW compilers ignore when they spill wider vectors.

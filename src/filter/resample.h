@@ -23,6 +23,7 @@ struct ResampleFilter {
   std::vector<double> taps;  // [up x kTapN]: the filter of each phase, newest input first
   std::vector<int> phase;    // [up]: the phase of each output in a cycle
   std::vector<int> step;     // [up]: how far the input position advances after it
+  double sum_error = 0.0;    // ResampleCycle::sum_error
 };
 
 // Windowed sincs [Crochiere and Rabiner 1983] under a Blackman window [Blackman and Tukey 1958], cut off at the lower

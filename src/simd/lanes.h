@@ -2,7 +2,8 @@
 //
 // A kernel is written once over Lanes. Compiled for a CPU level it works on that level's widest vectors, and its tail
 // on Lanes<T, 1>, which holds a plain T. Every operation here rounds each lane exactly as the scalar operation does, so
-// the width never shows in a result: there is no horizontal sum, no fused multiply-add and no estimate in this file.
+// the width never shows in a result: there is no horizontal sum and no estimate in this file, and the one fused
+// operation says what it may serve for.
 //
 // A kernel file sees KELVO_LEVEL (the level's name) and KELVO_LANE_BYTES (its vector width). All names lie in an inline
 // namespace of the level and everything is forced inline, so that no copy of one level's code can end up in another's.
@@ -102,6 +103,32 @@ KELVO_INLINE Lanes<float, 16> operator*(Lanes<float, 16> a, BroadcastOperand<Lan
 }
 #endif
 
+// a * b + c, rounded once, of vectors of doubles where a CPU of this level has it. Such a value must not reach a
+// result: it serves to compute one that a test shows to be that of the operations one by one.
+template <class Lane>
+inline constexpr bool kHasFused = false;
+#if defined(__FMA__)
+template <>
+inline constexpr bool kHasFused<Lanes<double, 4>> = true;
+KELVO_INLINE Lanes<double, 4> MultiplyAdd(Lanes<double, 4> a, Lanes<double, 4> b, Lanes<double, 4> c) {
+  return {_mm256_fmadd_pd(a.v, b.v, c.v)};
+}
+#endif
+#if defined(__AVX512F__)
+template <>
+inline constexpr bool kHasFused<Lanes<double, 8>> = true;
+KELVO_INLINE Lanes<double, 8> MultiplyAdd(Lanes<double, 8> a, Lanes<double, 8> b, Lanes<double, 8> c) {
+  return {_mm512_fmadd_pd(a.v, b.v, c.v)};
+}
+#endif
+#if defined(__aarch64__)
+template <>
+inline constexpr bool kHasFused<Lanes<double, 2>> = true;
+KELVO_INLINE Lanes<double, 2> MultiplyAdd(Lanes<double, 2> a, Lanes<double, 2> b, Lanes<double, 2> c) {
+  return {vfmaq_f64(c.v, a.v, b.v)};
+}
+#endif
+
 // Streaming stores to `to`, which lies on a multiple of the vector's size: a cache line that is written whole goes to
 // memory without being read into the caches first. Plain stores where a CPU has none. They are in order with what other
 // threads see only after FinishStreaming.
@@ -143,6 +170,10 @@ using BitLanes = Lanes<unsigned, N>;
 template <std::size_t N>
 KELVO_INLINE BitLanes<N> operator&(BitLanes<N> a, unsigned mask) {
   return {a.v & BitLanes<N>::Broadcast(mask).v};
+}
+template <std::size_t N>
+KELVO_INLINE BitLanes<N> operator|(BitLanes<N> a, BitLanes<N> b) {
+  return {a.v | b.v};
 }
 template <std::size_t N>
 KELVO_INLINE BitLanes<N> operator^(BitLanes<N> a, BitLanes<N> b) {

@@ -14,7 +14,7 @@ namespace {
 bool CpuRuns(Level level) {
   __builtin_cpu_init();
   switch (level) {
-    case Level::avx2: return __builtin_cpu_supports("avx2") != 0;
+    case Level::avx2: return __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0;
     case Level::avx512:
       return __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512dq") != 0 &&
              __builtin_cpu_supports("avx512bw") != 0 && __builtin_cpu_supports("avx512vl") != 0;

@@ -84,6 +84,31 @@ TEST(Resample, HasTheBitsOfThePlainSums) {
   }
 }
 
+// Outputs far below the inputs, whose last bits show in what order and with which roundings they are summed up: tones
+// above the new rate, clicks in silence, denormals, and a signal whose loud half a segment shares with a quiet one.
+TEST(Resample, HasTheBitsOfThePlainSumsWhereOutputsAreSmall) {
+  constexpr std::size_t kSrcN = 60000;
+  std::vector<float> tone(kSrcN), clicks(kSrcN), denormal = Noise(kSrcN, 5), decaying = Noise(kSrcN, 6);
+  for (std::size_t i = 0; i < kSrcN; ++i) {
+    tone[i] = static_cast<float>(std::sin(2.9 * static_cast<double>(i)));
+    if (i % 97 == 0) clicks[i] = denormal[i];
+    denormal[i] *= 1e-44f;
+    decaying[i] *= static_cast<float>(std::exp(-0.01 * static_cast<double>(i % 5000)));
+  }
+  for (const std::vector<float>& src : {tone, clicks, denormal, decaying}) {
+    for (const auto [dst_rate, src_rate] :
+         {Ratio{16000, 48000}, Ratio{16000, 44100}, Ratio{48000, 44100}, Ratio{48000, 16000}, Ratio{1, 1}}) {
+      const auto dst_n = static_cast<std::size_t>(ComputeResampleLen(dst_rate, static_cast<int>(kSrcN), src_rate));
+      const std::vector<float> expected = PlainResample(src, dst_rate, src_rate, dst_n);
+      for (const Simd::Level level : Simd::SupportedLevels()) {
+        std::vector<float> dst(dst_n);
+        Resample(dst, src, dst_rate, src_rate, level);
+        EXPECT_TRUE(SameBits(dst, expected)) << src_rate << " to " << dst_rate << ", " << Simd::LevelName(level);
+      }
+    }
+  }
+}
+
 // The array of outputs may begin or end anywhere in the signal, which is long enough for several blocks a segment.
 TEST(Resample, MayOverwriteTheSignal) {
   constexpr std::size_t kSrcN = 40000;

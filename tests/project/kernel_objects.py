@@ -1,7 +1,8 @@
-"""Kernel objects of a release hold no weak symbol and no fused multiply-add.
+"""Kernel objects of a release hold no weak symbol and, but for the resampler's, no fused multiply-add.
 
 A weak symbol of a high CPU level could be linked into the code of all levels and crash an older CPU; a fused
-multiply-add rounds once where the others round twice, so results would depend on the CPU.
+multiply-add rounds once where the others round twice, so results would depend on the CPU. The resampler tests each of
+its fused sums for having the result of the others.
 
 Usage: kernel_objects.py NM OBJDUMP OBJECT ...
 """
@@ -23,6 +24,8 @@ for path in objects:
             faults.append(f"{where}: weak symbol {name}")
     disassemble = [objdump, "--disassemble", "--no-show-raw-insn", path]
     code = subprocess.run(disassemble, check=True, capture_output=True, text=True).stdout
+    if "resample_kernels" in where:
+        continue
     faults += [f"{where}: fused multiply-add {found}" for found in sorted(set(FUSED.findall(code)))]
 print("\n".join(faults) or f"{len(objects)} kernel objects are clean")
 sys.exit(bool(faults) or not objects)
