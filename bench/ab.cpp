@@ -1,15 +1,17 @@
 // Runs the library's side of the rows on two builds of it, for bench/ab.sh, or counts the instructions of one.
 // Usage: kelvo_audio_ab time REGEX LIBRARY_A LIBRARY_B    a line "row, A's time / B's, same or other bits" each
-//        kelvo_audio_ab count REGEX LIBRARY               under callgrind, which counts within CountedCall
+//        kelvo_audio_ab count REGEX LIBRARY [CALLS]       for callgrind, which counts within CountedCall
 #include <dlfcn.h>
 #include <time.h>
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <regex>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -77,18 +79,20 @@ void TimeRow(const Row& row, const std::array<void*, 2>& libraries) {
   std::printf("%s/%s\t%.5f\t%s\n", row.section.c_str(), row.name.c_str(), ratios[kPairs / 2], same ? "same" : "other");
 }
 
-void CountRow(const Row& row) {
+void CountRow(const Row& row, int call_n) {
   const Contest contest = row.make_contest();
   const Run& run = contest.contestants.front().run;
   Buffer dst(contest.result_n);
   run(dst.data());  // builds the tables
-  CountedCall(run, dst.data());
+  for (int i = 0; i < call_n; ++i) CountedCall(run, dst.data());
   std::printf("%s/%s\n", row.section.c_str(), row.name.c_str());
 }
 
-void RunRows(std::string_view mode, const char* pattern, const char* const* paths) {
+// arguments: the libraries, or one and the number of counted calls
+void RunRows(std::string_view mode, const char* pattern, std::span<const char* const> arguments) {
   const std::regex regex(pattern);
-  const std::array<void*, 2> libraries{Load(paths[0]), mode == "time" ? Load(paths[1]) : nullptr};
+  const std::array<void*, 2> libraries{Load(arguments[0]), mode == "time" ? Load(arguments[1]) : nullptr};
+  const int call_n = mode == "count" && arguments.size() > 1 ? std::atoi(arguments[1]) : 1;
   ForwardTo(libraries[0]);
   for (const auto add :
        {AddMelRows, AddStftRows, AddFftRows, AddFilterRows, AddResampleRows, AddConversionRows, AddCallRows}) {
@@ -97,7 +101,7 @@ void RunRows(std::string_view mode, const char* pattern, const char* const* path
   for (const Row& row : rows) {
     // Rows with several threads cannot be timed by one thread's CPU time.
     if (row.clock != Clock::thread || !std::regex_search(row.section + "/" + row.name, regex)) continue;
-    mode == "time" ? TimeRow(row, libraries) : CountRow(row);
+    mode == "time" ? TimeRow(row, libraries) : CountRow(row, call_n);
   }
 }
 
@@ -109,12 +113,12 @@ void AddRow(Row row) { rows.push_back(std::move(row)); }
 
 int main(int argc, char** argv) {
   const std::string_view mode = argc > 1 ? argv[1] : "";
-  if (!(mode == "time" && argc == 5) && !(mode == "count" && argc == 4)) {
-    std::fprintf(stderr, "usage: kelvo_audio_ab time REGEX LIBRARY_A LIBRARY_B | count REGEX LIBRARY\n");
+  if (!(mode == "time" && argc == 5) && !(mode == "count" && (argc == 4 || argc == 5))) {
+    std::fprintf(stderr, "usage: kelvo_audio_ab time REGEX LIBRARY_A LIBRARY_B | count REGEX LIBRARY [CALLS]\n");
     return 2;
   }
   try {
-    kelvo::Bench::RunRows(mode, argv[2], argv + 3);
+    kelvo::Bench::RunRows(mode, argv[2], std::span<const char* const>(argv + 3, argv + argc));
   } catch (const std::exception& error) {
     std::fprintf(stderr, "kelvo_audio_ab: %s\n", error.what());
     return 1;
