@@ -5,13 +5,17 @@ Usage: tools/make_math_tables.py > src/math/tables.h
 """
 import struct
 
-from mpmath import atan, cos, floor, log, lu_solve, matrix, mp, mpf, nint, pi, sin, sqrt
+from mpmath import atan, atan2, cos, floor, log, lu_solve, matrix, mp, mpf, nint, pi, sin, sqrt, tan
 
 mp.prec = 400
 
 
 def to_hex(value):
     return float(value).hex() if value else "0.0"
+
+
+def to_scaled(value):
+    return to_hex(value * mpf(2)**1023)
 
 
 def interpolate(function, low, high, count):
@@ -60,15 +64,14 @@ def print_logarithm():
     inverse = [mpf(int(nint(2 / (a + b) * 2**20))) / 2**20 for a, b in zip(ends, ends[1:])]
     inverse[9] = mpf(1)
     reach = max(abs(x * c - 1) for c, a, b in zip(inverse, ends, ends[1:]) for x in (a, b))
-    print_array("The reciprocals of the steps' centres.", "kInverseCentres", [to_hex(c) for c in inverse])
+    print_array("The reciprocals of the steps' centres, times 2^1023.", "kInverseCentres", [to_scaled(c) for c in inverse])
     print_array("The logarithms of the centres.", "kLogCentres", [to_hex(-log(c)) for c in inverse])
     print_array("Their decimal logarithms, each as the sum of two.", "kLog10Centres",
                 [part for c in inverse for part in split(-log(c, 10))], per_line=2)
     print_polynomial("(log(1 + r) - r) / r^2", "kLogPolynomial",
-                     lambda r: (log(1 + r) - r) / r**2, -reach, reach, 6)
+                     lambda r: (log(1 + r) - r) / r**2, -reach, reach, 5)
     print_polynomial("(log(1 + r) - r + r^2 / 2) / r^3, to the last bit of a double", "kLogTail",
                      lambda r: (log(1 + r) - r + r**2 / 2) / r**3, -reach, reach, 10)
-
 
     # 40 bits: times the exponent of a double it is exact.
     high = mpf(int(floor(log(2, 10) * mpf(2)**41))) / mpf(2)**41
@@ -77,12 +80,36 @@ def print_logarithm():
     print_array("1 / log(10) as the sum of two.", "kInverseLog10", split(1 / log(10)))
 
 
+def print_fine_logarithm():
+    # The same in 256 steps, for tables in memory. Seen from 1 a step is 1/512 below and 1/256 above.
+    below_one = mpf(0x5500) / 2**24
+    ends = [1 - below_one - mpf(170 - i) / 512 for i in range(171)] + [1 + (mpf(1) / 512 - below_one) * 2 + mpf(i) / 256
+                                                                         for i in range(86)]
+    first = 0x3FF0000000000000 - int((below_one + mpf(170) / 512) * 2**53)
+    print("\n// The same for steps a sixteenth as long.")
+    print(f"constexpr unsigned long long kFineLogFirst = 0x{first:016x};")
+    inverse = [mpf(int(nint(2 / (a + b) * 2**20))) / 2**20 for a, b in zip(ends, ends[1:])]
+    inverse[170] = mpf(1)
+    reach = max(abs(x * c - 1) for c, a, b in zip(inverse, ends, ends[1:]) for x in (a, b))
+    print_array("The reciprocals of these steps' centres, times 2^1023, each followed by the logarithm of the centre.",
+                "kFineLogSteps", [part for c in inverse for part in (to_scaled(c), to_hex(-log(c)))])
+    for comment, name, count in (("(log(1 + r) - r) / r^2 within such a step", "kFineLogPolynomial", 4),
+                                 ("The same, shorter", "kShortFineLogPolynomial", 3)):
+        print_polynomial(comment, name, lambda r: (log(1 + r) - r) / r**2, -reach, reach, count)
+
+
 def print_power():
+    # Steps from 1 to 2: no power needs a logarithm whose error is small beside it.
+    middles = [1 + mpf(2 * i + 1) / 32 for i in range(16)]
+    print_array("The reciprocals of the middles of 16 steps from 1 to 2.", "kInverseMiddles", [to_hex(1 / m) for m in middles])
+    print_array("The logarithms of these middles.", "kLogMiddles", [to_hex(-log(mpf(float(1 / m)))) for m in middles])
     roots = [int.from_bytes(bytes.fromhex(f"{bits(mpf(2)**(mpf(i) / 16)) - (i << 48):016x}"), "big") for i in range(16)]
     print_array("The bits of 2^(i / 16) less i 2^48: what adding k 2^48 with k = i modulo 16 turns into 2^(k / 16).",
                 "kRootBits", [f"0x{root:016x}" for root in roots], kind="unsigned long long")
     print_polynomial("(2^(f / 16) - 1) / f", "kExpPolynomial",
                      lambda f: (mpf(2)**(f / 16) - 1) / f, mpf(-1) / 2, mpf(1) / 2, 5)
+    print_polynomial("The same, shorter", "kShortExpPolynomial",
+                     lambda f: (mpf(2)**(f / 16) - 1) / f, mpf(-1) / 2, mpf(1) / 2, 4)
 
 
 def bits(value):
@@ -90,16 +117,30 @@ def bits(value):
 
 
 def print_trigonometry():
-    # A little beyond tan(pi / 8), where the float comparison that chooses the centre may still land.
-    last = (sqrt(mpf(2)) - 1) * (1 + mpf(2)**-20)
-    root = lambda function: lambda z: function(sqrt(z))
+    # The directions between which a share x / (|x| + |y|) in fourteenths ends, and those that halve the angle between.
+    def end(fourteenths):
+        share = fourteenths / mpf(14)
+        return atan2(1 - abs(share), share)
+
+    angles = [mpf(float((end(min(14, 15 - 2 * j)) + end(max(-14, 13 - 2 * j))) / 2)) for j in range(15)]
+    angles[0], angles[14] = mpf(0), mpf(float(pi))
+    reach = max(abs(angles[j] - e) for j in range(15) for e in (end(min(14, 15 - 2 * j)), end(max(-14, 13 - 2 * j))))
+    reach *= 1 + mpf(2)**-20
+    angles.append(angles[14])
+    print_array("The directions near which angles are computed, counted from that of x / (|x| + |y|) = 1 in steps of 1/7.",
+                "kDirections", [to_hex(a) for a in angles])
+    print_array("Their cosines.", "kDirectionCosines", [to_hex(cos(a)) for a in angles])
+    print_array("Their sines.", "kDirectionSines", [to_hex(sin(a)) for a in angles])
+
+    def root(function):
+        return lambda z: function(sqrt(z))
+
     print_polynomial("(atan(q) / q - 1) / q^2 in q^2", "kAtanPolynomial",
-                     root(lambda q: (atan(q) / q - 1) / q**2), mpf(2)**-60, last**2, 11)
-    last = pi / 4 * (1 + mpf(2)**-20)
+                     root(lambda q: (atan(q) / q - 1) / q**2), mpf(2)**-60, tan(reach)**2, 5)
     print_polynomial("(sin(r) / r - 1) / r^2 in r^2", "kSinPolynomial",
-                     root(lambda r: (sin(r) / r - 1) / r**2), mpf(2)**-60, last**2, 6)
+                     root(lambda r: (sin(r) / r - 1) / r**2), mpf(2)**-60, reach**2, 4)
     print_polynomial("(cos(r) - 1) / r^2 in r^2", "kCosPolynomial",
-                     root(lambda r: (cos(r) - 1) / r**2), mpf(2)**-60, last**2, 6)
+                     root(lambda r: (cos(r) - 1) / r**2), mpf(2)**-60, reach**2, 4)
     print_array("sin(i / 64) and cos(i / 64), each as the sum of two.", "kSinCosSteps",
                 [part for i in range(52) for f in (sin, cos) for part in split(f(mpf(i) / 64))], per_line=4)
     # Three pieces; a count of quarter turns below 2^20 times either of the first two is exact.
@@ -123,6 +164,7 @@ def main():
     print("// The constants of the elementary functions. Printed by tools/make_math_tables.py; a test compares the two.")
     print("// clang-format off\n#pragma once\n\nnamespace kelvo::Math {")
     print_logarithm()
+    print_fine_logarithm()
     print_power()
     print_trigonometry()
     print_wide()

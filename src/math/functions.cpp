@@ -110,6 +110,13 @@ double SinAhead(double x, int ahead) {
   return (turned & 2) != 0 ? -size : size;
 }
 
+// The float of sin(x + ahead * pi / 2), given the double. Rounding twice goes wrong only where the first ends in the
+// middle between two floats.
+float RoundSin(double rounded, float x, int ahead) {
+  if ((BitsOf(rounded) & 0x1FFFFFFF) != 0x10000000) return static_cast<float>(rounded);
+  return static_cast<float>(WideSin(static_cast<double>(x), ahead, kFloatPrecision));
+}
+
 // Below it x^2 / 6 is less than half of a last place of sin(x), as is x^2 / 2 of cos(x).
 constexpr double kTinyAngle = 0x1p-27;
 
@@ -117,20 +124,21 @@ using One = Lanes<float, 1>;
 
 }  // namespace
 
-float Log(float x) { return Log(One{x}).v; }
-float Log10(float x) { return Log10(One{x}).v; }
+float CarefulLog(float x) { return Log(One{x}).v; }
+float CarefulLog10(float x) { return Log10(One{x}).v; }
+float CarefulLog1p(float x) { return Log1p(One{x}).v; }
+float CarefulPow(float base, float exponent) { return Pow(One{base}, MakeExponent(exponent)).v; }
+
+float Log(float x) { return CarefulLog(x); }
+float Log10(float x) { return CarefulLog10(x); }
 float Exp(float x) { return Exp(One{x}).v; }
-float Pow(float base, float exponent) { return Pow(One{base}, MakeExponent(exponent)).v; }
+float Pow(float base, float exponent) { return CarefulPow(base, exponent); }
 
 double Sin(double x) { return Abs(x) < kTinyAngle ? x : SinAhead(x, 0); }
 double Cos(double x) { return Abs(x) < kTinyAngle ? 1.0 : SinAhead(x, 1); }
 
-// Rounding twice goes wrong only where the first ends in the middle between two floats.
-float Cos(float x) {
-  const double wide = Cos(static_cast<double>(x));
-  if ((BitsOf(wide) & 0x1FFFFFFF) != 0x10000000) return static_cast<float>(wide);
-  return static_cast<float>(WideSin(static_cast<double>(x), 1, kFloatPrecision));
-}
+float Sin(float x) { return RoundSin(Sin(static_cast<double>(x)), x, 0); }
+float Cos(float x) { return RoundSin(Cos(static_cast<double>(x)), x, 1); }
 
 // As in log.h, each piece the sum of two doubles, to 2^-62.
 double Log10(double x) {
@@ -145,7 +153,7 @@ double Log10(double x) {
   const std::size_t interval = words >> 48 & 15;
 
   // log(1 + r) = r - r^2 / 2 + ...; both products with the short reciprocal are exact.
-  const double inverse = kInverseCentres[interval];
+  const double inverse = DoubleOf(BitsOf(kInverseCentres[interval]) - kDoubleOne);
   const Sum r = Add(Head(fraction) * inverse - 1.0, (fraction - Head(fraction)) * inverse);
   const Sum square = Multiply(r.high, r.high);
   double tail = 0.0;

@@ -11,6 +11,7 @@ float Pow(float base, float exponent);
 
 // |x| < 2^20 for cosine and sine, and NaN; farther out they give NaN.
 float Cos(float x);
+float Sin(float x);
 double Cos(double x);
 double Sin(double x);
 double Log10(double x);

@@ -12,29 +12,36 @@
 namespace kelvo::Math {
 inline namespace KELVO_LEVEL {
 
-// 2^(z / 16), for |z| < 16 * 1000; within 2^-46.5, besides what an error of z makes.
-template <class Long>
+// 2^(z / 16), for |z| < 16 * 1000; within 2^-37.5 of it in many lanes and 2^-46.5 in one, besides what an error of z
+// makes.
+template <bool kIsOne, class Long>
 KELVO_INLINE Long PowerOfRoot(Long z) {
-  const auto c = [](int i) __attribute__((always_inline)) { return Long::Broadcast(kExpPolynomial[i]); };
+  const auto all = [](double value) __attribute__((always_inline)) { return Long::Broadcast(value); };
   // Adding this rounds to an integer, which then stands in the last bits.
-  const Long shift = Long::Broadcast(0x1.8p+52);
-  const Long shifted = z + shift;
-  const Long f = z - (shifted - shift);
+  const Long shifted = z + all(0x1.8p+52);
+  const Long f = LessNearest(z, shifted);
   const auto k = ToWords(shifted);
-  const Long root = FromWords(LookUp(kRootBits, k) + ShiftUp(k, 48));
+  const Long root = FromWords(LookUp(kRootBits, ToIndex<0, 4, 3>(k)) + ShiftUp(k, 48));
   const Long f2 = f * f;
-  const Long sum = (c(0) + c(1) * f) + ((c(2) + c(3) * f) + c(4) * f2) * f2;
-  return root + root * (f * sum);
+  if constexpr (kIsOne) {
+    const double(&c)[5] = kExpPolynomial;
+    const Long sum = (all(c[0]) + all(c[1]) * f) + ((all(c[2]) + all(c[3]) * f) + all(c[4]) * f2) * f2;
+    return root + root * (f * sum);
+  } else {
+    const double(&c)[4] = kShortExpPolynomial;
+    const Long sum = (all(c[0]) + all(c[1]) * f) + (all(c[2]) + all(c[3]) * f) * f2;
+    return root + root * (f * sum);
+  }
 }
 
 constexpr double kSixteenthsPerLog = 0x1.71547652b82fep+4;  // 16 / log(2)
 constexpr unsigned long long kExpReach = 1 << 10;           // 2^-43 at least
 
-// exp(x) where that is a normal float; the precise function handles the rest.
+// exp(x) where that is a normal float; the precise function handles the rest. Tables use it, one lane at a time.
 template <class Lane>
 KELVO_INLINE Lane Exp(Lane x) {
   const auto z = ToDoubles(x) * decltype(ToDoubles(x))::Broadcast(kSixteenthsPerLog);
-  const auto exp = PowerOfRoot(z);
+  const auto exp = PowerOfRoot<true>(z);
   const Lane most = Lane::Broadcast(87.0f);
   const LaneBits out_of_range = LanesNotLess(x, most) | LanesNotLess(-most, x);
   return Settle(ToFloats(exp), x, LanesNearMiddle(exp, kExpReach) | out_of_range, PreciseExp);
@@ -43,10 +50,10 @@ KELVO_INLINE Lane Exp(Lane x) {
 // An exponent and what follows from it for all bases.
 struct Exponent {
   float value;
-  double factor;             // turns the logarithm of the base into sixteenths of the binary logarithm of the power
-  float least, most;         // between them the power is a normal float, and the error covered by `reach`
-  unsigned long long reach;  // of the rounding test
-  float at_zero;             // the power of +0
+  double factor;                // turns the logarithm of the base into sixteenths of the binary logarithm of the power
+  float least, most;            // between them the power is a normal float, and the error covered by `reach`
+  unsigned reach, short_reach;  // of the rounding test, in one lane and in many
+  float at_zero;                // the power of +0
 };
 
 KELVO_INLINE Exponent MakeExponent(float value) {
@@ -54,29 +61,52 @@ KELVO_INLINE Exponent MakeExponent(float value) {
   const double size = value < 0.0f ? -static_cast<double>(value) : static_cast<double>(value);
   // Larger ones make too much of the error that logarithms near 0 have, and of infinities there is no product.
   constexpr double kLargest = 64.0;
-  const float at_zero = value > 0.0f ? 0.0f : kInfinity;
-  if (!(size > 0.0 && size <= kLargest)) return {value, 0.0, kInfinity, -kInfinity, 1, 1.0f};
+  const float at_zero = value > 0.0f ? 0.0f : value < 0.0f ? kInfinity : value == 0.0f ? 1.0f : __builtin_nanf("");
+  if (!(size > 0.0 && size <= kLargest)) return {value, 0.0, kInfinity, -kInfinity, 1, 1, at_zero};
   // |exponent log2(base)| < 126
   const double limit = 126.0 / size;
   const auto power = static_cast<unsigned long long>(limit < 200.0 ? limit : 200.0);
   const auto most = static_cast<float>(__builtin_bit_cast(double, (1023 + power) << 52));
   const auto least = static_cast<float>(__builtin_bit_cast(double, (1023 - power) << 52));
-  return {value, static_cast<double>(value) * kSixteenthsPerLog, least,
-          most,  size <= 4.0 ? 1ull << 11 : 1ull << 14,          at_zero};
+  return {value,
+          static_cast<double>(value) * kSixteenthsPerLog,
+          least,
+          most,
+          size <= 4.0 ? 1u << 11 : 1u << 14,
+          size <= 1.0 ? 1u << 16 : 1u << 18,
+          at_zero};
+}
+
+// As ReduceLog, but only the sum of base and log(1 + r) is right to so many bits, not its smaller parts: around 1 the
+// base is not 0.
+template <class Long>
+KELVO_INLINE ReducedLog<Long> ReduceLogOfBase(Long x) {
+  if constexpr (kIsCoarse<Long>) {
+    const auto index = ToIndex<48, 4, 3>(ToWords(x));
+    return {ExponentOf(ToWords(x)) * Long::Broadcast(0x1.62e42fefa39efp-1) + LookUp(kLogMiddles, index),
+            FractionOf(x) * LookUp(kInverseMiddles, index) - Long::Broadcast(1.0)};
+  } else {
+    return ReduceLog(x);
+  }
 }
 
 // base^exponent with one exponent for all lanes. Made for bases from +0 on; those that are infinite, NaN or have a sign
 // the precise function handles, as it does every exponent.
 template <class Lane>
 KELVO_INLINE Lane Pow(Lane base, const Exponent& exponent) {
-  const Lane inner = SelectPositiveZero(base, Lane::Broadcast(1.0f), base);
-  const auto log = LogOf(ReduceLog(ToDoubles(inner)));
-  const auto power = PowerOfRoot(log * decltype(log)::Broadcast(exponent.factor));
-  const LaneBits out_of_range =
-      LanesNotLess(Lane::Broadcast(exponent.least), inner) | LanesNotLess(inner, Lane::Broadcast(exponent.most));
-  const Lane result = SelectPositiveZero(base, Lane::Broadcast(exponent.at_zero), ToFloats(power));
-  return Settle(result, base, Lane::Broadcast(exponent.value), LanesNearMiddle(power, exponent.reach) | out_of_range,
-                PrecisePow);
+  const auto log = LogOf<kIsOne<Lane>>(ReduceLogOfBase(ToDoubles(base)));
+  const auto power = PowerOfRoot<kIsOne<Lane>>(log * decltype(log)::Broadcast(exponent.factor));
+  const Lane result = ToFloats(power);
+  const Lane least = Lane::Broadcast(exponent.least);
+  const Lane most = Lane::Broadcast(exponent.most);
+  const unsigned reach = kIsOne<Lane> ? exponent.reach : exponent.short_reach;
+  if (__builtin_expect(!AreBetween(least, base, most) || IsAnyNearMiddle(power, reach), 0)) {
+    LaneBits in_doubt = LanesNearMiddle(power, reach) | LanesNotLess(least, base) | LanesNotLess(base, most);
+    in_doubt &= ~LanesPositiveZero(base);
+    return Settle(SelectPositiveZero(base, Lane::Broadcast(exponent.at_zero), result), base,
+                  Lane::Broadcast(exponent.value), in_doubt, kIsOne<Lane> ? PrecisePow : CarefulPow);
+  }
+  return result;
 }
 
 // How a power of a magnitude comes from the squared magnitude. The two that everybody asks for need no exponential: one

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "math/bits.h"
+#include "math/functions.h"
 #include "math/tables.h"
 #include "math/wide.h"
 
@@ -159,6 +160,9 @@ float PreciseAtan2(float y, float x) {
   if (IsNegative(x)) angle = half_pi + half_pi - angle;
   return WithSignOf(RoundToFloat(angle), y);
 }
+
+float PreciseCosOfAngle(float y, float x) { return Cos(PreciseAtan2(y, x)); }
+float PreciseSinOfAngle(float y, float x) { return Sin(PreciseAtan2(y, x)); }
 
 void Recompute(float* results, const float* arguments, unsigned long long lanes, float (*function)(float)) {
   for (; lanes != 0; lanes &= lanes - 1) {

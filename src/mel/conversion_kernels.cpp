@@ -40,14 +40,14 @@ KELVO_INLINE void StoreComplex(float* dst, const ComplexLanes<Two<L>>& z) {
   StoreComplex(dst + 2 * L::kSize, ComplexLanes<L>{z.re.second, z.im.second});
 }
 
-template <PowerForm kForm>
+template <PowerForm kForm, class Values>
 void RaiseMagnitudesBy(float* dst, const float* src, std::size_t count, float power) {
   const Exponent half_power = MakeExponent(power * 0.5f);
-  ForEachGroup<1, 2>(
+  ForEachGroup<1, 2, Values>(
       dst, src, count, [&](float* to, const float* from) __attribute__((always_inline)) {
-        ComplexLanes<Group> z;
+        ComplexLanes<Values> z;
         LoadComplex(z, from);
-        Group magnitude = ApplyPower<kForm>(z.re, z.im);
+        Values magnitude = ApplyPower<kForm>(z.re, z.im);
         if constexpr (kForm == PowerForm::general) magnitude = Pow(magnitude, half_power);
         magnitude.Store(to);
       });
@@ -55,35 +55,35 @@ void RaiseMagnitudesBy(float* dst, const float* src, std::size_t count, float po
 
 void RaiseMagnitudes(float* dst, const float* src, std::size_t count, float power) {
   switch (PowerFormOf(power)) {
-    case PowerForm::squared: return RaiseMagnitudesBy<PowerForm::squared>(dst, src, count, power);
-    case PowerForm::magnitude: return RaiseMagnitudesBy<PowerForm::magnitude>(dst, src, count, power);
-    default: return RaiseMagnitudesBy<PowerForm::general>(dst, src, count, power);
+    case PowerForm::squared: return RaiseMagnitudesBy<PowerForm::squared, Group>(dst, src, count, power);
+    case PowerForm::magnitude: return RaiseMagnitudesBy<PowerForm::magnitude, Group>(dst, src, count, power);
+    default: return RaiseMagnitudesBy<PowerForm::general, LargeGroup>(dst, src, count, power);
   }
+}
+
+using GroupAngle = AngleSteps<Group>;
+
+KELVO_INLINE void FindDirection(GroupAngle& steps, const float* from) {
+  ComplexLanes<Group> z;
+  LoadComplex(z, from);
+  steps.FindDirection(z.im, z.re);
+}
+KELVO_INLINE void TurnBack(GroupAngle& steps) { steps.TurnBack(); }
+KELVO_INLINE void RoundAngle(GroupAngle& steps) { steps.RoundAngle(); }
+KELVO_INLINE void FinishAngle(float* to, GroupAngle& steps) { steps.FinishAngle().Store(to); }
+KELVO_INLINE void FinishPhase(float* to, GroupAngle& steps) {
+  const auto phase = steps.FinishPhase();
+  StoreComplex(to, ComplexLanes<Group>{phase.cosine, phase.sine});
 }
 
 void TakeAngles(float* dst, const float* src, std::size_t count) {
-  ForEachGroup<1, 2>(
-      dst, src, count, [](float* to, const float* from) __attribute__((always_inline)) {
-        ComplexLanes<Group> z;
-        LoadComplex(z, from);
-        Atan2(z.im, z.re).Store(to);
-      });
+  RunPipeline<1, 2, GroupAngle>(dst, src, count, FindDirection, FinishAngle, TurnBack);
 }
 
 // The cosine and sine of the float angle. z / |z| would differ from them for infinities, and even for -1, whose angle
-// is not quite pi. In two steps, each of which fills the window of out-of-order execution.
+// is not quite pi.
 void TakeUnitPhases(float* dst, const float* src, std::size_t count) {
-  constexpr std::size_t kBlockN = 256;  // 64 and 1024 are within 2 %
-  float angle[kBlockN];
-  for (std::size_t begin = 0; begin < count; begin += kBlockN) {
-    const std::size_t block_n = count - begin < kBlockN ? count - begin : kBlockN;
-    TakeAngles(angle, src + 2 * begin, block_n);
-    ForEachGroup<2, 1>(
-        dst + 2 * begin, angle, block_n, [](float* to, const float* from) __attribute__((always_inline)) {
-          const auto phase = CosSin(Group::Load(from));
-          StoreComplex(to, ComplexLanes<Group>{phase.cosine, phase.sine});
-        });
-  }
+  RunPipeline<2, 2, GroupAngle>(dst, src, count, FindDirection, FinishPhase, TurnBack, RoundAngle);
 }
 
 // `<` is false for NaN: one in src[0] stays, a later one is skipped. Every lane starts from src[0], so that the lanes
@@ -115,7 +115,7 @@ KELVO_INLINE Lane PowerToDb(Lane x) {
 }
 
 void ConvertToDb(float* dst, const float* src, std::size_t count, float reference, float lower) {
-  // The reference takes the elements' own path, which is what makes the peak exactly 0 dB.
+  // Correctly rounded in one lane as in many, which is what makes the peak exactly 0 dB.
   const Group reference_db = Group::Broadcast(PowerToDb(Lanes<float, 1>{reference}).v);
   const Group lowest = Group::Broadcast(lower);
   ForEachGroup<1, 1>(

@@ -391,6 +391,13 @@ KELVO_INLINE Lanes<T, 2 * N> Join(Lanes<T, N> low, Lanes<T, N> high) {
   return JoinBy(low, high, LaneNumbersOf<2 * N>{});
 }
 
+#if defined(__AVX512F__)
+KELVO_INLINE Lanes<float, 16> Join(Lanes<float, 8> low,
+                                   Lanes<float, 8> high) {  // GCC clears the upper half of low first
+  return {_mm512_insertf32x8(_mm512_castps256_ps512(low.v), high.v, 1)};
+}
+#endif
+
 // Transposes the 4 x 4 tiles of four rows: of floats, those within 128 bits.
 template <class T, std::size_t N>
 KELVO_INLINE void TransposeTiles(Lanes<T, N>* rows) {

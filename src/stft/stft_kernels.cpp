@@ -134,9 +134,9 @@ void ApplyWindowCentered(const FrameSettings& settings, const float* samples, fl
 // The same of one frame.
 void RaiseRow(float* row, std::size_t count, float power) {
   const Exponent half_power = MakeExponent(power * 0.5f);
-  ForEachGroup<1, 1>(
+  ForEachGroup<1, 1, LargeGroup>(
       row, row, count, [&](float* to, const float* from) __attribute__((always_inline)) {
-        Pow(Group::Load(from), half_power).Store(to);
+        Pow(LargeGroup::Load(from), half_power).Store(to);
       });
 }
 

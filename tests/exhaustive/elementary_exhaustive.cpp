@@ -31,6 +31,8 @@
 #include "math/log.h"
 #include "math/pow.h"
 #include "math/trigonometry.h"
+// Behind what it is about.
+#include "math/near_direction.h"
 
 namespace {
 
@@ -135,6 +137,11 @@ void InGroups(Block& dst, const Block& src, Function function) {
   for (std::size_t i = 0; i < kBlockN; i += Group::kSize) function(Group::Load(&src[i])).Store(&dst[i]);
 }
 
+template <class Function>
+void OneByOne(Block& dst, const Block& src, Function function) {
+  for (std::size_t i = 0; i < kBlockN; ++i) dst[i] = function(Lanes<float, 1>{src[i]}).v;
+}
+
 constexpr float kPi = 3.1415927f;
 const OneArgument kOneArgument[] = {
     {"log1p", [](Block& d, const Block& s) { InGroups(d, s, [](Group x) { return Log1p(x); }); }, std::log1p,
@@ -142,11 +149,21 @@ const OneArgument kOneArgument[] = {
     {"log10", [](Block& d, const Block& s) { InGroups(d, s, [](Group x) { return Log10(x); }); }, std::log10,
      mpfr_log10},
     {"log", [](Block& d, const Block& s) { InGroups(d, s, [](Group x) { return Log(x); }); }, std::log, mpfr_log},
+    {"log1p of one", [](Block& d, const Block& s) { OneByOne(d, s, [](auto x) { return Log1p(x); }); }, std::log1p,
+     mpfr_log1p},
+    {"log10 of one", [](Block& d, const Block& s) { OneByOne(d, s, [](auto x) { return Log10(x); }); }, std::log10,
+     mpfr_log10},
+    {"log of one", [](Block& d, const Block& s) { OneByOne(d, s, [](auto x) { return Log(x); }); }, std::log, mpfr_log},
     {"exp", [](Block& d, const Block& s) { InGroups(d, s, [](Group x) { return Exp(x); }); }, std::exp, mpfr_exp},
-    {"cosine", [](Block& d, const Block& s) { InGroups(d, s, [](Group x) { return CosSin(x).cosine; }); }, std::cos,
+    {"cosine", [](Block& d, const Block& s) { InGroups(d, s, [](Group x) { return CosSinNear(x, false).cosine; }); },
+     std::cos, mpfr_cos, kPi},
+    {"sine", [](Block& d, const Block& s) { InGroups(d, s, [](Group x) { return CosSinNear(x, false).sine; }); },
+     std::sin, mpfr_sin, kPi},
+    {"cosine by next",
+     [](Block& d, const Block& s) { InGroups(d, s, [](Group x) { return CosSinNear(x, true).cosine; }); }, std::cos,
      mpfr_cos, kPi},
-    {"sine", [](Block& d, const Block& s) { InGroups(d, s, [](Group x) { return CosSin(x).sine; }); }, std::sin,
-     mpfr_sin, kPi},
+    {"sine by next", [](Block& d, const Block& s) { InGroups(d, s, [](Group x) { return CosSinNear(x, true).sine; }); },
+     std::sin, mpfr_sin, kPi},
     {"cos",
      [](Block& d, const Block& s) {
        for (std::size_t i = 0; i < kBlockN; ++i) d[i] = Cos(s[i]);
@@ -218,6 +235,20 @@ float AnyPart(std::mt19937_64& random) {
   }
 }
 
+// The float angle, proved by a row of its own.
+double AngleOf(double y, double x) {
+  return Widened(Atan2(Lanes<float, 1>{static_cast<float>(y)}, Lanes<float, 1>{static_cast<float>(x)}).v);
+}
+int SetFunctionOfAngle(mpfr_t result, const mpfr_t y, const mpfr_t x, mpfr_rnd_t direction,
+                       int (*function)(mpfr_t, const mpfr_t, mpfr_rnd_t)) {
+  mpfr_t angle;
+  mpfr_init2(angle, 24);
+  mpfr_set_d(angle, AngleOf(mpfr_get_d(y, MPFR_RNDN), mpfr_get_d(x, MPFR_RNDN)), MPFR_RNDN);
+  const int rounded = function(result, angle, direction);
+  mpfr_clear(angle);
+  return rounded;
+}
+
 const TwoArguments kTwoArguments[] = {
     {"pow",
      [](Block& d, const Block& s, float exponent) {
@@ -228,6 +259,24 @@ const TwoArguments kTwoArguments[] = {
     {"atan2",
      [](Block& d, const Block& s, float x) { InGroups(d, s, [&](Group y) { return Atan2(y, Group::Broadcast(x)); }); },
      std::atan2, mpfr_atan2, AnyPart, [](std::mt19937_64& random, float) { return AnyPart(random); }},
+    {"phase's cosine",
+     [](Block& d, const Block& s, float x) {
+       InGroups(d, s, [&](Group y) { return UnitPhase(y, Group::Broadcast(x)).cosine; });
+     },
+     [](double y, double x) { return std::cos(AngleOf(y, x)); },
+     [](mpfr_t result, const mpfr_t y, const mpfr_t x, mpfr_rnd_t direction) {
+       return SetFunctionOfAngle(result, y, x, direction, mpfr_cos);
+     },
+     AnyPart, [](std::mt19937_64& random, float) { return AnyPart(random); }},
+    {"phase's sine",
+     [](Block& d, const Block& s, float x) {
+       InGroups(d, s, [&](Group y) { return UnitPhase(y, Group::Broadcast(x)).sine; });
+     },
+     [](double y, double x) { return std::sin(AngleOf(y, x)); },
+     [](mpfr_t result, const mpfr_t y, const mpfr_t x, mpfr_rnd_t direction) {
+       return SetFunctionOfAngle(result, y, x, direction, mpfr_sin);
+     },
+     AnyPart, [](std::mt19937_64& random, float) { return AnyPart(random); }},
 };
 
 Findings Walk(const TwoArguments& row, std::uint64_t seed, std::uint64_t pair_n) {
@@ -267,7 +316,7 @@ bool Report(const Row& row, std::uint64_t pair_n, bool with_hardest) {
   Findings all;
   for (const Findings& part : parts) all.Merge(part);
   const double seconds = static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC;  // of all threads
-  std::printf("%-8s %10llu wrong of %llu, MPFR asked for %llu, %.0f CPU s\n", row.name,
+  std::printf("%-14s %10llu wrong of %llu, MPFR asked for %llu, %.0f CPU s\n", row.name,
               static_cast<unsigned long long>(all.wrong), static_cast<unsigned long long>(all.count),
               static_cast<unsigned long long>(all.asked), seconds);
   if (with_hardest) {

@@ -43,4 +43,24 @@ void ForASampleOfFloats(Visit visit) {
   }
 }
 
+// function(x) of that sample has the bits of truth(x), in one lane and in groups, which take other polynomials. Where
+// the truth is not to be had it is NaN, which is not compared.
+template <class Function, class Truth>
+void CheckSample(Function function, Truth truth) {
+  float arguments[LargeGroup::kSize], results[LargeGroup::kSize];
+  std::size_t n = 0;
+  ForASampleOfFloats([&](float x) {
+    arguments[n++] = x;
+    if (n < LargeGroup::kSize) return;
+    n = 0;
+    function(LargeGroup::Load(arguments)).Store(results);
+    for (std::size_t i = 0; i < LargeGroup::kSize; ++i) {
+      const float expected = truth(arguments[i]);
+      if (expected != expected) continue;
+      ASSERT_EQ(Support::Bits(results[i]), Support::Bits(expected)) << arguments[i] << " in lane " << i;
+      ASSERT_EQ(Support::Bits(function(Lanes<float, 1>{arguments[i]}).v), Support::Bits(expected)) << arguments[i];
+    }
+  });
+}
+
 }  // namespace kelvo::Math

@@ -8,15 +8,17 @@
 #include <cmath>
 #include <cstdint>
 
+#include "math/functions.h"
 #include "math/lane_check.h"
+#include "math/near_direction.h"
 
 namespace kelvo::Math {
 namespace {
 
 using namespace Support;
 
-constexpr auto kCosine = [](auto x) { return CosSin(x).cosine; };
-constexpr auto kSine = [](auto x) { return CosSin(x).sine; };
+constexpr auto kCosine = [](auto x) { return CosSinNear(x, false).cosine; };
+constexpr auto kSine = [](auto x) { return CosSinNear(x, false).sine; };
 
 const Known kHardestOfCosine[] = {
     {0x1p-12f, 0x1p+0f},
@@ -65,12 +67,17 @@ TEST(CosSin, HaveTheirSpecialValues) {
   }
 }
 
+// By way of whichever direction: between two the comparison of floats decides which is the near one.
 TEST(CosSin, OfASampleAreThoseOfTheCLibraryInDouble) {
-  ForASampleOfFloats([](float x) {
-    if (std::fabs(x) > 3.1415927f) return;
-    ASSERT_EQ(Bits(kCosine(Lanes<float, 1>{x}).v), Bits(static_cast<float>(std::cos(static_cast<double>(x))))) << x;
-    ASSERT_EQ(Bits(kSine(Lanes<float, 1>{x}).v), Bits(static_cast<float>(std::sin(static_cast<double>(x))))) << x;
-  });
+  const auto rounded = [](double (*function)(double)) {
+    return [=](float x) {
+      return std::fabs(x) > 3.1415927f ? kNan : static_cast<float>(function(static_cast<double>(x)));
+    };
+  };
+  for (const bool by_next : {false, true}) {
+    CheckSample([=](auto x) { return CosSinNear(x, by_next).cosine; }, rounded(std::cos));
+    CheckSample([=](auto x) { return CosSinNear(x, by_next).sine; }, rounded(std::sin));
+  }
 }
 
 struct Point {
@@ -123,14 +130,38 @@ TEST(Atan2, IsRightInAllQuadrantsAndAtTheirSeams) {
       }
     }
   }
-  ForASampleOfFloats([](float y) {
-    for (const float x : {1.0f, -0.37f}) {
-      const double angle = std::atan2(static_cast<double>(y), static_cast<double>(x));
-      if (angle != 0.0 && std::fabs(angle) < 0x1p-126) continue;
-      ASSERT_EQ(Bits(Atan2(Lanes<float, 1>{y}, Lanes<float, 1>{x}).v), Bits(static_cast<float>(angle)))
-          << y << " " << x;
+  for (const float x : {1.0f, -0.37f}) {
+    CheckSample([x](auto y) { return Atan2(y, decltype(y)::Broadcast(x)); },
+                [x](float y) {
+                  const double angle = std::atan2(static_cast<double>(y), static_cast<double>(x));
+                  return angle != 0.0 && std::fabs(angle) < 0x1p-126 ? kNan : static_cast<float>(angle);
+                });
+  }
+}
+
+// The cosine and sine of the float angle, not of the point's: at (-1, 0) the sine is not 0.
+TEST(UnitPhase, IsThatOfTheRoundedAngle) {
+  const float sizes[] = {0.0f,          1e-45f, 3e-45f, 1e-38f,    1e-20f,           1e-8f,     0.1f, 0.5f, 1.0f,
+                         0x1.000002p0f, 1e20f,  3e38f,  0x1p-126f, 0x1.000002p-126f, kInfinity, kNan};
+  for (const float height : sizes) {
+    for (const float width : sizes) {
+      for (const float y : {height, -height}) {
+        for (const float x : {width, -width}) {
+          const float angle = PreciseAtan2(y, x);
+          const auto phase = [x](auto heights) { return UnitPhase(heights, decltype(heights)::Broadcast(x)); };
+          ASSERT_TRUE(IsEverywhere([&](auto heights) { return phase(heights).cosine; }, y, Cos(angle)))
+              << y << " " << x;
+          ASSERT_TRUE(IsEverywhere([&](auto heights) { return phase(heights).sine; }, y, Sin(angle))) << y << " " << x;
+        }
+      }
     }
-  });
+  }
+  for (const float x : {1.0f, -0.37f, 1e-30f}) {
+    CheckSample([x](auto y) { return UnitPhase(y, decltype(y)::Broadcast(x)).cosine; },
+                [x](float y) { return Cos(Atan2(Lanes<float, 1>{y}, Lanes<float, 1>{x}).v); });
+    CheckSample([x](auto y) { return UnitPhase(y, decltype(y)::Broadcast(x)).sine; },
+                [x](float y) { return Sin(Atan2(Lanes<float, 1>{y}, Lanes<float, 1>{x}).v); });
+  }
 }
 
 }  // namespace
