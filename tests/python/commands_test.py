@@ -10,6 +10,7 @@ import unittest
 from pathlib import Path
 
 import numpy as np
+import running
 
 import kelvo_audio as ka
 from kelvo_audio import recipes
@@ -82,6 +83,6 @@ class Commands(unittest.TestCase):
 if __name__ == "__main__":
     if not importlib.util.find_spec("soundfile"):
         print("python3-soundfile is missing")
-        sys.exit(77)
+        sys.exit(running.SKIPPED)
     import soundfile
-    unittest.main(argv=sys.argv[:1])
+    running.main()

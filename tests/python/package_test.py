@@ -20,6 +20,7 @@ from concurrent.futures import ProcessPoolExecutor
 from pathlib import Path
 
 import numpy as np
+import running
 
 import kelvo_audio as ka
 import kelvo_audio.recipes
@@ -208,6 +209,17 @@ class Values(unittest.TestCase):
             np.testing.assert_allclose(constant, sum(section[:3]) / sum(section[3:]), rtol=1e-6)
             np.testing.assert_array_equal(settled, kept)
 
+    @unittest.skipUnless(Path("/sys/kernel/mm/transparent_hugepage").exists(), "the kernel has no huge pages")
+    def test_new_arrays_ask_for_huge_pages(self):
+        large = ka.log1p(np.ones(2**21))
+        middle, asked = large.ctypes.data + large.nbytes // 2, None
+        for line in Path("/proc/self/smaps").read_text().splitlines():
+            if bounds := re.match(r"([0-9a-f]+)-([0-9a-f]+) ", line):
+                inside = int(bounds[1], 16) <= middle < int(bounds[2], 16)
+            elif inside and line.startswith("VmFlags:"):
+                asked = "hg" in line.split()
+        self.assertTrue(asked)
+
     def test_other_threads_run_during_a_call(self):
         slow = threading.Thread(target=ka.lfilter, args=(np.ones(400), [1.0], np.resize(SIGNAL, 1_000_000)))
         slow.start()
@@ -367,4 +379,4 @@ class Samples(unittest.TestCase):
 
 if __name__ == "__main__":
     np.seterr(all="ignore")  # infinities among the arguments
-    unittest.main(argv=sys.argv[:1], warnings="ignore")
+    running.main(warnings="ignore")
