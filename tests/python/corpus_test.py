@@ -13,9 +13,11 @@ import sys
 import tempfile
 import time
 import unittest
+import unittest.mock
 from pathlib import Path
 
 import numpy as np
+import running
 
 RECORDINGS = 500
 BAD = ["broken.wav", "empty.wav"]
@@ -64,6 +66,15 @@ def workers_of(parent, words):
             except OSError:
                 pass
     return found
+
+
+def kill_a_worker(parent):
+    """Of those that are there, since the command may be replacing one that has died."""
+    deadline = time.monotonic() + 30
+    while not (workers := workers_of(parent, "spawn_main")):
+        if time.monotonic() > deadline:
+            raise AssertionError("no worker to kill")
+    os.kill(workers[0], signal.SIGKILL)
 
 
 def write_recordings(folder):
@@ -130,20 +141,20 @@ class Corpus(unittest.TestCase):
 
     def test_killed_workers_and_commands(self):
         output = self.top / "killed"
-        for number in (30, 150):  # the whole command, twice
+        for number in (20, 100):  # the whole command, twice
             process = start(self.recordings, "-o", output, "--workers", 2)
             wait_for_rows(process, output, number)
             process.kill()
             process.communicate()
+            self.assertEqual(process.returncode, -signal.SIGKILL, "it was done before it could be killed")
             print(len(rows(output)), "recordings done before the command was killed")
             for path in output.rglob("*.npy"):
-                self.assertIn(np.load(path).shape[0], (80,))
+                self.assertEqual(np.load(path).shape[0], 80)
+        (output / "1.wav.npy.partial").touch()  # as a worker leaves it that is killed while it writes
         process = start(self.recordings, "-o", output, "--workers", 2)
-        for number in (250, 350):  # one worker, twice
+        for number in (200, 300):  # one worker, twice
             wait_for_rows(process, output, number)
-            for worker in workers_of(process.pid, "spawn_main")[:1]:
-                os.kill(worker, signal.SIGKILL)
-            (output / f"{number}.wav.npy.partial").touch()  # as a worker leaves it that is killed while it writes
+            kill_a_worker(process.pid)
         said, told = process.communicate()
         self.assertEqual(process.returncode, 1)
         self.assertEqual([line.split(":")[0] for line in told.splitlines() if ".wav: " in line], BAD)
@@ -168,8 +179,7 @@ class Corpus(unittest.TestCase):
         with LocalCluster(n_workers=2, threads_per_worker=1, dashboard_address=None) as cluster:
             process = start(self.recordings, "-o", output, "--scheduler", cluster.scheduler_address)
             wait_for_rows(process, output, 100)
-            for worker in workers_of(os.getpid(), "spawn_main")[:1]:
-                os.kill(worker, signal.SIGKILL)
+            kill_a_worker(os.getpid())
             _, told = process.communicate()
         self.assertEqual([line.split(":")[0] for line in told.splitlines() if ".wav: " in line], BAD, told)
         self.check_complete(output)
@@ -187,6 +197,8 @@ class Corpus(unittest.TestCase):
 
     def test_changes_are_computed_anew(self):
         import soundfile
+
+        from kelvo_audio.corpus import command, schedulers, work
 
         few, output = self.top / "few", self.top / "few-features"
         few.mkdir()
@@ -213,6 +225,18 @@ class Corpus(unittest.TestCase):
         self.assertEqual(computed("--set", "mel_n=64"), 0)
         self.assertEqual(set(rows(output)), {"1.wav"})
 
+        # Killed between a result and its row: the new result must not pass for the one of the row that was there.
+        def run_without_row(run, tasks, worker_n):
+            run(tasks[0])
+            raise KeyboardInterrupt
+
+        before = np.load(output / "1.wav.npy")
+        with unittest.mock.patch.object(schedulers, "local", run_without_row), self.assertRaises(KeyboardInterrupt):
+            command.run(few, output, work.Settings("whisper", {"mel_n": 40}))
+        self.assertEqual(np.load(output / "1.wav.npy").shape[0], 40)
+        self.assertEqual(computed("--set", "mel_n=64"), 1)
+        np.testing.assert_array_equal(np.load(output / "1.wav.npy"), before)
+
         features = np.load(output / "1.wav.npy")
         features[5, 5] = np.nextafter(features[5, 5], np.float32(np.inf))
         np.save(output / "1.wav.npy", features)
@@ -231,5 +255,5 @@ class Corpus(unittest.TestCase):
 if __name__ == "__main__":
     if not has("soundfile", "tqdm"):
         print("python3-soundfile or python3-tqdm is missing")
-        sys.exit(77)
-    unittest.main(argv=sys.argv[:1])
+        sys.exit(running.SKIPPED)
+    running.main()

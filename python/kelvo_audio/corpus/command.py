@@ -57,9 +57,9 @@ def run(folder: Path, output: Path, settings: Settings, *, zarr: bool = False, s
     if zarr:
         prepare_zarr(output, recordings)
     manifest = Manifest(output)
-    manifest.begin(settings, folder)
     tasks = [Task(recording, str(folder), str(output), zarr, settings) for recording in recordings]
     left = [task for task in tasks if not is_done(task, manifest)]
+    manifest.begin(settings, folder, set(recordings) - {task.recording for task in left})
     start = time.perf_counter()
     rows = (schedulers.dask(work.run, left, scheduler) if scheduler else
             schedulers.local(work.run, left, worker_n))

@@ -28,8 +28,13 @@ class Manifest:
             else:
                 self.header = row
 
-    def begin(self, settings: Settings, source: Path) -> None:
-        """Rewrites the file, which ends in half a line where a run was killed."""
+    def begin(self, settings: Settings, source: Path, done: set[str]) -> None:
+        """Rewrites the file, which ends in half a line where a run was killed.
+
+        Rows of what is to be computed anew go first: killed between a result and its row, the run would leave a new
+        result with the old row, which a later run with the old settings would take for its own.
+        """
+        self.rows = {recording: row for recording, row in self.rows.items() if recording in done}
         self.header = {"folder": str(source), "key": settings.key(), **asdict(settings)}
         self._rewrite()
         self.file = open(self.path, "a", encoding="utf-8")

@@ -103,14 +103,15 @@ def store(task: Task, features: Floats) -> None:
     target = task.target()
     target.parent.mkdir(parents=True, exist_ok=True)
     # Not by process id, which workers of two machines may share.
-    partial = target.with_name(f"{target.name}.{secrets.token_hex(8)}{PARTIAL}")
+    partial, replaced = (target.with_name(f"{target.name}.{secrets.token_hex(8)}{PARTIAL}") for _ in range(2))
     try:
         (_write_zarr if task.zarr else _write_npy)(partial, features)
         if target.is_dir():  # which no rename replaces
-            remove(target)
+            os.replace(target, replaced)
         os.replace(partial, target)
     finally:
         remove(partial)
+        remove(replaced)
 
 
 def load(task: Task) -> Floats:
