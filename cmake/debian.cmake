@@ -7,7 +7,8 @@ install(FILES LICENSE DESTINATION share/doc/libkelvo-audio-dev RENAME copyright 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME kelvo_audio)
 set(CPACK_PACKAGE_VENDOR "the kelvo_audio authors")
-set(CPACK_PACKAGE_CONTACT "the kelvo_audio authors <maintainers@kelvo-audio.invalid>")
+# The address that commits bear, which is where SECURITY.md sends mail too.
+set(CPACK_PACKAGE_CONTACT "the kelvo_audio authors <maintainers@users.noreply.c-seed-0b13896a.example>")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_VERBATIM_VARIABLES ON)
