@@ -5,7 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source cmake/install_missing.sh
-install_missing cmake make g++ g++-aarch64-linux-gnu g++-mingw-w64-x86-64-posix wine64 binutils llvm dpkg-dev git unzip \
+install_missing cmake make g++ g++-aarch64-linux-gnu g++-mingw-w64-x86-64-posix wine64 binutils llvm dpkg-dev git \
   python3 python3-numpy python3-pip python3-wheel doxygen
 if ! git diff --quiet HEAD; then
   echo "release.sh: the checkout has changes" >&2
@@ -20,9 +20,9 @@ work=$(mktemp -d "$PWD/build/release-work.XXXXXX")
 trap 'rm -rf "$work"' EXIT
 # Whatever writes a time or an order takes them from here.
 SOURCE_DATE_EPOCH=$(git log -1 --format=%ct)
-export SOURCE_DATE_EPOCH TZ=UTC LC_ALL=C
+export SOURCE_DATE_EPOCH TZ=UTC LC_ALL=C PIP_ROOT_USER_ACTION=ignore
 umask 022
-rm -f "$out"/*
+rm -f "$out"/*kelvo[-_]audio* "$out/SHA256SUMS"
 
 step() { echo "== $*"; }
 
@@ -54,11 +54,14 @@ archive() {
   esac
 }
 
-# check_wheel PLATFORM PYTHON: the wheel for the platform, unpacked, gives the stored bits under that Python.
+# check_wheel PLATFORM [PYTHON]: pip installs the wheel for that platform, and it gives the stored bits under that Python.
 check_wheel() {
+  local target=$work/wheel-$1
   step "checking the wheel for $1"
-  unzip -q "$out"/*"$1".whl -d "$work/wheel-$1"
-  env -u KELVO_AUDIO_LIBRARY PYTHONPATH="$work/wheel-$1" PYTHONDONTWRITEBYTECODE=1 "$2" js/test/golden/make.py --check
+  /usr/bin/python3 -m pip --quiet install --no-index --no-deps --only-binary=:all: --platform "$1" --target "$target" \
+    "$out"/*"$1".whl
+  [ $# -lt 2 ] ||
+    env -u KELVO_AUDIO_LIBRARY PYTHONPATH="$target" PYTHONDONTWRITEBYTECODE=1 "$2" js/test/golden/make.py --check
 }
 
 step "archiving the sources"
@@ -80,9 +83,10 @@ wheel "$library" manylinux_2_28_aarch64
 
 build windows -D CMAKE_TOOLCHAIN_FILE="$work/$name/cmake/cross/windows.cmake"
 root=$work/windows/root/usr
-# There is no Python for Windows to be had here; the program below runs against the same DLL.
+# Debian has no Python for Windows; the program below runs against the same DLL.
 /usr/bin/python3 tests/project/windows_module.py x86_64-w64-mingw32-objdump "$root/bin/libkelvo_audio.dll" .
 wheel "$root/bin/libkelvo_audio.dll" win_amd64
+check_wheel win_amd64
 # What Microsoft's linker wants beside the import library of MinGW.
 {
   echo "LIBRARY libkelvo_audio.dll"
@@ -107,6 +111,6 @@ step "making the reference"
 mv "$work/$name/build/reference/html" "$work/$name-reference"
 archive "$name-reference.tar.gz" "$work/$name-reference"
 
-(cd "$out" && sha256sum -- * >"$work/SHA256SUMS" && mv "$work/SHA256SUMS" .)
+(cd "$out" && sha256sum -- *kelvo[-_]audio* >"$work/SHA256SUMS" && mv "$work/SHA256SUMS" .)
 step "$out"
 cat "$out/SHA256SUMS"
