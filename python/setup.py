@@ -1,10 +1,12 @@
 """Puts the licence and the shared library into the wheel: that of KELVO_AUDIO_LIBRARY, else one that is built for it.
 
-KELVO_AUDIO_WHEEL_PLATFORM is the platform's tag where the library is for another system than this one.
+KELVO_AUDIO_WHEEL_PLATFORM is the platform's tag where the library is for another system than this one. CMAKE_ARGS has
+options for CMake where the library is built.
 """
 
 import os
 import re
+import shlex
 import shutil
 import subprocess
 import sys
@@ -34,7 +36,8 @@ MANYLINUX = {"GLIBC": (2, 28), "GLIBCXX": (3, 4, 24), "CXXABI": (1, 3, 11), "GCC
 
 
 def build_library(folder: Path) -> Path:
-    subprocess.run(["cmake", "-S", PROJECT, "-B", folder / "build", "-DCMAKE_BUILD_TYPE=Release"], check=True)
+    subprocess.run(["cmake", "-S", PROJECT, "-B", folder / "build", "-DCMAKE_BUILD_TYPE=Release",
+                    *shlex.split(os.environ.get("CMAKE_ARGS", ""))], check=True)
     subprocess.run(["cmake", "--build", folder / "build", "--parallel", str(os.cpu_count()), "--target", "kelvo_audio"],
                    check=True)
     return folder / "build" / LIBRARY_NAMES.get(SUFFIX, "libkelvo_audio.so")
