@@ -124,6 +124,7 @@ class Corpus(unittest.TestCase):
         code, said, told = self.first
         self.assertEqual(code, 1)
         self.assertIn(f"{RECORDINGS} recordings computed", said)
+        self.assertRegex(told, rf"{RECORDINGS + 2}/{RECORDINGS + 2} \[\d\d:\d\d<00:00, +[\d.]+rec/s\]")
         self.assertRegex(said, r"reading took \d+ % of the workers' time")
         self.assertEqual([line.split(":")[0] for line in told.splitlines() if ".wav: " in line], BAD)
         self.assertEqual(len(self.expected), RECORDINGS)
@@ -240,8 +241,22 @@ class Corpus(unittest.TestCase):
         features = np.load(output / "1.wav.npy")
         features[5, 5] = np.nextafter(features[5, 5], np.float32(np.inf))
         np.save(output / "1.wav.npy", features)
-        code, _, told = corpus("-o", output, "--verify")
-        self.assertEqual((code, told), (1, "1.wav: stored features are not those of the manifest\n"))
+
+        def told_by_verify():
+            code, _, told = corpus("-o", output, "--verify")
+            self.assertEqual(code, 1)
+            return told
+
+        self.assertEqual(told_by_verify(), "1.wav: stored features are not those of the manifest\n")
+        self.assertEqual(computed("--set", "mel_n=64"), 0)  # it looks at the recordings, not into the results
+        soundfile.write(few / "1.wav", np.sin(np.arange(9000) / 6), 16000)
+        self.assertIn("1.wav: other samples, from a changed recording", told_by_verify())
+        self.assertEqual(computed("--set", "mel_n=64"), 1)
+        self.assertEqual(corpus("-o", output, "--verify")[0], 0)
+        manifest = output / "manifest.jsonl"
+        digest = rows(output)["1.wav"]["features"]
+        manifest.write_text(manifest.read_text().replace(digest, digest[::-1]))
+        self.assertIn("1.wav: other features of the same samples\n", told_by_verify())
 
     def test_worker_of_another_version(self):
         from kelvo_audio.corpus import work
