@@ -13,7 +13,7 @@ import numpy as np
 import running
 
 import kelvo_audio as ka
-from kelvo_audio import recipes
+from kelvo_audio import recipes, recordings
 
 
 def command(*arguments):
@@ -54,12 +54,29 @@ class Commands(unittest.TestCase):
         self.assertGreater(np.abs(np.fft.rfft(signal[4100:7900]) @ np.conj(np.fft.rfft(expected))) /
                            np.linalg.norm(np.fft.rfft(expected)) ** 2, 0.99)
 
+    def test_rates_by_steps_and_to_the_end(self):
+        x = np.random.default_rng(5).random(3000).astype(np.float32) + 3  # nowhere zero
+        for rates in ((16000, 16000), (48000, 16000), (16000, 48000), (48000, 16000, 8000), (44100, 16000, 8000),
+                      (192000, 64000, 22050), (384000, 128000, 42667, 16000, 8000)):
+            expected = x
+            for src, dst in zip(rates, rates[1:]):
+                if src != dst:
+                    rate = {"src_sample_rate": src, "dst_sample_rate": dst}
+                    expected = ka.resample(np.append(expected, [0, 0]), **rate)[: ka.resample_len(expected.size, **rate)]
+            got = recordings.at_rate(x, rates[0], rates[-1])
+            np.testing.assert_array_equal(got, expected, f"{rates}")
+            self.assertTrue(np.all(got), rates)
+
     def test_info(self):
         done = command("info", self.recording)
         self.assertRegex(done.stdout, r"FLAC PCM_16, 2 channel\(s\), 48000 Hz, 48000 samples, 1.000 s\n"
                                       r"peak -18.1 dB, rms -24.1 dB\nnot silent 0.48 to 1.00 s\n")
         soundfile.write(self.recording, np.zeros(100), 8000)
         self.assertIn("peak -inf dB, rms -inf dB\nsilent\n", command("info", self.recording).stdout)
+        soundfile.write(self.recording, np.full(100, 0.5), 8000)
+        done = command("info", self.recording)
+        self.assertIn("\nnot silent 0.00 to 0.01 s\n", done.stdout)
+        self.assertEqual(done.stderr, "")
         self.assertIn(ka.__version__, command("info").stdout)
 
     def test_refusals(self):

@@ -14,6 +14,7 @@ import tempfile
 import threading
 import time
 import unittest
+import unittest.mock
 import warnings
 import wave
 from concurrent.futures import ProcessPoolExecutor
@@ -187,6 +188,13 @@ class Values(unittest.TestCase):
             out_of_place, in_place = ka.power_to_db(power, ref=ref), power.copy()
             np.testing.assert_array_equal(ka.power_to_db(in_place, ref=ref, out=in_place), out_of_place)
 
+    def test_arrays_beyond_one_call(self):
+        bins, values = SPECTRUM[:40], SIGNAL[:40]
+        whole = ka.log1p(values), ka.complex_norm(bins, power=0.3)
+        with unittest.mock.patch.object(_library, "BLOCK", 7):
+            for expected, got in zip(whole, (ka.log1p(values), ka.complex_norm(bins, power=0.3))):
+                np.testing.assert_array_equal(got, expected)
+
     def test_integer_samples_reach_both_ends(self):
         for convert, lowest, highest in ((ka.from_pcm8, 0, 255), (ka.from_pcm16, -2**15, 2**15 - 1),
                                          (ka.from_pcm24, -2**23, 2**23 - 1), (ka.from_pcm32, -2**31, 2**31 - 1)):
@@ -318,6 +326,7 @@ class Errors(unittest.TestCase):
             ("mel_n", ValueError, lambda: ka.mel_spectrogram(SIGNAL, mel_n=201)),
             ("fb_matrix", ValueError, lambda: ka.convert_to_mel(bins.real[1:], bank)),
             ("frame_n", ValueError, lambda: ka.sample_len(2**30, hop_n=3)),
+            ("dst_frame_n", ValueError, lambda: ka.fix_frame_len(bins[:1], 2**30)),
             ("pad_value", ValueError, lambda: ka.fix_frame_len(bins, 200, 1)),
             ("thr_db", TypeError, lambda: ka.non_silent_pos(SIGNAL, thr_db="60")),
             ("n_coef", ValueError, lambda: ka.lfilter([[1, 1]], [1, 1], SIGNAL)),
