@@ -82,21 +82,22 @@ def write_recordings(folder):
 
     noise = np.random.default_rng(2).standard_normal(48000) * 0.1
     for i in range(RECORDINGS):
-        path = folder / f"speaker{i % 9}" / f"{i}.{('wav', 'flac', 'WAV')[i % 3]}"
+        path = folder / f"speaker{i % 9}" / f"{i}.{'aif' if i == 2 else ('wav', 'flac', 'WAV')[i % 3]}"
         path.parent.mkdir(exist_ok=True)
         rate = (16000, 44100, 8000, 48000)[i % 4]
         frames = noise[i : i + rate // 3 * (1 + i % 2)].reshape(-1, 1 + i % 2)
-        soundfile.write(path, frames, rate, subtype="PCM_24" if i % 5 == 0 else "PCM_16")
+        soundfile.write(path, frames, rate, subtype="PCM_24" if i % 5 == 0 else "PCM_16",
+                        format="AIFF" if path.suffix == ".aif" else None)
     (folder / "broken.wav").write_bytes(b"RIFF\xff\xff\xff\xffWAVEfmt ")
     (folder / "notes.txt").write_text("no recording")
     soundfile.write(folder / "empty.wav", np.zeros((0, 1)), 16000)
 
 
 def deadly(task):
-    """Work of which two recordings kill the worker, one of them only once."""
-    once = Path(task.output, "once")
-    if task.recording == "never" or (task.recording == "once" and not once.exists()):
-        once.touch()
+    """Work of which three recordings kill the worker, two of them not for ever."""
+    deaths = len(list(Path(task.output).glob(f"{task.recording}-*")))
+    if deaths < {"once": 1, "twice": 2, "never": 99}.get(task.recording, 0):
+        Path(task.output, f"{task.recording}-{deaths}").touch()
         os.kill(os.getpid(), signal.SIGKILL)
     return {"recording": task.recording}
 
@@ -127,6 +128,7 @@ class Corpus(unittest.TestCase):
         self.assertRegex(told, rf"{RECORDINGS + 2}/{RECORDINGS + 2} \[\d\d:\d\d<00:00, +[\d.]+rec/s\]")
         self.assertRegex(said, r"reading took \d+ % of the workers' time")
         self.assertEqual([line.split(":")[0] for line in told.splitlines() if ".wav: " in line], BAD)
+        self.assertIn("empty.wav: holds no samples\n", told)
         self.assertEqual(len(self.expected), RECORDINGS)
         self.check_complete(self.output)
         # What the command stores is what the functions give.
@@ -151,11 +153,13 @@ class Corpus(unittest.TestCase):
             print(len(rows(output)), "recordings done before the command was killed")
             for path in output.rglob("*.npy"):
                 self.assertEqual(np.load(path).shape[0], 80)
-        (output / "1.wav.npy.partial").touch()  # as a worker leaves it that is killed while it writes
+        with open(output / "manifest.jsonl", "a") as manifest:  # as a command leaves it that is killed while it writes
+            manifest.write('{"recording": "spea')
         process = start(self.recordings, "-o", output, "--workers", 2)
         for number in (200, 300):  # one worker, twice
             wait_for_rows(process, output, number)
             kill_a_worker(process.pid)
+            (output / f"{number}.wav.npy.partial").touch()  # as a worker leaves it that is killed while it writes
         said, told = process.communicate()
         self.assertEqual(process.returncode, 1)
         self.assertEqual([line.split(":")[0] for line in told.splitlines() if ".wav: " in line], BAD)
@@ -167,7 +171,8 @@ class Corpus(unittest.TestCase):
         from kelvo_audio.corpus.work import Settings, Task
 
         with tempfile.TemporaryDirectory() as folder:
-            names = [*map(str, range(20)), "once", *map(str, range(20, 30)), "never", "last"]
+            # The first of those that kill is not among those in flight when another one kills.
+            names = ["twice", *map(str, range(20)), "once", *map(str, range(20, 30)), "never", "last"]
             tasks = [Task(name, folder, folder, False, Settings("whisper")) for name in names]
             outcome = {row["recording"]: "error" in row for row in schedulers.local(deadly, tasks, 2)}
         self.assertEqual(outcome, {name: name == "never" for name in names})
@@ -195,6 +200,12 @@ class Corpus(unittest.TestCase):
         store = zarr.open_group(str(output), mode="r")
         np.testing.assert_array_equal(store["speaker0/0.wav"][...], np.load(self.output / "speaker0/0.wav.npy"))
         self.assertEqual(store["speaker0/0.wav"].chunks, store["speaker0/0.wav"].shape)
+        output = self.top / "speaker-store"
+        for mel_n in (80, 64):  # an array takes the place of another
+            code, said, _ = corpus(self.recordings / "speaker0", "-o", output, "--zarr", "--set", f"mel_n={mel_n}")
+            self.assertEqual((code, said.partition(",")[0]), (0, "56 recordings computed"))
+            self.assertEqual(zarr.open_group(str(output), mode="r")["0.wav"].shape[0], mel_n)
+            self.assertEqual(list(output.rglob("*.partial")), [])
 
     def test_changes_are_computed_anew(self):
         import soundfile

@@ -52,7 +52,6 @@ def run(folder: Path, output: Path, settings: Settings, *, zarr: bool = False, s
         sys.exit(f"{folder}: no such folder")
     folder, output = folder.resolve(), output.resolve()
     output.mkdir(parents=True, exist_ok=True)
-    remove_partial_results(output)  # of a command that was killed
     recordings = find_recordings(folder)
     if zarr:
         prepare_zarr(output, recordings)
@@ -75,7 +74,7 @@ def run(folder: Path, output: Path, settings: Settings, *, zarr: bool = False, s
         if task.recording in failed:  # what was computed of an earlier state of the recording
             work.remove(task.target())
     manifest.end(set(recordings) - failed)
-    remove_partial_results(output)  # of workers that were killed in this run
+    remove_partial_results(output)  # of workers that were killed, in this run or in one before
     tell(computed, failures, len(tasks) - len(left), time.perf_counter() - start)
     return 1 if failures else 0
 
