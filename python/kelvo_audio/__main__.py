@@ -15,6 +15,9 @@ from .recipes import RECIPES, find
 from .recordings import at_rate, read
 
 
+INTERRUPTED = 130  # as shells have it: 128 and the number of the signal
+
+
 def setting(text: str) -> tuple[str, object]:
     name, equals, given = text.partition("=")
     if not equals:
@@ -154,6 +157,9 @@ def main(words: list[str] | None = None) -> int:
     except (ValueError, TypeError, OSError) as error:
         print(f"kelvo_audio: {error}", file=sys.stderr)
         return 1
+    except KeyboardInterrupt:
+        print("kelvo_audio: interrupted", file=sys.stderr)
+        return INTERRUPTED
     except ImportError as error:
         print(f"kelvo_audio: {error}; it is an optional dependency", file=sys.stderr)
         return 1

@@ -35,7 +35,7 @@ def corpus(*arguments):
 
 def start(*arguments):
     return subprocess.Popen([sys.executable, "-m", "kelvo_audio", "corpus", *map(str, arguments)],
-                            stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+                            stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, start_new_session=True)
 
 
 def rows(output):
@@ -144,19 +144,21 @@ class Corpus(unittest.TestCase):
 
     def test_killed_workers_and_commands(self):
         output = self.top / "killed"
-        for number in (20, 100):  # the whole command, twice
+        for number, end in ((20, signal.SIGKILL), (100, signal.SIGKILL), (150, signal.SIGINT)):  # the whole command
             process = start(self.recordings, "-o", output, "--workers", 2)
             wait_for_rows(process, output, number)
-            process.kill()
-            process.communicate()
-            self.assertEqual(process.returncode, -signal.SIGKILL, "it was done before it could be killed")
-            print(len(rows(output)), "recordings done before the command was killed")
+            (os.killpg if end == signal.SIGINT else os.kill)(process.pid, end)  # Control-C reaches the workers too
+            _, told = process.communicate()
+            print(len(rows(output)), "recordings done before the command was ended")
+            self.assertEqual(process.returncode, 130 if end == signal.SIGINT else -end, told)
+            if end == signal.SIGINT:  # a worker that is just starting may say more
+                self.assertEqual(told.splitlines()[-1], "kelvo_audio: interrupted")
             for path in output.rglob("*.npy"):
                 self.assertEqual(np.load(path).shape[0], 80)
         with open(output / "manifest.jsonl", "a") as manifest:  # as a command leaves it that is killed while it writes
             manifest.write('{"recording": "spea')
         process = start(self.recordings, "-o", output, "--workers", 2)
-        for number in (200, 300):  # one worker, twice
+        for number in (250, 320):  # one worker, twice
             wait_for_rows(process, output, number)
             kill_a_worker(process.pid)
             (output / f"{number}.wav.npy.partial").touch()  # as a worker leaves it that is killed while it writes

@@ -1,9 +1,11 @@
 """The command: which recordings are to be done, who does them, what is told about it."""
 
+import contextlib
 import random
+import signal
 import sys
 import time
-from collections.abc import Iterator
+from collections.abc import Generator, Iterator
 from pathlib import Path
 
 from ..recordings import suffixes
@@ -38,6 +40,26 @@ def prepare_zarr(output: Path, recordings: list[str]) -> None:
         root.require_group(folder)
 
 
+def until_interrupted(rows: Generator[dict, None, None]) -> Iterator[dict]:
+    """The rows, which Control-C ends after the next one. Raised at any moment, it could leave the pool of workers waiting
+    for ever for a task that was handed over by half. A second one is raised at once."""
+    caught = []
+
+    def note(*_) -> None:
+        caught.append(True)
+        signal.signal(signal.SIGINT, before)
+
+    before = signal.signal(signal.SIGINT, note)
+    try:
+        with contextlib.closing(rows):  # which waits for what is under way
+            for row in rows:
+                yield row
+                if caught:
+                    raise KeyboardInterrupt
+    finally:
+        signal.signal(signal.SIGINT, before)
+
+
 def progress(rows: Iterator[dict], total: int, done: int) -> Iterator[dict]:
     from tqdm import tqdm
 
@@ -63,7 +85,7 @@ def run(folder: Path, output: Path, settings: Settings, *, zarr: bool = False, s
     rows = (schedulers.dask(work.run, left, scheduler) if scheduler else
             schedulers.local(work.run, left, worker_n))
     failures, computed = [], []
-    for row in progress(rows, len(tasks), len(tasks) - len(left)):
+    for row in progress(until_interrupted(rows), len(tasks), len(tasks) - len(left)):
         if "error" in row:
             failures.append(row)
         else:

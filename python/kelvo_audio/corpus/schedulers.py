@@ -2,6 +2,7 @@
 
 import multiprocessing
 import os
+import signal
 import threading
 from collections import Counter, deque
 from collections.abc import Callable, Iterable, Iterator
@@ -18,7 +19,10 @@ ATTEMPTS = 2  # deaths of a worker that was alone with a recording
 
 
 def _end_with_parent() -> None:
-    """A worker whose command was killed would wait for its next task for ever."""
+    """A worker whose command was killed would wait for its next task for ever. One that is interrupted with its command
+    ends as soon as that does, its task done."""
+    signal.signal(signal.SIGINT, signal.SIG_IGN)
+
     def watch() -> None:
         parent = multiprocessing.parent_process()
         if parent is not None:
