@@ -1,8 +1,7 @@
 #!/usr/bin/env python3
 """The Python package beside what else one would call from Python: torchaudio and SciPy, one thread each, in one run.
 
-Usage: bench/python.py [--markdown]    with the package in PYTHONPATH and KELVO_AUDIO_LIBRARY set; Debian's
-python3-torchaudio, python3-scipy and python3-soundfile
+Usage: bench/python.py [--markdown]    with the package in PYTHONPATH and KELVO_AUDIO_LIBRARY set, as bench/python.sh does
 """
 import os
 

@@ -3,6 +3,8 @@
 Usage: commands_test.py PROJECT, with the package in PYTHONPATH and KELVO_AUDIO_LIBRARY set
 """
 import importlib.util
+import re
+import shlex
 import subprocess
 import sys
 import tempfile
@@ -14,6 +16,9 @@ import running
 
 import kelvo_audio as ka
 from kelvo_audio import recipes, recordings
+from kelvo_audio.__main__ import parser
+
+PROJECT = Path(sys.argv[1])
 
 
 def command(*arguments):
@@ -78,6 +83,16 @@ class Commands(unittest.TestCase):
         self.assertIn("\nnot silent 0.00 to 0.01 s\n", done.stdout)
         self.assertEqual(done.stderr, "")
         self.assertIn(ka.__version__, command("info").stdout)
+
+    def test_documented_commands(self):
+        pages = [(PROJECT / "python/README.md").read_text(),
+                 *(command(name, "--help").stdout for name in ("features", "resample", "info", "corpus"))]
+        for page in pages:
+            lines = re.findall(r"^ *python -m kelvo_audio (.*)", page, re.M)
+            self.assertTrue(lines, page)
+            for line in lines:
+                with self.subTest(line):
+                    parser().parse_args(shlex.split(line, comments=True))  # which exits where it cannot
 
     def test_refusals(self):
         (self.folder / "broken.wav").write_bytes(b"RIFF")
