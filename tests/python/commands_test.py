@@ -72,6 +72,12 @@ class Commands(unittest.TestCase):
             np.testing.assert_array_equal(got, expected, f"{rates}")
             self.assertTrue(np.all(got), rates)
 
+    def test_channels_are_added_in_order(self):
+        for sample_n, channel_n in ((3, 1), (recordings.BLOCK, 2), (recordings.BLOCK * 2 + 5, 3)):
+            signal = np.random.default_rng(6).standard_normal((sample_n, channel_n)).astype(np.float32)
+            expected = [sum(map(float, frame)) / channel_n for frame in signal]
+            np.testing.assert_array_equal(recordings.mixed_down(signal), np.float32(expected))
+
     def test_info(self):
         done = command("info", self.recording)
         self.assertRegex(done.stdout, r"FLAC PCM_16, 2 channel\(s\), 48000 Hz, 48000 samples, 1.000 s\n"
