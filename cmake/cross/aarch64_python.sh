@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Runs Debian's Python for 64-bit ARM, with NumPy, in emulation. Its packages are unpacked into build/cross/python-aarch64
-# at the first call, beside those that this system has installed.
+# Runs Debian's Python for 64-bit ARM, with NumPy, in emulation. The first call unpacks its packages into
+# build/cross/python-aarch64; nothing of them is installed.
 # Usage: cmake/cross/aarch64_python.sh ARGUMENT ...     PYTHONPATH and KELVO_AUDIO_LIBRARY count, as for any Python
 set -euo pipefail
 project=$(cd "$(dirname "$0")/../.." && pwd)
@@ -13,7 +13,7 @@ if [ ! -e "$folder/complete" ]; then
   rm -rf "$folder"
   mkdir -p "$folder"/{lists,cache/archives}/partial "$root"
   : >"$folder/status" # as if nothing were installed, so that the C library comes too
-  # No apt-get of this system's own state: it would have to be told of another architecture.
+  # Lists and state of its own, so that the system's need not know of another architecture.
   options=(-qq -o APT::Architecture=arm64 -o APT::Architectures::=arm64 -o APT::Sandbox::User=root
     -o Debug::NoLocking=1 -o "Dir::State=$folder" -o "Dir::State::Lists=$folder/lists"
     -o "Dir::State::Status=$folder/status" -o "Dir::Cache=$folder/cache")
