@@ -131,8 +131,8 @@ KELVO_INLINE void RunFirstPass(const Source& source, SplitElements to, SplitElem
 
 // Passes first .. last - 1 in place, on vectors of adjacent elements, over blocks that pass `first` finds whole. Blocks
 // that leave L1 are finished one after the other, so that each comes through every cache once.
-static void RunPassesDepthFirst(SplitElements elements, const TransformView& plan, std::size_t first, std::size_t last,
-                                std::size_t length, float* scratch) {
+[[maybe_unused]] static void RunPassesDepthFirst(SplitElements elements, const TransformView& plan, std::size_t first,
+                                                 std::size_t last, std::size_t length, float* scratch) {
   for (; first < last; ++first) {
     const Pass& pass = plan.passes[first];
     const std::size_t block = pass.radix * pass.span;
