@@ -174,15 +174,17 @@ KELVO_INLINE std::size_t InterleaveFrom(std::size_t i, double* interleaved, cons
   return i;
 }
 
+template <class Lane>
+KELVO_INLINE Lane Magnitude(Lane x) {
+  return FromBits(ToBits(x) & 0x7FFFFFFFu);
+}
+
 // The largest magnitude. Comparing leaves NaN out.
 double LargestOf(const float* samples, std::size_t count) {
-  const auto magnitude = []<class Lane>(Lane x) __attribute__((always_inline)) {
-    return FromBits(ToBits(x) & 0x7FFFFFFFu);
-  };
   Floats largest = Floats::Broadcast(0.0f);
   std::size_t i = 0;
   for (; i + Floats::kSize <= count; i += Floats::kSize) {
-    const Floats x = magnitude(Floats::Load(samples + i));
+    const Floats x = Magnitude(Floats::Load(samples + i));
     largest = SelectLess(largest, x, x, largest);
   }
   float parts[Floats::kSize];
@@ -190,7 +192,7 @@ double LargestOf(const float* samples, std::size_t count) {
   float result = 0.0f;
   for (const float part : parts) result = result < part ? part : result;
   for (; i < count; ++i) {
-    const float x = magnitude(Lanes<float, 1>{samples[i]}).v;
+    const float x = Magnitude(Lanes<float, 1>{samples[i]}).v;
     result = result < x ? x : result;
   }
   return static_cast<double>(result);
