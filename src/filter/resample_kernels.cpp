@@ -203,7 +203,8 @@ void Interleave(double* interleaved, double* largest, const float* const* segmen
   std::size_t i = 0;
   if (segment_n % kSquare == 0) i = InterleaveFrom<kSquare>(i, interleaved, segments, segment_n, count);
   InterleaveFrom<1>(i, interleaved, segments, segment_n, count);
-  for (std::size_t s = 0; s < segment_n; ++s) largest[s] = kHasFused<Doubles> ? LargestOf(segments[s], count) : 0.0;
+  constexpr bool kIsUsed = kHasFused<Doubles>;
+  for (std::size_t s = 0; s < segment_n; ++s) largest[s] = kIsUsed ? LargestOf(segments[s], count) : 0.0;
 }
 
 template <std::size_t kSize>
