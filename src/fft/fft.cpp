@@ -12,7 +12,7 @@ void ComputeFft(std::span<float> dst, std::span<const float> src, Simd::Level le
   CheckPlanSize(fft_n);
   const RealTransformView& plan = FftPlanCache::Get().GetForwardPlan(fft_n).real.View();
   Base::CallScratch scratch;
-  const bool is_streamed = dst.size_bytes() >= Simd::StreamingBytes();
+  const bool is_streamed = src.size() >= kLeastStreamedN && dst.size_bytes() >= Simd::StreamingBytes();
   Simd::KernelsFor<FftKernels>(level).real_to_bins(dst.data(), src.data(), plan, is_streamed,
                                                    scratch.Take<float>(FftScratchSize(plan.inner)).data());
 }

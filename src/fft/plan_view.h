@@ -34,7 +34,7 @@ constexpr bool CanReadSource(std::size_t radix) { return radix == 3 || radix == 
 inline constexpr std::size_t kMaxL1Length = 256;
 
 // Elements of a single transform that stay in L1 from pass to pass, with the twiddles of a pass.
-inline constexpr std::size_t kMaxL1Elements = 2048;
+inline constexpr std::size_t kMaxL1Elements = 4096;
 
 // Where the data of a single transform is transposed, from vectors of adjacent elements to a batch of blocks: after
 // pass_n passes, which leave block_n blocks.
