@@ -11,7 +11,7 @@ if [ "${1:-}" = --level ]; then
   level=${2:?} page=docs/performance_$2.md
   shift 2
 fi
-# FILTER of the level's page: rows that do not depend on the level, and the longest, are in the other one.
+# Rows that do not depend on the level, and the longest, are in the other page only.
 other_rows='-(^(One|First|Two|CPU)|^Long|^Complex|^Large.*2.24)'
 
 peers=(libfftw3-dev libkissfft-dev libsamplerate0-dev libsoxr-dev libswresample-dev libavutil-dev libliquid-dev)

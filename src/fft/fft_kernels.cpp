@@ -66,6 +66,7 @@ struct StagedBins {
 // four places that a piece belongs to.
 void StreamBins(const RealTransformView& plan, const NaturalOutput& output, float* dst, float* scratch) {
   constexpr std::size_t kPieceN = 512;
+  // A whole piece exists, and what the passes have left of the scratch memory holds its four places.
   static_assert(4 * kPieceN <= kLeastStreamedN / 2);
   const std::size_t n = plan.fft_n;
   const std::size_t middle = n / 2;

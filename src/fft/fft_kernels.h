@@ -14,9 +14,8 @@ inline constexpr std::size_t kInterleavedN = 8;
 inline constexpr std::size_t kLeastStreamedN = 8192;
 
 struct FftKernels {
-  // dst [fft_n] complex = all bins of src [fft_n]. Both may be the same array. A result that the
-  // caches do not hold, of kLeastStreamedN samples or more, is streamed to memory.
-  // `scratch` holds FftScratchSize(plan.inner) floats.
+  // dst [fft_n] complex = all bins of src [fft_n]. Both may be the same array. Streaming stores are for results
+  // that the caches do not hold, of kLeastStreamedN samples or more. `scratch` holds FftScratchSize(plan.inner) floats.
   void (*real_to_bins)(float* dst, const float* src, const RealTransformView& plan, bool is_streamed, float* scratch);
   // dst [length] complex = the inverse transform of src [length] complex, scaled by 1 / length. Both may be the same.
   // `scratch` holds TransformScratchSize(plan) floats, here and below.
