@@ -100,16 +100,20 @@ def print_fine_logarithm():
 
 def print_power():
     # Steps from 1 to 2: no power needs a logarithm whose error is small beside it.
-    middles = [1 + mpf(2 * i + 1) / 32 for i in range(16)]
-    print_array("The reciprocals of the middles of 16 steps from 1 to 2.", "kInverseMiddles", [to_hex(1 / m) for m in middles])
-    print_array("The logarithms of these middles.", "kLogMiddles", [to_hex(-log(mpf(float(1 / m)))) for m in middles])
+    unit = mpf(float(1 / log(2)))
+    inverse = [mpf(float(32 * unit / (33 + 2 * i))) for i in range(16)]
+    print_array("log2(e) times the reciprocals of the middles of 16 steps from 1 to 2.", "kInverseMiddles",
+                [to_hex(c) for c in inverse])
+    print_array("The binary logarithms of these middles.", "kBinaryLogMiddles", [to_hex(-log(c / unit, 2)) for c in inverse])
+    print_polynomial("(log2(1 + s log(2)) - s) / s^2 within such a step", "kBinaryLogPolynomial",
+                     lambda s: (log(1 + s / unit) * unit - s) / s**2, -unit / 33, unit / 33, 5)
     roots = [int.from_bytes(bytes.fromhex(f"{bits(mpf(2)**(mpf(i) / 16)) - (i << 48):016x}"), "big") for i in range(16)]
     print_array("The bits of 2^(i / 16) less i 2^48: what adding k 2^48 with k = i modulo 16 turns into 2^(k / 16).",
                 "kRootBits", [f"0x{root:016x}" for root in roots], kind="unsigned long long")
     print_polynomial("(2^(f / 16) - 1) / f", "kExpPolynomial",
                      lambda f: (mpf(2)**(f / 16) - 1) / f, mpf(-1) / 2, mpf(1) / 2, 5)
-    print_polynomial("The same, shorter", "kShortExpPolynomial",
-                     lambda f: (mpf(2)**(f / 16) - 1) / f, mpf(-1) / 2, mpf(1) / 2, 4)
+    print_polynomial("2^(f / 16), with fewer bits", "kShortExpPolynomial", lambda f: mpf(2)**(f / 16), mpf(-1) / 2,
+                     mpf(1) / 2, 5)
 
 
 def bits(value):

@@ -127,7 +127,11 @@ using One = Lanes<float, 1>;
 float CarefulLog(float x) { return Log(One{x}).v; }
 float CarefulLog10(float x) { return Log10(One{x}).v; }
 float CarefulLog1p(float x) { return Log1p(One{x}).v; }
-float CarefulPow(float base, float exponent) { return Pow(One{base}, MakeExponent(exponent)).v; }
+float CarefulPow(float base, float exponent) {
+  float power;
+  StorePow(&power, One{base}, MakeExponent(exponent));
+  return power;
+}
 
 float Log(float x) { return CarefulLog(x); }
 float Log10(float x) { return CarefulLog10(x); }

@@ -218,14 +218,17 @@ KELVO_INLINE auto ToFloats(Two<Two<L>> a) {
   return Two<decltype(ToFloats(a.first))>{ToFloats(a.first), ToFloats(a.second)};
 }
 
+// The same to memory, which saves putting vectors together.
 template <std::size_t N>
-KELVO_INLINE Words<N> ToWidened(Simd::BitLanes<N> a) {
-  if constexpr (N == 1) {
-    return {a.v};
-  } else {
-    return {__builtin_convertvector(a.v, typename Words<N>::Vector)};
-  }
+KELVO_INLINE void StoreFloats(float* to, Lanes<double, N> a) {
+  ToFloat(a).Store(to);
 }
+template <class L>
+KELVO_INLINE void StoreFloats(float* to, Two<L> a) {
+  StoreFloats(to, a.first);
+  StoreFloats(to + L::kSize, a.second);
+}
+
 template <class L>
 KELVO_INLINE Two<L> Sqrt(Two<L> a) {
   return {Sqrt(a.first), Sqrt(a.second)};

@@ -12,7 +12,7 @@
 namespace kelvo::Math {
 inline namespace KELVO_LEVEL {
 
-// 2^(z / 16), for |z| < 16 * 1000; within 2^-37.5 of it in many lanes and 2^-46.5 in one, besides what an error of z
+// 2^(z / 16), for |z| < 16 * 1000; within 2^-38.5 of it in many lanes and 2^-46.5 in one, besides what an error of z
 // makes.
 template <bool kIsOne, class Long>
 KELVO_INLINE Long PowerOfRoot(Long z) {
@@ -22,20 +22,20 @@ KELVO_INLINE Long PowerOfRoot(Long z) {
   const Long f = LessNearest(z, shifted);
   const auto k = ToWords(shifted);
   const Long root = FromWords(LookUp(kRootBits, ToIndex<0, 4, 3>(k)) + ShiftUp(k, 48));
-  const Long f2 = f * f;
   if constexpr (kIsOne) {
     const double(&c)[5] = kExpPolynomial;
+    const Long f2 = f * f;
     const Long sum = (all(c[0]) + all(c[1]) * f) + ((all(c[2]) + all(c[3]) * f) + all(c[4]) * f2) * f2;
     return root + root * (f * sum);
   } else {
-    const double(&c)[4] = kShortExpPolynomial;
-    const Long sum = (all(c[0]) + all(c[1]) * f) + (all(c[2]) + all(c[3]) * f) * f2;
-    return root + root * (f * sum);
+    const double(&c)[5] = kShortExpPolynomial;
+    return root * (all(c[0]) + f * (all(c[1]) + f * (all(c[2]) + f * (all(c[3]) + f * all(c[4])))));
   }
 }
 
-constexpr double kSixteenthsPerLog = 0x1.71547652b82fep+4;  // 16 / log(2)
-constexpr unsigned long long kExpReach = 1 << 10;           // 2^-43 at least
+constexpr double kBinaryLogUnit = 0x1.71547652b82fep+0;  // 1 / log(2)
+constexpr double kSixteenthsPerLog = 16.0 * kBinaryLogUnit;
+constexpr unsigned long long kExpReach = 1 << 10;  // 2^-43 at least
 
 // exp(x) where that is a normal float; the precise function handles the rest. Tables use it, one lane at a time.
 template <class Lane>
@@ -69,44 +69,48 @@ KELVO_INLINE Exponent MakeExponent(float value) {
   const auto most = static_cast<float>(__builtin_bit_cast(double, (1023 + power) << 52));
   const auto least = static_cast<float>(__builtin_bit_cast(double, (1023 - power) << 52));
   return {value,
-          static_cast<double>(value) * kSixteenthsPerLog,
+          static_cast<double>(value) * (kIsCoarse<Simd::Doubles> ? 16.0 : kSixteenthsPerLog),
           least,
           most,
           size <= 4.0 ? 1u << 11 : 1u << 14,
-          size <= 1.0 ? 1u << 16 : 1u << 18,
+          size <= 1.0 ? 1u << 15 : 1u << 18,
           at_zero};
 }
 
-// As ReduceLog, but only the sum of base and log(1 + r) is right to so many bits, not its smaller parts: around 1 the
-// base is not 0.
-template <class Long>
-KELVO_INLINE ReducedLog<Long> ReduceLogOfBase(Long x) {
+// The logarithm of a base, its product with Exponent::factor being what PowerOfRoot takes: log2(x) where tables lie in
+// registers, otherwise log(x).
+template <bool kIsOne, class Long>
+KELVO_INLINE Long LogOfBase(Long x) {
   if constexpr (kIsCoarse<Long>) {
+    const auto all = [](double value) __attribute__((always_inline)) { return Long::Broadcast(value); };
+    const double(&c)[5] = kBinaryLogPolynomial;
     const auto index = ToIndex<48, 4, 3>(ToWords(x));
-    return {ExponentOf(ToWords(x)) * Long::Broadcast(0x1.62e42fefa39efp-1) + LookUp(kLogMiddles, index),
-            FractionOf(x) * LookUp(kInverseMiddles, index) - Long::Broadcast(1.0)};
+    const Long s = FractionOf(x) * LookUp(kInverseMiddles, index) - all(kBinaryLogUnit);
+    const Long s2 = s * s;
+    const Long sum = (all(c[0]) + all(c[1]) * s) + ((all(c[2]) + all(c[3]) * s) + all(c[4]) * s2) * s2;
+    return ((ExponentOf(ToWords(x)) + LookUp(kBinaryLogMiddles, index)) + s) + s2 * sum;
   } else {
-    return ReduceLog(x);
+    return LogOf<kIsOne>(ReduceLog(x));
   }
 }
 
 // base^exponent with one exponent for all lanes. Made for bases from +0 on; those that are infinite, NaN or have a sign
 // the precise function handles, as it does every exponent.
 template <class Lane>
-KELVO_INLINE Lane Pow(Lane base, const Exponent& exponent) {
-  const auto log = LogOf<kIsOne<Lane>>(ReduceLogOfBase(ToDoubles(base)));
+KELVO_INLINE void StorePow(float* to, Lane base, const Exponent& exponent) {
+  const auto log = LogOfBase<kIsOne<Lane>>(ToDoubles(base));
   const auto power = PowerOfRoot<kIsOne<Lane>>(log * decltype(log)::Broadcast(exponent.factor));
-  const Lane result = ToFloats(power);
   const Lane least = Lane::Broadcast(exponent.least);
   const Lane most = Lane::Broadcast(exponent.most);
   const unsigned reach = kIsOne<Lane> ? exponent.reach : exponent.short_reach;
   if (__builtin_expect(!AreBetween(least, base, most) || IsAnyNearMiddle(power, reach), 0)) {
     LaneBits in_doubt = LanesNearMiddle(power, reach) | LanesNotLess(least, base) | LanesNotLess(base, most);
     in_doubt &= ~LanesPositiveZero(base);
-    return Settle(SelectPositiveZero(base, Lane::Broadcast(exponent.at_zero), result), base,
-                  Lane::Broadcast(exponent.value), in_doubt, kIsOne<Lane> ? PrecisePow : CarefulPow);
+    const Lane result = SelectPositiveZero(base, Lane::Broadcast(exponent.at_zero), ToFloats(power));
+    Settle(result, base, Lane::Broadcast(exponent.value), in_doubt, kIsOne<Lane> ? PrecisePow : CarefulPow).Store(to);
+    return;
   }
-  return result;
+  StoreFloats(to, power);
 }
 
 // How a power of a magnitude comes from the squared magnitude. The two that everybody asks for need no exponential: one

@@ -201,19 +201,24 @@ alignas(64) constexpr double kFineLogPolynomial[] = {
 alignas(64) constexpr double kShortFineLogPolynomial[] = {
     -0x1.ffffffffffff6p-2, 0x1.55557b7d420a7p-2, -0x1.00001fd581ea0p-2};
 
-// The reciprocals of the middles of 16 steps from 1 to 2.
+// log2(e) times the reciprocals of the middles of 16 steps from 1 to 2.
 alignas(64) constexpr double kInverseMiddles[] = {
-    0x1.f07c1f07c1f08p-1, 0x1.d41d41d41d41dp-1, 0x1.bacf914c1bad0p-1, 0x1.a41a41a41a41ap-1,
-    0x1.8f9c18f9c18fap-1, 0x1.7d05f417d05f4p-1, 0x1.6c16c16c16c17p-1, 0x1.5c9882b931057p-1,
-    0x1.4e5e0a72f0539p-1, 0x1.4141414141414p-1, 0x1.3521cfb2b78c1p-1, 0x1.29e4129e4129ep-1,
-    0x1.1f7047dc11f70p-1, 0x1.15b1e5f75270dp-1, 0x1.0c9714fbcda3bp-1, 0x1.0410410410410p-1};
+    0x1.66235b77002e7p+0, 0x1.51ac4eec8b247p+0, 0x1.3f6ba49a91758p+0, 0x1.2f0a39b3764ebp+0,
+    0x1.2041ebf5a27ccp+0, 0x1.12d9a57323dc3p+0, 0x1.06a2764633554p+0, 0x1.f6ead796c4570p-1,
+    0x1.e263de767da1dp-1, 0x1.cf790cf45a967p-1, 0x1.bdfbba5a3a302p-1, 0x1.adc4075b99d15p-1,
+    0x1.9eafad466bffep-1, 0x1.90a10b32adc32p-1, 0x1.837e62f643580p-1, 0x1.77313b3fb70c1p-1};
 
-// The logarithms of these middles.
-alignas(64) constexpr double kLogMiddles[] = {
-    0x1.f829b0e7832f8p-6, 0x1.6f0d28ae56b4ep-4, 0x1.29552f81ff521p-3, 0x1.9525a9cf456b6p-3,
-    0x1.fb9186d5e3e29p-3, 0x1.2e8e2bae11d31p-2, 0x1.5d1bdbf5809cap-2, 0x1.89a3386c1425bp-2,
-    0x1.b44f77bcc8f64p-2, 0x1.dd46a04c1c4a1p-2, 0x1.02552a5a5d0ffp-1, 0x1.154c3d2f4d5eap-1,
-    0x1.2795e1289b11bp-1, 0x1.393e0d3562a1ap-1, 0x1.4a4f85db03ebbp-1, 0x1.5ad404c359f2dp-1};
+// The binary logarithms of these middles.
+alignas(64) constexpr double kBinaryLogMiddles[] = {
+    0x1.6bad3758efd80p-5, 0x1.08c588cda79e6p-3, 0x1.acf5e2db4ec96p-3, 0x1.24407ab0e0738p-2,
+    0x1.6e221cd9d0ce1p-2, 0x1.b47ebf73882a1p-2, 0x1.f7a8568cb06cep-2, 0x1.1bf311e95d00dp-1,
+    0x1.3abb3faa02166p-1, 0x1.5848226989d34p-1, 0x1.74b1fd64e0754p-1, 0x1.900e6160002cdp-1,
+    0x1.aa708f58014d3p-1, 0x1.c3e9ca2e1a055p-1, 0x1.dc899ab3ff56cp-1, 0x1.f45e08bcf0655p-1};
+
+// (log2(1 + s log(2)) - s) / s^2 within such a step
+alignas(64) constexpr double kBinaryLogPolynomial[] = {
+    -0x1.62e42fefa39f6p-2, 0x1.47fd3d8cc9f47p-3, -0x1.550467218d64fp-4, 0x1.7a82b206a51dcp-5,
+    -0x1.b54a5c25471bcp-6};
 
 // The bits of 2^(i / 16) less i 2^48: what adding k 2^48 with k = i modulo 16 turns into 2^(k / 16).
 alignas(64) constexpr unsigned long long kRootBits[] = {
@@ -227,9 +232,10 @@ alignas(64) constexpr double kExpPolynomial[] = {
     0x1.62e42fefa39efp-5, 0x1.ebfbdff6988c5p-11, 0x1.c6b08d6faa678p-17, 0x1.3b2c4ac7f37f2p-23,
     0x1.5d893e264728cp-30};
 
-// The same, shorter
+// 2^(f / 16), with fewer bits
 alignas(64) constexpr double kShortExpPolynomial[] = {
-    0x1.62e42fee4615dp-5, 0x1.ebfbdff78b2b5p-11, 0x1.c6b3488232594p-17, 0x1.3b2bf9d9b6150p-23};
+    0x1.0000000000000p+0, 0x1.62e42fec39c77p-5, 0x1.ebfbdff699302p-11, 0x1.c6b3f746fc64ap-17,
+    0x1.3b2c4a91560d7p-23};
 
 // The directions near which angles are computed, counted from that of x / (|x| + |y|) = 1 in steps of 1/7.
 alignas(64) constexpr double kDirections[] = {

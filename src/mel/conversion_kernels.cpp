@@ -47,9 +47,12 @@ void RaiseMagnitudesBy(float* dst, const float* src, std::size_t count, float po
       dst, src, count, [&](float* to, const float* from) __attribute__((always_inline)) {
         ComplexLanes<Values> z;
         LoadComplex(z, from);
-        Values magnitude = ApplyPower<kForm>(z.re, z.im);
-        if constexpr (kForm == PowerForm::general) magnitude = Pow(magnitude, half_power);
-        magnitude.Store(to);
+        const Values magnitude = ApplyPower<kForm>(z.re, z.im);
+        if constexpr (kForm == PowerForm::general) {
+          StorePow(to, magnitude, half_power);
+        } else {
+          magnitude.Store(to);
+        }
       });
 }
 

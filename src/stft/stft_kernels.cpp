@@ -103,9 +103,10 @@ void RaiseBins(const FrameSettings& settings, const BinBlock& bins) {
     float* const row = bins.data + k * bins.stride;
     if (settings.in_pairs) {
       const Floats squared = Deinterleave(Floats::Load(row), Floats::Load(row + Floats::kSize)).first;
-      StorePairs(row, Complex<Floats>{Pow(squared, half_power), Floats::Broadcast(0.0f)});
+      StorePow(row, squared, half_power);
+      StorePairs(row, Complex<Floats>{Floats::Load(row), Floats::Broadcast(0.0f)});
     } else {
-      Pow(Floats::Load(row), half_power).Store(row);
+      StorePow(row, Floats::Load(row), half_power);
     }
   }
 }
@@ -136,7 +137,7 @@ void RaiseRow(float* row, std::size_t count, float power) {
   const Exponent half_power = MakeExponent(power * 0.5f);
   ForEachGroup<1, 1, LargeGroup>(
       row, row, count, [&](float* to, const float* from) __attribute__((always_inline)) {
-        Pow(LargeGroup::Load(from), half_power).Store(to);
+        StorePow(to, LargeGroup::Load(from), half_power);
       });
 }
 

@@ -253,7 +253,7 @@ const TwoArguments kTwoArguments[] = {
     {"pow",
      [](Block& d, const Block& s, float exponent) {
        const Exponent prepared = MakeExponent(exponent);
-       InGroups(d, s, [&](Group x) { return Pow(x, prepared); });
+       for (std::size_t i = 0; i < kBlockN; i += Group::kSize) StorePow(&d[i], Group::Load(&s[i]), prepared);
      },
      std::pow, mpfr_pow, AnyExponent, AnyBase},
     {"atan2",

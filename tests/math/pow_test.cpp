@@ -15,8 +15,15 @@ namespace {
 
 using namespace Support;
 
+template <class Lane>
+Lane PowOf(Lane base, const Exponent& exponent) {
+  float power[Lane::kSize];
+  StorePow(power, base, exponent);
+  return Lane::Load(power);
+}
+
 testing::AssertionResult HasPower(float base, float exponent, float power) {
-  return IsEverywhere([=](auto x) { return Pow(x, MakeExponent(exponent)); }, base, power);
+  return IsEverywhere([=](auto x) { return PowOf(x, MakeExponent(exponent)); }, base, power);
 }
 
 struct Case {
@@ -69,7 +76,7 @@ TEST(Pow, HasItsSpecialValues) {
 TEST(Pow, OfASampleIsThatOfTheCLibraryInDouble) {
   for (const float exponent : {0.3f, 0.35f, 0.15f, 1.5f, -0.7f, 2.0f, 3.7f, 20.0f, 90.0f, 1e-3f, 1e-30f, -1000.0f}) {
     const Exponent prepared = MakeExponent(exponent);
-    CheckSample([&](auto x) { return Pow(x, prepared); },
+    CheckSample([&](auto x) { return PowOf(x, prepared); },
                 [&](float x) {
                   const double power = std::pow(static_cast<double>(x), static_cast<double>(exponent));
                   const auto below = static_cast<float>(power * (1 - 0x1p-48));
