@@ -331,26 +331,41 @@ using Group = Two<Simd::Floats>;
 using LargeGroup = Two<Group>;
 #endif
 
+// Where results go: some floats a value to one place, and one float a value to another, unless that is null.
+struct Results {
+  float* values;
+  float* magnitudes;
+
+  KELVO_INLINE Results From(std::size_t k, std::size_t float_n) const {
+    return {values + k * float_n, magnitudes != nullptr ? magnitudes + k : nullptr};
+  }
+};
+
 // body(to, from, n) for all whole groups together and for the last values, completed to a group by zeros, with kTo and
 // kFrom floats a value. The body is compiled once.
 template <class Values, std::size_t kTo, std::size_t kFrom, class Body>
-KELVO_INLINE void ForWholeAndLastGroups(float* dst, const float* src, std::size_t count, Body body) {
+KELVO_INLINE void ForWholeAndLastGroups(const Results& dst, const float* src, std::size_t count, Body body) {
   constexpr std::size_t kSize = Values::kSize;
   const std::size_t whole_n = count / kSize;
   const std::size_t left = count % kSize;
   alignas(64) float last_from[kSize * kFrom];
-  alignas(64) float last_to[kSize * kTo];
+  alignas(64) float last_values[kSize * kTo];
+  alignas(64) float last_magnitudes[kSize];
   for (bool is_last = whole_n == 0;; is_last = true) {
-    float* const rest = dst + whole_n * kSize * kTo;
+    Results to = dst;
+    const Results rest = dst.From(whole_n * kSize, kTo);
     if (is_last) {
       if (left == 0) return;
       const float* const from = src + whole_n * kSize * kFrom;
       for (float& value : last_from) value = 0.0f;
       for (std::size_t k = 0; k < left * kFrom; ++k) last_from[k] = from[k];
+      to = {last_values, dst.magnitudes != nullptr ? last_magnitudes : nullptr};
     }
-    body(is_last ? last_to : dst, is_last ? last_from : src, is_last ? 1 : whole_n);
+    body(to, is_last ? last_from : src, is_last ? 1 : whole_n);
     if (is_last) {
-      for (std::size_t k = 0; k < left * kTo; ++k) rest[k] = last_to[k];
+      for (std::size_t k = 0; k < left * kTo; ++k) rest.values[k] = last_values[k];
+      if (dst.magnitudes == nullptr) return;
+      for (std::size_t k = 0; k < left; ++k) rest.magnitudes[k] = last_magnitudes[k];
       return;
     }
   }
@@ -360,29 +375,31 @@ KELVO_INLINE void ForWholeAndLastGroups(float* dst, const float* src, std::size_
 template <std::size_t kTo, std::size_t kFrom, class Values = Group, class Body>
 KELVO_INLINE void ForEachGroup(float* dst, const float* src, std::size_t count, Body body) {
   ForWholeAndLastGroups<Values, kTo, kFrom>(
-      dst, src, count, [&](float* to, const float* from, std::size_t n) __attribute__((always_inline)) {
-        for (std::size_t k = 0; k < n; ++k) body(to + k * Values::kSize * kTo, from + k * Values::kSize * kFrom);
+      {dst, nullptr}, src,
+      count, [&](const Results& to, const float* from, std::size_t n) __attribute__((always_inline)) {
+        for (std::size_t k = 0; k < n; ++k) body(to.values + k * Values::kSize * kTo, from + k * Values::kSize * kFrom);
       });
 }
 
-// The same in steps: first(stage, from), then each of middle(stage), then last(to, stage). In one turn the steps work
-// on groups one behind the other, so that none waits for what the step before it has just begun. Stages hold what is
-// handed on.
+// The same in steps: first(stage, magnitudes, from), then each of middle(stage), then last(to, stage). In one turn the
+// steps work on groups one behind the other, so that none waits for what the step before it has just begun. Stages hold
+// what is handed on.
 template <std::size_t kTo, std::size_t kFrom, class Stage, class First, class Last, class... Middle>
-KELVO_INLINE void RunPipeline(float* dst, const float* src, std::size_t count, First first, Last last,
+KELVO_INLINE void RunPipeline(const Results& dst, const float* src, std::size_t count, First first, Last last,
                               Middle... middle) {
   constexpr std::size_t kDelay = sizeof...(middle) + 1;
   constexpr std::size_t kRingN = 4;
   static_assert(kDelay < kRingN);
   Stage ring[kRingN];
   ForWholeAndLastGroups<Group, kTo, kFrom>(
-      dst, src, count, [&](float* to, const float* from, std::size_t n) __attribute__((always_inline)) {
+      dst, src, count, [&](const Results& to, const float* from, std::size_t n) __attribute__((always_inline)) {
         for (std::size_t k = 0; k < n + kDelay; ++k) {
           // Counts below 0 wrap and are not below n either.
-          if (k - kDelay < n) last(to + (k - kDelay) * Group::kSize * kTo, ring[(k - kDelay) % kRingN]);
+          if (k - kDelay < n) last(to.values + (k - kDelay) * Group::kSize * kTo, ring[(k - kDelay) % kRingN]);
           std::size_t group = k;
           ((--group < n ? middle(ring[group % kRingN]) : void()), ...);
-          if (k < n) first(ring[k % kRingN], from + k * Group::kSize * kFrom);
+          if (k < n)
+            first(ring[k % kRingN], to.From(k * Group::kSize, kTo).magnitudes, from + k * Group::kSize * kFrom);
         }
       });
 }

@@ -66,9 +66,10 @@ void RaiseMagnitudes(float* dst, const float* src, std::size_t count, float powe
 
 using GroupAngle = AngleSteps<Group>;
 
-KELVO_INLINE void FindDirection(GroupAngle& steps, const float* from) {
+KELVO_INLINE void FindDirection(GroupAngle& steps, float* magnitudes, const float* from) {
   ComplexLanes<Group> z;
   LoadComplex(z, from);
+  if (magnitudes != nullptr) ApplyPower<PowerForm::magnitude>(z.re, z.im).Store(magnitudes);
   steps.FindDirection(z.im, z.re);
 }
 KELVO_INLINE void TurnBack(GroupAngle& steps) { steps.TurnBack(); }
@@ -79,13 +80,23 @@ KELVO_INLINE void FinishPhase(float* to, GroupAngle& steps) {
   StoreComplex(to, ComplexLanes<Group>{phase.cosine, phase.sine});
 }
 
-void TakeAngles(float* dst, const float* src, std::size_t count) {
+// Magnitudes come along, whose roots share the divider with angles but wait for it side by side. Those to another power
+// are raised by themselves.
+float* TakeMagnitudes(float* dst, const float* src, std::size_t count, float power) {
+  if (PowerFormOf(power) == PowerForm::magnitude) return dst;
+  RaiseMagnitudes(dst, src, count, power);
+  return nullptr;
+}
+
+void TakeAngles(float* magnitudes, float* angles, const float* src, std::size_t count, float power) {
+  const Results dst{angles, TakeMagnitudes(magnitudes, src, count, power)};
   RunPipeline<1, 2, GroupAngle>(dst, src, count, FindDirection, FinishAngle, TurnBack);
 }
 
 // The cosine and sine of the float angle. z / |z| would differ from them for infinities, and even for -1, whose angle
 // is not quite pi.
-void TakeUnitPhases(float* dst, const float* src, std::size_t count) {
+void TakeUnitPhases(float* magnitudes, float* phases, const float* src, std::size_t count, float power) {
+  const Results dst{phases, TakeMagnitudes(magnitudes, src, count, power)};
   RunPipeline<2, 2, GroupAngle>(dst, src, count, FindDirection, FinishPhase, TurnBack, RoundAngle);
 }
 

@@ -25,10 +25,9 @@ void ConvertPowerToDb(std::span<float> dst, std::span<const float> src, float to
 
 void ComputeMagPhaseRow(std::span<float> mag_row, std::span<float> phase_row, std::span<const float> complex_row,
                         PhaseForm phase_form, float power, Simd::Level level) {
-  ComputePowerSpectrum(mag_row, complex_row, power, level);
   const auto& kernels = Simd::KernelsFor<ConversionKernels>(level);
   const auto take_phases = phase_form == PhaseForm::Complex ? kernels.take_unit_phases : kernels.take_angles;
-  take_phases(phase_row.data(), complex_row.data(), mag_row.size());
+  take_phases(mag_row.data(), phase_row.data(), complex_row.data(), mag_row.size(), power);
 }
 
 void ComputeLog1p(std::span<float> dst, std::span<const float> src, Simd::Level level) {

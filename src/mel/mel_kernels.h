@@ -37,10 +37,10 @@ struct MelKernels {
 struct ConversionKernels {
   // dst[i] = |src[i]|^power; src is complex
   void (*raise_magnitudes)(float* dst, const float* src, std::size_t count, float power);
-  // dst[i] = angle of src[i]; src is complex
-  void (*take_angles)(float* dst, const float* src, std::size_t count);
-  // dst[i] = (cos, sin) of the angle of src[i]; both are complex
-  void (*take_unit_phases)(float* dst, const float* src, std::size_t count);
+  // magnitudes[i] = |src[i]|^power and angles[i] = angle of src[i]; src is complex
+  void (*take_angles)(float* magnitudes, float* angles, const float* src, std::size_t count, float power);
+  // The same and phases[i] = (cos, sin) of the angle
+  void (*take_unit_phases)(float* magnitudes, float* phases, const float* src, std::size_t count, float power);
   // The largest of src; src[0] if that is NaN. count > 0.
   float (*find_peak)(const float* src, std::size_t count);
   // dst[i] = src[i] in dB below the reference, not lower than `lower`; dst may be src
