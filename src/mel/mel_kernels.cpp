@@ -50,8 +50,11 @@ struct FrameVectors {
     return Lane::Load(src + k * src_stride + v * vector_stride);
   }
   KELVO_INLINE void Store(std::size_t m, const Lane (&sum)[kVectorN]) const {
+    constexpr std::size_t kFrameN = kVectorN * Lane::kSize;
+    float* const to = dst + m * product.dst_stride;
 #pragma GCC unroll 4
-    for (std::size_t v = 0; v < kVectorN; ++v) sum[v].Store(dst + m * product.dst_stride + v * Lane::kSize);
+    for (std::size_t v = 0; v < kVectorN; ++v) sum[v].Store(to + v * Lane::kSize);
+    PrefetchToL2(to, kFrameN, 2 * kFrameN);
   }
 };
 

@@ -450,6 +450,16 @@ KELVO_INLINE void Transpose(Lanes<T, N> (&rows)[N]) {
 using Floats = Lanes<float, KELVO_LANE_BYTES / sizeof(float)>;
 using Doubles = Lanes<double, (KELVO_LANE_BYTES >= sizeof(double) ? KELVO_LANE_BYTES / sizeof(double) : 1)>;
 
+// Sends the cache lines of floats first .. last - 1, which need not lie inside the array, to L2. For rows that are
+// written a piece at a time: they lie too far apart for the hardware prefetcher, and stores wait for lines.
+KELVO_INLINE void PrefetchToL2(const float* array, std::size_t first, std::size_t last) {
+  const std::size_t begin = __builtin_bit_cast(std::size_t, array);
+#pragma GCC unroll 4
+  for (std::size_t i = first; i < last; i += 16) {
+    __builtin_prefetch(reinterpret_cast<const void*>(begin + i * sizeof(float)), 0, 2);
+  }
+}
+
 // Copies floats by streaming stores of whole cache lines, and by plain ones at the ends.
 static inline void StreamRow(float* to, const float* from, std::size_t count) {
   constexpr std::size_t kLineN = 16;

@@ -73,6 +73,7 @@ struct BinSink {
     const Complex<Lane> value = ScaleAndForm<Form>(settings, x);
     if constexpr (kInPairs) {
       StorePairs(to, value);
+      PrefetchToL2(to, 2 * Lane::kSize, 4 * Lane::kSize);  // of the next batch
     } else {
       value.re.Store(to);
     }
