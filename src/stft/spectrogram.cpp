@@ -31,7 +31,11 @@ ResultColumns::ResultColumns(const BinBlock& dst, std::size_t row_n, std::size_t
   // 128 KiB; twice that made no difference beyond the noise. Longer rows gain nothing, and of shorter ones the ends,
   // which share cache lines with the columns before and behind, are too large a part.
   constexpr std::size_t kFloats = std::size_t{1} << 15;
-  collectable_n_ = std::clamp<std::size_t>(kFloats / (row_n * width), 64 / width, 256) / 16 * 16;
+  const std::size_t collectable_n = std::clamp<std::size_t>(kFloats / (row_n * width), 64 / width, 256) / 16 * 16;
+  // A few columns of many rows are written faster where they belong: collected, they would lie as far apart, in memory
+  // that no cache holds and that may exceed the result's.
+  if (column_n < 2 * collectable_n) return;
+  collectable_n_ = collectable_n;
   // One more cache line, so that rows do not share the sets of a cache.
   collected_.stride = RoundUp(collectable_n_ * width, 32) + 16;
   collected_.data = scratch.Take<float>(std::uint64_t{row_n} * collected_.stride).data();
