@@ -46,11 +46,11 @@ void FilterFilterCore(std::span<float> dst, std::span<const float> src, std::spa
   LinerFilterZi<double>(settled, n_coef, d_coef, scratch);
   const auto state = scratch.Take<double>(settled.size());
 
-  const std::size_t extended_n = src.size() + 2 * pad_n;
-  const auto filtered = scratch.Take<double>(extended_n);
+  // The first padding's outputs serve the state alone, and those of the signal replace them.
+  const auto filtered = scratch.Take<double>(src.size() + pad_n);
   // One padding after the other, and at the end the outputs of the last samples that nobody wants.
-  const std::size_t wanted_n = std::min(extended_n - pad_n, dst.size());
-  const std::size_t unwanted_n = extended_n - pad_n - wanted_n;
+  const std::size_t wanted_n = std::min(filtered.size(), dst.size());
+  const std::size_t unwanted_n = filtered.size() - wanted_n;
   const auto spare = scratch.Take<float>(std::max(pad_n, unwanted_n));
   const auto filter_forward = [&](std::size_t begin, std::span<const float> part) {
     LinerFilterCore<double, float, double>(filtered.subspan(begin, part.size()), part, n_coef, d_coef, state, false,
@@ -60,18 +60,17 @@ void FilterFilterCore(std::span<float> dst, std::span<const float> src, std::spa
   if (is_padded) ExtractPadding(padding, src, 0, pad_type, pad_len);
   ScaleState(state, settled, static_cast<double>(is_padded ? padding[0] : src[0]));
   if (is_padded) filter_forward(0, padding);
-  filter_forward(pad_n, src);
+  filter_forward(0, src);
   if (is_padded) {
     ExtractPadding(padding, src, static_cast<std::int64_t>(src.size() + pad_n), pad_type, pad_len);
-    filter_forward(pad_n + src.size(), padding);
+    filter_forward(src.size(), padding);
   }
   ScaleState(state, settled, filtered.back());
 
   // The recurrence passes the padding at the end before it comes to what is wanted.
-  const std::span<double> wanted = filtered.subspan(pad_n);
-  LinerFilterCore<float, double, double>(spare.first(unwanted_n), wanted.subspan(wanted_n), n_coef, d_coef, state, true,
-                                         level, scratch);
-  LinerFilterCore<float, double, double>(dst, wanted.first(wanted_n), n_coef, d_coef, state, true, level, scratch);
+  LinerFilterCore<float, double, double>(spare.first(unwanted_n), filtered.subspan(wanted_n), n_coef, d_coef, state,
+                                         true, level, scratch);
+  LinerFilterCore<float, double, double>(dst, filtered.first(wanted_n), n_coef, d_coef, state, true, level, scratch);
 }
 
 }  // namespace kelvo::Filter
