@@ -373,7 +373,8 @@ FrameTransformPlan::FrameTransformPlan(std::size_t fft_n) {
     view_.sub_plan = sub_plan_.View();
     if (!view_.sub_plan.IsHalfLength()) {
       // Imaginary parts, which are zeros, lie between the samples.
-      for (std::size_t i = 0; i < fft_n; ++i) slot_.push_back(static_cast<unsigned>(2 * i));
+      slot_.resize(fft_n);
+      for (std::size_t i = 0; i < fft_n; ++i) slot_[i] = static_cast<unsigned>(2 * i);
       view_.slot = slot_.data();
     }
     return;
@@ -386,6 +387,8 @@ FrameTransformPlan::FrameTransformPlan(std::size_t fft_n) {
   view_.subsignal_n = subsignal_n;
   view_.sub_plan = sub_plan_.View();
   if (is_coprime) {
+    order_.reserve(fft_n);
+    sample_at_.reserve(2 * span);
     for (std::size_t j = 0; j < span; ++j) {
       for (std::size_t q = 0; q < radix; ++q) {
         const std::size_t sample = (radix * j + span * q) % fft_n;
