@@ -9,8 +9,8 @@ namespace {
 using namespace Simd;
 
 // A weight of 0 changes no sum if the value it multiplies is finite: the product is a zero, and a sum that began at +0
-// is never -0. Values are finite if their total is; should the total overflow although they are, the full rows give the
-// same result more slowly.
+// is never -0. Values are finite if their total is; should the total overflow although they are, to look at each gives
+// the same result more slowly.
 template <class Lane, std::size_t kVectorN>
 KELVO_INLINE bool AreFinite(const Lane (&total)[kVectorN]) {
   Lane difference = total[0] - total[0];
@@ -58,6 +58,30 @@ struct FrameVectors {
   }
 };
 
+// Of each frame the first and the last bin whose value is an infinity or NaN. All sums whose weight is 0 there are NaN.
+template <class Lane>
+struct BinsNotFinite {
+  Lane first = Lane::Broadcast(__builtin_inff());
+  Lane last = Lane::Broadcast(-1.0f);
+
+  // Bins of a band that the frame's sum has to go through.
+  static KELVO_INLINE Band BandOf(const MelProduct& product, std::size_t m) {
+    constexpr std::size_t kMostExact = std::size_t{1} << 24;  // bins have floats of their own
+    return product.freq_n <= kMostExact ? product.bands[m] : Band{0, product.freq_n};
+  }
+  KELVO_INLINE void Include(Lane value, std::size_t k) {
+    const Lane bin = Lane::Broadcast(static_cast<float>(k));
+    const Lane zero = Lane::Broadcast(0.0f);
+    last = SelectEqual(value - value, zero, last, bin);
+    first = SelectEqual(value - value, zero, first, SelectLess(first, bin, first, bin));
+  }
+  KELVO_INLINE Lane Complete(Lane sum, const Band& band) const {
+    const Lane nan = Lane::Broadcast(__builtin_nanf(""));
+    const Lane without_later = SelectLess(last, Lane::Broadcast(static_cast<float>(band.last)), sum, nan);
+    return SelectLess(first, Lane::Broadcast(static_cast<float>(band.first)), nan, without_later);
+  }
+};
+
 // Band by band, for any weights.
 template <class Lane, std::size_t kVectorN>
 KELVO_INLINE void MultiplyBands(const FrameVectors<Lane, kVectorN>& frames) {
@@ -69,15 +93,24 @@ KELVO_INLINE void MultiplyBands(const FrameVectors<Lane, kVectorN>& frames) {
     for (std::size_t v = 0; v < kVectorN; ++v) total[v] = total[v] + frames.Load(k, v);
   }
   const bool are_finite = AreFinite(total);
+  BinsNotFinite<Lane> bins_not_finite[kVectorN];
+  for (std::size_t k = 0; k < product.freq_n && !are_finite; ++k) {
+#pragma GCC unroll 4
+    for (std::size_t v = 0; v < kVectorN; ++v) bins_not_finite[v].Include(frames.Load(k, v), k);
+  }
   const float* weights = product.weights;
   for (std::size_t m = 0; m < product.mel_n; ++m, weights += product.freq_n) {
-    const Band band = are_finite ? product.bands[m] : Band{0, product.freq_n};
+    const Band band = are_finite ? product.bands[m] : BinsNotFinite<Lane>::BandOf(product, m);
     Lane sum[kVectorN];
     SetZero(sum);
     for (std::size_t k = band.first; k < band.last; ++k) {
       const Lane weight = Lane::Broadcast(weights[k]);
 #pragma GCC unroll 4
       for (std::size_t v = 0; v < kVectorN; ++v) sum[v] = frames.Load(k, v) * weight + sum[v];
+    }
+    if (!are_finite) {
+#pragma GCC unroll 4
+      for (std::size_t v = 0; v < kVectorN; ++v) sum[v] = bins_not_finite[v].Complete(sum[v], band);
     }
     frames.Store(m, sum);
   }
