@@ -14,6 +14,8 @@ namespace {
 
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+constexpr float kHalfPi = 0x1.921fb6p+0f;
+constexpr float kThreeQuarterPi = 0x1.2d97c8p+1f;
 // Beyond these powers of two floats are infinite or round to 0.
 constexpr double kLastExponent = 129.0;
 constexpr double kFirstExponent = -151.0;
@@ -74,11 +76,16 @@ double FindExactPower(double base, double exponent) {
 
 // base > 0, finite and not 1; exponent finite and not 0.
 float PowOfPositive(double base, double y) {
-  // The powers of the powers of two on both sides.
+  // The powers of the powers of two on both sides decide most powers out of range.
   const double below = y * ExponentOf(base);
   const double above = y * (ExponentOf(base) + 1);
   if (below >= kLastExponent && above >= kLastExponent) return kInfinity;
   if (below < kFirstExponent && above < kFirstExponent) return 0.0f;
+  // So does the logarithm as a float, which is off by 2^-24 of it at most.
+  constexpr double kInverseLog2 = 0x1.71547652b82fep+0;
+  const double nearly = y * static_cast<double>(Log(static_cast<float>(base))) * kInverseLog2;
+  if (nearly >= kLastExponent + 0.001) return kInfinity;
+  if (nearly < kFirstExponent - 0.001) return 0.0f;
   const Wide log2 = LogOfSum(base, 0.0) * ToWide(kWideInverseLog2);
   // Of floats beside 1, the power is out of range long before the exponent is out of that of Wide.
   const double rough = y * ToRoughDouble(log2);
@@ -151,6 +158,10 @@ float PreciseAtan2(float y, float x) {
   if (!IsNegative(x) && height < width * 0x1p-40) {
     return height == 0.0 ? y * 0.0f : WithSignOf(static_cast<float>(DoubleOf(BitsOf(height / width) - 1)), y);
   }
+  // All angles of infinities are among these.
+  if (width == 0.0) return WithSignOf(kHalfPi, y);
+  if (height == 0.0) return WithSignOf(2.0f * kHalfPi, y);
+  if (height == width) return WithSignOf(IsNegative(x) ? kThreeQuarterPi : 0.5f * kHalfPi, y);
   const bool is_steep = height > width;
   if (is_steep) std::swap(height, width);
   const double scale = PowerOfTwo(-ExponentOf(width));
