@@ -33,7 +33,7 @@ class Synthesis {
   bool IsInner(std::size_t column) const;
   void DeliverColumns(std::size_t first, std::size_t count, float* columns);
   void Deliver(std::span<const float> samples, std::size_t position);
-  void FillFrom(std::size_t position);
+  void FillGap(std::size_t begin, std::size_t end);
 
   const StftKernels& stft_kernels_;
   const InverseKernels& kernels_;
@@ -49,12 +49,13 @@ class Synthesis {
   std::size_t used_frame_n_;
 
   bool is_batched_;
+  std::size_t run_frame_n_ = 0;      // one by one: frames that are added up before their samples are delivered
   std::size_t overlap_hops_ = 0;     // columns that a frame reaches beyond its own
   std::span<float> window_square_;   // batches only
   std::span<float> inner_envelope_;  // [rows] of a column that all the frames around it reach
   std::span<float> carry_;
-  std::span<float> signal_;    // in batches the columns at the ends, else the whole signal
-  std::span<float> envelope_;  // in batches of one column, else of the whole signal
+  std::span<float> signal_;    // in batches the columns at the ends, else of a run
+  std::span<float> envelope_;  // in batches of one column, else of a run
   std::span<float> work_;      // one by one: memory of the envelope, which follows once all frames are added
 };
 
@@ -85,11 +86,16 @@ Synthesis::Synthesis(float* dst, const float* src, const InverseSettings& settin
 
   const std::size_t lane_n = stft_kernels_.lane_n;
   const Fft::TransformView& inner = settings_.plan.inner;
-  // In batches, the ends of the signal cost the square of the number of frames that overlap.
+  // In batches, the ends of the signal cost the square of the number of frames that overlap: as much as is won over 64
+  // frames, where 256 do.
   constexpr std::size_t kMostOverlap = 256;
-  is_batched_ = hop_ > 0 && (fft_n - 1) / hop_ < kMostOverlap && UseBatch(used_frame_n_, inner.WorkLength(), lane_n);
+  const std::size_t overlap_n = hop_ > 0 ? (fft_n - 1) / hop_ : kMostOverlap;
+  is_batched_ =
+      overlap_n < kMostOverlap && overlap_n <= 4 * used_frame_n_ && UseBatch(used_frame_n_, inner.WorkLength(), lane_n);
   if (!is_batched_) {
-    signal_ = scratch.TakeZeros<float>((used_frame_n_ - 1) * hop_ + fft_n);
+    // Frames that do not overlap take turns in the same memory.
+    run_frame_n_ = overlap_n == 0 ? 1 : used_frame_n_;
+    signal_ = scratch.Take<float>((run_frame_n_ - 1) * hop_ + fft_n);
     work_ = scratch.Take<float>(std::max(SingleInverseScratch(settings_.plan), signal_.size()));
     envelope_ = work_.first(signal_.size());
     return;
@@ -133,7 +139,7 @@ void Synthesis::RunBatches() {
   const std::size_t lane_n = stft_kernels_.lane_n;
   const std::size_t row_n = settings_.row_n;
   const std::size_t column_n = used_frame_n_ + overlap_hops_;
-  FillFrom(hop_ > row_n ? 0 : needed_n_);
+  FillGap(hop_ > row_n ? 0 : needed_n_, first_ + dst_.size());
   for (std::size_t first = 0; first < column_n; first += kBatches * lane_n) {
     ColumnTarget targets[kBatches];
     std::size_t target_n = 0;
@@ -156,19 +162,24 @@ void Synthesis::RunBatches() {
 }
 
 void Synthesis::RunOneByOne() {
-  for (std::size_t t = 0; t < used_frame_n_; ++t) {
-    kernels_.add_frame(settings_, spectrogram_, t, signal_.data() + t * hop_, work_.data());
+  for (std::size_t first = 0; first < used_frame_n_; first += run_frame_n_) {
+    std::fill(signal_.begin(), signal_.end(), 0.0f);
+    for (std::size_t t = 0; t < run_frame_n_; ++t) {
+      kernels_.add_frame(settings_, spectrogram_, first + t, signal_.data() + t * hop_, work_.data());
+    }
+    std::fill(envelope_.begin(), envelope_.end(), 0.0f);
+    for (std::size_t t = 0; t < run_frame_n_; ++t) {
+      float* const envelope = envelope_.data() + t * hop_ + settings_.begin;
+      for (std::size_t i = 0; i < window_.size(); ++i) envelope[i] += window_[i] * window_[i];
+    }
+    // The requested samples may end within the run.
+    const std::size_t reached_n = std::min(needed_n_ - first * hop_, signal_.size());
+    kernels_.normalize_by_window_envelope(signal_.data(), envelope_.data(), reached_n);
+    Deliver(signal_.first(reached_n), first * hop_);
+    // Up to the next run, or after the last one to the end.
+    const std::size_t next = first + run_frame_n_;
+    FillGap(first * hop_ + reached_n, next < used_frame_n_ ? next * hop_ : first_ + dst_.size());
   }
-  std::fill(envelope_.begin(), envelope_.end(), 0.0f);
-  for (std::size_t t = 0; t < used_frame_n_; ++t) {
-    float* const envelope = envelope_.data() + t * hop_ + settings_.begin;
-    for (std::size_t i = 0; i < window_.size(); ++i) envelope[i] += window_[i] * window_[i];
-  }
-  // The requested samples may end in a gap after the last frame that they need.
-  const std::size_t reached_n = std::min(needed_n_, signal_.size());
-  kernels_.normalize_by_window_envelope(signal_.data(), envelope_.data(), reached_n);
-  Deliver({signal_.data(), reached_n}, 0);
-  FillFrom(reached_n);
 }
 
 // The sum of squared windows in one row, over the frames that began last_back to first_back columns ago, in that order.
@@ -209,12 +220,14 @@ void Synthesis::DeliverColumns(std::size_t first, std::size_t count, float* colu
 void Synthesis::Deliver(std::span<const float> samples, std::size_t position) {
   const std::size_t begin = std::max(position, first_);
   const std::size_t end = std::min(position + samples.size(), needed_n_);
-  for (std::size_t i = begin; i < end; ++i) dst_[i - first_] = samples[i - position];
+  if (begin < end) std::copy_n(samples.data() + (begin - position), end - begin, dst_.data() + (begin - first_));
 }
 
-// Writes zeros from `position` on, where no frame reaches.
-void Synthesis::FillFrom(std::size_t position) {
-  for (std::size_t i = std::max(position, first_); i < first_ + dst_.size(); ++i) dst_[i - first_] = 0.0f;
+// Writes zeros to those of positions begin .. end - 1 that are requested, where no frame reaches.
+void Synthesis::FillGap(std::size_t begin, std::size_t end) {
+  begin = std::max(begin, first_);
+  end = std::min(end, first_ + dst_.size());
+  if (begin < end) std::fill_n(dst_.data() + (begin - first_), end - begin, 0.0f);
 }
 
 }  // namespace
