@@ -1,6 +1,8 @@
 // Replaces all global allocation functions, so that every allocation of the library is counted.
 #include "reliability/failing_new.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -20,6 +22,35 @@ struct State {
 
 thread_local State state;
 thread_local std::optional<unsigned char> fill;
+
+// The blocks that a MemoryMeter counts, more than any call has at once. Their sizes stand here and not in the blocks,
+// whose ends sanitizers guard.
+struct Metered {
+  struct Block {
+    void* address;
+    std::size_t bytes;
+  };
+  std::array<Block, 512> blocks;
+  std::size_t block_n = 0;
+  std::size_t live_bytes = 0;
+  std::size_t peak_bytes = 0;
+
+  void Add(void* block, std::size_t bytes) {
+    if (block_n == blocks.size()) std::abort();
+    blocks[block_n++] = {block, bytes};
+    live_bytes += bytes;
+    peak_bytes = std::max(peak_bytes, live_bytes);
+  }
+  void Remove(void* block) {
+    const auto end = blocks.begin() + static_cast<std::ptrdiff_t>(block_n);
+    const auto found = std::find_if(blocks.begin(), end, [&](const Block& known) { return known.address == block; });
+    if (found == end) return;  // older than the meter
+    live_bytes -= found->bytes;
+    *found = blocks[--block_n];
+  }
+};
+
+thread_local std::optional<Metered> metered;
 
 bool Fails(std::size_t bytes) {
   const long number = state.seen++;
@@ -45,12 +76,14 @@ void* Allocate(std::size_t bytes, std::size_t alignment) {
   if (block == nullptr) throw std::bad_alloc();
   if (fill) std::memset(block, *fill, whole);
   ++state.live;
+  if (metered) metered->Add(block, bytes);
   return block;
 }
 
 void Free(void* block) noexcept {
   if (block == nullptr) return;
   --state.live;
+  if (metered) metered->Remove(block);
   FreeBlock(block);
 }
 
@@ -80,6 +113,11 @@ FreshMemory::FreshMemory(unsigned char byte) {
   fill = byte;
 }
 FreshMemory::~FreshMemory() { fill.reset(); }
+
+MemoryMeter::MemoryMeter() { metered.emplace(); }
+MemoryMeter::~MemoryMeter() { metered.reset(); }
+std::size_t MemoryMeter::LiveBytes() const { return metered->live_bytes; }
+std::size_t MemoryMeter::PeakBytes() const { return metered->peak_bytes; }
 
 long LiveAllocations() { return state.live; }
 

@@ -32,6 +32,19 @@ class FreshMemory {
   ~FreshMemory();
 };
 
+// Counts, while one lives, the bytes of the blocks that are allocated.
+class MemoryMeter {
+ public:
+  MemoryMeter();
+  MemoryMeter(const MemoryMeter&) = delete;
+  MemoryMeter& operator=(const MemoryMeter&) = delete;
+  ~MemoryMeter();
+
+  // Bytes of those blocks that have not been freed, and the most that these ever were.
+  std::size_t LiveBytes() const;
+  std::size_t PeakBytes() const;
+};
+
 // Blocks that this thread allocated minus those it freed.
 long LiveAllocations();
 
