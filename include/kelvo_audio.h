@@ -24,6 +24,10 @@
  *             - resampling of up to 1024 samples; kelvoAudioGetNonSilentPos of up to 1024;
  *             - kelvoAudioConvertToMel with up to 1024 bands; the other functions, with any count.
  *           A call that is rejected for a bad argument throws and catches an exception inside, which may allocate.
+ * Cost      Time grows with the values that a call reads and writes, and as fft_n log(fft_n) for each frame of fft_n
+ *           samples, unless a function says otherwise. A first call also computes its tables, each entry once. A power
+ *           above 128, or with a result that is no normal float, takes up to some ten thousand operations a value.
+ *           docs/bounds.md has the worst settings, and what memory a call takes and keeps.
  * Numbers   A result depends on the arguments alone: not on the CPU's vector width, the thread, earlier calls, or the
  *           other frames of a call. NaN and infinities are data and propagate as the formulas say. A NaN is a NaN: its
  *           sign and payload, which differ between CPUs, are no part of the result. The caller's floating-point
@@ -150,7 +154,8 @@ KELVO_AUDIO_API int kelvoAudioStandardize(float* dst, const float* src, int src_
  * dst    out  [fft_n] complex: all bins, those above fft_n / 2 the conjugates of those below; may be src
  * src    in   [fft_n] floats
  * fft_n  in   1 to 2^30 - 1, powers of two up to 2^27. The time grows as fft_n log(fft_n). Products of 2, 3 and 5 are
- *             fastest; large prime factors take four to seven times as long, and above 2^29 their square
+ *             fastest; large prime factors take four to nine times as long, up to 20 times from 500,000 points on and
+ *             up to 50 times below 700, and above 2^29 their square
  *
  * Returns OK, BAD_ARGUMENT (null dst or src; fft_n < 1), OUT_OF_MEMORY or UNEXPECTED_ERROR (fft_n beyond the limits).
  * [any thread] [the first call per fft_n builds a table]
@@ -292,7 +297,7 @@ KELVO_AUDIO_API int kelvoAudioGetInverseSpectrogram(float* dst, const float* src
  * thr_db       in   dB, >= 0; with 0 no frame counts, since none is less than 0 dB below the loudest
  *
  * A mean square below 1e-10 counts as 1e-10 (-100 dB), so that a signal of zeros counts as a whole. A frame that holds
- * a NaN never counts.
+ * a NaN never counts. Takes (sample_n / hop_n + 1) * win_n steps, since each frame's squares are added in order.
  *
  * Returns OK, BAD_ARGUMENT (null start_pos, nonsilent_n or src; sample_n; win_n; hop_n; thr_db) or OUT_OF_MEMORY.
  * [any thread]
@@ -312,6 +317,8 @@ KELVO_AUDIO_API int kelvoAudioGetNonSilentPos(int* start_pos, int* nonsilent_n, 
  * sample_rate   in   Hz, >= 1
  * mel_norm      in   KELVO_AUDIO_MEL_NORM_...
  * mel_formula   in   KELVO_AUDIO_MEL_SLANEY or KELVO_AUDIO_MEL_HTK
+ *
+ * The table takes 4 * mel_n * freq_n bytes, and as many steps to build.
  *
  * Returns OK, BAD_ARGUMENT (null dst; freq_n < 1; f_min; f_max; f_max <= f_min; mel_n < 1; freq_n <= mel_n;
  * sample_rate; mel_norm; mel_formula) or OUT_OF_MEMORY. [any thread] [the first call per settings builds a table]
@@ -335,6 +342,9 @@ KELVO_AUDIO_API int kelvoAudioGetFBMatrix(float* dst, int freq_n, float f_min, f
  * power                  in   >= 0; with 0 every |bin|^power is 1
  * f_min ... mel_formula  in   as for kelvoAudioGetFBMatrix, with mel_n <= fft_n / 2
  *
+ * The filter bank is kelvoAudioGetFBMatrix's table. With an infinite f_max all of its weights are NaN, and each frame
+ * takes mel_n * fft_n / 2 steps.
+ *
  * Returns OK, BAD_ARGUMENT (null dst or src; sample_n; sample_rate; fft_n; hop_n; win_n < 1; win_type; max_frame_n;
  * center; power; fft_norm_type; f_min; f_max; f_max <= f_min; mel_n; mel_n > fft_n / 2; mel_norm; mel_formula;
  * win_n > fft_n), OUT_OF_MEMORY or UNEXPECTED_ERROR (fft_n beyond the limits of kelvoAudioFFT).
@@ -354,6 +364,8 @@ KELVO_AUDIO_API int kelvoAudioGetMelSpectrogram(float* dst, const float* src, in
  * freq_n     in   > mel_n
  * frame_n    in   >= 1
  * mel_n      in   >= 1
+ *
+ * Takes mel_n * freq_n * frame_n steps, less those of zeros at the ends of a filter.
  *
  * Returns OK, BAD_ARGUMENT (null dst, src or fb_matrix; freq_n < 1; mel_n; freq_n <= mel_n; frame_n) or OUT_OF_MEMORY.
  * [any thread]
@@ -426,7 +438,8 @@ KELVO_AUDIO_API int kelvoAudioMagPhase(float* dst_mag, float* dst_phase, const f
  * zi_n      in      any
  *
  * Blocks filtered one after the other with the same zi give the same output as one call. A d_coef[0] of 0 gives
- * infinities or NaN.
+ * infinities or NaN. Takes min(dst_n, src_n) * max(n_coef_n, d_coef_n) steps, with feedback one sample after the other
+ * unless the filter settles soon.
  *
  * Returns OK, BAD_ARGUMENT (null dst, src, n_coef or d_coef; dst_n; src_n; n_coef_n; d_coef_n) or OUT_OF_MEMORY; on
  * failure dst and zi are untouched. [any thread]
@@ -474,6 +487,8 @@ KELVO_AUDIO_API int kelvoAudioGetLinerFilterZiCoef(float* dst, const float* n_co
  * pad_len   in   samples added at each end while filtering, >= 0, and < src_n for odd and even padding; 0 adds none.
  *                3 * max(n_coef_n, d_coef_n) is usual
  *
+ * Takes 2 * (src_n + 2 * pad_len) * max(n_coef_n, d_coef_n) steps.
+ *
  * Returns OK, BAD_ARGUMENT (null dst, src, n_coef or d_coef; dst_n; src_n; n_coef_n; d_coef_n; pad_type; pad_len),
  * OUT_OF_MEMORY or UNEXPECTED_ERROR (src_n + 2 * pad_len above 2^31 - 1). [any thread]
  */
@@ -496,8 +511,11 @@ KELVO_AUDIO_API int kelvoAudioFilterFilter(float* dst, const float* src, const f
  * With U : D the rates in lowest terms, output m is centred on input m D / U, for even U on m D / U - 1 / (2 U).
  * Outputs end where that position reaches the last input: the last few are 0, and so is all of dst for src_n 1.
  *
+ * Takes 65 * dst_n steps. The table takes 528 bytes, and 65 sines to build, times dst_sample_rate in lowest terms.
+ * Where that is beyond the caches, each output waits for 520 bytes of memory.
+ *
  * Returns OK, BAD_ARGUMENT (null dst or src; dst_sample_rate; dst_n; src_sample_rate; src_n) or OUT_OF_MEMORY (also for
- * ratios of very large numbers: the table takes 520 bytes times dst_sample_rate in lowest terms).
+ * ratios of very large numbers, by their tables).
  * [any thread] [the first call per ratio builds a table]
  */
 KELVO_AUDIO_API int kelvoAudioResample(float* dst, const float* src, int dst_sample_rate, int dst_n,
