@@ -12,7 +12,6 @@
 #include <numeric>
 #include <string>
 
-#include "reliability/calls.h"
 #include "reliability/failing_new.h"
 #include "reliability/level_override.h"
 
@@ -97,6 +96,12 @@ Scalar ChooseScalar(const Scalar& usual, Bytes& bytes) {
   return is_int ? Scalar{static_cast<int>(word >> way % 32)} : Scalar{std::bit_cast<float>(word)};
 }
 
+Scalars ChooseScalars(const Export& subject, Bytes& bytes) {
+  Scalars scalars = subject.settings[bytes.Next() % subject.settings.size()];
+  for (Scalar& scalar : scalars) scalar = ChooseScalar(scalar, bytes);
+  return scalars;
+}
+
 // Samples, an eighth of them special values. Those beyond the last byte stay noise.
 void FillInputs(const Export& subject, const Extent& extent, const CallArrays& arrays, Bytes bytes) {
   for (std::size_t i = 0; i < subject.arrays.size(); ++i) {
@@ -127,6 +132,11 @@ std::vector<std::string_view> SubsystemNames() {
   return names;
 }
 
+Scalars ChooseScalars(const Export& subject, std::span<const std::uint8_t> bytes) {
+  Bytes all(bytes);
+  return ChooseScalars(subject, all);
+}
+
 void RunInput(std::string_view subsystem, std::span<const std::uint8_t> input) {
   constexpr double kMaxOperations = 1e5;  // a fraction of a millisecond; longer calls are skipped
   constexpr std::size_t kMaxBytes = std::size_t{1} << 26;
@@ -134,8 +144,7 @@ void RunInput(std::string_view subsystem, std::span<const std::uint8_t> input) {
 
   Bytes bytes(input);
   const Export& subject = ChooseExport(subsystem, bytes.Next());
-  Scalars scalars = subject.settings[bytes.Next() % subject.settings.size()];
-  for (Scalar& scalar : scalars) scalar = ChooseScalar(scalar, bytes);
+  const Scalars scalars = ChooseScalars(subject, bytes);
   const std::uint8_t place = bytes.Next();
   const Placement placement{place % 2 == 0, static_cast<std::size_t>(place / 2 % 16)};
   const Extent extent = subject.extent(scalars);

@@ -6,9 +6,14 @@
 #include <string_view>
 #include <vector>
 
+#include "reliability/calls.h"
+
 namespace kelvo::Fuzz {
 
 std::vector<std::string_view> SubsystemNames();
+
+// Scalars near one of the export's settings: most of them usual or small, some hostile, as the bytes say.
+Reliability::Scalars ChooseScalars(const Reliability::Export& subject, std::span<const std::uint8_t> bytes);
 
 // Makes one call at every kernel level. Aborts, with the scalars printed, unless the status is documented, a failure
 // leaves the outputs unchanged, and all levels give the same bits. Unmapped pages around the arrays and the sanitizers
