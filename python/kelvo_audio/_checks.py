@@ -37,7 +37,7 @@ def as_array(name: str, values: ArrayLike) -> NDArray[Any]:
     try:
         return np.asarray(values)
     except (TypeError, ValueError) as error:  # rows of different length, for instance
-        raise type(error)(f"{name}: {error}") from None
+        raise (TypeError if isinstance(error, TypeError) else ValueError)(f"{name}: {error}") from None
     except RuntimeError as error:  # of a tensor that records gradients, or lies on another device
         raise TypeError(f"{name}: {error}") from None
 
@@ -102,9 +102,10 @@ def matrix(name: str, values: ArrayLike) -> Floats:
     return array
 
 
-def result(out: NDArray[Any] | None, shape: tuple[int, ...], dtype: DTypeLike, source: NDArray[Any] | None = None,
+def result(out: NDArray[Any] | None, shape: tuple[int, ...], dtype: DTypeLike, *given: ArrayLike | None,
            in_place: bool = False, name: str = "out") -> NDArray[Any]:
-    """The array that a function writes: a new one, or out, which may be source only where in_place says so."""
+    """The array that a function writes: a new one, or out. That may lie over none of the given arrays, not even where a
+    copy of them is read, but may be the first of them where in_place says so."""
     if out is None:
         return np.empty(shape, dtype)
     if not isinstance(out, np.ndarray) or out.dtype != dtype or out.shape != shape:
@@ -112,10 +113,16 @@ def result(out: NDArray[Any] | None, shape: tuple[int, ...], dtype: DTypeLike, s
         raise ValueError(f"{name}: expected an array of {np.dtype(dtype)} {shape}, got {found}")
     if not out.flags.c_contiguous or not out.flags.aligned or not out.flags.writeable:
         raise ValueError(f"{name}: must be contiguous, aligned and writeable")
-    if source is not None and np.may_share_memory(out, source):
-        if not in_place or out.ctypes.data != source.ctypes.data:
-            raise ValueError(f"{name}: overlaps the input")
-    return out
+    for index, each in enumerate(given):
+        if each is None or isinstance(each, (list, tuple)):  # their numbers lie elsewhere
+            continue
+        array = as_array(name, each)
+        # A bounded search for an element in common; where it finds no end, there may be one.
+        if np.may_share_memory(out, array, max_work=1000) and not (
+                in_place and index == 0 and array.ctypes.data == out.ctypes.data and array.dtype == out.dtype
+                and array.shape == out.shape and array.flags.c_contiguous):
+            raise ValueError(f"{name}: overlaps another array of the call")
+    return np.asarray(out)  # masks, for instance, would keep values from being written
 
 
 def integer(name: str, value: int, least: int = 1, most: int = INT_MAX) -> int:
@@ -138,7 +145,7 @@ def value(name: str, given: float) -> float:
         return ctypes.c_float(given).value
     except TypeError:
         raise TypeError(f"{name}: expected a number, got {given!r}") from None
-    except OverflowError as error:
+    except (OverflowError, ValueError) as error:  # too large an integer, an array of several numbers
         raise ValueError(f"{name}: {error}") from None
 
 

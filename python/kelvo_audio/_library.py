@@ -106,7 +106,11 @@ def for_each(item_n: int, threads: int, compute: Callable[[int], None]) -> None:
         return
     # A pool for each call: one that is kept would be dead in a forked child.
     with ThreadPoolExecutor(threads) as pool:
-        for _ in pool.map(compute, range(item_n)):
+        try:
+            results = pool.map(compute, range(item_n))
+        except RuntimeError as error:
+            raise ValueError(f"threads: {threads} are more than the system starts: {error}") from None
+        for _ in results:
             pass
 
 

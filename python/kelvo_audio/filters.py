@@ -46,7 +46,7 @@ def lfilter(n_coef, d_coef, src, zi=None, *, threads=1, out=None):
     b, a, source = vector("n_coef", n_coef), vector("d_coef", d_coef), samples("src", src)
     state_n = max(b.size, a.size) - 1
     state = carried_state(zi, (*source.shape[:-1], state_n))
-    dst = result(out, source.shape, np.float32, source, in_place=True)
+    dst = result(out, source.shape, np.float32, src, n_coef, d_coef, zi, in_place=True)
     src_n = source.shape[-1]
     call_each(library.kelvoAudioLinerFilter, item_count(source, 1), integer("threads", threads), items(dst, 1),
               items(source, 1), b.ctypes.data, a.ctypes.data, items(state, 1), src_n, src_n, b.size, a.size, state_n)
@@ -91,7 +91,7 @@ def filtfilt(n_coef: ArrayLike, d_coef: ArrayLike, src: ArrayLike, *, pad_type: 
     b, a, source = vector("n_coef", n_coef), vector("d_coef", d_coef), samples("src", src)
     src_n = source.shape[-1]
     pad_type, pad_len = padding(pad_type, pad_len, 3 * max(b.size, a.size), src_n)
-    dst = result(out, source.shape, np.float32, source, in_place=True)
+    dst = result(out, source.shape, np.float32, src, n_coef, d_coef, in_place=True)
     call_each(library.kelvoAudioFilterFilter, item_count(source, 1), integer("threads", threads), items(dst, 1),
               items(source, 1), b.ctypes.data, a.ctypes.data, src_n, src_n, b.size, a.size, pad_type, pad_len)
     return dst
@@ -131,7 +131,7 @@ def sosfilt(sos, src, zi=None, *, threads=1, out=None):
     """
     sections, source = checked_sections(sos), samples("src", src)
     state = carried_state(zi, (*source.shape[:-1], len(sections), 2))
-    dst = result(out, source.shape, np.float32, source, in_place=True)
+    dst = result(out, source.shape, np.float32, src, sos, zi, in_place=True)
     item_n, src_n = item_count(source, 1), source.shape[-1]
     signals, results = source.reshape(item_n, src_n), dst.reshape(item_n, src_n)
     states = state.reshape(item_n, len(sections), 2)
@@ -179,7 +179,7 @@ def sosfiltfilt(sos: ArrayLike, src: ArrayLike, *, pad_type: Pad = Pad.ODD, pad_
     length = 2 * len(sections) + 1 - min((sections[:, 2] == 0).sum(), (sections[:, 5] == 0).sum())
     pad_type, pad_len = padding(pad_type, pad_len, 3 * int(length), src_n)
     settled = sosfilt_zi(sections)
-    dst = result(out, source.shape, np.float32, source, in_place=True)
+    dst = result(out, source.shape, np.float32, src, sos, in_place=True)
     item_n = item_count(source, 1)
     signals, results = source.reshape(item_n, src_n), dst.reshape(item_n, src_n)
 

@@ -77,7 +77,7 @@ def mel_spectrogram(src: ArrayLike, *, sample_rate: int = 16000, fft_n: int = 40
                 max(frame_n, 1), center, not_negative("power", power), mode("fft_norm_type", fft_norm_type, Norm),
                 f_min, f_max, mel_n, *formula)
     _warn_of_empty_filters(fft_n // 2 + 1, f_min, f_max, mel_n, sample_rate, *formula)
-    dst = result(out, (*lead, mel_n, frame_n), np.float32, source)
+    dst = result(out, (*lead, mel_n, frame_n), np.float32, src)
     call_each(library.kelvoAudioGetMelSpectrogram, item_count(source, 1), integer("threads", threads), items(dst, 2),
               items(source, 1), *settings)
     return dst
@@ -94,7 +94,7 @@ def convert_to_mel(src: ArrayLike, fb_matrix: ArrayLike, *, threads: int = 1, ou
     (*lead, freq_n, frame_n), mel_n = source.shape, bank.shape[0]
     if bank.shape[1] != freq_n or mel_n >= freq_n:
         raise ValueError(f"fb_matrix: expected shape (fewer than {freq_n}, {freq_n}), got {bank.shape}")
-    dst = result(out, (*lead, mel_n, frame_n), np.float32, source)
+    dst = result(out, (*lead, mel_n, frame_n), np.float32, src, fb_matrix)
     if dst.size:
         call_each(library.kelvoAudioConvertToMel, item_count(source, 2), integer("threads", threads), items(dst, 2),
                   items(source, 2), bank.ctypes.data, freq_n, frame_n, mel_n)
@@ -126,7 +126,7 @@ def power_to_db(src: ArrayLike, *, top_db: float = 80.0, ref: float | None = Non
     item_n = item_count(source, axes)
     if reference is not None and source.size:
         peaks = np.fmax.reduce(source.reshape(item_n, -1), axis=1)
-    dst = result(out, source.shape, np.float32, source, in_place=True)
+    dst = result(out, source.shape, np.float32, src, in_place=True)
     if source.size == 0:
         return dst
     call_each(library.kelvoAudioConvertPowerToDB, item_n, integer("threads", threads), items(dst, axes),
@@ -148,7 +148,7 @@ def complex_norm(src: ArrayLike, *, power: float = 1.0, out: Floats | None = Non
     """
     source = complexes("src", src, 0, empty=True)
     exponent = positive("power", power)
-    dst = result(out, source.shape, np.float32, source)
+    dst = result(out, source.shape, np.float32, src)
     elementwise(library.kelvoAudioComplexNorm, source.size, [(dst, 4), (source, 8)], exponent)
     return dst
 
@@ -169,8 +169,9 @@ def mag_phase(src: ArrayLike, *, power: float = 1.0, phase_form: Phase = Phase.C
     if out is not None and (not isinstance(out, tuple) or len(out) != 2):
         raise ValueError("out: expected two arrays, for magnitudes and phases")
     out_mag, out_phase = out or (None, None)
-    dst_mag = result(out_mag, source.shape, np.float32, source)
-    dst_phase = result(out_phase, source.shape, np.complex64 if phase_form == Phase.COMPLEX else np.float32, source)
+    dst_mag = result(out_mag, source.shape, np.float32, src)
+    phase_type = np.complex64 if phase_form == Phase.COMPLEX else np.float32
+    dst_phase = result(out_phase, source.shape, phase_type, src, out_mag)
     if source.size:
         call_each(library.kelvoAudioMagPhase, item_count(source, 2), integer("threads", threads), items(dst_mag, 2),
                   items(dst_phase, 2), items(source, 2), *source.shape[-2:], power, phase_form)

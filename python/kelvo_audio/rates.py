@@ -30,7 +30,7 @@ def resample(src: ArrayLike, *, dst_sample_rate: int, src_sample_rate: int, dst_
     *lead, src_n = source.shape
     if dst_n is None:
         dst_n = resample_len(src_n, dst_sample_rate=dst_sample_rate, src_sample_rate=src_sample_rate)
-    dst = result(out, (*lead, integer("dst_n", dst_n)), np.float32, source)
+    dst = result(out, (*lead, integer("dst_n", dst_n)), np.float32, src)
     call_each(library.kelvoAudioResample, item_count(source, 1), integer("threads", threads), items(dst, 1),
               items(source, 1), dst_sample_rate, dst_n, src_sample_rate, src_n)
     return dst

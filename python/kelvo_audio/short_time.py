@@ -22,12 +22,16 @@ def frame_len(sample_n: int, fft_n: int = 400, hop_n: int = 160, center: Center 
                  integer("hop_n", hop_n, 0), mode("center", center, Center))
 
 
+def _sample_len(name: str, frame_n: int, freq_n: int, hop_n: int, center: int) -> int:
+    if (frame_n - 1) * hop_n + 2 * freq_n - 2 > INT_MAX:
+        raise ValueError(f"{name}: {frame_n} frames give more than {INT_MAX} samples")
+    return query(library.kelvoAudioGetSampleLen, frame_n, freq_n, hop_n, center)
+
+
 def sample_len(frame_n: int, freq_n: int = 201, hop_n: int = 160, center: Center = Center.REFLECT) -> int:
     """Number of samples of an inverse spectrogram: (frame_n - 1) * hop_n, uncentred plus 2 * freq_n - 2."""
     frame_n, freq_n, hop_n = integer("frame_n", frame_n), integer("freq_n", freq_n), integer("hop_n", hop_n, 0)
-    if (frame_n - 1) * hop_n + 2 * freq_n - 2 > INT_MAX:
-        raise ValueError(f"frame_n: {frame_n} frames give more than {INT_MAX} samples")
-    return query(library.kelvoAudioGetSampleLen, frame_n, freq_n, hop_n, mode("center", center, Center))
+    return _sample_len("frame_n", frame_n, freq_n, hop_n, mode("center", center, Center))
 
 
 def fix_frame_len(src: ArrayLike, dst_frame_n: int, pad_value: float = 0.0, *, threads: int = 1,
@@ -42,10 +46,10 @@ def fix_frame_len(src: ArrayLike, dst_frame_n: int, pad_value: float = 0.0, *, t
     is_complex = source.dtype == np.complex64
     *lead, freq_n, src_frame_n = source.shape
     dst_frame_n = integer("dst_frame_n", dst_frame_n, 1, INT_MAX // (max(freq_n, 1) * 2))
+    pad_value = value("pad_value", pad_value)
     if is_complex and pad_value != 0:
         raise ValueError(f"pad_value: must be 0 for a complex src, got {pad_value}")
-    pad_value = value("pad_value", pad_value)
-    dst = result(out, (*lead, freq_n, dst_frame_n), source.dtype, source)
+    dst = result(out, (*lead, freq_n, dst_frame_n), source.dtype, src)
     if source.size == 0:
         dst.fill(pad_value)
         return dst
@@ -90,7 +94,7 @@ def spectrogram(src: ArrayLike, *, fft_n: int = 400, hop_n: int = 160, win_n: in
                 max(frame_n, 1), center, power, mode("norm_type", norm_type, Norm))
     item_n, threads = item_count(source, 1), integer("threads", threads)
     shape = (*lead, fft_n // 2 + 1, frame_n)
-    dst = result(out, shape, np.float32 if power else np.complex64, source)
+    dst = result(out, shape, np.float32 if power else np.complex64, src)
     if not power:
         call_each(library.kelvoAudioGetSpectrogram, item_n, threads, items(dst, 2), items(source, 1), *settings)
         return dst
@@ -124,12 +128,12 @@ def inverse_spectrogram(src: ArrayLike, *, hop_n: int = 160, win_n: int | None =
     if freq_n < 2:
         raise ValueError(f"src: must have 2 rows at least, got shape {source.shape}")
     fft_n = 2 * freq_n - 2
-    sample_n = sample_len(frame_n, freq_n, hop_n, center) if frame_n else 0
+    sample_n = _sample_len("src", frame_n, freq_n, hop_n, center) if frame_n else 0
     if max_sample_n is not None:
         sample_n = integer("max_sample_n", max_sample_n)
     settings = (window_length(win_n, fft_n), mode("win_type", win_type, Window), sample_n, center,
                 mode("norm_type", norm_type, Norm))
-    dst = result(out, (*lead, sample_n), np.float32, source)
+    dst = result(out, (*lead, sample_n), np.float32, src)
     # The library leaves what lies behind the last frame as it is, and wants room for one sample at least, where a
     # single centred frame tells of none.
     dst[..., fft_n + (frame_n - 1) * hop_n if frame_n else 0 :] = 0

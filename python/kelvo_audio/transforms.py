@@ -16,7 +16,7 @@ def log1p(src: ArrayLike, *, out: Floats | None = None) -> Floats:
     returns  the same shape
     """
     source = floats("src", src, 0, empty=True)
-    dst = result(out, source.shape, np.float32, source, in_place=True)
+    dst = result(out, source.shape, np.float32, src, in_place=True)
     elementwise(library.kelvoAudioLog1p, source.size, [(dst, 4), (source, 4)])
     return dst
 
@@ -34,7 +34,7 @@ def standardize(src: ArrayLike, *, axes: int = 1, threads: int = 1, out: Floats 
     zeros.
     """
     source = floats("src", src, integer("axes", axes, 1, 32), empty=True)
-    dst = result(out, source.shape, np.float32, source, in_place=True)
+    dst = result(out, source.shape, np.float32, src, in_place=True)
     item_n = item_count(source, axes)
     if source.size:
         call_each(library.kelvoAudioStandardize, item_n, integer("threads", threads), items(dst, axes),
@@ -50,7 +50,7 @@ def fft(src: ArrayLike, *, threads: int = 1, out: Complexes | None = None) -> Co
     """
     source = samples("src", src)
     fft_n = fft_length("src", source.shape[-1])
-    dst = result(out, source.shape, np.complex64, source)
+    dst = result(out, source.shape, np.complex64, src)
     call_each(library.kelvoAudioFFT, item_count(source, 1), integer("threads", threads), items(dst, 1),
               items(source, 1), fft_n)
     return dst
@@ -64,7 +64,7 @@ def ifft(src: ArrayLike, *, threads: int = 1, out: Complexes | None = None) -> C
     """
     source = complexes("src", src)
     fft_n = fft_length("src", source.shape[-1])
-    dst = result(out, source.shape, np.complex64, source)
+    dst = result(out, source.shape, np.complex64, src)
     call_each(library.kelvoAudioIFFT, item_count(source, 1), integer("threads", threads), items(dst, 1),
               items(source, 1), fft_n)
     return dst

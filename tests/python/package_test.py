@@ -188,6 +188,17 @@ class Values(unittest.TestCase):
             out_of_place, in_place = ka.power_to_db(power, ref=ref), power.copy()
             np.testing.assert_array_equal(ka.power_to_db(in_place, ref=ref, out=in_place), out_of_place)
 
+    def test_what_out_may_be(self):
+        rows = np.stack([SIGNAL[:100]] * 4)
+        expected, between = ka.log1p(rows[::3].copy()), rows[1:3]  # between the rows of src, and over none of them
+        self.assertIs(ka.log1p(rows[::3], out=between), between)
+        np.testing.assert_array_equal(between, expected)
+        masked = np.ma.masked_array(np.ones((2, 3), np.float32), mask=True)
+        np.testing.assert_array_equal(ka.power_to_db(np.ones((2, 3)), ref=1, out=masked), np.zeros((2, 3)))
+        matrix = np.matrix(np.zeros((5, 4000), np.float32))
+        np.testing.assert_array_equal(ka.spectrogram(SIGNAL, fft_n=8, hop_n=4, power=1, max_frame_n=4000, out=matrix),
+                                      ka.spectrogram(SIGNAL, fft_n=8, hop_n=4, power=1, max_frame_n=4000))
+
     def test_arrays_beyond_one_call(self):
         bins, values = SPECTRUM[:40], SIGNAL[:40]
         whole = ka.log1p(values), ka.complex_norm(bins, power=0.3)
@@ -318,6 +329,23 @@ class Errors(unittest.TestCase):
             ("out", ValueError, lambda: ka.log1p(SIGNAL, out=np.empty((16000, 2), np.float32)[:, 0])),
             ("out", ValueError, lambda: ka.log1p(SIGNAL[:-1], out=SIGNAL[1:])),
             ("out", ValueError, lambda: ka.ifft(SPECTRUM, out=SPECTRUM)),
+            # Arrays that are read besides src, and those of which a copy is read.
+            ("out", ValueError, lambda: ka.lfilter(SIGNAL[:3], [1], np.ones(2), out=SIGNAL[:2])),
+            ("out", ValueError, lambda: ka.lfilter([1], SIGNAL[1:4], np.ones(2), out=SIGNAL[:2])),
+            ("out", ValueError, lambda: ka.lfilter([1, 1], [1], np.ones(2), SIGNAL[:1], out=SIGNAL[:2])),
+            ("out", ValueError, lambda: ka.filtfilt(SIGNAL[:1], [1], np.ones(2), pad_len=0, out=SIGNAL[:2])),
+            ("out", ValueError, lambda: ka.sosfilt(SIGNAL[:6].reshape(1, 6), np.ones(2), out=SIGNAL[:2])),
+            ("out", ValueError, lambda: ka.sosfiltfilt(SIGNAL[:6].reshape(1, 6), np.ones(10), out=SIGNAL[:10])),
+            ("out", ValueError, lambda: ka.convert_to_mel(np.ones((9, 4)), SIGNAL[:18].reshape(2, 9),
+                                                          out=SIGNAL[:8].reshape(2, 4))),
+            ("out", ValueError, lambda: ka.log1p(SIGNAL[:20:2], out=SIGNAL[:10])),
+            ("out", ValueError, lambda: ka.fft(SIGNAL[:16].view("f8"), out=SIGNAL[:16].view("c8"))),
+            ("out", ValueError, lambda: ka.mag_phase(SPECTRUM[:9].reshape(3, 3), phase_form=ka.Phase.ANGLE,
+                                                     out=(SIGNAL[:9].reshape(3, 3), SIGNAL[8:17].reshape(3, 3)))),
+            ("src", ValueError, lambda: ka.inverse_spectrogram(bins[:, :17], hop_n=2**27)),
+            ("thr_db", ValueError, lambda: ka.non_silent_pos(SIGNAL, thr_db=np.ma.masked_array([], [], np.float32))),
+            ("pad_value", TypeError, lambda: ka.fix_frame_len(bins, 200, "0")),
+            ("pad_value", TypeError, lambda: ka.fix_frame_len(bins, 200, np.zeros(3))),
             ("threads", ValueError, lambda: ka.fft(SIGNAL, threads=0)),
             ("max_frame_n", ValueError, lambda: ka.spectrogram(SIGNAL, max_frame_n=0)),
             ("power", ValueError, lambda: ka.mel_spectrogram(SIGNAL, power=-1)),

@@ -78,6 +78,32 @@ class Recipes(unittest.TestCase):
         print("spectral convergence", *errors)
         self.assertLess(errors[1], errors[0] / 5)
 
+    def test_griffin_lim_of_any_length(self):
+        target = names["magnitudes"]
+        for magnitude, hop_n, sample_n in ((target, 100, 50), (target, 100, None), (np.ones((2, 2)), 1, None)):
+            signal = recipes.griffin_lim(magnitude, hop_n=hop_n, max_sample_n=sample_n, iteration_n=2)
+            whole_n = (magnitude.shape[1] - 1) * hop_n
+            self.assertEqual(signal.shape, (sample_n or whole_n,))
+
+    def test_errors_name_the_argument(self):
+        x, bins = names["x"], np.ones((1, 4), np.complex64)
+        for name, kind, call in (
+            ("x", TypeError, lambda: recipes.torchaudio_mel([1, 2])),
+            ("x", ValueError, lambda: recipes.trim([])),
+            ("bins", ValueError, lambda: recipes.scipy_istft(bins, 4)),
+            ("magnitude", ValueError, lambda: recipes.griffin_lim(bins.real, hop_n=4)),
+            ("hop_n", ValueError, lambda: recipes.griffin_lim(np.ones((5, 4)), hop_n=0)),
+            ("momentum", ValueError, lambda: recipes.griffin_lim(np.ones((5, 4)), hop_n=1, momentum=-1)),
+            ("hop_n", ValueError, lambda: recipes.librosa_mel(x, hop_n=0)),
+            ("fft_n", TypeError, lambda: recipes.torchaudio_mel(x, fft_n="400")),
+            ("top_db", ValueError, lambda: recipes.trim(x, top_db=-1)),
+            ("recipe", ValueError, lambda: recipes.log_mel(x, recipe=[])),
+        ):
+            with self.subTest(name), self.assertRaisesRegex(kind, rf"\A{name}: "):
+                call()
+        with self.assertWarns(ka.KelvoAudioWarning):
+            self.assertEqual(recipes.whisper_log_mel(x[:100]).shape, (80, 0))
+
     def test_wrong_settings_cost_what_the_page_says(self):
         right = names["whisper_log_mel"](names["x"])
         self.assertGreater(len(COSTS), 5)
