@@ -8,7 +8,7 @@ source cmake/install_missing.sh
 install_missing g++ clang clang-tidy cppcheck cmake make binutils libgtest-dev pkg-config libsndfile1-dev libcairo2-dev \
   doxygen emscripten chromium abigail-tools dpkg-dev \
   python3 python3-mpmath python3-numpy python3-scipy python3-pip python3-venv python3-matplotlib python3-soundfile \
-  python3-tqdm python3-distributed python3-zarr python3-torch
+  python3-tqdm python3-distributed python3-zarr python3-torch python3-hypothesis
 install_missing_node
 # For the examples in other languages; compilers that are there from elsewhere will do.
 install_missing libjna-java mono-mcs mono-runtime
