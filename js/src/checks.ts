@@ -37,15 +37,21 @@ export function known<Options extends object>(options: Options, names: readonly 
   return options;
 }
 
+const NO_NUMBERS = [DataView, BigInt64Array, BigUint64Array];
+
 export function floats(name: string, values: Floats): Float32Array {
   let array: Float32Array;
   if (values instanceof Float32Array) {
     array = values;
-  } else if (ArrayBuffer.isView(values) && !(values instanceof DataView) && typeof (values as Float64Array)[0] !== "bigint") {
+  } else if (ArrayBuffer.isView(values) && !NO_NUMBERS.some((type) => values instanceof type)) {
     array = new Float32Array(values as Float64Array);
   } else if (Array.isArray(values)) {
-    if (!values.every((value) => typeof value === "number")) throw new TypeError(`${name}: expected numbers only`);
-    array = new Float32Array(values);
+    array = new Float32Array(values.length);
+    for (let i = 0; i < array.length; ++i) { // holes, too
+      const value: unknown = values[i];
+      if (typeof value !== "number") throw new TypeError(`${name}: expected numbers only`);
+      array[i] = value;
+    }
   } else {
     throw new TypeError(`${name}: expected a Float32Array or an array of numbers, got ${show(values)}`);
   }
@@ -69,16 +75,17 @@ export function isMatrix(value: unknown): value is Matrix {
 /** A matrix, real or complex as asked for, or either where `complex` is not given. */
 export function matrix(name: string, value: Matrix, complex?: boolean): Matrix {
   if (!isMatrix(value)) throw new TypeError(`${name}: expected a matrix {data, shape, complex}, got ${show(value)}`);
-  if (complex !== undefined && Boolean(value.complex) !== complex) {
+  const { data: values, shape, complex: isComplex } = value; // each once: a getter may give another one next
+  if (complex !== undefined && Boolean(isComplex) !== complex) {
     throw new TypeError(`${name}: expected ${complex ? "complex" : "real"} values`);
   }
-  if (!Array.isArray(value.shape) || value.shape.length !== 2) throw new TypeError(`${name}: expected a shape of two numbers`);
-  const [rows, columns] = value.shape;
-  const data = floats(name, value.data);
-  if (!Number.isInteger(rows) || rows < 1 || rows * columns * (value.complex ? 2 : 1) !== data.length) {
-    throw new RangeError(`${name}: shape ${rows} x ${columns} does not hold ${data.length} values`);
+  if (!Array.isArray(shape) || shape.length !== 2) throw new TypeError(`${name}: expected a shape of two numbers`);
+  const [rows, columns] = shape;
+  const data = floats(name, values);
+  if (!Number.isInteger(rows) || !Number.isInteger(columns) || rows < 1 || rows * columns * (isComplex ? 2 : 1) !== data.length) {
+    throw new RangeError(`${name}: shape ${show(rows)} x ${show(columns)} does not hold ${data.length} values`);
   }
-  return { data, shape: [rows, columns], complex: Boolean(value.complex) };
+  return { data, shape: [rows, columns], complex: Boolean(isComplex) };
 }
 
 export function integer(name: string, value: number, least = 1, most = INT_MAX): number {
@@ -131,10 +138,15 @@ export function melBand(fMin: number, fMax: number | undefined, sampleRate: numb
   return [low, high];
 }
 
+/** An array that is written or read where it is. */
+export function float32Array(name: string, value: Float32Array): Float32Array {
+  if (!(value instanceof Float32Array)) throw new TypeError(`${name}: expected a Float32Array, got ${show(value)}`);
+  return value;
+}
+
 /** The array for a result of `count` floats, where the caller gives one. */
 export function output(out: Float32Array | undefined, count: number): Float32Array | undefined {
   if (out === undefined) return undefined;
-  if (!(out instanceof Float32Array)) throw new TypeError(`out: expected a Float32Array, got ${show(out)}`);
-  if (out.length !== count) throw new RangeError(`out: must have the ${count} values of the result, got ${out.length}`);
+  if (float32Array("out", out).length !== count) throw new RangeError(`out: must have the ${count} values of the result, got ${out.length}`);
   return out;
 }

@@ -77,13 +77,17 @@ export function frameCapacity(core: Core, sampleN: number, framing: CheckedFrami
 }
 
 export const shortTime = (core: Core) => {
+  const signalLen = (name: string, frameN: number, freqN: number, hopN: number, center: Center): number => {
+    if ((frameN - 1) * hopN + 2 * freqN - 2 > INT_MAX) {
+      throw new RangeError(`${name}: ${frameN} frames give more than ${INT_MAX} samples`);
+    }
+    return core.query("kelvoAudioGetSampleLen", frameN, freqN, hopN, mode("center", center, CENTERS));
+  };
+
   const sampleLen = (frameN: number, options: { freqN?: number; hopN?: number; center?: Center } = {}): number => {
     const { freqN = 201, hopN = 160, center = "reflect" } = known(options, ["freqN", "hopN", "center"]);
     integer("frameN", frameN), integer("freqN", freqN), integer("hopN", hopN, 0);
-    if ((frameN - 1) * hopN + 2 * freqN - 2 > INT_MAX) {
-      throw new RangeError(`frameN: ${frameN} frames give more than ${INT_MAX} samples`);
-    }
-    return core.query("kelvoAudioGetSampleLen", frameN, freqN, hopN, mode("center", center, CENTERS));
+    return signalLen("frameN", frameN, freqN, hopN, center);
   };
 
   return {
@@ -166,7 +170,7 @@ export const shortTime = (core: Core) => {
       const window = windowLength(winN, fftN);
       const type = mode("winType", winType, WINDOWS);
       const norm = mode("normType", normType, NORMS);
-      const told = sampleLen(frameN, { freqN, hopN, center });
+      const told = signalLen("src", frameN, freqN, integer("hopN", hopN, 0), center);
       const sampleN = maxSampleN === undefined ? told : integer("maxSampleN", maxSampleN);
       const target = output(out, sampleN);
       return core.run(() => {

@@ -3,7 +3,7 @@
 // A stream takes its memory when it is made, builds the library's tables then, and allocates nothing afterwards in the
 // methods whose name ends in To, and in FilterStream.push with an output: those are fit for an AudioWorklet.
 import { checkedState, checkedSections, DENOMINATOR_BYTES, SECTION_BYTES, SECTION_N, type Sections, STATE_BYTES } from "./filters.js";
-import { type Floats, floats, integer, known, type Matrix, mode, notNegative } from "./checks.js";
+import { float32Array, type Floats, floats, integer, known, type Matrix, mode, notNegative } from "./checks.js";
 import { type CheckedMel, checkedMel, MEL_FRAMES, type MelFrameOptions } from "./mel.js";
 import { CENTERS, type Norm, NORMS } from "./modes.js";
 import { checkedRates, type Rates } from "./rates.js";
@@ -69,14 +69,15 @@ abstract class FrameStream extends Stream {
   private pushedN = 0;
   private givenN = 0;
 
+  /** Each of the library's values takes storedN floats, of which the frames have the first, or both if complex. */
   protected constructor(core: Core, private readonly framing: CheckedFraming, rowN: number,
-                        private readonly complex: boolean) {
+                        private readonly storedN: number, private readonly complex: boolean) {
     const { fftN, hopN, center } = framing;
     integer("hopN", hopN);
     const padN = center === CENTERS.none ? 0 : Math.floor(fftN / 2);
     // A frame less a sample, what mirroring reaches back to, a piece, and what finish() appends.
     const capacity = 2 * fftN + 2 * padN + hopN + PIECE_N + 2;
-    super(core, capacity + (complex ? 2 : 1) * rowN * FrameStream.framesIn(capacity, fftN, hopN));
+    super(core, capacity + storedN * rowN * FrameStream.framesIn(capacity, fftN, hopN));
     this.rowN = rowN;
     this.padN = padN;
     this.capacity = capacity;
@@ -120,7 +121,8 @@ abstract class FrameStream extends Stream {
    * for complex bins, and returns their number.
    */
   pushTo(out: Float32Array, block: Float32Array): number {
-    const expected = this.frameN(block.length);
+    float32Array("out", out);
+    const expected = this.frameN(float32Array("block", block).length);
     if (out.length < expected * this.floatN) {
       throw new RangeError(`out: must have room for ${expected} frames of ${this.floatN} floats, got ${out.length}`);
     }
@@ -179,13 +181,13 @@ abstract class FrameStream extends Stream {
     const frameN = FrameStream.framesIn(this.sampleN - this.frameStart, fftN, hopN);
     if (frameN === 0) return 0;
     this.transform(this.base + this.frameStart, this.sampleN - this.frameStart, frameN);
-    const { heap, rowN, base } = this;
+    const { heap, rowN, base, storedN } = this;
     const values = base + this.capacity;
     const partN = this.complex ? 2 : 1;
     for (let t = 0; t < frameN; ++t) {
       const at = (outFrame + t) * rowN * partN;
       for (let row = 0; row < rowN; ++row) {
-        const from = values + (row * frameN + t) * partN;
+        const from = values + (row * frameN + t) * storedN;
         out[at + row * partN] = heap[from];
         if (partN === 2) out[at + row * partN + 1] = heap[from + 1];
       }
@@ -223,7 +225,7 @@ export class MelStream extends FrameStream {
 
   constructor(core: Core, options: MelFrameOptions) {
     const settings = checkedMel(known(options, MEL_FRAMES));
-    super(core, settings.framing, settings.bank.melN, false);
+    super(core, settings.framing, settings.bank.melN, 1, false);
     this.settings = settings;
     this.warmUp();
   }
@@ -254,7 +256,7 @@ export class SpectrogramStream extends FrameStream {
     const exponent = notNegative("power", power);
     const norm = mode("normType", normType, NORMS);
     const settings = checkedFraming(options);
-    super(core, settings, Math.floor(settings.fftN / 2) + 1, exponent === 0);
+    super(core, settings, Math.floor(settings.fftN / 2) + 1, 2, exponent === 0); // powers lie in the real parts
     this.power = exponent;
     this.norm = norm;
     this.settings = settings;
@@ -320,7 +322,7 @@ export class FilterStream extends Stream {
   /** The filtered block, in `out` or else in a new array; `out` may be the block itself. */
   push(block: Floats, out?: Float32Array): Float32Array {
     const samples = samplesOf(block);
-    const target = out ?? new Float32Array(samples.length);
+    const target = out === undefined ? new Float32Array(samples.length) : float32Array("out", out);
     if (target.length !== samples.length) {
       throw new RangeError(`out: must have the ${samples.length} samples of the block, got ${target.length}`);
     }
@@ -401,7 +403,8 @@ export class ResampleStream extends Stream {
 
   /** Like push, but writes the samples to the start of `out` and returns their number. */
   pushTo(out: Float32Array, block: Float32Array): number {
-    const expected = this.outputN(block.length);
+    float32Array("out", out);
+    const expected = this.outputN(float32Array("block", block).length);
     if (out.length < expected) throw new RangeError(`out: must have room for ${expected} samples, got ${out.length}`);
     let outN = 0;
     for (let from = 0; from < block.length; from += PIECE_N) {

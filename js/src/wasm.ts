@@ -55,8 +55,10 @@ export class Core {
   }
 
   allocate(bytes: number): Address {
-    // Whole cache lines, so that the vectors of the kernels lie well.
-    const address = this.exports.aligned_alloc(LINE_BYTES, Math.ceil(bytes / LINE_BYTES) * LINE_BYTES) >>> 0;
+    // Whole cache lines, so that the vectors of the kernels lie well. More than an address counts would come to the
+    // allocator as little.
+    const lined = Math.ceil(bytes / LINE_BYTES) * LINE_BYTES;
+    const address = lined < 2 ** 32 ? this.exports.aligned_alloc(LINE_BYTES, lined) >>> 0 : 0;
     if (address === 0) throw new KelvoAudioError(`out of memory: ${bytes} bytes`, STATUS_OUT_OF_MEMORY);
     return address;
   }
@@ -110,7 +112,7 @@ export class Core {
   take(address: Address, count: number, out?: Float32Array): Float32Array {
     const start = address / 4;
     if (out === undefined) return this.heap.slice(start, start + count);
-    out.set(this.heap.subarray(start, start + count));
+    if (count > 0) out.set(this.heap.subarray(start, start + count)); // a detached array, too, has no values
     return out;
   }
 

@@ -11,7 +11,7 @@ const rates = { dstSampleRate: 16000, srcSampleRate: 44100 };
 const sos = [[1, 0, 0, 1, 0, 0]];
 
 // What is no signal, with the name of the argument that it stands for.
-const noArrays = [undefined, null, 5, "abc", {}, new DataView(new ArrayBuffer(8)), [1, "2"], new BigInt64Array(3), [null]];
+const noArrays = [undefined, null, 5, "abc", {}, new DataView(new ArrayBuffer(8)), [1, "2"], new BigInt64Array(3), new BigUint64Array(0), [null], [1, , 3]];
 const takers = {
   src: [(v) => audio.log1p(v), (v) => audio.standardize(v), (v) => audio.fft(v), (v) => audio.ifft(v), (v) => audio.spectrogram(v),
         (v) => audio.nonSilentPos(v), (v) => audio.melSpectrogram(v), (v) => audio.powerToDb(v), (v) => audio.complexNorm(v),
@@ -84,15 +84,36 @@ test("a matrix of the wrong kind or shape", () => {
     [() => audio.powerToDb(complex), "TypeError"], [() => audio.convertToMel(complex, real), "TypeError"],
     [() => audio.powerToDb({ data: x, shape: [3, 5] }), "RangeError"], [() => audio.powerToDb({ data: x, shape: 2000 }), "TypeError"],
     [() => audio.inverseSpectrogram({ data: noise(8), shape: [1, 4], complex: true }), "RangeError"],
-    [() => audio.ifft(noise(7)), "RangeError"],
+    [() => audio.ifft(noise(7)), "RangeError"], [() => audio.inverseSpectrogram(complex, { hopN: 2 ** 31 - 1 }), "RangeError"],
+    [() => audio.powerToDb({ data: noise(1), shape: [3, 1 / 3] }), "RangeError"], [() => audio.powerToDb({ data: noise(4), shape: [2, 2n] }), "RangeError"],
+    [() => audio.log1p({ data: noise(4), shape: [2, "2"] }), "RangeError"], [() => audio.log1p({ data: noise(4), shape: [2, Symbol("s")] }), "RangeError"],
   ];
   for (const [call, name] of rows) assert.throws(call, { name, message: /^src: / }, `${call}`);
   assert.throws(() => audio.convertToMel(real, real), { name: "RangeError", message: /^fbMatrix: / });
   for (const bad of [[[1, 2, 3]], [1, 2, 3, 4, 5], [sos[0], [1]]]) assert.throws(() => audio.sosfilt(bad, x), { name: "RangeError", message: /^sos: / });
 });
 
+test("what is no array for the outputs of streams", () => {
+  const stream = audio.melStream(), filter = audio.filterStream({ sos }), converter = audio.resampleStream(rates);
+  for (const bad of [null, 5, {}, [1], new Float64Array(5000)]) {
+    const message = /^out: expected a Float32Array/;
+    for (const call of [() => stream.pushTo(bad, x), () => filter.push(x, bad), () => converter.pushTo(bad, x)]) {
+      assert.throws(call, { name: "TypeError", message });
+    }
+    for (const each of [stream, converter]) assert.throws(() => each.pushTo(x, bad), { name: "TypeError", message: /^block: / });
+  }
+});
+
+test("a detached output of no values", () => {
+  const out = new Float32Array(8);
+  structuredClone(out.buffer, { transfer: [out.buffer] });
+  assert.equal(audio.spectrogram([1], { out }).data, out);
+});
+
 test("lack of memory is an error of its own, and the next call works", () => {
-  for (const call of [() => audio.getWindow(2 ** 31 - 1), () => audio.getWindow(2 ** 29 - 1), () => audio.fixFrameLen(real, 2 ** 22),
+  // The third and fourth take a little more than an address counts.
+  for (const call of [() => audio.getWindow(2 ** 31 - 1), () => audio.getWindow(2 ** 29 - 1), () => audio.getWindow(2 ** 30 + 16),
+                      () => audio.fixFrameLen({ data: noise(1), shape: [1, 1] }, 2 ** 30 - 1), () => audio.fixFrameLen(real, 2 ** 22),
                       () => audio.resample(x, { dstSampleRate: 2 ** 31 - 1, srcSampleRate: 1, dstN: 5 })]) {
     assert.throws(call, (error) => error instanceof KelvoAudioError && error.status === -5, `${call}`);
   }

@@ -42,8 +42,10 @@ test("frames", () => {
       for (const sampleN of [9111, 8960, fftN, fftN - 1]) {
         const samples = signal.subarray(0, sampleN), sizes = { fftN, hopN, center, melN: 12 };
         const { melN, ...framing } = sizes;
+        const powers = { ...framing, power: 0.7 };
         const rows = [[() => audio.melStream(sizes), audio.melSpectrogram(samples, sizes)],
-                      [() => audio.spectrogramStream(framing), audio.spectrogram(samples, framing)]];
+                      [() => audio.spectrogramStream(framing), audio.spectrogram(samples, framing)],
+                      [() => audio.spectrogramStream(powers), audio.spectrogram(samples, powers)]];
         for (const [open, expected] of rows) {
           for (const longest of [37, 1000, 5000]) {
             const stream = open();
