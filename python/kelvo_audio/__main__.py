@@ -8,7 +8,7 @@ from pathlib import Path
 import numpy as np
 
 from . import __version__, non_silent_pos
-from ._library import library
+from ._library import KelvoAudioError, library
 from .corpus import command as corpus
 from .corpus.work import Settings
 from .recipes import RECIPES, find
@@ -154,8 +154,8 @@ def main(words: list[str] | None = None) -> int:
     arguments = parser().parse_args(words)
     try:
         return arguments.run(arguments)
-    except (ValueError, TypeError, OSError) as error:
-        print(f"kelvo_audio: {error}", file=sys.stderr)
+    except (ValueError, TypeError, OSError, MemoryError, KelvoAudioError) as error:
+        print(f"kelvo_audio: {error or 'out of memory'}", file=sys.stderr)
         return 1
     except KeyboardInterrupt:
         print("kelvo_audio: interrupted", file=sys.stderr)

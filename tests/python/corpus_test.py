@@ -271,6 +271,26 @@ class Corpus(unittest.TestCase):
         manifest.write_text(manifest.read_text().replace(digest, digest[::-1]))
         self.assertIn("1.wav: other features of the same samples\n", told_by_verify())
 
+    def test_damaged_manifests_and_links(self):
+        output, beside = self.top / "damaged", self.top / "beside"
+        output.mkdir()
+        beside.mkdir()
+        (beside / "kept").write_text("kept")
+        header = (self.output / "manifest.jsonl").read_text().partition("\n")[0]
+        for line in ("{", "[]", "5", "\xff", "[" * 100_000, '{"recording": "1.wav"}', '{"recording": []}',
+                     header.replace('"changed": {}', '"changed": 5')):
+            (output / "manifest.jsonl").write_text(f"{line}\n")
+            for words in (("-o", output, "--verify"), (beside, "-o", output)):
+                code, _, told = corpus(*words)
+                self.assertEqual((code, told.count("\n")), (1, 1))
+                self.assertIn("manifest.jsonl: line 1 is damaged", told)
+        (output / "manifest.jsonl").unlink()
+        (output / "manifest.jsonl.partial").symlink_to(beside / "kept")
+        (output / "folder.partial").symlink_to(beside)
+        self.assertEqual(corpus(beside, "-o", output)[0], 0)
+        self.assertEqual((beside / "kept").read_text(), "kept")
+        self.assertEqual([path.name for path in output.iterdir()], ["manifest.jsonl"])
+
     def test_worker_of_another_version(self):
         from kelvo_audio.corpus import work
 

@@ -115,7 +115,7 @@ def tell(computed: list[dict], failures: list[dict], kept: int, seconds: float) 
 def verify(output: Path, sample_n: int) -> int:
     """Computes a sample anew and compares it with what is stored and with the manifest. Exit code 1 at a difference."""
     manifest = Manifest(output.resolve())
-    if not manifest.rows:
+    if not manifest.rows or not manifest.header:
         sys.exit(f"{output}: no manifest, or an empty one")
     header = manifest.header
     settings = Settings(header["recipe"], header["changed"], header["channel"])

@@ -6,6 +6,7 @@ run leaves them sorted.
 
 import json
 import os
+import secrets
 from dataclasses import asdict
 from pathlib import Path
 from typing import Any
@@ -15,14 +16,31 @@ from .work import PARTIAL, Settings
 NAME = "manifest.jsonl"
 
 
+# What is read of a row, and of the line for the settings.
+ROW = {"recording": str, "state": list, "settings": str, "samples": str, "features": str}
+HEADER = {"folder": str, "key": str, "recipe": str, "changed": dict, "channel": str, "version": str}
+
+
+def _checked(line: bytes) -> dict[str, Any] | None:
+    try:
+        row = json.loads(line)
+    except (ValueError, RecursionError):
+        return None
+    types = ROW if isinstance(row, dict) and "recording" in row else HEADER
+    is_whole = isinstance(row, dict) and all(isinstance(row.get(name), kind) for name, kind in types.items())
+    return row if is_whole else None
+
+
 class Manifest:
     def __init__(self, output: Path):
         self.path = output / NAME
         self.header: dict[str, Any] = {}
         self.rows: dict[str, dict[str, Any]] = {}
         whole = self.path.read_bytes().rpartition(b"\n")[0] if self.path.exists() else b""
-        for line in whole.splitlines():
-            row = json.loads(line)
+        for number, line in enumerate(whole.splitlines(), 1):
+            row = _checked(line)
+            if row is None:
+                raise ValueError(f"{self.path}: line {number} is damaged; without the file all is computed anew")
             if "recording" in row:
                 self.rows[row["recording"]] = row
             else:
@@ -50,9 +68,10 @@ class Manifest:
         self._rewrite()
 
     def _rewrite(self) -> None:
-        partial = self.path.with_name(NAME + PARTIAL)
+        # A name that nothing has: a link of a known name would be followed.
+        partial = self.path.with_name(f"{NAME}.{secrets.token_hex(8)}{PARTIAL}")
         rows = [self.header, *(self.rows[recording] for recording in sorted(self.rows))]
-        with open(partial, "w", encoding="utf-8") as file:
+        with open(partial, "x", encoding="utf-8") as file:
             file.writelines(json.dumps(row) + "\n" for row in rows)
             file.flush()
             os.fsync(file.fileno())

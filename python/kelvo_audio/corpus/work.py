@@ -92,7 +92,7 @@ def _write_zarr(path: Path, features: Floats) -> None:
 
 
 def remove(path: Path) -> None:
-    if path.is_dir():
+    if path.is_dir() and not path.is_symlink():
         shutil.rmtree(path)
     else:
         path.unlink(missing_ok=True)
