@@ -186,7 +186,8 @@ USUAL = {
     "f_min": SETTINGS, "f_max": st.one_of(st.none(), st.floats(100, 9000)), "top_db": SETTINGS, "thr_db": SETTINGS,
     "pad_value": st.one_of(st.just(0), st.floats(width=32)), "mel_n": st.integers(1, 12),
     "freq_n": st.integers(1, 60), "recipe": st.sampled_from(list(recipes.RECIPES)), "normalized": st.booleans(),
-    "x": SIGNALS, "magnitude": MATRICES, "bins": BINS, "iteration_n": st.integers(0, 2), "momentum": SETTINGS, "sample_rate": st.sampled_from([8000, 16000, 44100]),
+    "x": SIGNALS, "magnitude": MATRICES, "bins": BINS, "iteration_n": st.integers(0, 2), "momentum": SETTINGS,
+    "sample_rate": st.sampled_from([8000, 16000, 44100]),
 }
 # Where src is none of signals along one axis.
 SOURCES = {"ifft": arrays(shapes(1, 3), COMPLEX_TYPES), "inverse_spectrogram": BINS, "mag_phase": BINS,
