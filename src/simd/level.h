@@ -18,8 +18,8 @@ Level BestLevel();
 // instruction in two halves pay for each broadcast, which is free with narrower vectors.
 Level LevelForSumsOfDoubles(Level level);
 
-// Bytes of a result from which on streaming stores pay, as the rows "written, then read once" of docs/performance.md
-// measured: results that stay in the caches until they are read gain nothing from them.
+// Bytes of a contiguous result from which on streaming stores pay: one that stays in the caches until it is read gains
+// nothing from them.
 std::size_t StreamingBytes();
 
 const char* LevelName(Level level);

@@ -27,7 +27,7 @@ std::size_t CountFrames(const ShortTimeSettings& settings) {
 ResultColumns::ResultColumns(const BinBlock& dst, std::size_t row_n, std::size_t column_n, std::size_t width,
                              const StftKernels& kernels, Base::CallScratch& scratch)
     : dst_(dst), row_n_(row_n), width_(width), kernels_(kernels) {
-  if (std::uint64_t{row_n} * column_n * width * sizeof(float) < Simd::StreamingBytes()) return;
+  if (std::uint64_t{row_n} * column_n * width * sizeof(float) < kStreamedRowBytes) return;
   // 128 KiB; twice that made no difference beyond the noise. Longer rows gain nothing, and of shorter ones the ends,
   // which share cache lines with the columns before and behind, are too large a part.
   constexpr std::size_t kFloats = std::size_t{1} << 15;

@@ -63,6 +63,10 @@ inline std::size_t ChooseBlock(std::size_t bin_n, std::size_t frame_n, std::size
 // would be too large.
 std::size_t CountFrames(const ShortTimeSettings& settings);
 
+// Bytes of a result in rows from which on streaming stores pay, whatever the CPU: rows of smaller ones are prefetched,
+// which costs as much or less, and they stay in the caches until they are read.
+inline constexpr std::size_t kStreamedRowBytes = std::size_t{32} << 20;
+
 // Where the columns of a result go, in ascending order. Those of a result that is larger than the caches are collected
 // in a block that fits L2, and leave it in whole cache lines, past the caches.
 class ResultColumns {

@@ -144,7 +144,7 @@ TEST(MelSpectrogram, EqualsTheBankTimesTheSpectrogramToTheBit) {
 TEST(MelSpectrogram, ColumnsAreThoseOfShorterOnesInStreamedResults) {
   const MelSettings settings{{0, 64, 2, 64, 1, INT_MAX, 0, 0}, 2.0f, 0.0f, 8000.0f, 32, 16000, 1, 0};
   constexpr std::size_t kShort = 5000;
-  const std::size_t frame_n = Simd::StreamingBytes() / (32 * sizeof(float)) + kShort;
+  const std::size_t frame_n = Stft::kStreamedRowBytes / (32 * sizeof(float)) + kShort;
   const std::vector<float> signal = Noise(2 * (frame_n - 1) + 64);
   const std::vector<float> all = MelSpectrogram(signal, settings, Simd::BestLevel());
   for (std::size_t t = 0; t + kShort <= frame_n; t += kShort) {

@@ -211,7 +211,7 @@ TEST(ResultColumns, ReachTheirPlacesInStreamedResults) {
     const StftKernels& kernels = Simd::KernelsFor<StftKernels>(level);
     for (const std::size_t width : {1u, 2u}) {
       constexpr std::size_t kRows = 1100;
-      const std::size_t column_n = Simd::StreamingBytes() / (kRows * sizeof(float) * width) + 3;
+      const std::size_t column_n = kStreamedRowBytes / (kRows * sizeof(float) * width) + 3;
       const std::size_t stride = column_n * width + 7;
       const auto value = [&](std::size_t row, std::size_t i) { return static_cast<float>((row * 31 + i) % 65536); };
       std::vector<float> dst(kRows * stride + 1, kUntouched);
@@ -239,7 +239,7 @@ TEST(ResultColumns, ReachTheirPlacesInStreamedResults) {
 TEST(Spectrogram, ColumnsAreThoseOfShorterOnesInStreamedResults) {
   ShortTimeSettings settings{0, 400, 7, 400, 1, 0, 0, 0};
   constexpr std::size_t kShort = 500;
-  const std::size_t frame_n = Simd::StreamingBytes() / (2 * 201 * sizeof(float)) + kShort;
+  const std::size_t frame_n = kStreamedRowBytes / (2 * 201 * sizeof(float)) + kShort;
   const std::vector<float> signal = Noise(7 * (frame_n - 1) + 400);
   settings.max_frame_n = static_cast<int>(frame_n);
   const std::vector<float> all = Spectrogram(signal, settings, 0.0f);
