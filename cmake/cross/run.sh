@@ -4,6 +4,7 @@
 # needs. Each row keeps its folder and its log in build/cross.
 # Usage: cmake/cross/run.sh [--hashes] [PLATFORM ...]     with --hashes no other tests; by default all platforms:
 #   x86_64   this machine: g++ and clang at -O0 to -O3, clang with libc++, and a C library kept from the CPU's variants
+#   builds   this machine: a newer clang, the builder's own CPU, -Og, link-time optimisation, assertions of the C++ library
 #   i686 aarch64 armhf riscv64 ppc64le s390x     Linux, in emulation but for i686
 #   windows  64-bit Windows, under Wine
 set -euo pipefail
@@ -66,6 +67,16 @@ run_x86_64() {
     test_row x86_64-glibc-baseline build/cross/x86_64-g++-O3
 }
 
+run_builds() {
+  install_missing g++ clang-22 libgtest-dev
+  local tests=("${hashes[@]}")
+  row x86_64-clang-22 -D CMAKE_CXX_COMPILER=clang++-22
+  row x86_64-native -D CMAKE_CXX_FLAGS='-O3 -march=native'
+  row x86_64-Og -D CMAKE_CXX_FLAGS_RELEASE=-Og
+  row x86_64-lto -D CMAKE_INTERPROCEDURAL_OPTIMIZATION=ON
+  row x86_64-assertions -D CMAKE_CXX_FLAGS=-D_GLIBCXX_ASSERTIONS
+}
+
 run_linux() {
   local package=$1
   [ "$1" != armhf ] || package=arm
@@ -90,11 +101,11 @@ run_windows() {
 tests=("${most[@]}")
 [ "${1-}" != --hashes ] || { tests=("${hashes[@]}") && shift; }
 platforms=("$@")
-[ $# -gt 0 ] || platforms=(x86_64 i686 aarch64 armhf riscv64 ppc64le s390x windows)
+[ $# -gt 0 ] || platforms=(x86_64 builds i686 aarch64 armhf riscv64 ppc64le s390x windows)
 install_missing cmake make googletest python3
 for platform in "${platforms[@]}"; do
   case $platform in
-    x86_64 | windows) "run_$platform" ;;
+    x86_64 | builds | windows) "run_$platform" ;;
     i686 | aarch64 | armhf | riscv64 | ppc64le | s390x) run_linux "$platform" ;;
     *) sed -n '/^# Usage/,/^set/p' "$0" | sed -n 's/^# //p' >&2 && exit 2 ;;
   esac
