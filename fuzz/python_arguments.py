@@ -32,14 +32,15 @@ import numpy as np
 import kelvo_audio as ka
 from kelvo_audio import recipes
 
+FAILURES = Path(__file__).resolve().parents[1] / "build/fuzz/python_arguments.txt"
+os.environ["HYPOTHESIS_STORAGE_DIRECTORY"] = str(FAILURES.with_name("hypothesis"))  # not in the working directory
+
 try:
     import hypothesis
     from hypothesis import strategies as st
 except ImportError:
     print("python3-hypothesis is missing")
     sys.exit(77)
-
-FAILURES = Path(__file__).resolve().parents[1] / "build/fuzz/python_arguments.txt"
 ROUND, ROUND_SECONDS = 10_000, 300
 FUNCTIONS = {name: getattr(ka, name) for name in ka.__all__ if inspect.isfunction(getattr(ka, name))}
 RECIPES = {name: each for name, each in vars(recipes).items()
