@@ -184,7 +184,6 @@ std::vector<unsigned> OutputPositions(std::size_t length, const std::vector<Pass
 
 // TransformView::spare_n.
 std::size_t SpareCount(const std::vector<Pass>& passes, const std::vector<TransposeStep>& steps, std::size_t length) {
-  if (passes.size() == 1) return length;  // outputs of a direct sum
   std::size_t spare_n = 0;
   for (const std::size_t lane_n : {4u, 8u, 16u}) {
     const std::size_t pass_n = steps[LaneCountIndex(lane_n)].pass_n;

@@ -146,8 +146,8 @@ KELVO_INLINE void RunFirstPass(const Source& source, SplitElements to, SplitElem
   }
 }
 
-// Outputs order[b] and radix - order[b] of the direct sum that a plan of one pass is, for the b of kVectorN vectors
-// from `b` on. The pairs are those of RunDirectPass.
+// Outputs order[b] and radix - order[b] of a direct sum over elements that lie pass.span apart, for the b of kVectorN
+// vectors from `b` on. The pairs are those of RunDirectPass.
 template <bool kIsReal, std::size_t kVectorN>
 KELVO_INLINE void SumOutputs(const Pass& pass, const Complex<Floats>& first, const SplitElements& pairs,
                              const SplitElements& to, std::size_t b) {
@@ -176,44 +176,78 @@ KELVO_INLINE void SumOutputs(const Pass& pass, const Complex<Floats>& first, con
     mirrored.Store(v * Floats::kSize, sums[v].MirroredOutput());
   }
   for (std::size_t i = 0; i < kCount && b + i < half; ++i) {
-    to.Store(pass.order[b + i], outputs.Load<One>(i));
-    to.Store(pass.radix - pass.order[b + i], mirrored.Load<One>(i));
+    const std::size_t s = pass.order[b + i];
+    to.Store(s * pass.span, outputs.Load<One>(i));
+    to.Store((pass.radix - s) * pass.span, mirrored.Load<One>(i));
   }
 }
 
-// The direct sum that a plan of one pass is, with outputs in the lanes; the same bits as RunDirectPass. The scratch
-// memory holds 2 * radix floats.
+// The direct sum over elements that lie pass.span apart, in place, before twiddles. The scratch memory holds 2 * radix
+// floats.
 template <bool kIsReal>
-static void SumDirectly(SplitElements from, SplitElements to, const Pass& pass, float* scratch) {
+KELVO_INLINE void SumColumn(SplitElements elements, const Pass& pass, float* scratch) {
   using One = Lanes<float, 1>;
-  const std::size_t radix = pass.radix;
-  const std::size_t half = radix / 2;
+  const std::size_t half = pass.radix / 2;
   const SplitElements pairs{scratch, scratch + 2 * half};
-  const Complex<One> first = LoadPart<kIsReal, One>(from, 0);
+  const Complex<One> first = LoadPart<kIsReal, One>(elements, 0);
   Complex<One> total = first;
   for (std::size_t a = 0; a < half; ++a) {
     const std::size_t s = pass.order[a];
-    const Complex<One> x = LoadPart<kIsReal, One>(from, s);
-    const Complex<One> y = LoadPart<kIsReal, One>(from, radix - s);
+    const Complex<One> x = LoadPart<kIsReal, One>(elements, s * pass.span);
+    const Complex<One> y = LoadPart<kIsReal, One>(elements, (pass.radix - s) * pass.span);
     pairs.Store(a, x + y);
     pairs.Store(half + a, TimesMinusI(x - y));
     total = total + (x + y);
   }
-  to.Store(0, total);
+  elements.Store(0, total);
 
   const Complex<Floats> spread{Floats::Broadcast(first.re.v), Floats::Broadcast(first.im.v)};
   constexpr std::size_t kVectorN = kIsReal ? 4 : 2;
   std::size_t b = 0;
   for (; b + (kVectorN - 1) * Floats::kSize < half; b += kVectorN * Floats::kSize) {
-    SumOutputs<kIsReal, kVectorN>(pass, spread, pairs, to, b);
+    SumOutputs<kIsReal, kVectorN>(pass, spread, pairs, elements, b);
   }
   if constexpr (kIsReal) {
     if (b + Floats::kSize < half) {
-      SumOutputs<kIsReal, 2>(pass, spread, pairs, to, b);
+      SumOutputs<kIsReal, 2>(pass, spread, pairs, elements, b);
       b += 2 * Floats::kSize;
     }
   }
-  if (b < half) SumOutputs<kIsReal, 1>(pass, spread, pairs, to, b);
+  if (b < half) SumOutputs<kIsReal, 1>(pass, spread, pairs, elements, b);
+}
+
+// Whether a direct pass takes less time with outputs in the lanes than with elements, as measured. Fewer than four
+// elements would go one by one; up to seven use four lanes of a wider vector, where only a large radix gains.
+KELVO_INLINE bool RunsByOutputs(const Pass& pass) {
+  return pass.order != nullptr && pass.span < (Floats::kSize > 4 && pass.radix > 50 ? 8 : 4);
+}
+
+// RunDirectPass with outputs in the lanes: one sum a column, then the twiddles. The same bits, in place at any span.
+template <bool kIsReal>
+static void RunDirectPassByOutputs(SplitElements elements, const Pass& pass, std::size_t length, float* scratch) {
+  for (std::size_t block = 0; block < length; block += pass.radix * pass.span) {
+    for (std::size_t j = 0; j < pass.span; ++j) SumColumn<kIsReal>(elements.From(block + j), pass, scratch);
+    if (pass.span == 1) continue;
+    // In the order of the outputs.
+    const SplitElements outputs = elements.From(block + pass.span);
+    const ConstElements twiddles{pass.twiddle_re, pass.twiddle_im};
+    const std::size_t count = (pass.radix - 1) * pass.span;
+    std::size_t k = 0;
+    const auto multiply_by = [&]<class Lane>() __attribute__((always_inline)) {
+      for (; k + Lane::kSize <= count; k += Lane::kSize) {
+        outputs.Store(k, outputs.Load<Lane>(k) * twiddles.Load<Lane>(k));
+      }
+    };
+    multiply_by.template operator()<Floats>();
+    multiply_by.template operator()<Lanes<float, 1>>();
+  }
+}
+KELVO_INLINE void RunPassByOutputs(SplitElements elements, const Pass& pass, std::size_t length, float* scratch) {
+  if (pass.is_real) {
+    RunDirectPassByOutputs<true>(elements, pass, length, scratch);
+  } else {
+    RunDirectPassByOutputs<false>(elements, pass, length, scratch);
+  }
 }
 
 template <class Source, class Sink>
@@ -291,15 +325,10 @@ static void TransformSingle(const TransformView& plan, const Source& source, con
 
   if (plan.pass_n == 1 && plan.passes[0].order != nullptr) {
     CopyElements(source, elements, length);
-    const Pass& pass = plan.passes[0];
-    if (pass.is_real) {
-      SumDirectly<true>(elements, spare, pass, pass_scratch);
-    } else {
-      SumDirectly<false>(elements, spare, pass, pass_scratch);
-    }
+    RunPassByOutputs(elements, plan.passes[0], length, pass_scratch);
     ForEachVector(
         length, [&]<class Lane>(std::size_t k)
-                    __attribute__((always_inline)) { sink.Store(k, spare.template Load<Lane>(k)); });
+                    __attribute__((always_inline)) { sink.Store(k, elements.template Load<Lane>(k)); });
     return;
   }
 
@@ -318,6 +347,11 @@ static void TransformSingle(const TransformView& plan, const Source& source, con
       if (i == step.pass_n) break;
     }
     const Pass& pass = plan.passes[i];
+    if (RunsByOutputs(pass)) {
+      if (i == 0) CopyElements(source, elements, length);
+      RunPassByOutputs(elements, pass, length, pass_scratch);
+      continue;
+    }
     AtWidth(
         pass.span, [&]<class Lane>() __attribute__((always_inline)) {
           if (i == 0) {

@@ -26,6 +26,8 @@ std::vector<std::size_t> Lengths() {
   std::vector<std::size_t> lengths{400, 480, 1000, 1200, 1009, 2018, 1021 * 4, 7 * 7 * 11 * 4, 3 * 512, 44100, 4099};
   // Direct sums after and before other passes, convolutions whose inner transforms have factors of three and five.
   lengths.insert(lengths.end(), {17 * 48, 61 * 61, 3 * 127, 277, 311, 331, 401, 503, 769, 127 * 129, 3 * 4093});
+  // Direct sums with outputs in the lanes, of spans that differ by level and of several blocks.
+  lengths.insert(lengths.end(), {5 * 59, 5 * 101, 7 * 67, 8 * 89 * 3});
   for (std::size_t n = 1; n <= 256; ++n) lengths.push_back(n);
   for (std::size_t n = 512; n <= 65536; n *= 2) lengths.push_back(n);
   return lengths;
