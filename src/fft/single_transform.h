@@ -222,6 +222,16 @@ KELVO_INLINE bool RunsByOutputs(const Pass& pass) {
   return pass.order != nullptr && pass.span < (Floats::kSize > 4 && pass.radix > 50 ? 8 : 4);
 }
 
+// Multiplies elements k .. count - 1 by twiddles, as far as whole vectors go; returns the first that is left.
+template <class Lane>
+KELVO_INLINE std::size_t MultiplyFrom(std::size_t k, const SplitElements& elements, const ConstElements& twiddles,
+                                      std::size_t count) {
+  for (; k + Lane::kSize <= count; k += Lane::kSize) {
+    elements.Store(k, elements.Load<Lane>(k) * twiddles.Load<Lane>(k));
+  }
+  return k;
+}
+
 // RunDirectPass with outputs in the lanes: one sum a column, then the twiddles. The same bits, in place at any span.
 template <bool kIsReal>
 static void RunDirectPassByOutputs(SplitElements elements, const Pass& pass, std::size_t length, float* scratch) {
@@ -232,14 +242,8 @@ static void RunDirectPassByOutputs(SplitElements elements, const Pass& pass, std
     const SplitElements outputs = elements.From(block + pass.span);
     const ConstElements twiddles{pass.twiddle_re, pass.twiddle_im};
     const std::size_t count = (pass.radix - 1) * pass.span;
-    std::size_t k = 0;
-    const auto multiply_by = [&]<class Lane>() __attribute__((always_inline)) {
-      for (; k + Lane::kSize <= count; k += Lane::kSize) {
-        outputs.Store(k, outputs.Load<Lane>(k) * twiddles.Load<Lane>(k));
-      }
-    };
-    multiply_by.template operator()<Floats>();
-    multiply_by.template operator()<Lanes<float, 1>>();
+    const std::size_t k = MultiplyFrom<Floats>(0, outputs, twiddles, count);
+    MultiplyFrom<Lanes<float, 1>>(k, outputs, twiddles, count);
   }
 }
 KELVO_INLINE void RunPassByOutputs(SplitElements elements, const Pass& pass, std::size_t length, float* scratch) {
