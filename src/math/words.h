@@ -67,11 +67,15 @@ KELVO_INLINE Lanes<double, N> ExponentOf(Words<N> words) {
   return FromWords(Or(ShiftDown(words, 52), 0x4330000000000000)) - Lanes<double, N>::Broadcast(0x1p+52 + 1023.0);
 }
 #if defined(__AVX512F__)
+// Without optimisation these intrinsics are macros, whose masks GCC sees as conversions of ours.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wsign-conversion"
 KELVO_INLINE Lanes<double, 8> ExponentOf(Words<8> words) { return {_mm512_maskz_getexp_pd(0xFF, FromWords(words).v)}; }
 // A positive normal double times a power of two, from 1 to 2.
 KELVO_INLINE Lanes<double, 8> FractionOf(Lanes<double, 8> a) {
   return {_mm512_maskz_getmant_pd(0xFF, a.v, _MM_MANT_NORM_1_2, _MM_MANT_SIGN_src)};
 }
+#pragma GCC diagnostic pop
 #endif
 
 // value less the nearest integer, which stands in the last bits of shifted = value + 1.5 * 2^52.
