@@ -1,4 +1,4 @@
-// The smallest transforms, written out, for kernel files: of 2, 3, 4, 5, 8 and 16 points, in place, forward.
+// The smallest transforms, written out, for kernel files: of 2, 3, 4, 5, 7, 8, 10 and 16 points, in place, forward.
 #pragma once
 
 #include <cstddef>
@@ -56,6 +56,62 @@ KELVO_INLINE void Butterfly(Complex<Lane> (&x)[5]) {
   x[2] = middle2 + turned2;
   x[3] = middle2 - turned2;
   x[4] = middle1 - turned1;
+}
+
+// A pair of outputs of a direct sum: with those elements that come in pairs, x and y, and their factors c + i s,
+// outputs are the sum of c (x + y) plus or minus i times that of s (x - y).
+template <bool kIsReal, class Lane>
+struct DirectSum {
+  Complex<Lane> even, odd;
+
+  DirectSum() = default;
+  explicit KELVO_INLINE DirectSum(const Complex<Lane>& first)
+      : even(first), odd{Lane::Broadcast(0.0f), Lane::Broadcast(0.0f)} {}
+  // -i (x - y)
+  KELVO_INLINE void Add(const Complex<Lane>& sum, const Complex<Lane>& turned_difference, Lane cosine, Lane sine) {
+    even.re = even.re + sum.re * cosine;
+    odd.im = odd.im - turned_difference.im * sine;
+    if constexpr (!kIsReal) {
+      even.im = even.im + sum.im * cosine;
+      odd.re = odd.re - turned_difference.re * sine;
+    }
+  }
+  KELVO_INLINE Complex<Lane> Output() const {
+    if constexpr (kIsReal) return {even.re, odd.im};
+    return even + odd;
+  }
+  KELVO_INLINE Complex<Lane> MirroredOutput() const {
+    if constexpr (kIsReal) return {even.re, -odd.im};
+    return even - odd;
+  }
+};
+
+// The direct sum over seven elements. exp(-2 pi i k / 7) has its parts at k = 1 .. 6.
+template <class Lane>
+KELVO_INLINE void Butterfly(Complex<Lane> (&x)[7]) {
+  constexpr float kCosine[] = {
+      1.0f, 0x1.3f3a0ep-1f, -0x1.c7b90ep-3f, -0x1.cd4bcap-1f, -0x1.cd4bcap-1f, -0x1.c7b90ep-3f, 0x1.3f3a0ep-1f};
+  constexpr float kSine[] = {0.0f,           -0x1.904c38p-1f, -0x1.f329cp-1f, -0x1.bc4c04p-2f,
+                             0x1.bc4c04p-2f, 0x1.f329cp-1f,   0x1.904c38p-1f};
+  DirectSum<false, Lane> sums[4];
+#pragma GCC unroll 3
+  for (std::size_t b = 1; b <= 3; ++b) sums[b] = DirectSum<false, Lane>(x[0]);
+#pragma GCC unroll 3
+  for (std::size_t a = 1; a <= 3; ++a) {
+    const Complex<Lane> sum = x[a] + x[7 - a];
+    const Complex<Lane> turned_difference = TimesMinusI(x[a] - x[7 - a]);
+    x[0] = x[0] + sum;
+#pragma GCC unroll 3
+    for (std::size_t b = 1; b <= 3; ++b) {
+      const std::size_t k = a * b % 7;
+      sums[b].Add(sum, turned_difference, Lane::Broadcast(kCosine[k]), Lane::Broadcast(kSine[k]));
+    }
+  }
+#pragma GCC unroll 3
+  for (std::size_t b = 1; b <= 3; ++b) {
+    x[b] = sums[b].Output();
+    x[7 - b] = sums[b].MirroredOutput();
+  }
 }
 
 // By exp(-pi i / 4).

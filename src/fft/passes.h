@@ -92,34 +92,6 @@ struct Single {
   }
 };
 
-// A pair of outputs of a direct sum: with those elements that come in pairs, x and y, and their factors c + i s,
-// outputs are the sum of c (x + y) plus or minus i times that of s (x - y).
-template <bool kIsReal, class Lane>
-struct DirectSum {
-  Complex<Lane> even, odd;
-
-  DirectSum() = default;
-  explicit KELVO_INLINE DirectSum(const Complex<Lane>& first)
-      : even(first), odd{Lane::Broadcast(0.0f), Lane::Broadcast(0.0f)} {}
-  // -i (x - y)
-  KELVO_INLINE void Add(const Complex<Lane>& sum, const Complex<Lane>& turned_difference, Lane cosine, Lane sine) {
-    even.re = even.re + sum.re * cosine;
-    odd.im = odd.im - turned_difference.im * sine;
-    if constexpr (!kIsReal) {
-      even.im = even.im + sum.im * cosine;
-      odd.re = odd.re - turned_difference.re * sine;
-    }
-  }
-  KELVO_INLINE Complex<Lane> Output() const {
-    if constexpr (kIsReal) return {even.re, odd.im};
-    return even + odd;
-  }
-  KELVO_INLINE Complex<Lane> MirroredOutput() const {
-    if constexpr (kIsReal) return {even.re, -odd.im};
-    return even - odd;
-  }
-};
-
 // An element; its imaginary part, where that is known to be zero, is not read.
 template <bool kIsReal, class Lane, class Elements>
 KELVO_INLINE Complex<Lane> LoadPart(const Elements& elements, std::size_t k) {
@@ -221,6 +193,7 @@ KELVO_INLINE void RunAnyPass(Elements from, Elements to, const Pass& pass, std::
     case 3: return RunPass<3, Mode, Lane>(from, to, pass, length);
     case 4: return RunPass<4, Mode, Lane>(from, to, pass, length);
     case 5: return RunPass<5, Mode, Lane>(from, to, pass, length);
+    case 7: return RunPass<7, Mode, Lane>(from, to, pass, length);
     case 8: return RunPass<8, Mode, Lane>(from, to, pass, length);
     case 10: return RunPass<10, Mode, Lane>(from, to, pass, length);
     case 16: return RunPass<16, Mode, Lane>(from, to, pass, length);

@@ -69,7 +69,7 @@ bool IsTooLong(std::uint64_t length) {
   return length >= kTooLong || (length >= kTooLongPowerOfTwo && std::has_single_bit(length));
 }
 
-bool HasButterfly(std::uint64_t radix) { return radix <= 5 || radix == 8 || radix == 10 || radix == 16; }
+bool HasButterfly(std::uint64_t radix) { return radix <= 5 || radix == 7 || radix == 8 || radix == 10 || radix == 16; }
 
 // The radices of the passes: odd primes from the largest down, then powers of two; a single two joins a five. The last
 // passes of a single transform run on a batch of blocks; an eight in front makes enough blocks to fill half the lanes.
@@ -135,7 +135,9 @@ bool IsFasterByChirp(std::uint64_t length, const std::vector<std::size_t>& radic
   if (inner_n == 0) return false;
   std::uint64_t direct = 0;
   for (const std::size_t radix : radices) {
-    if (!HasButterfly(radix)) direct += input == Input::real && radix == radices.front() ? radix : 2 * radix;
+    // The butterfly of seven elements is a direct sum as well.
+    if (!HasButterfly(radix) || radix == 7)
+      direct += input == Input::real && radix == radices.front() ? radix : 2 * radix;
   }
   constexpr std::uint64_t kFurtherOctaves = 3;  // for scaling, factors and products
   const std::uint64_t chirp = PassCost(inner_n, use) + kFurtherOctaves * inner_n;
