@@ -39,11 +39,16 @@ export function known<Options extends object>(options: Options, names: readonly 
 
 const NO_NUMBERS = [DataView, BigInt64Array, BigUint64Array];
 
+/** Of its own, because a function with a closure over a parameter allocates in every call. */
+function holdsNumbers(view: ArrayBufferView): boolean {
+  return !NO_NUMBERS.some((type) => view instanceof type);
+}
+
 export function floats(name: string, values: Floats): Float32Array {
   let array: Float32Array;
   if (values instanceof Float32Array) {
     array = values;
-  } else if (ArrayBuffer.isView(values) && !NO_NUMBERS.some((type) => values instanceof type)) {
+  } else if (ArrayBuffer.isView(values) && holdsNumbers(values)) {
     array = new Float32Array(values as Float64Array);
   } else if (Array.isArray(values)) {
     array = new Float32Array(values.length);
