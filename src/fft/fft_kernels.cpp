@@ -113,7 +113,7 @@ struct LoneSamples {
 void RealToBins(float* dst, const float* src, const RealTransformView& plan, bool is_streamed, float* scratch) {
   if constexpr (kHasFour) {
     const MirroredBins bins{dst, plan.fft_n};
-    if (IsSmall<8>(plan.inner) && plan.IsHalfLength()) return SmallRealBins<8>(plan, SamplePairs{src}, bins);
+    if (IsSmall<8>(plan.inner)) return SmallRealBins<8>(plan, SamplePairs{src}, bins);
     if (IsSmall<4>(plan.inner)) {
       if (plan.IsHalfLength()) return SmallRealBins<4>(plan, SamplePairs{src}, bins);
       return SmallFullBins(plan, LoneSamples{src}, bins);

@@ -83,8 +83,7 @@ constexpr std::size_t RowStride(const FrameTransformView& plan) {
 // samples, which later holds outputs of a transform or, after a real pass, the row; and a scratch memory, which else
 // ends with the row.
 constexpr std::size_t FrameMemorySize(const FrameTransformView& plan) {
-  const std::size_t results = 2 * (plan.HasRealPass() ? RowStride(plan) : OutputStride(plan.sub_plan.inner.length));
-  return results < plan.fft_n ? plan.fft_n : results;
+  return 2 * (plan.HasRealPass() ? RowStride(plan) : OutputStride(plan.sub_plan.inner.length));
 }
 constexpr std::size_t FrameScratchSize(const FrameTransformView& plan) {
   const TransformView& inner = plan.sub_plan.inner;

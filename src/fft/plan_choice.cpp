@@ -104,8 +104,8 @@ TransposeStep ChooseTransposeStep(const std::vector<Pass>& passes, std::size_t l
   std::size_t block_n = 1;
   for (std::size_t i = 0; i < passes.size(); ++i) {
     const std::size_t cost = cost_before + (passes.size() - i) * CostFor(block_n, lane_n);
-    // Blocks too long for L1 are worthwhile only before the first or the last pass.
-    if (cost < best_cost && (block <= kMaxL1Length || i == 0 || i + 1 == passes.size())) {
+    // Blocks too long for L1 are worthwhile only before the first pass.
+    if (cost < best_cost && (block <= kMaxL1Length || i == 0)) {
       best = {i, block_n};
       best_cost = cost;
     }

@@ -40,8 +40,7 @@ inline double Floor(double value) {
 // The smallest integer not below value.
 inline double Ceil(double value) {
   const double whole = Truncate(value);
-  if (whole >= value || value != value) return whole;
-  return IsNegative(value) ? whole : whole + 1.0;
+  return whole < value ? whole + 1.0 : whole;
 }
 
 // Any float is a double, and so is its floor a float.

@@ -61,7 +61,7 @@ double FindExactPower(double base, double exponent) {
     root = half;
     root_exponent /= 2;
   }
-  if (factor_exponent > 32 || factor >= kMostBits >> factor_exponent) return 0.0;
+  // Below 2^32, or the power were out of range: a base is a float, and 2^-24 from 1 at least.
   const auto times = static_cast<std::int64_t>(factor << factor_exponent);
   const auto power_exponent = static_cast<int>(times * root_exponent);
   if (root == 1) return PowerOfTwo(exponent < 0.0 ? -power_exponent : power_exponent);

@@ -243,9 +243,6 @@ KELVO_INLINE LaneBits LanesWithout(Simd::BitLanes<N> a, unsigned mask) {
 KELVO_INLINE LaneBits LanesNotLess(Lanes<float, 16> a, Lanes<float, 16> b) {
   return _mm512_cmp_ps_mask(a.v, b.v, _CMP_NLT_UQ);
 }
-KELVO_INLINE LaneBits LanesNotLess(Lanes<double, 8> a, Lanes<double, 8> b) {
-  return _mm512_cmp_pd_mask(a.v, b.v, _CMP_NLT_UQ);
-}
 KELVO_INLINE bool AreBetween(Lanes<float, 16> low, Lanes<float, 16> a, Lanes<float, 16> b, Lanes<float, 16> high) {
   const __mmask16 above = _mm512_mask_cmp_ps_mask(_mm512_cmp_ps_mask(low.v, a.v, _CMP_LT_OQ), low.v, b.v, _CMP_LT_OQ);
   return _mm512_mask_cmp_ps_mask(_mm512_mask_cmp_ps_mask(above, a.v, high.v, _CMP_LT_OQ), b.v, high.v, _CMP_LT_OQ) ==

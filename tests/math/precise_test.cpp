@@ -27,7 +27,7 @@ TEST(Precise, IsRightForAllKindsOfArguments) {
     const float any = __builtin_bit_cast(float, static_cast<std::uint32_t>(random()));
     const float near_one =
         std::ldexp(static_cast<float>(random() % (1u << 24)), -23 + static_cast<int>(random() % 7) - 3);
-    for (const float x : {any, near_one, -near_one}) {
+    for (const float x : {any, near_one, -near_one, 1.0f, 289.0f}) {
       const auto wide = static_cast<double>(x);
       const auto check = [&](const char* name, float actual, double expected) {
         if (!IsClear(expected)) return;
@@ -37,10 +37,25 @@ TEST(Precise, IsRightForAllKindsOfArguments) {
       check("log1p", PreciseLog1p(x), std::log1p(wide));
       check("log10", PreciseLog10(x), std::log10(wide));
       check("exp", PreciseExp(x), std::exp(wide));
-      for (const float y : {0.3f, -2.5f, near_one, any}) {
+      for (const float y : {0.3f, -2.5f, 0.5f, 1.5f, 40.0f, near_one, any}) {
         check("pow", PrecisePow(x, y), std::pow(wide, static_cast<double>(y)));
         check("atan2", PreciseAtan2(x, y), std::atan2(wide, static_cast<double>(y)));
         check("atan2", PreciseAtan2(y, x), std::atan2(static_cast<double>(y), wide));
+      }
+    }
+  }
+}
+
+// Powers beside the largest float and beside half of the smallest, where only their logarithm to many bits decides.
+TEST(Precise, KnowsWherePowersLeaveTheRangeOfFloats) {
+  for (const float base : {1.5f, 3.0f, 0.7f, 0x1.000002p0f}) {
+    for (const double border : {128.0, -150.0}) {
+      auto exponent = static_cast<float>(border / std::log2(static_cast<double>(base)));
+      for (int i = 0; i < 4; ++i) exponent = std::nextafter(exponent, 0.0f);
+      for (int i = 0; i < 8; ++i, exponent = std::nextafter(exponent, 2 * exponent)) {
+        const double power = std::pow(static_cast<double>(base), static_cast<double>(exponent));
+        if (!IsClear(power)) continue;
+        EXPECT_EQ(Bits(PrecisePow(base, exponent)), Bits(static_cast<float>(power))) << base << " " << exponent;
       }
     }
   }

@@ -90,28 +90,28 @@ testing::AssertionResult HasAngle(float y, float x, float angle) {
 
 // Nearest to a middle of 8 * 10^6 pairs, and results below 2^-126, where the quotient may be a middle itself but the
 // angle is always less: 1.5 places become 1 and not 2.
+const Point kHardestPoints[] = {
+    {-0x1.8e87bp+77f, 0x1.dp+88f, -0x1.b7c1dcp-12f},
+    {0x1.ep+13f, 0x1.313p+1f, 0x1.921588p+0f},
+    {0x1.512f4p-20f, -0x1.3c228p+5f, 0x1.921fb4p+1f},
+    {-0x1.39bda4p-66f, 0x1.57354ap-25f, -0x1.d40a56p-42f},
+    {-0x1.371598p-103f, -0x1.4c584ep-113f, -0x1.926416p+0f},
+    {0x1.55bc86p-50f, 0x1.78aefcp+44f, 0x1.d07fbp-95f},
+    {0x1.78p-17f, -0x1.ep-5f, 0x1.92197p+1f},
+    {-0x1.34p-6f, -0x1.7c1b78p-20f, -0x1.9224a6p+0f},
+    {0x1.2206p-16f, 0x1.6p-19f, 0x1.6b945ep+0f},
+    {-0x1.3eb54p-2f, 0x1.c65f4p+2f, -0x1.66e65ep-5f},
+    {3e-45f, 2.0f, 1e-45f},
+    {0x7p-149f, 2.0f, 0x3p-149f},
+    {-0x7p-149f, 2.0f, -0x3p-149f},
+    {1e-45f, 2.0f, 0.0f},
+    {1e-45f, 1.9f, 1e-45f},
+    {0x1p-126f, 0x1.000002p0f, 0x1.fffffcp-127f},
+    {0x1.fffffcp-127f, 1.0f, 0x1.fffffcp-127f},
+};
+
 TEST(Atan2, OfTheHardestArgumentsIsCorrectlyRounded) {
-  for (const Point& row : std::initializer_list<Point>{
-           {-0x1.8e87bp+77f, 0x1.dp+88f, -0x1.b7c1dcp-12f},
-           {0x1.ep+13f, 0x1.313p+1f, 0x1.921588p+0f},
-           {0x1.512f4p-20f, -0x1.3c228p+5f, 0x1.921fb4p+1f},
-           {-0x1.39bda4p-66f, 0x1.57354ap-25f, -0x1.d40a56p-42f},
-           {-0x1.371598p-103f, -0x1.4c584ep-113f, -0x1.926416p+0f},
-           {0x1.55bc86p-50f, 0x1.78aefcp+44f, 0x1.d07fbp-95f},
-           {0x1.78p-17f, -0x1.ep-5f, 0x1.92197p+1f},
-           {-0x1.34p-6f, -0x1.7c1b78p-20f, -0x1.9224a6p+0f},
-           {0x1.2206p-16f, 0x1.6p-19f, 0x1.6b945ep+0f},
-           {-0x1.3eb54p-2f, 0x1.c65f4p+2f, -0x1.66e65ep-5f},
-           {3e-45f, 2.0f, 1e-45f},
-           {0x7p-149f, 2.0f, 0x3p-149f},
-           {-0x7p-149f, 2.0f, -0x3p-149f},
-           {1e-45f, 2.0f, 0.0f},
-           {1e-45f, 1.9f, 1e-45f},
-           {0x1p-126f, 0x1.000002p0f, 0x1.fffffcp-127f},
-           {0x1.fffffcp-127f, 1.0f, 0x1.fffffcp-127f},
-       }) {
-    EXPECT_TRUE(HasAngle(row.y, row.x, row.angle));
-  }
+  for (const Point& row : kHardestPoints) EXPECT_TRUE(HasAngle(row.y, row.x, row.angle));
 }
 
 // Quadrants, axes, zeros, infinities and NaN in all combinations. The C library's double-precision angle, rounded,
@@ -139,19 +139,22 @@ TEST(Atan2, IsRightInAllQuadrantsAndAtTheirSeams) {
   }
 }
 
+testing::AssertionResult HasPhase(float y, float x, float angle) {
+  const auto phase = [x](auto heights) { return UnitPhase(heights, decltype(heights)::Broadcast(x)); };
+  const auto cosine = IsEverywhere([&](auto heights) { return phase(heights).cosine; }, y, Cos(angle));
+  return cosine ? IsEverywhere([&](auto heights) { return phase(heights).sine; }, y, Sin(angle)) : cosine;
+}
+
 // The cosine and sine of the float angle, not of the point's: at (-1, 0) the sine is not 0.
 TEST(UnitPhase, IsThatOfTheRoundedAngle) {
+  for (const Point& row : kHardestPoints) EXPECT_TRUE(HasPhase(row.y, row.x, row.angle));
   const float sizes[] = {0.0f,          1e-45f, 3e-45f, 1e-38f,    1e-20f,           1e-8f,     0.1f, 0.5f, 1.0f,
                          0x1.000002p0f, 1e20f,  3e38f,  0x1p-126f, 0x1.000002p-126f, kInfinity, kNan};
   for (const float height : sizes) {
     for (const float width : sizes) {
       for (const float y : {height, -height}) {
         for (const float x : {width, -width}) {
-          const float angle = PreciseAtan2(y, x);
-          const auto phase = [x](auto heights) { return UnitPhase(heights, decltype(heights)::Broadcast(x)); };
-          ASSERT_TRUE(IsEverywhere([&](auto heights) { return phase(heights).cosine; }, y, Cos(angle)))
-              << y << " " << x;
-          ASSERT_TRUE(IsEverywhere([&](auto heights) { return phase(heights).sine; }, y, Sin(angle))) << y << " " << x;
+          ASSERT_TRUE(HasPhase(y, x, PreciseAtan2(y, x))) << y << " " << x;
         }
       }
     }

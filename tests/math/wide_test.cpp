@@ -62,6 +62,8 @@ TEST(Wide, RoundsToTheBitsThatAFloatHas) {
   EXPECT_EQ(RoundToFloat(ToWide(1.7), -149), 0x1p-148f);
   EXPECT_EQ(RoundToFloat(ToWide(1.001), -150), 0x1p-149f);
   EXPECT_EQ(RoundToFloat(ToWide(1.999), -151), 0.0f);
+  EXPECT_EQ(RoundToFloat(ToWide(1.999), -152), 0.0f);
+  EXPECT_TRUE(std::signbit(RoundToFloat(ToWide(-1.999), -152)));
   EXPECT_EQ(Round(ToWide(1.0 / 3.0), 0, 53), 1.0 / 3.0);
 }
 

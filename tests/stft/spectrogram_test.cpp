@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
-#include <tuple>
 #include <vector>
 
 #include "fft/fft.h"
@@ -236,19 +235,28 @@ TEST(ResultColumns, ReachTheirPlacesInStreamedResults) {
   }
 }
 
-TEST(Spectrogram, ColumnsAreThoseOfShorterOnesInStreamedResults) {
-  ShortTimeSettings settings{0, 400, 7, 400, 1, 0, 0, 0};
-  constexpr std::size_t kShort = 500;
-  const std::size_t frame_n = kStreamedRowBytes / (2 * 201 * sizeof(float)) + kShort;
-  const std::vector<float> signal = Noise(7 * (frame_n - 1) + 400);
-  settings.max_frame_n = static_cast<int>(frame_n);
-  const std::vector<float> all = Spectrogram(signal, settings, 0.0f);
-  settings.max_frame_n = kShort;
-  for (std::size_t t = 0; t + kShort <= frame_n; t += kShort) {
-    const auto begin = signal.begin() + static_cast<std::ptrdiff_t>(7 * t);
-    ASSERT_TRUE(SameBits(Columns(all, frame_n, t, kShort),
-                         Spectrogram({begin, begin + 7 * (kShort - 1) + 400}, settings, 0.0f)))
-        << t;
+// Results beyond kStreamedRowBytes: of many frames, and of a few so long that their columns are not collected.
+TEST(Spectrogram, ColumnsAreThoseOfShorterOnesInLargeResults) {
+  struct Row {
+    int fft_n, hop_n, short_n;
+  };
+  for (const Row& row : {Row{400, 7, 500}, Row{1 << 18, 1000, 8}}) {
+    ShortTimeSettings settings{0, row.fft_n, row.hop_n, row.fft_n, 1, 0, 0, 0};
+    const std::size_t column_bytes = (static_cast<std::size_t>(row.fft_n) + 2) * sizeof(float);
+    const int frame_n = static_cast<int>(kStreamedRowBytes / column_bytes) + row.short_n;
+    const auto samples_of = [=](int frames) { return static_cast<std::size_t>(row.hop_n * (frames - 1) + row.fft_n); };
+    const std::vector<float> signal = Noise(samples_of(frame_n));
+    settings.max_frame_n = frame_n;
+    const std::vector<float> all = Spectrogram(signal, settings, 0.0f);
+    settings.max_frame_n = row.short_n;
+    for (int t = 0; t + row.short_n <= frame_n; t += row.short_n) {
+      const auto begin = signal.begin() + std::ptrdiff_t{t} * row.hop_n;
+      const auto end = begin + static_cast<std::ptrdiff_t>(samples_of(row.short_n));
+      ASSERT_TRUE(SameBits(Columns(all, static_cast<std::size_t>(frame_n), static_cast<std::size_t>(t),
+                                   static_cast<std::size_t>(row.short_n)),
+                           Spectrogram({begin, end}, settings, 0.0f)))
+          << row.fft_n << " " << t;
+    }
   }
 }
 
@@ -256,11 +264,12 @@ TEST(Spectrogram, ColumnsAreThoseOfShorterOnesInStreamedResults) {
 // hops whose frames do not; half-length transforms and full-length ones; large primes.
 std::vector<ShortTimeSettings> ManyFrames() {
   return {
-      {3000, 16, 10, 16, 1, 299, 0, 0},   {3000, 15, 10, 13, 2, 299, 0, 1},     {6000, 24, 24, 19, 1, 250, 0, 2},
-      {6000, 24, 24, 19, 1, 48, 0, 2},    {6000, 11, 40, 11, 2, 150, 0, 0},     {9000, 400, 160, 400, 1, 54, 0, 0},
-      {9000, 500, 7, 441, 1, 100, 0, 0},  {9000, 264, 99, 260, 2, 81, 0, 1},    {9000, 2560, 640, 2560, 1, 10, 0, 0},
-      {9000, 512, 100, 500, 1, 70, 0, 0}, {9000, 1024, 128, 1000, 2, 60, 0, 0}, {9000, 1000, 90, 999, 1, 80, 0, 1},
-      {9000, 331, 100, 331, 1, 60, 0, 0}, {9000, 61, 20, 61, 2, 90, 0, 2},      {9000, 302, 90, 300, 1, 80, 0, 0}};
+      {3000, 16, 10, 16, 1, 299, 0, 0},     {3000, 15, 10, 13, 2, 299, 0, 1},     {6000, 24, 24, 19, 1, 250, 0, 2},
+      {6000, 24, 24, 19, 1, 48, 0, 2},      {6000, 11, 40, 11, 2, 150, 0, 0},     {9000, 400, 160, 400, 1, 54, 0, 0},
+      {9000, 500, 7, 441, 1, 100, 0, 0},    {9000, 264, 99, 260, 2, 81, 0, 1},    {9000, 2560, 640, 2560, 1, 10, 0, 0},
+      {9000, 512, 100, 500, 1, 70, 0, 0},   {9000, 1024, 128, 1000, 2, 60, 0, 0}, {9000, 1000, 90, 999, 1, 80, 0, 1},
+      {9000, 2048, 441, 2048, 1, 16, 0, 0}, {9000, 1024, 160, 1024, 1, 50, 0, 0}, {9000, 331, 100, 331, 1, 60, 0, 0},
+      {9000, 61, 20, 61, 2, 90, 0, 2},      {9000, 302, 90, 300, 1, 80, 0, 0}};
 }
 
 TEST(Spectrogram, FramesDependOnTheirSamplesOnly) {
