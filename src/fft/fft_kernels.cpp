@@ -156,6 +156,7 @@ struct SwappedPairs {
 struct SwappedScaledPairs {
   float* dst;
   float reciprocal;
+  KELVO_INLINE SwappedPairs From(std::size_t k) const { return {src + 2 * k}; }
   float remainder;
 
   template <class Lane>

@@ -53,7 +53,7 @@ struct SamplesInPlace {
 
   template <class>
   KELVO_INLINE Lane At(std::size_t j, std::size_t q) const {
-    return Lane::Load((q % 2 == 0 ? elements.re : elements.im) + (q / 2 * span + j) * elements.kStride);
+    return Lane::Load((q % 2 == 0 ? elements.re : elements.Im()) + (q / 2 * span + j) * elements.kStride);
   }
 };
 
@@ -98,7 +98,7 @@ KELVO_INLINE void FrameBatchBins(const FrameTransformView& plan, const Source& s
   if (!plan.HasRealPass()) {
     source.template GatherAll<Lane>(work.re, plan.slot);
     if (!plan.sub_plan.IsHalfLength()) {
-      for (std::size_t i = 0; i < plan.fft_n; ++i) Lane::Broadcast(0.0f).Store(work.im + i * work.kStride);
+      for (std::size_t i = 0; i < plan.fft_n; ++i) Lane::Broadcast(0.0f).Store(work.Im() + i * work.kStride);
     }
   } else if (plan.order == nullptr && plan.ElementCount() > kLongestInPlace) {
     // Gathered in tiles, which the pass reads while they are in L1.

@@ -45,12 +45,28 @@ struct Elements {
 
 // Split-complex arrays of one transform: all real parts, then all imaginary parts.
 using SplitElements = Elements<1>;
-// Alternating vectors of real and of imaginary parts, for transforms in lanes.
-template <class Lane>
-using BatchElements = Elements<2 * Lane::kSize>;
+// Alternating vectors of real and of imaginary parts, for transforms in lanes. One address serves both parts: passes
+// have more addresses than there are registers.
+template <class BatchLane>
+struct BatchElements {
+  static constexpr std::size_t kStride = 2 * BatchLane::kSize;
+  float* re;
+
+  KELVO_INLINE float* Im() const { return re + BatchLane::kSize; }
+  template <class Lane>
+  KELVO_INLINE Complex<Lane> Load(std::size_t k) const {
+    return {Lane::Load(re + k * kStride), Lane::Load(Im() + k * kStride)};
+  }
+  template <class Lane>
+  KELVO_INLINE void Store(std::size_t k, const Complex<Lane>& value) const {
+    value.re.Store(re + k * kStride);
+    value.im.Store(Im() + k * kStride);
+  }
+  KELVO_INLINE BatchElements From(std::size_t k) const { return {re + k * kStride}; }
+};
 template <class Lane>
 KELVO_INLINE BatchElements<Lane> BatchAt(float* memory) {
-  return {memory, memory + Lane::kSize};
+  return {memory};
 }
 
 // How a pass finds its twiddles, and how many elements one vector covers.
@@ -104,16 +120,21 @@ KELVO_INLINE Complex<Lane> LoadPart(const Elements& elements, std::size_t k) {
 //
 // Out of line: inside a whole transform its vectors would compete for registers with the loops around them, which made
 // inverse transforms up to 5 % slower.
-template <std::size_t kRadix, class Mode, class Lane, class Source, class Target>
-__attribute__((noinline)) static void RunPass(const Source& source, Target to, const Pass& pass, std::size_t length) {
+//
+// Of a last pass the span is known to be 1.
+template <std::size_t kRadix, class Mode, class Lane, bool kIsLast = false, class Source, class Target>
+__attribute__((noinline)) static void RunPass(Source source, Target to, const Pass& shared, std::size_t length) {
   constexpr std::size_t kStep = Mode::template kStep<Lane>;
-  const std::size_t span = pass.span;
+  const Pass pass = shared;  // which no store can change
+  const std::size_t span = kIsLast ? 1 : pass.span;
   for (std::size_t block = 0; block < length; block += kRadix * span) {
     for (std::size_t j = 0; j < span; j += kStep) {
       if (kStep > 1 && j + kStep > span) j = span - kStep;
+      const Source from = source.From(block + j);
+      const Target target = to.From(block + j);
       Complex<Lane> x[kRadix];
 #pragma GCC unroll 16
-      for (std::size_t s = 0; s < kRadix; ++s) x[s] = source.template Load<Lane>(block + j + s * span);
+      for (std::size_t s = 0; s < kRadix; ++s) x[s] = from.template Load<Lane>(s * span);
       Butterfly(x);
       if (span > 1) {
         const typename Mode::Twiddles twiddles(pass, kRadix, span, j);
@@ -121,7 +142,7 @@ __attribute__((noinline)) static void RunPass(const Source& source, Target to, c
         for (std::size_t s = 1; s < kRadix; ++s) x[s] = x[s] * twiddles.template At<Lane>(s);
       }
 #pragma GCC unroll 16
-      for (std::size_t s = 0; s < kRadix; ++s) to.Store(block + j + s * span, x[s]);
+      for (std::size_t s = 0; s < kRadix; ++s) target.Store(s * span, x[s]);
     }
   }
 }
@@ -167,7 +188,7 @@ static void RunDirectPass(Elements from, Elements to, const Pass& pass, std::siz
         for (std::size_t a = 0; a < half; ++a) {
           const Complex<Lane> sum = LoadPart<kIsReal, Lane>(pairs, a);
           const Lane difference_re = Lane::Load(pairs.re + (half + a) * pairs.kStride);
-          const Lane difference_im = Lane::Load(pairs.im + (half + a) * pairs.kStride);
+          const Lane difference_im = Lane::Load(pairs.Im() + (half + a) * pairs.kStride);
           const std::size_t root = pass.root_step * a + b;
 #pragma GCC unroll 4
           for (std::size_t t = 0; t < kTile; ++t) {
@@ -230,14 +251,14 @@ template <class Lane, class Outputs>
 KELVO_INLINE void RunLastPass(BatchElements<Lane> elements, const Outputs& outputs, const Pass& pass,
                               std::size_t length, float* scratch) {
   switch (pass.radix) {
-    case 3: return RunPass<3, Batch, Lane>(elements, outputs, pass, length);
-    case 4: return RunPass<4, Batch, Lane>(elements, outputs, pass, length);
-    case 5: return RunPass<5, Batch, Lane>(elements, outputs, pass, length);
-    case 8: return RunPass<8, Batch, Lane>(elements, outputs, pass, length);
+    case 3: return RunPass<3, Batch, Lane, true>(elements, outputs, pass, length);
+    case 4: return RunPass<4, Batch, Lane, true>(elements, outputs, pass, length);
+    case 5: return RunPass<5, Batch, Lane, true>(elements, outputs, pass, length);
+    case 8: return RunPass<8, Batch, Lane, true>(elements, outputs, pass, length);
     default: break;
   }
   if constexpr (Outputs::kTakesRadix16) {
-    if (pass.radix == 16) return RunPass<16, Batch, Lane>(elements, outputs, pass, length);
+    if (pass.radix == 16) return RunPass<16, Batch, Lane, true>(elements, outputs, pass, length);
   }
   RunAnyPass<Batch, Lane>(elements, elements, pass, length, scratch);
   for (std::size_t i = 0; i < length; ++i) outputs.Store(i, elements.template Load<Lane>(i));

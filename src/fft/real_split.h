@@ -136,6 +136,7 @@ struct SamplePairs {
     const auto pair = Deinterleave(Lane::Load(samples + 2 * k), Lane::Load(samples + 2 * k + Lane::kSize));
     return {pair.first, pair.second};
   }
+  KELVO_INLINE SamplePairs From(std::size_t k) const { return {samples + 2 * k}; }
 };
 
 }  // namespace KELVO_LEVEL

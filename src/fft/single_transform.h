@@ -50,7 +50,7 @@ static void GatherBlocks(BatchElements<Lane> to, const float* from_re, const flo
                 for (std::size_t r = 0; r < Tile::kSize; ++r) rows[r].Store(target + (i + r) * to.kStride + l);
               };
               transpose(from_re, to.re);
-              transpose(from_im, to.im);
+              transpose(from_im, to.Im());
             }
             i += Tile::kSize;
           }
@@ -59,7 +59,7 @@ static void GatherBlocks(BatchElements<Lane> to, const float* from_re, const flo
   for (; i < block; ++i) {
     for (std::size_t l = 0; l < Lane::kSize; ++l) {
       to.re[i * to.kStride + l] = from_re[begins[l] + i];
-      to.im[i * to.kStride + l] = from_im[begins[l] + i];
+      to.Im()[i * to.kStride + l] = from_im[begins[l] + i];
     }
   }
 }
@@ -77,6 +77,7 @@ struct BlockOutputs {
   KELVO_INLINE void Store(std::size_t i, const Complex<Lane>& x) const {
     sink.Store(first_block + output[i], x);
   }
+  KELVO_INLINE BlockOutputs From(std::size_t i) const { return {sink, output + i, first_block}; }
 };
 
 // Calls use.operator()<Lane>(k) for `count` elements: for vectors from element k on, of which the last one overlaps the
@@ -109,6 +110,7 @@ struct ConstElements {
   KELVO_INLINE Complex<Lane> Load(std::size_t k) const {
     return {Lane::Load(re + k), Lane::Load(im + k)};
   }
+  KELVO_INLINE ConstElements From(std::size_t k) const { return {re + k, im + k}; }
 };
 
 // The first pass, from the source of the transform. Only the radices of CanReadSource are compiled for every kind of
