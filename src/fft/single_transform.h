@@ -131,6 +131,39 @@ KELVO_INLINE void RunFirstPass(const Source& source, SplitElements to, SplitElem
   RunAnyPass<Single, Lane>(spare, to, pass, length, scratch);
 }
 
+// The first pass of a transform whose blocks finish in lanes from then on, and the transposition to lanes while outputs
+// are in registers: element i of block l becomes lane l % Lane::kSize of vector i of batch l / Lane::kSize. The batches
+// lie one behind the other.
+template <std::size_t kRadix, class Lane, class Source>
+__attribute__((noinline)) static void RunPassToLanes(Source source, BatchElements<Lane> to, const Pass& shared) {
+  const Pass pass = shared;
+  for (std::size_t j = 0; j < pass.span; j += Lane::kSize) {
+    if (j + Lane::kSize > pass.span) j = pass.span - Lane::kSize;
+    const Source from = source.From(j);
+    Complex<Lane> x[kRadix];
+#pragma GCC unroll 16
+    for (std::size_t s = 0; s < kRadix; ++s) x[s] = from.template Load<Lane>(s * pass.span);
+    Butterfly(x);
+    const Single::Twiddles twiddles(pass, kRadix, pass.span, j);
+#pragma GCC unroll 16
+    for (std::size_t s = 1; s < kRadix; ++s) x[s] = x[s] * twiddles.At<Lane>(s);
+#pragma GCC unroll 16
+    for (std::size_t first = 0; first < kRadix; first += Lane::kSize) {
+      Lane re[Lane::kSize], im[Lane::kSize];
+#pragma GCC unroll 16
+      for (std::size_t l = 0; l < Lane::kSize; ++l) {
+        re[l] = x[first + l].re;
+        im[l] = x[first + l].im;
+      }
+      Transpose(re);
+      Transpose(im);
+      const BatchElements<Lane> batch = to.From(first / Lane::kSize * pass.span + j);
+#pragma GCC unroll 16
+      for (std::size_t l = 0; l < Lane::kSize; ++l) batch.Store(l, Complex<Lane>{re[l], im[l]});
+    }
+  }
+}
+
 // Passes first .. last - 1 in place, on vectors of adjacent elements, over blocks that pass `first` finds whole. Blocks
 // that leave L1 are finished one after the other, so that each comes through every cache once.
 [[maybe_unused]] static void RunPassesDepthFirst(SplitElements elements, const TransformView& plan, std::size_t first,
@@ -311,6 +344,33 @@ static void TransformByChirp(const TransformView& plan, const Source& source, co
       });
 }
 
+// Whether TransformInLanes takes the plan. Wider vectors seldom have a block for each lane after one pass.
+KELVO_INLINE bool GoesToLanes(const TransformView& plan, const TransposeStep& step) {
+  const Pass& first = plan.passes[0];
+  return step.pass_n == 1 && (first.radix == 4 || first.radix == 8) && first.span >= Floats::kSize;
+}
+
+// A transform whose blocks are transposed after the first pass, which leaves a block for every lane: they lie in the
+// order of the outputs. `batches` holds the elements.
+template <class Source, class Sink>
+KELVO_INLINE void TransformInLanes(const TransformView& plan, const Source& source, const Sink& sink, float* batches,
+                                   float* scratch) {
+  const Pass& first = plan.passes[0];
+  const auto elements = BatchAt<Floats>(batches);
+  if (first.radix == 4) {
+    RunPassToLanes<4, Floats>(source, elements, first);
+  } else {
+    RunPassToLanes<8, Floats>(source, elements, first);
+  }
+  const std::size_t block = first.span;
+  const std::size_t last = plan.pass_n - 1;
+  for (std::size_t b = 0; b < first.radix; b += Floats::kSize) {
+    const auto lanes = elements.From(b / Floats::kSize * block);
+    for (std::size_t i = 1; i < last; ++i) RunAnyPass<Batch, Floats>(lanes, lanes, plan.passes[i], block, scratch);
+    RunLastPass<Floats>(lanes, BlockOutputs<Sink>{sink, plan.output, b}, plan.passes[last], block, scratch);
+  }
+}
+
 // One transform from `source` to `sink`, which is given each output once or, with equal values, twice:
 // sink.Store<Lane>(k, x) with outputs k, k + 1, ... in the lanes of x. The source has been read to its end before the
 // sink is called. `scratch` holds TransformScratchSize(plan) floats.
@@ -344,6 +404,10 @@ static void TransformSingle(const TransformView& plan, const Source& source, con
     RunPasses<Single, One>(elements, plan, 0, plan.pass_n, length, pass_scratch);
     for (std::size_t k = 0; k < length; ++k) sink.Store(k, elements.Load<One>(plan.position[k]));
     return;
+  }
+
+  if constexpr (Floats::kSize == 4) {
+    if (GoesToLanes(plan, step)) return TransformInLanes(plan, source, sink, scratch, pass_scratch);
   }
 
   for (std::size_t i = 0; i < step.pass_n; ++i) {
