@@ -320,6 +320,43 @@ KELVO_INLINE Lanes<T, N> Reverse(Lanes<T, N> a) {
   }
 }
 
+template <class T, std::size_t N, int... kIndex>
+KELVO_INLINE Lanes<T, N> ReversePairsBy(Lanes<T, N> a, LaneNumbers<kIndex...>) {
+  return {__builtin_shufflevector(a.v, a.v, (static_cast<int>(N) - 2 - kIndex / 2 * 2 + kIndex % 2)...)};
+}
+#if defined(__wasm_simd128__)
+// As an intrinsic, which stays a shuffle of its own: compilers join it with an Interleave to one that takes engines
+// three instructions instead of one.
+template <int... kIndex>
+KELVO_INLINE Lanes<float, 4> ReversePairsBy(Lanes<float, 4> a, LaneNumbers<kIndex...>) {
+  return {(Lanes<float, 4>::Vector)wasm_i64x2_shuffle((v128_t)a.v, (v128_t)a.v, 1, 0)};
+}
+#endif
+// Two vectors of pairs, as Interleave makes them, with the last pair first.
+template <class T, std::size_t N>
+KELVO_INLINE LanePair<T, N> ReversePairs(const LanePair<T, N>& pairs) {
+  if constexpr (N == 1) {
+    return pairs;
+  } else {
+    return {ReversePairsBy(pairs.second, LaneNumbersOf<N>{}), ReversePairsBy(pairs.first, LaneNumbersOf<N>{})};
+  }
+}
+
+// Such pairs with the second of each negated.
+template <std::size_t N, int... kIndex>
+KELVO_INLINE Lanes<float, N> ConjugatePairsBy(Lanes<float, N> a, LaneNumbers<kIndex...>) {
+  constexpr typename BitLanes<N>::Vector signs = {(kIndex % 2 * 0x80000000u)...};
+  return FromBits(BitLanes<N>{ToBits(a).v ^ signs});
+}
+template <std::size_t N>
+KELVO_INLINE LanePair<float, N> ConjugatePairs(const LanePair<float, N>& pairs) {
+  if constexpr (N == 1) {
+    return {pairs.first, -pairs.second};
+  } else {
+    return {ConjugatePairsBy(pairs.first, LaneNumbersOf<N>{}), ConjugatePairsBy(pairs.second, LaneNumbersOf<N>{})};
+  }
+}
+
 // (a0 a1 ...) -> (a1 a2 ... last)
 template <class T, std::size_t N, int... kIndex>
 KELVO_INLINE Lanes<T, N> ShiftDownBy(Lanes<T, N> a, Lanes<T, N> last, LaneNumbers<kIndex...>) {
