@@ -55,9 +55,9 @@ export const transforms = (core: Core) => ({
     const fftN = fftLength("src", samples.length);
     const target = output(out, 2 * fftN);
     return core.run(() => {
-      const dst = core.reserve(2 * fftN);
-      core.call("kelvoAudioFFT", dst, core.place(samples), fftN);
-      return core.take(dst, 2 * fftN, target);
+      const address = core.place(samples, 2 * fftN);
+      core.call("kelvoAudioFFT", address, address, fftN);
+      return core.take(address, 2 * fftN, target);
     });
   },
 

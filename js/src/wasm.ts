@@ -27,6 +27,7 @@ export class Core {
   private readonly exports: Record<string, Export>;
   private readonly memory: WebAssembly.Memory;
   private view: Float32Array;
+  private taken: Float32Array = new Float32Array(0);
   // Small calls share one block, so that they allocate nothing; what does not fit is allocated for the call.
   private readonly arena: Address;
   private top: number;
@@ -101,9 +102,9 @@ export class Core {
     return address;
   }
 
-  /** A copy of `values`, until the end of `run`. */
-  place(values: Float32Array): Address {
-    const address = this.reserve(values.length);
+  /** A copy of `values`, until the end of `run`, with room for `count` floats. */
+  place(values: Float32Array, count = values.length): Address {
+    const address = this.reserve(count);
     this.heap.set(values, address / 4);
     return address;
   }
@@ -112,7 +113,10 @@ export class Core {
   take(address: Address, count: number, out?: Float32Array): Float32Array {
     const start = address / 4;
     if (out === undefined) return this.heap.slice(start, start + count);
-    if (count > 0) out.set(this.heap.subarray(start, start + count)); // a detached array, too, has no values
+    if (count === 0) return out;
+    // Loops take results of one length from one address. A view of memory that has grown since has no length.
+    if (this.taken.byteOffset !== address || this.taken.length !== count) this.taken = this.heap.subarray(start, start + count);
+    out.set(this.taken);
     return out;
   }
 
