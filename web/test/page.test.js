@@ -13,7 +13,7 @@ import { serve } from "../serve.js";
 const executablePath = ["/usr/bin/chromium", "/usr/bin/chromium-browser", "/usr/bin/google-chrome"].find(existsSync);
 const clip = readFileSync(new URL("../dist/clip.wav", import.meta.url));
 const folder = mkdtempSync(join(tmpdir(), "kelvo-page-"));
-let server, address, browser, page, problems;
+let server, address, browser, devtools, page, problems;
 
 before(async () => {
   ({ server, address } = await serve(0));
@@ -23,6 +23,9 @@ before(async () => {
            "--use-fake-device-for-media-stream", "--use-fake-ui-for-media-stream"],
   });
   await browser.defaultBrowserContext().overridePermissions(address, ["microphone"]);
+  // In a session of the browser's, because that of a page takes the setting along when the page closes, if only later.
+  devtools = await browser.target().createCDPSession();
+  await devtools.send("Browser.setDownloadBehavior", { behavior: "allow", downloadPath: folder, eventsEnabled: true });
 });
 after(async () => {
   await browser?.close();
@@ -38,8 +41,6 @@ beforeEach(async () => {
   page.on("request", (request) => {
     if (!/^(blob|data):/.test(request.url()) && !request.url().startsWith(address)) problems.push(`asked for ${request.url()}`);
   });
-  const devtools = await page.createCDPSession();
-  await devtools.send("Browser.setDownloadBehavior", { behavior: "allow", downloadPath: folder });
   await page.setViewport({ width: 1440, height: 1000 });
   await page.goto(address);
   await page.waitForSelector("#clip:not(:disabled)");
@@ -68,17 +69,18 @@ const drop = (name, bytes) => page.evaluate((title, values) => {
   document.body.dispatchEvent(new DragEvent("drop", { bubbles: true, cancelable: true, dataTransfer: transfer }));
 }, name, [...bytes]);
 async function saved(id) {
-  // A browser with much to do now and then drops a download: it is asked for again.
-  for (let attempt = 0; attempt < 4; ++attempt) {
-    await page.click(`#${id}`);
-    await says(/^Saved /);
-    const file = join(folder, (await text("status")).replace(/^Saved (.*)\.$/, "$1"));
-    for (let i = 0; i < 100; ++i) {
-      if (existsSync(file)) return readFileSync(file);
-      await new Promise((done) => setTimeout(done, 50));
-    }
-  }
-  throw new Error(`nothing was saved by ${id}`);
+  const done = new Promise((resolve) => {
+    const listen = ({ state }) => {
+      if (state === "inProgress") return;
+      devtools.off("Browser.downloadProgress", listen);
+      resolve(state);
+    };
+    devtools.on("Browser.downloadProgress", listen);
+  });
+  await page.click(`#${id}`);
+  assert.equal(await done, "completed");
+  await says(/^Saved /);
+  return readFileSync(join(folder, (await text("status")).replace(/^Saved (.*)\.$/, "$1")));
 }
 
 test("this browser gives the bits of the native library", async () => {
