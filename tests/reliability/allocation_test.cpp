@@ -70,7 +70,7 @@ void ExpectNoSideEffects(const Export& subject, const Settings& settings) {
     }
     return 0;
   };
-  ASSERT_EQ(RunInChild(find_references, 60), 0);
+  ASSERT_EQ(RunInChild(find_references, 600), 0);
   int index = 0;
   for (const long failure_n : {1L, AllocationFailures::kForGood}) {
     bool has_failed = true;
