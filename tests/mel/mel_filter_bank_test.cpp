@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -71,6 +72,23 @@ TEST(MelFilterBank, KeepsTheSignOfZeroAndEveryNan) {
   EXPECT_TRUE(SameBits(Build({2, 200.0f, 0x1.900002p+7f, 1, 400, 0, false}).weights, std::vector{0.0f, kNan}));
 }
 
+// However small a weight is, and wherever it lies in the groups that are searched at once.
+TEST(MelFilterBank, HasBandsFromTheFirstWeightToTheLast) {
+  constexpr std::size_t kFreqN = 53;
+  for (const float weight : {1.0f, std::numeric_limits<float>::denorm_min(), -kInfinity, kNan}) {
+    for (std::size_t first = 0; first < kFreqN; ++first) {
+      for (std::size_t last = first; last < kFreqN; ++last) {
+        std::vector<float> weights(2 * kFreqN, -0.0f);
+        weights[kFreqN + first] = weights[kFreqN + last] = weight;
+        std::vector<Band> bands(2);
+        FindBands(bands, weights);
+        ASSERT_EQ(std::pair(bands[0].first, bands[0].last), std::pair(std::size_t{0}, std::size_t{0}));
+        ASSERT_EQ(std::pair(bands[1].first, bands[1].last), std::pair(first, last + 1)) << weight;
+      }
+    }
+  }
+}
+
 // A key with a NaN must find its own entry, and never another one.
 TEST(MelFilterBankKey, EveryFieldCountsAndANanEqualsItself) {
   const std::vector<float> frequencies{-0.0f, 0.0f, 1e-45f, 440.0f, kInfinity, kNan, -kNan};
@@ -118,7 +136,9 @@ TEST(MelScale, HasKnownBits) {
   for (const Row& row : std::vector<Row>{
            {HzToMelSlaney, 0.0f, 0.0f},
            {HzToMelSlaney, 30.0f, 0x1.ccccccp-2f},
+           {HzToMelSlaney, 999.5f, 0x1.dfc28ep+3f},  // here the branches differ by 237 ulp
            {HzToMelSlaney, 1000.0f, 15.0f},
+           {HzToMelSlaney, 1000.5f, 0x1.e03b8ep+3f},
            // A reciprocal in place of the first division moves one, in place of the second the other.
            {HzToMelSlaney, 1300.0f, 0x1.2d0ec8p+4f},
            {HzToMelSlaney, 1600.0f, 0x1.5d613cp+4f},

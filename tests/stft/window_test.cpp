@@ -34,10 +34,13 @@ TEST(Window, EqualsTheFormulaInDouble) {
   }
 }
 
-TEST(Window, StartsAtExactValues) {
+TEST(Window, HasKnownBits) {
   EXPECT_TRUE(SameBits(WindowCache::Get().GetWindow(1, 1), std::vector{0.0f}));
   EXPECT_TRUE(SameBits(WindowCache::Get().GetWindow(1, 2), std::vector{0.54f - 0.46f}));
   EXPECT_EQ(WindowCache::Get().GetWindow(4, 1)[2], 1.0f);
+  // The phase lies so near to the middle of two floats that the last bit of 2 pi decides.
+  EXPECT_EQ(WindowCache::Get().GetWindow(113432, 1)[105605], 0x1.7af66p-5f);
+  EXPECT_EQ(WindowCache::Get().GetWindow(113432, 2)[105605], 0x1.f600b8p-4f);
 }
 
 TEST(WindowExport, ChecksInOrderThenCopies) {
