@@ -57,10 +57,12 @@ TEST(FilterInitialState, FillsWhateverLengthIsAsked) {
   }
 }
 
-TEST(FilterInitialState, DividesByAZeroSum) {
+TEST(FilterInitialState, MayBeInfinite) {
   const std::vector<float> dst = ZiCoef({1.0f, 0.5f}, {1.0f, -1.0f}, 1);
   EXPECT_TRUE(std::isinf(dst[0])) << dst[0];
   EXPECT_TRUE(std::isnan(ZiCoef({1.0f, -1.0f}, {1.0f, -1.0f}, 1)[0]));
+  // The first coefficient enters as a factor of the others alone: infinity less infinity would be a NaN.
+  EXPECT_EQ(ZiCoef({Support::kInfinity, 1.0f}, {1.0f, 0.5f}, 1), std::vector{-Support::kInfinity});
 }
 
 TEST(FilterInitialState, ChecksArgumentsInOrder) {

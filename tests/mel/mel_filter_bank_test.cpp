@@ -89,6 +89,26 @@ TEST(MelFilterBank, HasBandsFromTheFirstWeightToTheLast) {
   }
 }
 
+// Otherwise banks take the slower form, or weights of a third band at a bin are lost.
+TEST(MelFilterBank, KnowsWhereOnlyNeighboursOverlap) {
+  struct Row {
+    std::vector<Band> bands;
+    bool by_pairs;
+  };
+  const std::vector<Row> rows{
+      {{{0, 5}}, true},
+      {{{0, 5}, {3, 9}}, true},
+      {{{0, 5}, {3, 9}, {5, 12}}, true},
+      {{{0, 5}, {3, 9}, {4, 12}}, false},
+      {{{0, 20}, {2, 5}, {20, 22}, {6, 10}}, false},
+      {{{0, 5}, {3, 9}, {0, 0}}, true},  // an empty band
+      {{{0, 5}, {3, 9}, {0, 0}, {8, 12}}, false},
+      {{{0, 5}, {3, 9}, {0, 1}}, false},
+      {{{0, 0}, {0, 0}, {0, 3}}, true},
+  };
+  for (const Row& row : rows) EXPECT_EQ(OverlapByPairs(row.bands), row.by_pairs) << &row - rows.data();
+}
+
 // A key with a NaN must find its own entry, and never another one.
 TEST(MelFilterBankKey, EveryFieldCountsAndANanEqualsItself) {
   const std::vector<float> frequencies{-0.0f, 0.0f, 1e-45f, 440.0f, kInfinity, kNan, -kNan};
