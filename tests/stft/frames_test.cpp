@@ -65,6 +65,10 @@ TEST(FrameCount, RoundsUpInSinglePrecision) {
     EXPECT_EQ(ComputeFrameCount(row.span_n + 512, 512, row.hop_n, 0), row.span_n / row.hop_n + 2)
         << row.span_n << " " << row.hop_n;
   }
+  // From 2^24 hops on the sum with 1 has no float of its own, and rounds to even.
+  EXPECT_EQ(ComputeFrameCount(16777216 + 512, 512, 1, 0), 16777216);
+  EXPECT_EQ(ComputeFrameCount(16777216, 512, 1, 1), 16777216);
+  EXPECT_EQ(ComputeFrameCount(16777216, 512, 1, 2), 16777216);
   // Adding 1 before rounding up would lose the fraction that makes the last frame.
   EXPECT_EQ(ComputeFrameCount(13106801, 512, 400, 2), 32769);
 }
@@ -76,6 +80,7 @@ TEST(SampleCount, EqualsClosedFormsAndWrapsAround) {
   for (const Row& row : std::vector<Row>{
            {7, 201, 160, 1360, 960},
            {-5, 201, 160, 0, 0},
+           {0, 201, 160, 0, 0},
            {5, 201, 0, 400, 0},
            {65537, 2, 65536, 2, 0},
            {2, 2, INT_MAX, INT_MIN + 1, INT_MAX},
