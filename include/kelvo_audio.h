@@ -193,7 +193,7 @@ KELVO_AUDIO_API int kelvoAudioGetWindow(float* dst, int window_n, int win_type);
  *
  * frame_n   out  0 when sample_n < fft_n, else floor((sample_n - fft_n) / hop_n + 1) uncentred, floor(sample_n / hop_n
  *                + 1) with reflection, ceil(sample_n / hop_n) + 1 with zeros, formed in single precision (from 11
- *                million samples on it may be one frame more) and saturated to int, as for hop_n 0
+ *                million samples on it may be one frame more or less) and saturated to int, as for hop_n 0
  * sample_n  in   samples, >= 1
  * fft_n     in   samples, >= 1
  * hop_n     in   samples, >= 0

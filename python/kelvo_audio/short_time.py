@@ -16,7 +16,7 @@ def frame_len(sample_n: int, fft_n: int = 400, hop_n: int = 160, center: Center 
     Center.REFLECT  1 + sample_n // hop_n
     Center.ZERO     1 + sample_n / hop_n, rounded up
 
-    formed in single precision: from 11 million samples on it may be one frame more.
+    formed in single precision: from 11 million samples on it may be one frame more or less.
     """
     return query(library.kelvoAudioGetFrameLen, integer("sample_n", sample_n), integer("fft_n", fft_n),
                  integer("hop_n", hop_n, 0), mode("center", center, Center))

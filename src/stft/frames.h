@@ -16,7 +16,7 @@ enum class CenterMode {
 };
 
 // Frames of fft_n samples every hop_n samples; 0 if sample_n < fft_n, in every mode. Formed in single precision: from
-// 11 million samples on it may be one frame more than the signal covers. hop_n 0 saturates.
+// 11 million samples on it may be one frame more or less than the signal covers. hop_n 0 saturates.
 int ComputeFrameCount(int sample_n, int fft_n, int hop_n, int center);
 
 // Samples that frame_n overlapping frames of 2 * (freq_n - 1) samples span, without the padding if centred. Wraps
