@@ -27,7 +27,7 @@ TEST(Precise, IsRightForAllKindsOfArguments) {
     const float any = __builtin_bit_cast(float, static_cast<std::uint32_t>(random()));
     const float near_one =
         std::ldexp(static_cast<float>(random() % (1u << 24)), -23 + static_cast<int>(random() % 7) - 3);
-    for (const float x : {any, near_one, -near_one, 1.0f, 289.0f}) {
+    for (const float x : {any, near_one, -near_one, 1.0f, 2.0f, 289.0f}) {
       const auto wide = static_cast<double>(x);
       const auto check = [&](const char* name, float actual, double expected) {
         if (!IsClear(expected)) return;
@@ -46,10 +46,11 @@ TEST(Precise, IsRightForAllKindsOfArguments) {
   }
 }
 
-// Powers beside the largest float and beside half of the smallest, where only their logarithm to many bits decides.
+// Powers beside the largest float and beside half of the smallest, and those a factor of two further on, which are
+// known to be out of range: only their logarithm to many bits decides.
 TEST(Precise, KnowsWherePowersLeaveTheRangeOfFloats) {
   for (const float base : {1.5f, 3.0f, 0.7f, 0x1.000002p0f}) {
-    for (const double border : {128.0, -150.0}) {
+    for (const double border : {128.0, 129.0, -150.0, -151.0}) {
       auto exponent = static_cast<float>(border / std::log2(static_cast<double>(base)));
       for (int i = 0; i < 4; ++i) exponent = std::nextafter(exponent, 0.0f);
       for (int i = 0; i < 8; ++i, exponent = std::nextafter(exponent, 2 * exponent)) {
