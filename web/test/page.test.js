@@ -23,7 +23,7 @@ before(async () => {
            "--use-fake-device-for-media-stream", "--use-fake-ui-for-media-stream"],
   });
   await browser.defaultBrowserContext().overridePermissions(address, ["microphone"]);
-  // In a session of the browser's, because that of a page takes the setting along when the page closes, if only later.
+  // Through the browser: a connection to a page resets the folder when the page closes, perhaps after the next opened.
   devtools = await browser.target().createCDPSession();
   await devtools.send("Browser.setDownloadBehavior", { behavior: "allow", downloadPath: folder, eventsEnabled: true });
 });
