@@ -111,10 +111,24 @@ void TransformReal(float* re, float* im, const float* samples, const RealTransfo
 // Real samples as elements.
 struct LoneSamples {
   const float* samples;
+  KELVO_INLINE LoneSamples From(std::size_t k) const { return {samples + k}; }
   template <class Lane>
   KELVO_INLINE Complex<Lane> Load(std::size_t k) const {
     return {Lane::Load(samples + k), Lane::Broadcast(0.0f)};
   }
+};
+
+// Bins and their mirror images, except for those of the first vector.
+struct LoneBins {
+  MirroredBins bins;
+
+  template <class Lane>
+  KELVO_INLINE void Store(std::size_t k, const Complex<Lane>& x) const {
+    if (k == 0) return bins.SelfConjugate(0, x);
+    bins.Forward(k, x);
+  }
+  // Of the vector behind the first bin, which has none.
+  void MirrorFirst() const { bins.Forward(1, SamplePairs{bins.dst + 2}.Load<Floats>(0)); }
 };
 
 void RealToBins(float* dst, const float* src, const RealTransformView& plan, bool is_streamed, float* scratch) {
@@ -125,6 +139,11 @@ void RealToBins(float* dst, const float* src, const RealTransformView& plan, boo
       if (plan.IsHalfLength()) return SmallRealBins<4>(plan, SamplePairs{src}, bins);
       return SmallFullBins(plan, LoneSamples{src}, bins);
     }
+  }
+  if (plan.inner.chirp != nullptr && !plan.IsHalfLength()) {
+    const LoneBins bins{{dst, plan.fft_n}};
+    TransformByChirp(plan.inner, LoneSamples{src}, bins, scratch);
+    return bins.MirrorFirst();
   }
   const std::size_t stride = OutputStride(plan.inner.length);
   const SplitElements output{scratch, scratch + stride};
@@ -139,7 +158,7 @@ void TransformInterleaved(float* re, float* im, const float* src_re, const float
       kInterleavedN, [&]<class Lane>() __attribute__((always_inline)) {
         const auto lanes = BatchAt<Lane>(scratch);
         for (std::size_t l = 0; l < kInterleavedN; l += Lane::kSize) {
-          GatherBlocks<Lane>(lanes, src_re, src_im, begins + l, plan.length);
+          TransposeBlocks(lanes, ConstElements{src_re, src_im}, begins + l, plan.length);
           RunPasses<Batch, Lane>(lanes, plan, 0, plan.pass_n, plan.length, scratch + 2 * plan.length * Lane::kSize);
           for (std::size_t k = 0; k < plan.length; ++k) {
             Elements<kInterleavedN>{re + l, im + l}.Store(k, lanes.template Load<Lane>(k));

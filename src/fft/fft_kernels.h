@@ -50,16 +50,17 @@ constexpr std::size_t DirectScratchSize(const TransformView& plan) {
   const std::size_t longest = 2 * ArrayStride(plan.length) + 128;
   return widest < longest ? widest : longest;
 }
-// Two arrays of complex elements, between which passes go, and the direct passes' sums; of a chirp plan those of the
-// inner transforms, and an array that they start from.
+// Two arrays of complex elements, between which passes go, and the direct passes' sums; of a chirp plan one array of the
+// inner transforms, and blocks in lanes.
 constexpr std::size_t TransformScratchSize(const TransformView& plan) {
-  const TransformView& passes = plan.chirp != nullptr ? plan.chirp->inner : plan;
-  const std::size_t array_n = plan.chirp != nullptr ? 2 : 1;
-  return 2 * array_n * ArrayStride(passes.length) + 2 * ArrayStride(passes.spare_n) + DirectScratchSize(passes);
+  if (plan.chirp != nullptr) {
+    return 2 * ArrayStride(plan.chirp->inner.length) + 2 * kResponseLaneN * plan.chirp->block;
+  }
+  return 2 * ArrayStride(plan.length) + 2 * ArrayStride(plan.spare_n) + DirectScratchSize(plan);
 }
-// In lanes, for each of them and beyond the elements: the direct passes' sums, or two arrays of a chirp plan.
+// In lanes, for each of them and beyond the elements: the direct passes' sums, or the array of a chirp plan.
 constexpr std::size_t BatchTransformScratchSize(const TransformView& plan) {
-  return plan.chirp != nullptr ? 4 * plan.chirp->inner.length : 2 * plan.length;
+  return 2 * (plan.chirp != nullptr ? plan.chirp->inner.length : plan.length);
 }
 constexpr std::size_t FftScratchSize(const TransformView& plan) {
   return 2 * OutputStride(plan.length) + TransformScratchSize(plan);

@@ -288,13 +288,25 @@ void TransformPlan::BuildPasses(std::size_t length, const std::vector<std::size_
            nullptr};
 }
 
+const TransformView& TransformPlan::WithoutOrder() {
+  position_ = {};
+  output_ = {};
+  view_.position = view_.output = nullptr;
+  return view_;
+}
+
 void TransformPlan::BuildChirp(std::size_t length, std::size_t inner_n, Use use, Input input) {
   chirp_ = std::make_unique<ChirpTables>();
   chirp_->inner.BuildPasses(inner_n, ChooseRadices(inner_n, use), use, Input::complex);
   const TransformView& inner = chirp_->inner.View();
   const std::size_t output_n = input == Input::real ? length / 2 + 1 : length;
   const std::size_t factor_stride = (length + 15) / 16 * 16;
-  const std::size_t response_stride = (inner_n + 15) / 16 * 16;
+  // Passes before that have no twiddles in pairs.
+  const std::size_t adjacent_n = use == Use::single ? AdjacentPassCount(chirp_->inner.transpose_steps_) : 0;
+  const std::size_t split_n = ChooseConvolutionSplit(chirp_->inner.passes_, std::max(adjacent_n, std::size_t{1}));
+  const std::size_t block = inner.passes[split_n - 1].span;
+  const std::size_t group_n = (inner_n / block + kResponseLaneN - 1) / kResponseLaneN;
+  const std::size_t response_stride = group_n * kResponseLaneN * block;
   chirp_->memory = Base::AlignedArray<float>(2 * std::uint64_t{factor_stride} + 2 * std::uint64_t{response_stride});
   float* const factor_re = chirp_->memory.Data();
   float* const factor_im = factor_re + factor_stride;
@@ -318,29 +330,45 @@ void TransformPlan::BuildChirp(std::size_t length, std::size_t inner_n, Use use,
   }
 
   // The convolution is cyclic, so that factors for negative differences lie at the end.
-  std::fill_n(response_re, 2 * response_stride, 0.0f);
+  const std::size_t stride = ArrayStride(inner_n);
+  Base::AlignedArray<float> conjugates(2 * std::uint64_t{stride});
+  float* const re = conjugates.Data();
+  float* const im = re + stride;
+  std::fill_n(re, 2 * stride, 0.0f);
   for (std::size_t j = 0; j < length; ++j) {
     if (j < output_n) {
-      response_re[j] = factor_re[j];
-      response_im[j] = -factor_im[j];
+      re[j] = factor_re[j];
+      im[j] = -factor_im[j];
     }
     if (j > 0) {
-      response_re[inner_n - j] = factor_re[j];
-      response_im[inner_n - j] = -factor_im[j];
+      re[inner_n - j] = factor_re[j];
+      im[inner_n - j] = -factor_im[j];
     }
   }
   Base::AlignedArray<float> scratch(TransformScratchSize(inner));
-  Simd::KernelsFor<FftKernels>(Simd::BestLevel())
-      .transform_elements(response_re, response_im, response_re, response_im, inner, scratch.Data());
+  Simd::KernelsFor<FftKernels>(Simd::BestLevel()).transform_elements(re, im, re, im, inner, scratch.Data());
   const double scale = 0.5 / static_cast<double>(inner_n);
-  for (float* part = response_re; part < response_re + 2 * response_stride; ++part) {
-    *part = static_cast<float>(static_cast<double>(*part) * scale);
+  const auto scaled = [scale](float part) { return static_cast<float>(static_cast<double>(part) * scale); };
+  chirp_->view = {inner, output_n, factor_re, factor_im, response_re, response_im, split_n, block};
+  for (std::size_t k = 0; k < inner_n; ++k) {
+    const std::size_t at = chirp_->view.ResponseIndex(inner.position[k]);
+    response_re[at] = scaled(re[k]);
+    response_im[at] = scaled(im[k]);
+  }
+  chirp_->view.inner = chirp_->inner.WithoutOrder();
+  // Lanes behind the last block hold it as well.
+  const std::size_t last = chirp_->view.ResponseIndex(inner_n - block);
+  for (std::size_t i = 0; i < block; ++i) {
+    const std::size_t from = last + i * kResponseLaneN;
+    for (std::size_t at = from + 1; at % kResponseLaneN != 0; ++at) {
+      response_re[at] = response_re[from];
+      response_im[at] = response_im[from];
+    }
   }
 
   // Single transforms deliver their outputs in order.
   position_.resize(use == Use::batch ? output_n : 0);
   std::iota(position_.begin(), position_.end(), 0u);
-  chirp_->view = {inner, output_n, factor_re, factor_im, response_re, response_im};
   view_ = {length, 0, nullptr, position_.data(), nullptr, nullptr, 0, 0, &chirp_->view};
 }
 

@@ -36,6 +36,8 @@ bool HasButterfly(std::uint64_t radix);
 std::vector<std::size_t> ChooseRadices(std::size_t length, Use use);
 // The cheapest place to transpose.
 TransposeStep ChooseTransposeStep(const std::vector<Pass>& passes, std::size_t length, std::size_t lane_n);
+// After how many passes, `least` or more, a convolution goes on in lanes, kResponseLaneN blocks at a time.
+std::size_t ChooseConvolutionSplit(const std::vector<Pass>& passes, std::size_t least);
 // The length of the transforms that hold a convolution of `least` elements, or 0 where all of them are too long.
 std::uint64_t ChooseInnerLength(std::uint64_t least, Use use);
 // Whether convolving with a chirp by transforms of inner_n elements takes less time than passes of these radices.
@@ -63,6 +65,8 @@ class TransformPlan {
  private:
   void BuildPasses(std::size_t length, const std::vector<std::size_t>& radices, Use use, Input input);
   void BuildChirp(std::size_t length, std::size_t inner_n, Use use, Input input);
+  // For convolutions, which use outputs in the order that passes leave them in.
+  const TransformView& WithoutOrder();
 
   TransformView view_{};  // into the tables below, which stay where they are when the plan is moved
   std::vector<Pass> passes_;

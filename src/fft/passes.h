@@ -115,6 +115,20 @@ KELVO_INLINE Complex<Lane> LoadPart(const Elements& elements, std::size_t k) {
   return elements.template Load<Lane>(k);
 }
 
+// Where a pass multiplies by its twiddles. After the butterflies, it splits a transform into shorter ones (decimation in
+// frequency). Before them, it joins shorter ones (decimation in time): the same passes in reverse order take elements in
+// the order that the others leave them in, and leave outputs in natural order.
+enum class Decimation { frequency, time };
+
+// Multiplies element j of each of the blocks that a pass splits or joins by its twiddle; that of the first is 1.
+template <class Mode, class Lane, std::size_t kRadix>
+KELVO_INLINE void MultiplyByTwiddles(Complex<Lane> (&x)[kRadix], const Pass& pass, std::size_t span, std::size_t j) {
+  if (span == 1) return;
+  const typename Mode::Twiddles twiddles(pass, kRadix, span, j);
+#pragma GCC unroll 16
+  for (std::size_t s = 1; s < kRadix; ++s) x[s] = x[s] * twiddles.template At<Lane>(s);
+}
+
 // Runs `pass` over all blocks of a transform of `length` elements. In place, Single needs spans of whole vectors: the
 // last vector of any other span overlaps the one before, whose elements must still be there.
 //
@@ -122,7 +136,8 @@ KELVO_INLINE Complex<Lane> LoadPart(const Elements& elements, std::size_t k) {
 // inverse transforms up to 5 % slower.
 //
 // Of a last pass the span is known to be 1.
-template <std::size_t kRadix, class Mode, class Lane, bool kIsLast = false, class Source, class Target>
+template <std::size_t kRadix, class Mode, class Lane, bool kIsLast = false,
+          Decimation kDecimation = Decimation::frequency, class Source, class Target>
 __attribute__((noinline)) static void RunPass(Source source, Target to, const Pass& shared, std::size_t length) {
   constexpr std::size_t kStep = Mode::template kStep<Lane>;
   const Pass pass = shared;  // which no store can change
@@ -135,12 +150,9 @@ __attribute__((noinline)) static void RunPass(Source source, Target to, const Pa
       Complex<Lane> x[kRadix];
 #pragma GCC unroll 16
       for (std::size_t s = 0; s < kRadix; ++s) x[s] = from.template Load<Lane>(s * span);
+      if constexpr (kDecimation == Decimation::time) MultiplyByTwiddles<Mode>(x, pass, span, j);
       Butterfly(x);
-      if (span > 1) {
-        const typename Mode::Twiddles twiddles(pass, kRadix, span, j);
-#pragma GCC unroll 16
-        for (std::size_t s = 1; s < kRadix; ++s) x[s] = x[s] * twiddles.template At<Lane>(s);
-      }
+      if constexpr (kDecimation == Decimation::frequency) MultiplyByTwiddles<Mode>(x, pass, span, j);
 #pragma GCC unroll 16
       for (std::size_t s = 0; s < kRadix; ++s) target.Store(s * span, x[s]);
     }
@@ -264,13 +276,98 @@ KELVO_INLINE void RunLastPass(BatchElements<Lane> elements, const Outputs& outpu
   for (std::size_t i = 0; i < length; ++i) outputs.Store(i, elements.template Load<Lane>(i));
 }
 
+// A pass of a convolution, in place: of the radices that its transforms are made of.
+template <Decimation kDecimation, class Mode, class Lane, class Elements>
+KELVO_INLINE void RunConvolutionPass(Elements elements, const Pass& pass, std::size_t length) {
+  switch (pass.radix) {
+    case 3: return RunPass<3, Mode, Lane, false, kDecimation>(elements, elements, pass, length);
+    case 4: return RunPass<4, Mode, Lane, false, kDecimation>(elements, elements, pass, length);
+    case 5: return RunPass<5, Mode, Lane, false, kDecimation>(elements, elements, pass, length);
+    case 8: return RunPass<8, Mode, Lane, false, kDecimation>(elements, elements, pass, length);
+    default: return RunPass<16, Mode, Lane, false, kDecimation>(elements, elements, pass, length);
+  }
+}
+
+// A convolution over a block of elements that pass `first` finds whole: passes first .. last - 1 there,
+// work.Multiply(begin, length) once their outputs are complete, and the same passes back. Outputs stay in the order that
+// the passes leave them in, as the response is. What a pass leaves of a long block is finished part by part, each while
+// it lies in a cache.
+template <class Work>
+static void RunConvolution(const Work& work, const TransformView& plan, std::size_t first, std::size_t last,
+                           std::size_t begin, std::size_t length) {
+  const std::size_t end = first < last && work.IsInParts(length, plan.passes[first]) ? first + 1 : last;
+  for (std::size_t i = first; i < end; ++i) work.template Run<Decimation::frequency>(begin, plan.passes[i], length);
+  if (end == last) {
+    work.Multiply(begin, length);
+  } else {
+    const std::size_t span = plan.passes[first].span;
+    for (std::size_t part = begin; part < begin + length; part += span) {
+      RunConvolution(work, plan, end, last, part, span);
+    }
+  }
+  for (std::size_t i = end; i > first; --i) work.template Run<Decimation::time>(begin, plan.passes[i - 1], length);
+}
+
+// The innermost step of a convolution: the last pass there, whose span is 1, the products with the response, whose parts
+// are swapped, and the first pass back. The responses of an element are kResponseLaneN floats from those of the next;
+// in mode Single each lane has its own.
+template <std::size_t kRadix, class Mode, class Lane>
+__attribute__((noinline)) static void MultiplySpectrum(BatchElements<Lane> elements, const float* response_re,
+                                                       const float* response_im, std::size_t length) {
+  for (std::size_t block = 0; block < length; block += kRadix) {
+    const auto part = elements.From(block);
+    Complex<Lane> x[kRadix];
+#pragma GCC unroll 16
+    for (std::size_t s = 0; s < kRadix; ++s) x[s] = part.template Load<Lane>(s);
+    Butterfly(x);
+#pragma GCC unroll 16
+    for (std::size_t s = 0; s < kRadix; ++s) {
+      const std::size_t at = (block + s) * kResponseLaneN;
+      x[s] = Swapped(x[s] * Complex<Lane>{Mode::template LoadTwiddle<Lane>(response_re + at),
+                                          Mode::template LoadTwiddle<Lane>(response_im + at)});
+    }
+    Butterfly(x);
+#pragma GCC unroll 16
+    for (std::size_t s = 0; s < kRadix; ++s) part.Store(s, x[s]);
+  }
+}
+
+// The inner convolution of a chirp plan in lanes: of whole transforms or, in mode Single, of the blocks of a group.
+template <class Mode, class Lane>
+struct LaneConvolution {
+  BatchElements<Lane> elements;
+  const Chirp& chirp;
+  std::size_t response;  // the place of the first one
+
+  KELVO_INLINE bool IsInParts(std::size_t length, const Pass& pass) const {
+    return length > kMaxL1Length && pass.span % chirp.block == 0;
+  }
+  template <Decimation kDecimation>
+  KELVO_INLINE void Run(std::size_t begin, const Pass& pass, std::size_t length) const {
+    RunConvolutionPass<kDecimation, Batch, Lane>(elements.From(begin), pass, length);
+  }
+  KELVO_INLINE void Multiply(std::size_t begin, std::size_t length) const {
+    const std::size_t radix = chirp.inner.passes[chirp.inner.pass_n - 1].radix;
+    for (std::size_t block = begin; block < begin + length; block += chirp.block) {
+      const auto part = elements.From(block);
+      const std::size_t at = response + chirp.ResponseIndex(block);
+      const float* const re = chirp.response_re + at;
+      const float* const im = chirp.response_im + at;
+      switch (radix) {
+        case 4: MultiplySpectrum<4, Mode>(part, re, im, chirp.block); break;
+        case 8: MultiplySpectrum<8, Mode>(part, re, im, chirp.block); break;
+        default: MultiplySpectrum<16, Mode>(part, re, im, chirp.block); break;
+      }
+    }
+  }
+};
+
 // The transforms of a chirp plan in lanes, in place and in natural order.
 template <class Lane>
 static void TransformBatchByChirp(const TransformView& plan, BatchElements<Lane> elements, float* scratch) {
   const Chirp& chirp = *plan.chirp;
   const std::size_t inner_n = chirp.inner.length;
   const auto convolved = BatchAt<Lane>(scratch);
-  const auto natural = BatchAt<Lane>(scratch + 2 * inner_n * Lane::kSize);
   const auto factor = [&](std::size_t k) __attribute__((always_inline)) {
     return Complex<Lane>{Lane::Broadcast(chirp.factor_re[k]), Lane::Broadcast(chirp.factor_im[k])};
   };
@@ -281,15 +378,9 @@ static void TransformBatchByChirp(const TransformView& plan, BatchElements<Lane>
   }
   const Lane zero = Lane::Broadcast(0.0f);
   for (std::size_t k = plan.length; k < inner_n; ++k) convolved.Store(k, Complex<Lane>{zero, zero});
-  // The passes of inner transforms have butterflies, which take no scratch.
-  RunPasses<Batch, Lane>(convolved, chirp.inner, 0, chirp.inner.pass_n, inner_n, scratch);
-  for (std::size_t k = 0; k < inner_n; ++k) {
-    const Complex<Lane> response{Lane::Broadcast(chirp.response_re[k]), Lane::Broadcast(chirp.response_im[k])};
-    natural.Store(k, Swapped(convolved.template Load<Lane>(chirp.inner.position[k]) * response));
-  }
-  RunPasses<Batch, Lane>(natural, chirp.inner, 0, chirp.inner.pass_n, inner_n, scratch);
+  RunConvolution(LaneConvolution<Batch, Lane>{convolved, chirp, 0}, chirp.inner, 0, chirp.inner.pass_n - 1, 0, inner_n);
   for (std::size_t k = 0; k < chirp.output_n; ++k) {
-    elements.Store(k, scale.Leave(Swapped(natural.template Load<Lane>(chirp.inner.position[k])), factor(k)));
+    elements.Store(k, scale.Leave(Swapped(convolved.template Load<Lane>(k)), factor(k)));
   }
 }
 

@@ -116,10 +116,33 @@ TransposeStep ChooseTransposeStep(const std::vector<Pass>& passes, std::size_t l
   return best;
 }
 
+// Cheapest where blocks fill the lanes and passes before them have whole vectors.
+std::size_t ChooseConvolutionSplit(const std::vector<Pass>& passes, std::size_t least) {
+  std::size_t best = least;
+  std::size_t best_cost = std::numeric_limits<std::size_t>::max();
+  std::size_t cost_before = 0;
+  std::size_t block_n = 1;
+  for (std::size_t split_n = 1; split_n < passes.size(); ++split_n) {
+    const Pass& pass = passes[split_n - 1];
+    constexpr std::size_t kUnit = 64;
+    block_n *= pass.radix;
+    cost_before += kUnit * CostFor(pass.span & -pass.span, kResponseLaneN);
+    const std::size_t lane_n = (block_n + kResponseLaneN - 1) / kResponseLaneN * kResponseLaneN;
+    const std::size_t cost = cost_before + (passes.size() - split_n) * kUnit * lane_n / block_n;
+    // The shorter blocks are, the more of their way is in registers.
+    if (split_n >= least && cost <= best_cost) {
+      best = split_n;
+      best_cost = cost;
+    }
+  }
+  return best;
+}
+
 std::uint64_t ChooseInnerLength(std::uint64_t least, Use use) {
   std::uint64_t best = 0;
   for (const std::uint64_t odd : {1u, 3u, 5u, 9u, 15u, 27u}) {
-    std::uint64_t length = odd;
+    // The first pass has whole vectors of any size.
+    std::uint64_t length = kResponseLaneN * odd;
     while (length < least) length *= 2;
     if (IsTooLong(length)) continue;
     if (best == 0 || PassCost(length, use) < PassCost(best, use)) best = length;

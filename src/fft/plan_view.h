@@ -68,6 +68,9 @@ struct TransformView {
   constexpr std::size_t WorkLength() const;
 };
 
+// The widest vectors, so that the response of a convolution is in the same order for all.
+inline constexpr std::size_t kResponseLaneN = 16;
+
 // A transform as a convolution with a chirp (fft/chirp_scale.h).
 struct Chirp {
   TransformView inner;   // by passes, of output_n + length - 1 elements or more
@@ -75,12 +78,22 @@ struct Chirp {
   // exp(-pi i j^2 / length), j = 0 .. length - 1.
   const float* factor_re;
   const float* factor_im;
-  // The transform of the conjugate factors, over 2 * inner.length: [inner.length], and zeros to the end of a vector.
+  // The transform of the conjugate factors, over 2 * inner.length.
   const float* response_re;
   const float* response_im;
+  // Of a single transform, passes from pass split_n on run in lanes, over blocks of `block` elements. The response lies
+  // in their order: kResponseLaneN blocks are a group, whose elements alternate.
+  std::size_t split_n;
+  std::size_t block;
+
+  // The place of an element in the order that the passes leave.
+  constexpr std::size_t ResponseIndex(std::size_t element) const {
+    const std::size_t at = element / block;
+    return (at / kResponseLaneN * block + element % block) * kResponseLaneN + at % kResponseLaneN;
+  }
 };
 
-constexpr std::size_t TransformView::WorkLength() const { return chirp != nullptr ? 2 * chirp->inner.length : length; }
+constexpr std::size_t TransformView::WorkLength() const { return chirp != nullptr ? chirp->inner.length : length; }
 
 // The transform of fft_n real samples. At half length, sample pairs are the elements of a complex transform, and a last
 // step splits its output into the bins of the signal. Odd lengths, and very short ones, run at full length with

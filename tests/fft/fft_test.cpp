@@ -190,8 +190,8 @@ TEST(FftPlanCacheTest, TablesStaySmall) {
       float_n += (pass.twiddle_pairs != nullptr ? 4 : 2) * count + (pass.order != nullptr ? 4 * pass.radix : 0);
     }
     if (plan.chirp != nullptr) {
-      float_n += 2 * plan.length + 2 * passes.length;
-      index_n += passes.length;
+      const std::size_t group = kResponseLaneN * plan.chirp->block;
+      float_n += 2 * plan.length + 2 * ((passes.length + group - 1) / group * group);
     }
     return 4 * (float_n + index_n);
   };
