@@ -44,22 +44,20 @@ class UnitRoots {
 
   // For index < length.
   Complex<float> operator()(std::size_t index) const {
-    const std::uint64_t eighths = std::uint64_t{8} * index;
-    const std::uint64_t octant = eighths / length_;
+    std::uint64_t rest = std::uint64_t{8} * index;
+    unsigned octant = 0;
+    for (const unsigned step : {4u, 2u, 1u}) {
+      const bool is_beyond = rest >= std::uint64_t{step} * length_;
+      octant += is_beyond ? step : 0;
+      rest -= is_beyond ? std::uint64_t{step} * length_ : 0;
+    }
     // The distance from the nearest multiple of pi / 2 is this many units of pi / (4 length): 8 index less an even
     // multiple of the length.
-    const std::uint64_t distance = octant % 2 == 0 ? eighths - octant * length_ : (octant + 1) * length_ - eighths;
+    const std::uint64_t distance = octant % 2 == 0 ? rest : length_ - rest;
     const auto [near, far] = parts_[static_cast<std::size_t>(distance) / step_];
-    switch (octant) {
-      case 0: return {near, -far};
-      case 1: return {far, -near};
-      case 2: return {-far, -near};
-      case 3: return {-near, -far};
-      case 4: return {-near, far};
-      case 5: return {-far, near};
-      case 6: return {far, near};
-      default: return {near, far};
-    }
+    const bool is_swapped = (octant + 1) % 4 >= 2;
+    const float re = is_swapped ? far : near, im = is_swapped ? near : far;
+    return {octant >= 2 && octant < 6 ? -re : re, octant < 4 ? -im : im};
   }
 
  private:
@@ -108,7 +106,14 @@ float* AddTwiddles(Pass& pass, float* to, std::size_t length) {
   pass.twiddle_re = to;
   pass.twiddle_im = to + count;
   const UnitRoots roots(length);
-  return AddRoots(to, count, [&](std::size_t i) { return roots((i / span + 1) * (i % span)); });
+  for (std::size_t s = 1; s < pass.radix; ++s) {
+    for (std::size_t j = 0; j < span; ++j, ++to) {
+      const Complex<float> root = roots(s * j);
+      to[0] = root.re;
+      to[count] = root.im;
+    }
+  }
+  return to + count;
 }
 // The same in pairs, for batches.
 float* AddTwiddlePairs(Pass& pass, float* to) {
@@ -348,27 +353,30 @@ void TransformPlan::BuildChirp(std::size_t length, std::size_t inner_n, Use use,
   Base::AlignedArray<float> scratch(TransformScratchSize(inner));
   Simd::KernelsFor<FftKernels>(Simd::BestLevel()).transform_elements(re, im, re, im, inner, scratch.Data());
   const double scale = 0.5 / static_cast<double>(inner_n);
-  const auto scaled = [scale](float part) { return static_cast<float>(static_cast<double>(part) * scale); };
-  chirp_->view = {inner, output_n, factor_re, factor_im, response_re, response_im, split_n, block};
-  for (std::size_t k = 0; k < inner_n; ++k) {
-    const std::size_t at = chirp_->view.ResponseIndex(inner.position[k]);
-    response_re[at] = scaled(re[k]);
-    response_im[at] = scaled(im[k]);
+  for (float* part = re; part < re + 2 * stride; ++part) {
+    *part = static_cast<float>(static_cast<double>(*part) * scale);
   }
-  chirp_->view.inner = chirp_->inner.WithoutOrder();
-  // Lanes behind the last block hold it as well.
-  const std::size_t last = chirp_->view.ResponseIndex(inner_n - block);
-  for (std::size_t i = 0; i < block; ++i) {
-    const std::size_t from = last + i * kResponseLaneN;
-    for (std::size_t at = from + 1; at % kResponseLaneN != 0; ++at) {
-      response_re[at] = response_re[from];
-      response_im[at] = response_im[from];
+  // Output first[b] + within[i] is element i of block b. Lanes behind the last block hold it as well.
+  const std::size_t block_n = inner_n / block;
+  std::vector<std::size_t> first(group_n * kResponseLaneN), within(block);
+  for (std::size_t k = 0; k < block_n; ++k) first[inner.position[k] / block] = k;
+  for (std::size_t k = 0; k < inner_n; k += block_n) within[inner.position[k]] = k;
+  std::fill(first.begin() + static_cast<std::ptrdiff_t>(block_n), first.end(), first[block_n - 1]);
+  std::size_t at = 0;
+  for (auto group = first.begin(); group != first.end(); group += kResponseLaneN) {
+    for (const std::size_t offset : within) {
+      for (std::size_t l = 0; l < kResponseLaneN; ++l, ++at) {
+        const std::size_t k = group[static_cast<std::ptrdiff_t>(l)] + offset;
+        response_re[at] = re[k];
+        response_im[at] = im[k];
+      }
     }
   }
 
   // Single transforms deliver their outputs in order.
   position_.resize(use == Use::batch ? output_n : 0);
   std::iota(position_.begin(), position_.end(), 0u);
+  chirp_->view = {chirp_->inner.WithoutOrder(), output_n, factor_re, factor_im, response_re, response_im, split_n, block};
   view_ = {length, 0, nullptr, position_.data(), nullptr, nullptr, 0, 0, &chirp_->view};
 }
 
