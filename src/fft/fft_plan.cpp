@@ -20,6 +20,7 @@ namespace {
 
 // exp(-2 pi i index / length), each part rounded once from double precision. The angle is reduced to an octant in
 // integers, so symmetric roots have equal bits, the trivial ones are exact, and each pair of parts is computed once.
+template <class T>
 class UnitRoots {
  public:
   explicit UnitRoots(std::size_t length) : length_(length), step_(std::gcd(2 * length, std::size_t{8})) {
@@ -37,13 +38,13 @@ class UnitRoots {
       const Complex<double> first = root(begin);
       for (std::size_t i = 0; i < std::min(run_n, parts_.size() - begin); ++i) {
         const Complex<double> product = first * first_run[i];
-        parts_[begin + i] = {static_cast<float>(product.re), static_cast<float>(product.im)};
+        parts_[begin + i] = {static_cast<T>(product.re), static_cast<T>(product.im)};
       }
     }
   }
 
   // For index < length.
-  Complex<float> operator()(std::size_t index) const {
+  Complex<T> operator()(std::size_t index) const {
     std::uint64_t rest = std::uint64_t{8} * index;
     unsigned octant = 0;
     for (const unsigned step : {4u, 2u, 1u}) {
@@ -56,15 +57,111 @@ class UnitRoots {
     const std::uint64_t distance = octant % 2 == 0 ? rest : length_ - rest;
     const auto [near, far] = parts_[static_cast<std::size_t>(distance) / step_];
     const bool is_swapped = (octant + 1) % 4 >= 2;
-    const float re = is_swapped ? far : near, im = is_swapped ? near : far;
+    const T re = is_swapped ? far : near, im = is_swapped ? near : far;
     return {octant >= 2 && octant < 6 ? -re : re, octant < 4 ? -im : im};
   }
 
  private:
   std::size_t length_;
   std::size_t step_;  // of the distances that occur
-  std::vector<Complex<float>> parts_;
+  std::vector<Complex<T>> parts_;
 };
+
+// One pass of TransformInDouble: the `radix` elements that lie span * stride apart, with twiddles, to adjacent places.
+template <std::size_t kRadix>
+void RunDoublePass(const std::vector<Complex<double>>& from, std::vector<Complex<double>>& to, std::size_t stride,
+                   const UnitRoots<double>& roots) {
+  const std::size_t length = from.size();
+  const std::size_t span = length / (kRadix * stride);
+  Complex<double> factor[kRadix];
+  for (std::size_t s = 0; s < kRadix; ++s) factor[s] = roots(s * (length / kRadix));
+  for (std::size_t j = 0; j < span; ++j) {
+    Complex<double> twiddle[kRadix];
+    for (std::size_t s = 0; s < kRadix; ++s) twiddle[s] = roots(s * j * stride);
+    const Complex<double>* const x = from.data() + j * stride;
+    Complex<double>* const y = to.data() + kRadix * j * stride;
+    for (std::size_t i = 0; i < stride; ++i) {
+      Complex<double> a[kRadix];
+      for (std::size_t s = 0; s < kRadix; ++s) a[s] = x[i + s * span * stride];
+      if constexpr (kRadix == 4) {
+        const Complex<double> b[] = {a[0] + a[2], a[1] + a[3], a[0] - a[2], TimesMinusI(a[1] - a[3])};
+        a[0] = b[0] + b[1];
+        a[1] = b[2] + b[3];
+        a[2] = b[0] - b[1];
+        a[3] = b[2] - b[3];
+      } else {
+        Complex<double> sum[kRadix];
+        for (std::size_t s = 0; s < kRadix; ++s) {
+          sum[s] = a[0];
+          for (std::size_t k = 1; k < kRadix; ++k) sum[s] = sum[s] + a[k] * factor[s * k % kRadix];
+        }
+        std::copy_n(sum, kRadix, a);
+      }
+      y[i] = a[0];
+      for (std::size_t s = 1; s < kRadix; ++s) y[i + s * stride] = a[s] * twiddle[s];
+    }
+  }
+}
+
+// The transform in place, in natural order, of a length without other prime factors than 2, 3 and 5, by passes that sort
+// as they go [Stockham 1966].
+void TransformInDouble(std::vector<Complex<double>>& elements) {
+  const UnitRoots<double> roots(elements.size());
+  std::vector<Complex<double>> next(elements.size());
+  for (std::size_t stride = 1; stride < elements.size(); std::swap(elements, next)) {
+    const std::size_t rest = elements.size() / stride;
+    const std::size_t radix = rest % 4 == 0 ? 4 : rest % 2 == 0 ? 2 : rest % 3 == 0 ? 3 : 5;
+    switch (radix) {
+      case 2: RunDoublePass<2>(elements, next, stride, roots); break;
+      case 3: RunDoublePass<3>(elements, next, stride, roots); break;
+      case 4: RunDoublePass<4>(elements, next, stride, roots); break;
+      default: RunDoublePass<5>(elements, next, stride, roots); break;
+    }
+    stride *= radix;
+  }
+}
+
+// exp(-pi i j^2 / length) at j and, as far as `output_n` needs it, at -j, which is inner_n - j in a cyclic convolution.
+template <class T>
+std::vector<Complex<T>> ChirpFactors(std::size_t length, std::size_t output_n, std::size_t inner_n) {
+  std::vector<Complex<T>> factors(inner_n);
+  // The square of j is reduced in integers. Factor length - j is factor j, negated where the length is odd.
+  const T mirror = length % 2 == 0 ? T{1} : T{-1};
+  const UnitRoots<T> roots(2 * length);
+  const auto set = [&](std::size_t j, const Complex<T>& factor) {
+    if (j < output_n) factors[j] = factor;
+    if (j > 0) factors[inner_n - j] = factor;
+  };
+  std::uint64_t square = 0;
+  for (std::size_t j = 0; j <= length / 2; ++j) {
+    const Complex<T> factor = roots(static_cast<std::size_t>(square));
+    set(j, factor);
+    if (j > 0) set(length - j, Scale(factor, mirror));
+    square += 2 * j + 1;
+    if (square >= 2 * length) square -= 2 * length;
+  }
+  return factors;
+}
+
+// The response of a convolution: the transform of the conjugate factors, over twice their number.
+std::vector<Complex<float>> ExactResponse(std::vector<Complex<double>> factors) {
+  for (auto& factor : factors) factor = Conjugate(factor);
+  TransformInDouble(factors);
+  const double scale = 0.5 / static_cast<double>(factors.size());
+  std::vector<Complex<float>> response(factors.size());
+  std::transform(factors.begin(), factors.end(), response.begin(), [scale](const Complex<double>& value) {
+    return Complex<float>{static_cast<float>(value.re * scale), static_cast<float>(value.im * scale)};
+  });
+  return response;
+}
+// In single precision, as the conjugate of the inverse transform.
+std::vector<Complex<float>> FastResponse(std::vector<Complex<float>> factors, const TransformView& plan) {
+  Base::AlignedArray<float> scratch(TransformScratchSize(plan));
+  auto* const pairs = reinterpret_cast<float*>(factors.data());
+  Simd::KernelsFor<FftKernels>(Simd::BestLevel()).inverse_complex(pairs, pairs, plan, scratch.Data());
+  for (auto& factor : factors) factor = Scale(Conjugate(factor), 0.5f);
+  return factors;
+}
 
 // Direct sums up to this radix have their roots in natural order and in full; longer ones in an order that takes a
 // table no longer than two vectors of elements.
@@ -105,7 +202,7 @@ float* AddTwiddles(Pass& pass, float* to, std::size_t length) {
   const auto count = static_cast<std::size_t>(TwiddleCount(pass));
   pass.twiddle_re = to;
   pass.twiddle_im = to + count;
-  const UnitRoots roots(length);
+  const UnitRoots<float> roots(length);
   for (std::size_t s = 1; s < pass.radix; ++s) {
     for (std::size_t j = 0; j < span; ++j, ++to) {
       const Complex<float> root = roots(s * j);
@@ -165,7 +262,7 @@ float* AddDirectSum(Pass& pass, unsigned* order, float* to) {
   pass.root_re = to;
   pass.root_im = to + count;
   power = 1;
-  const UnitRoots roots(pass.radix);
+  const UnitRoots<float> roots(pass.radix);
   return AddRoots(to, count, [&](std::size_t i) {
     if (!is_full) return roots(static_cast<std::size_t>(next_index()));
     return roots((i / half + 1) * (i % half + 1) % pass.radix);
@@ -217,7 +314,7 @@ void CheckPlanSize(int fft_n) {
 
 struct ChirpTables {
   TransformPlan inner;
-  Base::AlignedArray<float> memory;
+  Base::AlignedArray<float> factors, response;
   Chirp view;
 };
 
@@ -302,60 +399,42 @@ const TransformView& TransformPlan::WithoutOrder() {
 
 void TransformPlan::BuildChirp(std::size_t length, std::size_t inner_n, Use use, Input input) {
   chirp_ = std::make_unique<ChirpTables>();
-  chirp_->inner.BuildPasses(inner_n, ChooseRadices(inner_n, use), use, Input::complex);
-  const TransformView& inner = chirp_->inner.View();
   const std::size_t output_n = input == Input::real ? length / 2 + 1 : length;
   const std::size_t factor_stride = (length + 15) / 16 * 16;
+  chirp_->factors = Base::AlignedArray<float>(2 * std::uint64_t{factor_stride});
+  float* const factor_re = chirp_->factors.Data();
+  float* const factor_im = factor_re + factor_stride;
+  const auto keep = [&](const auto& factors) {
+    for (std::size_t j = 0; j < length; ++j) {
+      const auto& factor = factors[j < output_n ? j : inner_n - j];
+      factor_re[j] = static_cast<float>(factor.re);
+      factor_im[j] = static_cast<float>(factor.im);
+    }
+  };
+  // The memory that this takes is free before there are other tables.
+  std::vector<Complex<float>> response;
+  if (inner_n <= kLongestExactResponse) {
+    std::vector<Complex<double>> factors = ChirpFactors<double>(length, output_n, inner_n);
+    keep(factors);
+    response = ExactResponse(std::move(factors));
+  }
+  chirp_->inner.BuildPasses(inner_n, ChooseRadices(inner_n, use), use, Input::complex);
+  const TransformView& inner = chirp_->inner.View();
+  if (inner_n > kLongestExactResponse) {
+    std::vector<Complex<float>> factors = ChirpFactors<float>(length, output_n, inner_n);
+    keep(factors);
+    response = FastResponse(std::move(factors), inner);
+  }
+
   // Passes before that have no twiddles in pairs.
   const std::size_t adjacent_n = use == Use::single ? AdjacentPassCount(chirp_->inner.transpose_steps_) : 0;
   const std::size_t split_n = ChooseConvolutionSplit(chirp_->inner.passes_, std::max(adjacent_n, std::size_t{1}));
   const std::size_t block = inner.passes[split_n - 1].span;
   const std::size_t group_n = (inner_n / block + kResponseLaneN - 1) / kResponseLaneN;
   const std::size_t response_stride = group_n * kResponseLaneN * block;
-  chirp_->memory = Base::AlignedArray<float>(2 * std::uint64_t{factor_stride} + 2 * std::uint64_t{response_stride});
-  float* const factor_re = chirp_->memory.Data();
-  float* const factor_im = factor_re + factor_stride;
-  float* const response_re = factor_im + factor_stride;
+  chirp_->response = Base::AlignedArray<float>(2 * std::uint64_t{response_stride});
+  float* const response_re = chirp_->response.Data();
   float* const response_im = response_re + response_stride;
-
-  // The square of j is reduced in integers. Factor n - j is factor j, negated where n is odd.
-  const float mirror = length % 2 == 0 ? 1.0f : -1.0f;
-  const UnitRoots roots(2 * length);
-  std::uint64_t square = 0;
-  for (std::size_t j = 0; j <= length / 2; ++j) {
-    const Complex<float> factor = roots(static_cast<std::size_t>(square));
-    factor_re[j] = factor.re;
-    factor_im[j] = factor.im;
-    if (j > 0) {
-      factor_re[length - j] = mirror * factor.re;
-      factor_im[length - j] = mirror * factor.im;
-    }
-    square += 2 * j + 1;
-    if (square >= 2 * length) square -= 2 * length;
-  }
-
-  // The convolution is cyclic, so that factors for negative differences lie at the end.
-  const std::size_t stride = ArrayStride(inner_n);
-  Base::AlignedArray<float> conjugates(2 * std::uint64_t{stride});
-  float* const re = conjugates.Data();
-  float* const im = re + stride;
-  std::fill_n(re, 2 * stride, 0.0f);
-  for (std::size_t j = 0; j < length; ++j) {
-    if (j < output_n) {
-      re[j] = factor_re[j];
-      im[j] = -factor_im[j];
-    }
-    if (j > 0) {
-      re[inner_n - j] = factor_re[j];
-      im[inner_n - j] = -factor_im[j];
-    }
-  }
-  Base::AlignedArray<float> scratch(TransformScratchSize(inner));
-  Simd::KernelsFor<FftKernels>(Simd::BestLevel()).transform_elements(re, im, re, im, inner, scratch.Data());
-  const double scale = 0.5 / static_cast<double>(inner_n);
-  for (float* part = re; part < re + 2 * stride; ++part) {
-    *part = static_cast<float>(static_cast<double>(*part) * scale);
-  }
   // Output first[b] + within[i] is element i of block b. Lanes behind the last block hold it as well.
   const std::size_t block_n = inner_n / block;
   std::vector<std::size_t> first(group_n * kResponseLaneN), within(block);
@@ -366,9 +445,9 @@ void TransformPlan::BuildChirp(std::size_t length, std::size_t inner_n, Use use,
   for (auto group = first.begin(); group != first.end(); group += kResponseLaneN) {
     for (const std::size_t offset : within) {
       for (std::size_t l = 0; l < kResponseLaneN; ++l, ++at) {
-        const std::size_t k = group[static_cast<std::ptrdiff_t>(l)] + offset;
-        response_re[at] = re[k];
-        response_im[at] = im[k];
+        const Complex<float>& value = response[group[static_cast<std::ptrdiff_t>(l)] + offset];
+        response_re[at] = value.re;
+        response_im[at] = value.im;
       }
     }
   }
@@ -391,7 +470,7 @@ RealTransformPlan::RealTransformPlan(std::size_t fft_n, Use use, bool is_inverse
   split_ = Base::AlignedArray<float>(2 * stride);
   float* const split_re = split_.Data() + 15;
   float* const split_im = split_re + stride;
-  const UnitRoots roots(fft_n);
+  const UnitRoots<float> roots(fft_n);
   for (std::size_t k = 0; k < split_n; ++k) {
     const Complex<float> root = roots(k);
     split_re[k] = root.re;

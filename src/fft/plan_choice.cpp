@@ -139,6 +139,8 @@ std::size_t ChooseConvolutionSplit(const std::vector<Pass>& passes, std::size_t 
 }
 
 std::uint64_t ChooseInnerLength(std::uint64_t least, Use use) {
+  // Shorter ones leave half the lanes empty.
+  least = std::max(least, std::uint64_t{kResponseLaneN} * kResponseLaneN);
   std::uint64_t best = 0;
   for (const std::uint64_t odd : {1u, 3u, 5u, 9u, 15u, 27u}) {
     // The first pass has whole vectors of any size.
@@ -151,20 +153,27 @@ std::uint64_t ChooseInnerLength(std::uint64_t least, Use use) {
 }
 
 // Whether convolving with a chirp by transforms of inner_n elements takes less time than passes of these radices, most
-// of which goes into direct sums. The factors are measured: alone both take as long at 97 complex and at 131 real
-// elements; in a batch, where all lanes of a direct sum are in use, at 113 and at 163.
+// of which goes into direct sums. The factors are measured: alone both take as long at 97 complex and at 113 real
+// elements; in a batch, where all lanes of a direct sum are in use, at 113 and at 145.
 bool IsFasterByChirp(std::uint64_t length, const std::vector<std::size_t>& radices, std::uint64_t inner_n, Use use,
                      Input input) {
   if (inner_n == 0) return false;
+  const bool is_single = use == Use::single;
   std::uint64_t direct = 0;
   for (const std::size_t radix : radices) {
     // The butterfly of seven elements is a direct sum as well.
-    if (!HasButterfly(radix) || radix == 7)
-      direct += input == Input::real && radix == radices.front() ? radix : 2 * radix;
+    if (HasButterfly(radix) && radix != 7) continue;
+    const bool is_real = input == Input::real && radix == radices.front();
+    direct += radix * (!is_real ? 10 : is_single ? 7 : 5);
   }
+  // Without an exact response, it would be less accurate than sums over short primes.
+  const auto octaves = static_cast<std::uint64_t>(std::bit_width(inner_n));
+  if (inner_n > kLongestExactResponse && radices.size() > 1 && direct < 130 * octaves) return false;
   constexpr std::uint64_t kFurtherOctaves = 3;  // for scaling, factors and products
+  // Beside other passes, that of a single transform seldom has whole vectors.
+  if (is_single && radices.size() > 1) direct += 2 * direct / 5;
   const std::uint64_t chirp = PassCost(inner_n, use) + kFurtherOctaves * inner_n;
-  return (use == Use::single ? 11 : 17) * chirp < 2 * length * direct;
+  return (is_single ? 30 : 35) * chirp < length * direct;
 }
 
 // Up to 16 samples a full-length transform is used: the split step of a half-length one would lose accuracy at 8 and
