@@ -111,7 +111,6 @@ void TransformReal(float* re, float* im, const float* samples, const RealTransfo
 // Real samples as elements.
 struct LoneSamples {
   const float* samples;
-  KELVO_INLINE LoneSamples From(std::size_t k) const { return {samples + k}; }
   template <class Lane>
   KELVO_INLINE Complex<Lane> Load(std::size_t k) const {
     return {Lane::Load(samples + k), Lane::Broadcast(0.0f)};

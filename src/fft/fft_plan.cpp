@@ -104,7 +104,7 @@ void RunDoublePass(const std::vector<Complex<double>>& from, std::vector<Complex
 }
 
 // The transform in place, in natural order, of a length without other prime factors than 2, 3 and 5, by passes that sort
-// as they go [Stockham 1966].
+// as they go [Cochran et al. 1967].
 void TransformInDouble(std::vector<Complex<double>>& elements) {
   const UnitRoots<double> roots(elements.size());
   std::vector<Complex<double>> next(elements.size());
@@ -326,7 +326,7 @@ TransformPlan::~TransformPlan() = default;
 TransformPlan::TransformPlan(std::size_t length, Use use, Input input) {
   const std::vector<std::size_t> radices = ChooseRadices(length, use);
   const std::uint64_t output_n = input == Input::real ? length / 2 + 1 : length;
-  const std::uint64_t inner_n = ChooseInnerLength(length + output_n - 1, use);
+  const std::uint64_t inner_n = ChooseInnerLength(length + output_n - 1);
   if (IsFasterByChirp(length, radices, inner_n, use, input)) {
     BuildChirp(length, static_cast<std::size_t>(inner_n), use, input);
   } else {

@@ -276,15 +276,14 @@ KELVO_INLINE void RunLastPass(BatchElements<Lane> elements, const Outputs& outpu
   for (std::size_t i = 0; i < length; ++i) outputs.Store(i, elements.template Load<Lane>(i));
 }
 
-// A pass of a convolution, in place: of the radices that its transforms are made of.
+// A pass of a convolution, in place: of the radices that its transforms begin with. The last pass is another step.
 template <Decimation kDecimation, class Mode, class Lane, class Elements>
 KELVO_INLINE void RunConvolutionPass(Elements elements, const Pass& pass, std::size_t length) {
   switch (pass.radix) {
     case 3: return RunPass<3, Mode, Lane, false, kDecimation>(elements, elements, pass, length);
     case 4: return RunPass<4, Mode, Lane, false, kDecimation>(elements, elements, pass, length);
     case 5: return RunPass<5, Mode, Lane, false, kDecimation>(elements, elements, pass, length);
-    case 8: return RunPass<8, Mode, Lane, false, kDecimation>(elements, elements, pass, length);
-    default: return RunPass<16, Mode, Lane, false, kDecimation>(elements, elements, pass, length);
+    default: return RunPass<8, Mode, Lane, false, kDecimation>(elements, elements, pass, length);
   }
 }
 
@@ -339,9 +338,8 @@ struct LaneConvolution {
   const Chirp& chirp;
   std::size_t response;  // the place of the first one
 
-  KELVO_INLINE bool IsInParts(std::size_t length, const Pass& pass) const {
-    return length > kMaxL1Length && pass.span % chirp.block == 0;
-  }
+  // Blocks are shorter than that, so parts are whole blocks.
+  static constexpr bool IsInParts(std::size_t length, const Pass&) { return length > kMaxL1Length; }
   template <Decimation kDecimation>
   KELVO_INLINE void Run(std::size_t begin, const Pass& pass, std::size_t length) const {
     RunConvolutionPass<kDecimation, Batch, Lane>(elements.From(begin), pass, length);

@@ -53,12 +53,10 @@ std::size_t CostFor(std::size_t available, std::size_t lane_n) {
 }
 
 // The time of a transform of `length` elements by passes in units of one element and one power of two. Factors of three
-// and five cost a fourth more, as measured for 256 to 32768 elements, and in a short transform alone half as much
-// again.
-std::uint64_t PassCost(std::uint64_t length, Use use) {
+// and five cost a fourth more, as measured for 256 to 32768 elements.
+std::uint64_t PassCost(std::uint64_t length) {
   const auto octaves = static_cast<std::uint64_t>(std::bit_width(length));
-  const std::uint64_t quarters = std::has_single_bit(length) ? 4 : use == Use::single && length < 256 ? 6 : 5;
-  return quarters * length * octaves / 4;
+  return (std::has_single_bit(length) ? 4 : 5) * length * octaves / 4;
 }
 
 }  // namespace
@@ -138,7 +136,7 @@ std::size_t ChooseConvolutionSplit(const std::vector<Pass>& passes, std::size_t 
   return best;
 }
 
-std::uint64_t ChooseInnerLength(std::uint64_t least, Use use) {
+std::uint64_t ChooseInnerLength(std::uint64_t least) {
   // Shorter ones leave half the lanes empty.
   least = std::max(least, std::uint64_t{kResponseLaneN} * kResponseLaneN);
   std::uint64_t best = 0;
@@ -147,7 +145,7 @@ std::uint64_t ChooseInnerLength(std::uint64_t least, Use use) {
     std::uint64_t length = kResponseLaneN * odd;
     while (length < least) length *= 2;
     if (IsTooLong(length)) continue;
-    if (best == 0 || PassCost(length, use) < PassCost(best, use)) best = length;
+    if (best == 0 || PassCost(length) < PassCost(best)) best = length;
   }
   return best;
 }
@@ -172,7 +170,7 @@ bool IsFasterByChirp(std::uint64_t length, const std::vector<std::size_t>& radic
   constexpr std::uint64_t kFurtherOctaves = 3;  // for scaling, factors and products
   // Beside other passes, that of a single transform seldom has whole vectors.
   if (is_single && radices.size() > 1) direct += 2 * direct / 5;
-  const std::uint64_t chirp = PassCost(inner_n, use) + kFurtherOctaves * inner_n;
+  const std::uint64_t chirp = PassCost(inner_n) + kFurtherOctaves * inner_n;
   return (is_single ? 30 : 35) * chirp < length * direct;
 }
 
