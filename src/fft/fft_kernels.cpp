@@ -101,7 +101,7 @@ void TransformElements(float* re, float* im, const float* src_re, const float* s
 
 void TransformReal(float* re, float* im, const float* samples, const RealTransformView& plan, float* scratch) {
   if (plan.IsHalfLength()) {
-    TransformSingle(plan.inner, SamplePairs{samples}, NaturalOutput{{re, im}}, scratch);
+    TransformSingle(plan.inner, SamplePairs{samples}, SplitElements{re, im}, scratch);
   } else {
     for (std::size_t i = 0; i < plan.fft_n; ++i) im[i] = 0.0f;
     TransformElements(re, im, samples, im, plan.inner, scratch);

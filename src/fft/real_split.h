@@ -98,10 +98,6 @@ struct NaturalOutput {
     const Complex<Lane> forward = elements.Load<Lane>(k + 1 - Lane::kSize);
     return {Reverse(forward.re), Reverse(forward.im)};
   }
-  template <class Lane>
-  KELVO_INLINE void Store(std::size_t k, const Complex<Lane>& value) const {
-    elements.Store(k, value);
-  }
 };
 
 // The bins of real signals in lanes, whose samples lie in `elements` as the inner transform takes them.

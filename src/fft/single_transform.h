@@ -441,15 +441,14 @@ struct LeavingOutputs {
   KELVO_INLINE std::size_t RestBegin() const { return (OutputCount() / Floats::kSize - 1) * Floats::kSize; }
 };
 
-// The first pass of a convolution, or the last one back: of the radices that plans begin with, whose spans are whole
-// vectors (ChooseInnerLength).
+// The first pass of a convolution, or the last one back. Spans are whole vectors (ChooseInnerLength). Only the radices
+// that inner plans begin with are compiled for every kind of source and sink.
 template <Decimation kDecimation, class From, class To>
 KELVO_INLINE void RunOuterPass(const From& from, const To& to, const Pass& pass, std::size_t length) {
   switch (pass.radix) {
     case 3: return RunPass<3, Single, Floats, false, kDecimation>(from, to, pass, length);
-    case 4: return RunPass<4, Single, Floats, false, kDecimation>(from, to, pass, length);
     case 5: return RunPass<5, Single, Floats, false, kDecimation>(from, to, pass, length);
-    default: return RunPass<8, Single, Floats, false, kDecimation>(from, to, pass, length);
+    default: return RunPass<4, Single, Floats, false, kDecimation>(from, to, pass, length);
   }
 }
 
