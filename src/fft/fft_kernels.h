@@ -50,8 +50,8 @@ constexpr std::size_t DirectScratchSize(const TransformView& plan) {
   const std::size_t longest = 2 * ArrayStride(plan.length) + 128;
   return widest < longest ? widest : longest;
 }
-// Two arrays of complex elements, between which passes go, and the direct passes' sums; of a chirp plan one array of the
-// inner transforms, and blocks in lanes.
+// Two arrays of complex elements, between which passes go, and the direct passes' sums; of a chirp plan one array of
+// the inner transforms, and blocks in lanes.
 constexpr std::size_t TransformScratchSize(const TransformView& plan) {
   if (plan.chirp != nullptr) {
     return 2 * ArrayStride(plan.chirp->inner.length) + 2 * kResponseLaneN * plan.chirp->block;

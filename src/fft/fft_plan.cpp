@@ -103,8 +103,8 @@ void RunDoublePass(const std::vector<Complex<double>>& from, std::vector<Complex
   }
 }
 
-// The transform in place, in natural order, of a length without other prime factors than 2, 3 and 5, by passes that sort
-// as they go [Cochran et al. 1967].
+// The transform in place, in natural order, of a length without other prime factors than 2, 3 and 5, by passes that
+// sort as they go [Cochran et al. 1967].
 void TransformInDouble(std::vector<Complex<double>>& elements) {
   const UnitRoots<double> roots(elements.size());
   std::vector<Complex<double>> next(elements.size());
@@ -457,7 +457,8 @@ void TransformPlan::BuildChirp(std::size_t length, std::size_t inner_n, Use use,
   // Single transforms deliver their outputs in order.
   position_.resize(use == Use::batch ? output_n : 0);
   std::iota(position_.begin(), position_.end(), 0u);
-  chirp_->view = {chirp_->inner.WithoutOrder(), output_n, factor_re, factor_im, response_re, response_im, split_n, block};
+  chirp_->view = {
+      chirp_->inner.WithoutOrder(), output_n, factor_re, factor_im, response_re, response_im, split_n, block};
   view_ = {length, 0, nullptr, position_.data(), nullptr, nullptr, 0, 0, &chirp_->view};
 }
 

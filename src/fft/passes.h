@@ -13,7 +13,6 @@
 #include <cstddef>
 
 #include "fft/butterflies.h"
-#include "fft/chirp_scale.h"
 #include "fft/complex.h"
 #include "fft/plan_view.h"
 #include "simd/lanes.h"
@@ -69,6 +68,18 @@ KELVO_INLINE BatchElements<Lane> BatchAt(float* memory) {
   return {memory};
 }
 
+// Elements out of split-complex arrays of the caller's.
+struct ConstElements {
+  const float* re;
+  const float* im;
+
+  template <class Lane>
+  KELVO_INLINE Complex<Lane> Load(std::size_t k) const {
+    return {Lane::Load(re + k), Lane::Load(im + k)};
+  }
+  KELVO_INLINE ConstElements From(std::size_t k) const { return {re + k, im + k}; }
+};
+
 // How a pass finds its twiddles, and how many elements one vector covers.
 struct Batch {
   template <class Lane>
@@ -115,9 +126,9 @@ KELVO_INLINE Complex<Lane> LoadPart(const Elements& elements, std::size_t k) {
   return elements.template Load<Lane>(k);
 }
 
-// Where a pass multiplies by its twiddles. After the butterflies, it splits a transform into shorter ones (decimation in
-// frequency). Before them, it joins shorter ones (decimation in time): the same passes in reverse order take elements in
-// the order that the others leave them in, and leave outputs in natural order.
+// Where a pass multiplies by its twiddles. After the butterflies, it splits a transform into shorter ones (decimation
+// in frequency). Before them, it joins shorter ones (decimation in time): the same passes in reverse order take
+// elements in the order that the others leave them in, and leave outputs in natural order.
 enum class Decimation { frequency, time };
 
 // Multiplies element j of each of the blocks that a pass splits or joins by its twiddle; that of the first is 1.
@@ -276,162 +287,79 @@ KELVO_INLINE void RunLastPass(BatchElements<Lane> elements, const Outputs& outpu
   for (std::size_t i = 0; i < length; ++i) outputs.Store(i, elements.template Load<Lane>(i));
 }
 
-// A pass of a convolution, in place: of the radices that its transforms begin with. The last pass is another step.
-template <Decimation kDecimation, class Mode, class Lane, class Elements>
-KELVO_INLINE void RunConvolutionPass(Elements elements, const Pass& pass, std::size_t length) {
-  switch (pass.radix) {
-    case 3: return RunPass<3, Mode, Lane, false, kDecimation>(elements, elements, pass, length);
-    case 4: return RunPass<4, Mode, Lane, false, kDecimation>(elements, elements, pass, length);
-    case 5: return RunPass<5, Mode, Lane, false, kDecimation>(elements, elements, pass, length);
-    default: return RunPass<8, Mode, Lane, false, kDecimation>(elements, elements, pass, length);
+// Calls run.operator()<Lane>() with the widest lanes of which `available` fill at least one vector.
+template <class Run>
+KELVO_INLINE void AtWidth(std::size_t available, Run&& run) {
+  if (available >= Floats::kSize) return run.template operator()<Floats>();
+  if constexpr (Floats::kSize > 8) {
+    if (available >= 8) return run.template operator()<Lanes<float, 8>>();
+  }
+  if constexpr (Floats::kSize > 4) {
+    if (available >= 4) return run.template operator()<Lanes<float, 4>>();
+  }
+  if constexpr (Floats::kSize > 1) run.template operator()<Lanes<float, 1>>();
+}
+
+// Calls use.operator()<Lane>(k) for `count` elements: for vectors from element k on, of which the last one overlaps the
+// one before, or for single elements where there is no whole vector.
+template <class Run>
+KELVO_INLINE void ForEachVector(std::size_t count, const Run& use) {
+  if (Floats::kSize > 1 && count < Floats::kSize) {
+    for (std::size_t k = 0; k < count; ++k) use.template operator()<Lanes<float, 1>>(k);
+    return;
+  }
+  for (std::size_t k = 0; k < count; k += Floats::kSize) {
+    if (Floats::kSize > 1 && k + Floats::kSize > count) k = count - Floats::kSize;
+    use.template operator()<Floats>(k);
   }
 }
 
-// A convolution over a block of elements that pass `first` finds whole: passes first .. last - 1 there,
-// work.Multiply(begin, length) once their outputs are complete, and the same passes back. Outputs stay in the order that
-// the passes leave them in, as the response is. What a pass leaves of a long block is finished part by part, each while
-// it lies in a cache.
-template <class Work>
-static void RunConvolution(const Work& work, const TransformView& plan, std::size_t first, std::size_t last,
-                           std::size_t begin, std::size_t length) {
-  const std::size_t end = first < last && work.IsInParts(length, plan.passes[first]) ? first + 1 : last;
-  for (std::size_t i = first; i < end; ++i) work.template Run<Decimation::frequency>(begin, plan.passes[i], length);
-  if (end == last) {
-    work.Multiply(begin, length);
-  } else {
-    const std::size_t span = plan.passes[first].span;
-    for (std::size_t part = begin; part < begin + length; part += span) {
-      RunConvolution(work, plan, end, last, part, span);
-    }
-  }
-  for (std::size_t i = end; i > first; --i) work.template Run<Decimation::time>(begin, plan.passes[i - 1], length);
-}
+// Which way blocks go: into lanes, or back.
+enum class To { lanes, blocks };
 
-// The innermost step of a convolution: the last pass there, whose span is 1, the products with the response, whose parts
-// are swapped, and the first pass back. The responses of an element are kResponseLaneN floats from those of the next;
-// in mode Single each lane has its own.
-template <std::size_t kRadix, class Mode, class Lane>
-__attribute__((noinline)) static void MultiplySpectrum(BatchElements<Lane> elements, const float* response_re,
-                                                       const float* response_im, std::size_t length) {
-  for (std::size_t block = 0; block < length; block += kRadix) {
-    const auto part = elements.From(block);
-    Complex<Lane> x[kRadix];
+// Transposes blocks into lanes, or back: element i of the block that begins at begins[l] is lane l of vector i. Lanes
+// that go back to the same block are equal.
+template <To kTo = To::lanes, class Lane, class Blocks>
+static void TransposeBlocks(BatchElements<Lane> lanes, Blocks blocks, const unsigned* begins, std::size_t block) {
+  std::size_t i = 0;
+  AtWidth(
+      block < Lane::kSize ? block : Lane::kSize, [&]<class Tile>() __attribute__((always_inline)) {
+        if constexpr (Tile::kSize > 1 && Tile::kSize <= Lane::kSize) {
+          while (i < block) {
+            if (i + Tile::kSize > block) i = block - Tile::kSize;
+            for (std::size_t l = 0; l < Lane::kSize; l += Tile::kSize) {
+              const auto transpose = [&](auto* in_blocks, float* in_lanes) __attribute__((always_inline)) {
+                Tile rows[Tile::kSize];
 #pragma GCC unroll 16
-    for (std::size_t s = 0; s < kRadix; ++s) x[s] = part.template Load<Lane>(s);
-    Butterfly(x);
+                for (std::size_t r = 0; r < Tile::kSize; ++r) {
+                  if constexpr (kTo == To::lanes) rows[r] = Tile::Load(in_blocks + begins[l + r] + i);
+                  if constexpr (kTo == To::blocks) rows[r] = Tile::Load(in_lanes + (i + r) * lanes.kStride + l);
+                }
+                Transpose(rows);
 #pragma GCC unroll 16
-    for (std::size_t s = 0; s < kRadix; ++s) {
-      const std::size_t at = (block + s) * kResponseLaneN;
-      x[s] = Swapped(x[s] * Complex<Lane>{Mode::template LoadTwiddle<Lane>(response_re + at),
-                                          Mode::template LoadTwiddle<Lane>(response_im + at)});
-    }
-    Butterfly(x);
-#pragma GCC unroll 16
-    for (std::size_t s = 0; s < kRadix; ++s) part.Store(s, x[s]);
-  }
-}
-
-// The inner convolution of a chirp plan in lanes: of whole transforms or, in mode Single, of the blocks of a group.
-template <class Mode, class Lane>
-struct LaneConvolution {
-  BatchElements<Lane> elements;
-  const Chirp& chirp;
-  std::size_t response;  // the place of the first one
-
-  // Blocks are shorter than that, so parts are whole blocks.
-  static constexpr bool IsInParts(std::size_t length, const Pass&) { return length > kMaxL1Length; }
-  template <Decimation kDecimation>
-  KELVO_INLINE void Run(std::size_t begin, const Pass& pass, std::size_t length) const {
-    RunConvolutionPass<kDecimation, Batch, Lane>(elements.From(begin), pass, length);
-  }
-  KELVO_INLINE void Multiply(std::size_t begin, std::size_t length) const {
-    const std::size_t radix = chirp.inner.passes[chirp.inner.pass_n - 1].radix;
-    for (std::size_t block = begin; block < begin + length; block += chirp.block) {
-      const auto part = elements.From(block);
-      const std::size_t at = response + chirp.ResponseIndex(block);
-      const float* const re = chirp.response_re + at;
-      const float* const im = chirp.response_im + at;
-      switch (radix) {
-        case 4: MultiplySpectrum<4, Mode>(part, re, im, chirp.block); break;
-        case 8: MultiplySpectrum<8, Mode>(part, re, im, chirp.block); break;
-        default: MultiplySpectrum<16, Mode>(part, re, im, chirp.block); break;
+                for (std::size_t r = 0; r < Tile::kSize; ++r) {
+                  if constexpr (kTo == To::lanes) rows[r].Store(in_lanes + (i + r) * lanes.kStride + l);
+                  if constexpr (kTo == To::blocks) rows[r].Store(in_blocks + begins[l + r] + i);
+                }
+              };
+              transpose(blocks.re, lanes.re);
+              transpose(blocks.im, lanes.Im());
+            }
+            i += Tile::kSize;
+          }
+        }
+      });
+  for (; i < block; ++i) {
+    for (std::size_t l = 0; l < Lane::kSize; ++l) {
+      const std::size_t in_lanes = i * lanes.kStride + l, in_blocks = begins[l] + i;
+      if constexpr (kTo == To::lanes) {
+        lanes.re[in_lanes] = blocks.re[in_blocks];
+        lanes.Im()[in_lanes] = blocks.im[in_blocks];
+      } else {
+        blocks.re[in_blocks] = lanes.re[in_lanes];
+        blocks.im[in_blocks] = lanes.Im()[in_lanes];
       }
     }
-  }
-};
-
-// The transforms of a chirp plan in lanes, in place and in natural order.
-template <class Lane>
-static void TransformBatchByChirp(const TransformView& plan, BatchElements<Lane> elements, float* scratch) {
-  const Chirp& chirp = *plan.chirp;
-  const std::size_t inner_n = chirp.inner.length;
-  const auto convolved = BatchAt<Lane>(scratch);
-  const auto factor = [&](std::size_t k) __attribute__((always_inline)) {
-    return Complex<Lane>{Lane::Broadcast(chirp.factor_re[k]), Lane::Broadcast(chirp.factor_im[k])};
-  };
-  ChirpScale<Lane> scale;
-  for (std::size_t k = 0; k < plan.length; ++k) scale.Include(elements.template Load<Lane>(k));
-  for (std::size_t k = 0; k < plan.length; ++k) {
-    convolved.Store(k, scale.Enter(elements.template Load<Lane>(k), factor(k)));
-  }
-  const Lane zero = Lane::Broadcast(0.0f);
-  for (std::size_t k = plan.length; k < inner_n; ++k) convolved.Store(k, Complex<Lane>{zero, zero});
-  RunConvolution(LaneConvolution<Batch, Lane>{convolved, chirp, 0}, chirp.inner, 0, chirp.inner.pass_n - 1, 0, inner_n);
-  for (std::size_t k = 0; k < chirp.output_n; ++k) {
-    elements.Store(k, scale.Leave(Swapped(convolved.template Load<Lane>(k)), factor(k)));
-  }
-}
-
-// Transforms in lanes, in place; output k ends at element plan.position[k]. `scratch` holds BatchTransformScratch(plan)
-// floats for each lane.
-//
-// The outputs of a long transform are used while they lie in L1: use(s, step) is called when outputs s, s + step, ...
-// and step - s, 2 * step - s, ... are complete, for s = 0 .. step / 2.
-template <class Lane, class Use>
-KELVO_INLINE void TransformBatch(const TransformView& plan, BatchElements<Lane> elements, float* scratch,
-                                 const Use& use) {
-  if (plan.chirp != nullptr) {
-    TransformBatchByChirp<Lane>(plan, elements, scratch);
-    return use(0, 1);
-  }
-  if (plan.length <= kMaxL1Length) {
-    RunPasses<Batch, Lane>(elements, plan, 0, plan.pass_n, plan.length, scratch);
-    return use(0, 1);
-  }
-  RunPasses<Batch, Lane>(elements, plan, 0, 1, plan.length, scratch);
-  const std::size_t radix = plan.passes[0].radix;
-  const std::size_t span = plan.passes[0].span;
-  for (std::size_t s = 0; s <= radix / 2; ++s) {
-    RunPasses<Batch, Lane>(elements.From(s * span), plan, 1, plan.pass_n, span, scratch);
-    if (s > 0 && s < radix - s) {
-      RunPasses<Batch, Lane>(elements.From((radix - s) * span), plan, 1, plan.pass_n, span, scratch);
-    }
-    use(s, radix);
-  }
-}
-template <class Lane>
-KELVO_INLINE void TransformBatch(const TransformView& plan, BatchElements<Lane> elements, float* scratch) {
-  if (plan.chirp != nullptr) return TransformBatchByChirp<Lane>(plan, elements, scratch);
-  RunPasses<Batch, Lane>(elements, plan, 0, plan.pass_n, plan.length, scratch);
-}
-
-// The same for plans of two passes or more, but for the last pass, which gives element i to outputs.Store: it is output
-// plan.output[i].
-template <class Lane, class Outputs>
-KELVO_INLINE void TransformBatchTo(const TransformView& plan, BatchElements<Lane> elements, const Outputs& outputs,
-                                   float* scratch) {
-  const std::size_t last = plan.pass_n - 1;
-  if (plan.length <= kMaxL1Length) {
-    for (std::size_t i = 0; i < last; ++i) {
-      RunAnyPass<Batch, Lane>(elements, elements, plan.passes[i], plan.length, scratch);
-    }
-    return RunLastPass<Lane>(elements, outputs, plan.passes[last], plan.length, scratch);
-  }
-  RunPasses<Batch, Lane>(elements, plan, 0, 1, plan.length, scratch);
-  const std::size_t block = plan.passes[0].span;
-  for (std::size_t begin = 0; begin < plan.length; begin += block) {
-    RunPasses<Batch, Lane>(elements.From(begin), plan, 1, last, block, scratch);
-    RunLastPass<Lane>(elements.From(begin), outputs.From(begin), plan.passes[last], block, scratch);
   }
 }
 

@@ -71,7 +71,7 @@ struct TransformView {
 // The widest vectors, so that the response of a convolution is in the same order for all.
 inline constexpr std::size_t kResponseLaneN = 16;
 
-// A transform as a convolution with a chirp (fft/chirp_scale.h).
+// A transform as a convolution with a chirp (fft/convolution.h).
 struct Chirp {
   TransformView inner;   // by passes, of output_n + length - 1 elements or more
   std::size_t output_n;  // only outputs 0 .. output_n - 1 are computed

@@ -8,7 +8,7 @@
 
 #include <cstddef>
 
-#include "fft/passes.h"
+#include "fft/batch_transform.h"
 #include "fft/single_transform.h"
 
 namespace kelvo::Fft {

@@ -8,6 +8,7 @@
 #include <cstddef>
 
 #include "fft/complex.h"
+#include "fft/convolution.h"
 #include "fft/fft_kernels.h"
 #include "fft/passes.h"
 #include "fft/plan_view.h"
@@ -16,68 +17,6 @@
 
 namespace kelvo::Fft {
 inline namespace KELVO_LEVEL {
-
-// Calls run.operator()<Lane>() with the widest lanes of which `available` fill at least one vector.
-template <class Run>
-KELVO_INLINE void AtWidth(std::size_t available, Run&& run) {
-  if (available >= Floats::kSize) return run.template operator()<Floats>();
-  if constexpr (Floats::kSize > 8) {
-    if (available >= 8) return run.template operator()<Lanes<float, 8>>();
-  }
-  if constexpr (Floats::kSize > 4) {
-    if (available >= 4) return run.template operator()<Lanes<float, 4>>();
-  }
-  if constexpr (Floats::kSize > 1) run.template operator()<Lanes<float, 1>>();
-}
-
-// Which way blocks go: into lanes, or back.
-enum class To { lanes, blocks };
-
-// Transposes blocks into lanes, or back: element i of the block that begins at begins[l] is lane l of vector i. Lanes
-// that go back to the same block are equal.
-template <To kTo = To::lanes, class Lane, class Blocks>
-static void TransposeBlocks(BatchElements<Lane> lanes, Blocks blocks, const unsigned* begins, std::size_t block) {
-  std::size_t i = 0;
-  AtWidth(
-      block < Lane::kSize ? block : Lane::kSize, [&]<class Tile>() __attribute__((always_inline)) {
-        if constexpr (Tile::kSize > 1 && Tile::kSize <= Lane::kSize) {
-          while (i < block) {
-            if (i + Tile::kSize > block) i = block - Tile::kSize;
-            for (std::size_t l = 0; l < Lane::kSize; l += Tile::kSize) {
-              const auto transpose = [&](auto* in_blocks, float* in_lanes) __attribute__((always_inline)) {
-                Tile rows[Tile::kSize];
-#pragma GCC unroll 16
-                for (std::size_t r = 0; r < Tile::kSize; ++r) {
-                  if constexpr (kTo == To::lanes) rows[r] = Tile::Load(in_blocks + begins[l + r] + i);
-                  if constexpr (kTo == To::blocks) rows[r] = Tile::Load(in_lanes + (i + r) * lanes.kStride + l);
-                }
-                Transpose(rows);
-#pragma GCC unroll 16
-                for (std::size_t r = 0; r < Tile::kSize; ++r) {
-                  if constexpr (kTo == To::lanes) rows[r].Store(in_lanes + (i + r) * lanes.kStride + l);
-                  if constexpr (kTo == To::blocks) rows[r].Store(in_blocks + begins[l + r] + i);
-                }
-              };
-              transpose(blocks.re, lanes.re);
-              transpose(blocks.im, lanes.Im());
-            }
-            i += Tile::kSize;
-          }
-        }
-      });
-  for (; i < block; ++i) {
-    for (std::size_t l = 0; l < Lane::kSize; ++l) {
-      const std::size_t in_lanes = i * lanes.kStride + l, in_blocks = begins[l] + i;
-      if constexpr (kTo == To::lanes) {
-        lanes.re[in_lanes] = blocks.re[in_blocks];
-        lanes.Im()[in_lanes] = blocks.im[in_blocks];
-      } else {
-        blocks.re[in_blocks] = lanes.re[in_lanes];
-        blocks.im[in_blocks] = lanes.Im()[in_lanes];
-      }
-    }
-  }
-}
 
 // Takes the elements of blocks in lanes, as their last pass computes them, to the sink of the whole transform: element
 // i of the blocks from `first_block` on is an output of each, and these outputs are adjacent.
@@ -95,38 +34,12 @@ struct BlockOutputs {
   KELVO_INLINE BlockOutputs From(std::size_t i) const { return {sink, output + i, first_block}; }
 };
 
-// Calls use.operator()<Lane>(k) for `count` elements: for vectors from element k on, of which the last one overlaps the
-// one before, or for single elements where there is no whole vector.
-template <class Run>
-KELVO_INLINE void ForEachVector(std::size_t count, const Run& use) {
-  if (Floats::kSize > 1 && count < Floats::kSize) {
-    for (std::size_t k = 0; k < count; ++k) use.template operator()<Lanes<float, 1>>(k);
-    return;
-  }
-  for (std::size_t k = 0; k < count; k += Floats::kSize) {
-    if (Floats::kSize > 1 && k + Floats::kSize > count) k = count - Floats::kSize;
-    use.template operator()<Floats>(k);
-  }
-}
-
 template <class Source>
 static void CopyElements(const Source& source, SplitElements to, std::size_t length) {
   ForEachVector(
       length, [&]<class Lane>(std::size_t k)
                   __attribute__((always_inline)) { to.Store(k, source.template Load<Lane>(k)); });
 }
-
-// Elements out of split-complex arrays of the caller's.
-struct ConstElements {
-  const float* re;
-  const float* im;
-
-  template <class Lane>
-  KELVO_INLINE Complex<Lane> Load(std::size_t k) const {
-    return {Lane::Load(re + k), Lane::Load(im + k)};
-  }
-  KELVO_INLINE ConstElements From(std::size_t k) const { return {re + k, im + k}; }
-};
 
 // The first pass, from the source of the transform. Only the radices of CanReadSource are compiled for every kind of
 // source; before others the source is copied.
@@ -302,179 +215,6 @@ KELVO_INLINE void RunPassByOutputs(SplitElements elements, const Pass& pass, std
   } else {
     RunDirectPassByOutputs<false>(elements, pass, length, scratch);
   }
-}
-
-template <class Source, class Sink>
-static void TransformSingle(const TransformView& plan, const Source& source, const Sink& sink, float* scratch);
-
-// The scale of one transform.
-template <class Source>
-static ChirpScale<Lanes<float, 1>> FindScale(const Source& source, std::size_t length) {
-  using One = Lanes<float, 1>;
-  ChirpScale<Floats> wide;
-  ChirpScale<One> scale;
-  ForEachVector(
-      length, [&]<class Lane>(std::size_t k) __attribute__((always_inline)) {
-        const Complex<Lane> x = source.template Load<Lane>(k);
-        if constexpr (Lane::kSize == Floats::kSize) {
-          wide.Include(x);
-        } else {
-          scale.Include(x);
-        }
-      });
-  float parts[Floats::kSize];
-  wide.largest.Store(parts);
-  for (const float& part : parts) scale.Include(Complex<One>{One::Load(&part), One::Load(&part)});
-  return scale;
-}
-
-// The inner convolution of a chirp plan: passes over adjacent elements leave blocks that go on in lanes.
-struct SingleConvolution {
-  SplitElements elements;
-  const Chirp& chirp;
-  float* lanes;
-
-  // Parts that split a group of blocks would not find their responses.
-  KELVO_INLINE bool IsInParts(std::size_t length, const Pass& pass) const {
-    return length > kMaxL1Elements && pass.span % (kResponseLaneN * chirp.block) == 0;
-  }
-  template <Decimation kDecimation>
-  KELVO_INLINE void Run(std::size_t begin, const Pass& pass, std::size_t length) const {
-    // In place, vectors must not overlap.
-    const std::size_t whole = pass.span & -pass.span;
-    AtWidth(
-        whole, [&]<class Lane>() __attribute__((always_inline)) {
-          RunConvolutionPass<kDecimation, Single, Lane>(elements.From(begin), pass, length);
-        });
-  }
-  KELVO_INLINE void Multiply(std::size_t begin, std::size_t length) const {
-    const auto blocks = BatchAt<Floats>(lanes);
-    for (std::size_t b = begin; b < begin + length; b += Floats::kSize * chirp.block) {
-      // The lanes behind the last block hold it as well.
-      unsigned begins[Floats::kSize];
-      for (std::size_t l = 0; l < Floats::kSize; ++l) {
-        const std::size_t at = b + l * chirp.block, last = begin + length - chirp.block;
-        begins[l] = static_cast<unsigned>(at < last ? at : last);
-      }
-      TransposeBlocks(blocks, elements, begins, chirp.block);
-      RunConvolution(LaneConvolution<Single, Floats>{blocks, chirp, chirp.ResponseIndex(b)}, chirp.inner, chirp.split_n,
-                     chirp.inner.pass_n - 1, 0, chirp.block);
-      TransposeBlocks<To::blocks>(blocks, elements, begins, chirp.block);
-    }
-  }
-};
-
-// What enters a convolution and leaves it. Vectors begin at multiples of their size. `rest` has room for two: the last
-// of the elements, which need not be whole, or the last whole one of the outputs and what follows it.
-struct ChirpEnds {
-  const Chirp& chirp;
-  float largest;
-  SplitElements rest;
-
-  template <class Lane, class Source>
-  KELVO_INLINE Complex<Lane> Enter(const Source& source, std::size_t k) const {
-    return Scale<Lane>().Enter(source.template Load<Lane>(k), Factors().Load<Lane>(k));
-  }
-  template <class Lane>
-  KELVO_INLINE Complex<Lane> Leave(const Complex<Lane>& x, std::size_t k) const {
-    return Scale<Lane>().Leave(Swapped(x), Factors().Load<Lane>(k));
-  }
-
- private:
-  template <class Lane>
-  KELVO_INLINE ChirpScale<Lane> Scale() const {
-    return {Lane::Broadcast(largest)};
-  }
-  KELVO_INLINE ConstElements Factors() const { return {chirp.factor_re, chirp.factor_im}; }
-};
-
-// Elements of the source as they enter the first pass of the convolution, and zeros behind them.
-template <class Source>
-struct EnteringElements {
-  const Source& source;
-  ChirpEnds ends;
-  std::size_t length, first = 0;
-
-  KELVO_INLINE EnteringElements From(std::size_t k) const { return {source, ends, length, first + k}; }
-  template <class Lane>
-  KELVO_INLINE Complex<Lane> Load(std::size_t i) const {
-    const std::size_t k = first + i;
-    if (k >= length) return {Lane::Broadcast(0.0f), Lane::Broadcast(0.0f)};
-    return k + Lane::kSize > length ? ends.rest.Load<Lane>(0) : ends.Enter<Lane>(source, k);
-  }
-  void FillRest() const {
-    const Complex<Floats> zero{Floats::Broadcast(0.0f), Floats::Broadcast(0.0f)};
-    float parts[4 * Floats::kSize];
-    const SplitElements last{parts, parts + 2 * Floats::kSize};
-    last.Store(0, ends.Enter<Floats>(source, length - Floats::kSize));
-    last.Store(Floats::kSize, zero);
-    ends.rest.Store(0, last.Load<Floats>(Floats::kSize - length % Floats::kSize));
-  }
-};
-
-// Takes the outputs that the sink needs to it, as they leave the last pass of the convolution.
-template <class Sink>
-struct LeavingOutputs {
-  const Sink& sink;
-  ChirpEnds ends;
-  std::size_t first = 0;
-
-  KELVO_INLINE LeavingOutputs From(std::size_t k) const { return {sink, ends, first + k}; }
-  template <class Lane>
-  KELVO_INLINE void Store(std::size_t i, const Complex<Lane>& x) const {
-    const std::size_t k = first + i;
-    if (k + 2 * Lane::kSize <= OutputCount()) return sink.Store(k, ends.Leave(x, k));
-    if (k >= OutputCount()) return;
-    const Complex<Lane> output = ends.Leave(x, k);
-    ends.rest.Store(k - RestBegin(), output);
-    if (k == RestBegin()) sink.Store(k, output);
-  }
-  // In a vector that overlaps the one before.
-  void StoreRest() const {
-    const std::size_t k = OutputCount() - Floats::kSize;
-    sink.Store(k, ends.rest.Load<Floats>(k - RestBegin()));
-  }
-
- private:
-  KELVO_INLINE std::size_t OutputCount() const { return ends.chirp.output_n; }
-  // The last whole vector.
-  KELVO_INLINE std::size_t RestBegin() const { return (OutputCount() / Floats::kSize - 1) * Floats::kSize; }
-};
-
-// The first pass of a convolution, or the last one back. Spans are whole vectors (ChooseInnerLength). Only the radices
-// that inner plans begin with are compiled for every kind of source and sink.
-template <Decimation kDecimation, class From, class To>
-KELVO_INLINE void RunOuterPass(const From& from, const To& to, const Pass& pass, std::size_t length) {
-  switch (pass.radix) {
-    case 3: return RunPass<3, Single, Floats, false, kDecimation>(from, to, pass, length);
-    case 5: return RunPass<5, Single, Floats, false, kDecimation>(from, to, pass, length);
-    default: return RunPass<4, Single, Floats, false, kDecimation>(from, to, pass, length);
-  }
-}
-
-// The transform of a chirp plan (fft/chirp_scale.h).
-template <class Source, class Sink>
-static void TransformByChirp(const TransformView& plan, const Source& source, const Sink& sink, float* scratch) {
-  const Chirp& chirp = *plan.chirp;
-  const std::size_t inner_n = chirp.inner.length;
-  const std::size_t stride = ArrayStride(inner_n);
-  const SplitElements elements{scratch, scratch + stride};
-  float* const lanes = scratch + 2 * stride;
-  const SplitElements rest{lanes, lanes + 2 * Floats::kSize};
-  const ChirpEnds ends{chirp, FindScale(source, plan.length).largest.v, rest};
-  const Pass& outer = chirp.inner.passes[0];
-
-  const EnteringElements<Source> entering{source, ends, plan.length};
-  entering.FillRest();
-  RunOuterPass<Decimation::frequency>(entering, elements, outer, inner_n);
-  const SingleConvolution convolution{elements, chirp, lanes};
-  const std::size_t part = convolution.IsInParts(inner_n, outer) ? outer.span : inner_n;
-  for (std::size_t begin = 0; begin < inner_n; begin += part) {
-    RunConvolution(convolution, chirp.inner, 1, chirp.split_n, begin, part);
-  }
-  const LeavingOutputs<Sink> leaving{sink, ends};
-  RunOuterPass<Decimation::time>(elements, leaving, outer, inner_n);
-  leaving.StoreRest();
 }
 
 // Whether TransformInLanes takes the plan. Wider vectors seldom have a block for each lane after one pass.

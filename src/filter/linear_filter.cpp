@@ -8,7 +8,6 @@
 
 #include "filter/coefficients.h"
 #include "filter/filter_kernels.h"
-#include "filter/segmented_filter.h"
 
 namespace kelvo::Filter {
 namespace {

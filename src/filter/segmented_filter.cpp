@@ -1,5 +1,5 @@
 // Guesses the states in which segments begin, filters them in lanes, and checks the guesses.
-#include "filter/segmented_filter.h"
+#include "filter/linear_filter.h"
 
 #include <algorithm>
 #include <cstdint>
