@@ -155,8 +155,7 @@ KELVO_AUDIO_API int kelvoAudioStandardize(float* dst, const float* src, int src_
  * dst    out  [fft_n] complex: all bins, those above fft_n / 2 the conjugates of those below; may be src
  * src    in   [fft_n] floats
  * fft_n  in   1 to 2^30 - 1, powers of two up to 2^27. The time grows as fft_n log(fft_n). Products of 2, 3 and 5 are
- *             fastest; large prime factors take four to eleven times as long, up to 20 times from 500,000 points on,
- *             and above 2^29 their square
+ *             fastest; large prime factors take four to ten times as long, and above 2^29 their square
  *
  * Returns OK, BAD_ARGUMENT (null dst or src; fft_n < 1), OUT_OF_MEMORY or UNEXPECTED_ERROR (fft_n beyond the limits).
  * [any thread] [the first call per fft_n builds a table]
