@@ -130,6 +130,19 @@ struct LoneBins {
   void MirrorFirst() const { bins.Forward(1, SamplePairs{bins.dst + 2}.Load<Floats>(0)); }
 };
 
+// All bins, as a direct sum makes them.
+struct SumBins {
+  float* dst;
+
+  template <class Lane>
+  KELVO_INLINE auto Pairs(const Complex<Lane>& x) const {
+    return Interleave(x.re, x.im);
+  }
+  KELVO_INLINE void Place(std::size_t k, const float* pair) const {
+    __builtin_memcpy(dst + 2 * k, pair, 2 * sizeof(float));
+  }
+};
+
 void RealToBins(float* dst, const float* src, const RealTransformView& plan, bool is_streamed, float* scratch) {
   if constexpr (kHasFour) {
     const MirroredBins bins{dst, plan.fft_n};
@@ -139,10 +152,13 @@ void RealToBins(float* dst, const float* src, const RealTransformView& plan, boo
       return SmallFullBins(plan, LoneSamples{src}, bins);
     }
   }
-  if (plan.inner.chirp != nullptr && !plan.IsHalfLength()) {
-    const LoneBins bins{{dst, plan.fft_n}};
-    TransformByChirp(plan.inner, LoneSamples{src}, bins, scratch);
-    return bins.MirrorFirst();
+  if (!plan.IsHalfLength()) {
+    if (IsSum(plan.inner)) return TransformBySum(plan.inner, LoneSamples{src}, SumBins{dst}, scratch);
+    if (plan.inner.chirp != nullptr) {
+      const LoneBins bins{{dst, plan.fft_n}};
+      TransformByChirp(plan.inner, LoneSamples{src}, bins, scratch);
+      return bins.MirrorFirst();
+    }
   }
   const std::size_t stride = OutputStride(plan.inner.length);
   const SplitElements output{scratch, scratch + stride};
@@ -185,14 +201,21 @@ struct SwappedScaledPairs {
   float remainder;
 
   template <class Lane>
-  KELVO_INLINE void Store(std::size_t k, const Complex<Lane>& x) const {
+  KELVO_INLINE auto Pairs(const Complex<Lane>& x) const {
     const auto scale = [&](Lane value) __attribute__((always_inline)) {
       const Lane scaled = value * Lane::Broadcast(reciprocal);
       return remainder != 0.0f ? scaled + value * Lane::Broadcast(remainder) : scaled;
     };
-    const auto pairs = Interleave(scale(x.im), scale(x.re));
+    return Interleave(scale(x.im), scale(x.re));
+  }
+  template <class Lane>
+  KELVO_INLINE void Store(std::size_t k, const Complex<Lane>& x) const {
+    const auto pairs = Pairs(x);
     pairs.first.Store(dst + 2 * k);
     pairs.second.Store(dst + 2 * k + Lane::kSize);
+  }
+  KELVO_INLINE void Place(std::size_t k, const float* pair) const {
+    __builtin_memcpy(dst + 2 * k, pair, 2 * sizeof(float));
   }
 };
 

@@ -373,7 +373,7 @@ void TransformPlan::BuildPasses(std::size_t length, const std::vector<std::size_
     if (!HasButterfly(pass.radix)) {
       next = AddDirectSum(pass, next_order, next);
       next_order += pass.radix / 2;
-      pass.is_real = i == 0 && input == Input::real && pass.radix > kLongestFullRoots;
+      pass.is_real = i == 0 && input == Input::real;
     }
     block = pass.span;
   }
@@ -418,9 +418,7 @@ void TransformPlan::BuildChirp(std::size_t length, std::size_t inner_n, Use use,
     keep(factors);
     response = ExactResponse(std::move(factors));
   }
-  std::vector<std::size_t> radices = ChooseRadices(inner_n, use);
-  if (radices[0] == 8) std::swap(radices[0], radices[1]);  // The first pass is compiled for radices of 3 to 5.
-  chirp_->inner.BuildPasses(inner_n, radices, use, Input::complex);
+  chirp_->inner.BuildPasses(inner_n, ChooseInnerRadices(inner_n, use), use, Input::complex);
   const TransformView& inner = chirp_->inner.View();
   if (inner_n > kLongestExactResponse) {
     std::vector<Complex<float>> factors = ChirpFactors<float>(length, output_n, inner_n);

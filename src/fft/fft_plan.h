@@ -44,6 +44,8 @@ std::size_t ChooseConvolutionSplit(const std::vector<Pass>& passes, std::size_t 
 inline constexpr std::uint64_t kLongestExactResponse = 65536;
 // The length of the transforms that hold a convolution of `least` elements, or 0 where all of them are too long.
 std::uint64_t ChooseInnerLength(std::uint64_t least);
+// The radices of these transforms, in the order of the way there.
+std::vector<std::size_t> ChooseInnerRadices(std::size_t inner_n, Use use);
 // Whether convolving with a chirp by transforms of inner_n elements takes less time than passes of these radices.
 bool IsFasterByChirp(std::uint64_t length, const std::vector<std::size_t>& radices, std::uint64_t inner_n, Use use,
                      Input input);

@@ -109,76 +109,6 @@ __attribute__((noinline)) static void RunPassToLanes(Source source, BatchElement
   }
 }
 
-// Outputs order[b] and radix - order[b] of a direct sum over elements that lie pass.span apart, for the b of kVectorN
-// vectors from `b` on. The pairs are those of RunDirectPass.
-template <bool kIsReal, std::size_t kVectorN>
-KELVO_INLINE void SumOutputs(const Pass& pass, const Complex<Floats>& first, const SplitElements& pairs,
-                             const SplitElements& to, std::size_t b) {
-  using One = Lanes<float, 1>;
-  const std::size_t half = pass.radix / 2;
-  DirectSum<kIsReal, Floats> sums[kVectorN];
-#pragma GCC unroll 4
-  for (std::size_t v = 0; v < kVectorN; ++v) sums[v] = DirectSum<kIsReal, Floats>(first);
-  for (std::size_t a = 0; a < half; ++a) {
-    const auto spread = [](const float* x) __attribute__((always_inline)) { return Floats::Broadcast(*x); };
-    const Complex<Floats> sum{spread(pairs.re + a), spread(pairs.im + a)};
-    const Complex<Floats> difference{spread(pairs.re + half + a), spread(pairs.im + half + a)};
-    const std::size_t root = pass.root_step * a + b;
-#pragma GCC unroll 4
-    for (std::size_t v = 0; v < kVectorN; ++v) {
-      sums[v].Add(sum, difference, Floats::Load(pass.root_re + root + v * Floats::kSize),
-                  Floats::Load(pass.root_im + root + v * Floats::kSize));
-    }
-  }
-  constexpr std::size_t kCount = kVectorN * Floats::kSize;
-  alignas(64) float parts[4 * kCount];
-  const SplitElements outputs{parts, parts + kCount}, mirrored{parts + 2 * kCount, parts + 3 * kCount};
-#pragma GCC unroll 4
-  for (std::size_t v = 0; v < kVectorN; ++v) {
-    outputs.Store(v * Floats::kSize, sums[v].Output());
-    mirrored.Store(v * Floats::kSize, sums[v].MirroredOutput());
-  }
-  for (std::size_t i = 0; i < kCount && b + i < half; ++i) {
-    const std::size_t s = pass.order[b + i];
-    to.Store(s * pass.span, outputs.Load<One>(i));
-    to.Store((pass.radix - s) * pass.span, mirrored.Load<One>(i));
-  }
-}
-
-// The direct sum over elements that lie pass.span apart, in place, before twiddles. The scratch memory holds 2 * radix
-// floats.
-template <bool kIsReal>
-KELVO_INLINE void SumColumn(SplitElements elements, const Pass& pass, float* scratch) {
-  using One = Lanes<float, 1>;
-  const std::size_t half = pass.radix / 2;
-  const SplitElements pairs{scratch, scratch + 2 * half};
-  const Complex<One> first = LoadPart<kIsReal, One>(elements, 0);
-  Complex<One> total = first;
-  for (std::size_t a = 0; a < half; ++a) {
-    const std::size_t s = pass.order[a];
-    const Complex<One> x = LoadPart<kIsReal, One>(elements, s * pass.span);
-    const Complex<One> y = LoadPart<kIsReal, One>(elements, (pass.radix - s) * pass.span);
-    pairs.Store(a, x + y);
-    pairs.Store(half + a, TimesMinusI(x - y));
-    total = total + (x + y);
-  }
-  elements.Store(0, total);
-
-  const Complex<Floats> spread{Floats::Broadcast(first.re.v), Floats::Broadcast(first.im.v)};
-  constexpr std::size_t kVectorN = kIsReal ? 4 : 2;
-  std::size_t b = 0;
-  for (; b + (kVectorN - 1) * Floats::kSize < half; b += kVectorN * Floats::kSize) {
-    SumOutputs<kIsReal, kVectorN>(pass, spread, pairs, elements, b);
-  }
-  if constexpr (kIsReal) {
-    if (b + Floats::kSize < half) {
-      SumOutputs<kIsReal, 2>(pass, spread, pairs, elements, b);
-      b += 2 * Floats::kSize;
-    }
-  }
-  if (b < half) SumOutputs<kIsReal, 1>(pass, spread, pairs, elements, b);
-}
-
 // Whether a direct pass takes less time with outputs in the lanes than with elements, as measured. Fewer than four
 // elements would go one by one; up to seven use four lanes of a wider vector, where only a large radix gains.
 KELVO_INLINE bool RunsByOutputs(const Pass& pass) {
@@ -199,7 +129,10 @@ KELVO_INLINE std::size_t MultiplyFrom(std::size_t k, const SplitElements& elemen
 template <bool kIsReal>
 static void RunDirectPassByOutputs(SplitElements elements, const Pass& pass, std::size_t length, float* scratch) {
   for (std::size_t block = 0; block < length; block += pass.radix * pass.span) {
-    for (std::size_t j = 0; j < pass.span; ++j) SumColumn<kIsReal>(elements.From(block + j), pass, scratch);
+    for (std::size_t j = 0; j < pass.span; ++j) {
+      const Column column{elements.From(block + j), pass.span};
+      SumColumn<kIsReal>(pass, column, column, scratch);
+    }
     if (pass.span == 1) continue;
     // In the order of the outputs.
     const SplitElements outputs = elements.From(block + pass.span);
@@ -255,21 +188,13 @@ static void TransformSingle(const TransformView& plan, const Source& source, con
     if (IsSmall<4>(plan)) return TransformSmallTo<4>(plan, source, sink);
     if (IsSmall<8>(plan)) return TransformSmallTo<8>(plan, source, sink);
   }
+  if (IsSum(plan)) return TransformBySum(plan, source, sink, scratch);
   const std::size_t length = plan.length;
   const std::size_t stride = ArrayStride(length);
   SplitElements elements{scratch, scratch + stride};
   const std::size_t spare_stride = ArrayStride(plan.spare_n);
   SplitElements spare{scratch + 2 * stride, scratch + 2 * stride + spare_stride};
   float* const pass_scratch = spare.im + spare_stride;
-
-  if (plan.pass_n == 1 && plan.passes[0].order != nullptr) {
-    CopyElements(source, elements, length);
-    RunPassByOutputs(elements, plan.passes[0], length, pass_scratch);
-    ForEachVector(
-        length, [&]<class Lane>(std::size_t k)
-                    __attribute__((always_inline)) { sink.Store(k, elements.template Load<Lane>(k)); });
-    return;
-  }
 
   const TransposeStep step = plan.transpose_steps[LaneCountIndex(Floats::kSize)];
   if (step.pass_n == 0) {

@@ -1,13 +1,19 @@
-// Transforms of 16 and of 32 elements in registers, for kernel files.
+// Single transforms that are small, for kernel files.
 //
-// Two passes, of radix 4 and of radix 4 or 8, with the operations that fft/passes.h has for them. In memory each pass
-// would wait for the stores of the one before; of so few elements that is most of the time.
+// Of 16 and of 32 elements in registers: two passes, of radix 4 and of radix 4 or 8, with the operations that
+// fft/passes.h has for them. In memory each pass would wait for the stores of the one before; of so few elements that
+// is most of the time.
+//
+// Of a prime number of elements, as direct sums with outputs in the lanes; columns of longer transforms as well. The
+// operations are those of RunDirectPass.
 #pragma once
 
 #include <cstddef>
+#include <type_traits>
 
 #include "fft/butterflies.h"
 #include "fft/complex.h"
+#include "fft/passes.h"
 #include "fft/plan_view.h"
 #include "simd/lanes.h"
 
@@ -120,6 +126,158 @@ KELVO_INLINE void SmallFullBins(const RealTransformView& plan, const Source& sam
   sink.SelfConjugate(8, Complex<One>{{z[2].re.v[0]}, {z[2].im.v[0]}});
   sink.Forward(1, FromSecond(z[0], z[1]));
   sink.Forward(4, z[1]);
+}
+
+// Elements or outputs of a direct sum that lie `span` apart.
+struct Column {
+  SplitElements elements;
+  std::size_t span;
+
+  template <class Lane>
+  KELVO_INLINE Complex<Lane> Load(std::size_t k) const {
+    static_assert(Lane::kSize == 1);
+    return elements.template Load<Lane>(k * span);
+  }
+  template <class Lane>
+  KELVO_INLINE auto Pairs(const Complex<Lane>& x) const {
+    return Interleave(x.re, x.im);
+  }
+  KELVO_INLINE void Place(std::size_t k, const float* pair) const {
+    elements.re[k * span] = pair[0];
+    elements.im[k * span] = pair[1];
+  }
+};
+
+// x[s] + x[radix - s] and -i (x[s] - x[radix - s]) for s = 1 .. radix - 1.
+template <bool kIsReal>
+struct ElementPairs {
+  SplitElements sums, turned_differences;
+
+  ElementPairs(float* scratch, std::size_t radix)
+      : sums{scratch, scratch + radix}, turned_differences{scratch + 2 * radix, scratch + 3 * radix} {}
+
+  template <class Lane, class Source>
+  KELVO_INLINE void Form(const Source& source, std::size_t radix) const {
+    for (std::size_t s = 1; s < radix; s += Lane::kSize) {
+      if (s + Lane::kSize > radix) s = radix - Lane::kSize;
+      const Complex<Lane> x = source.template Load<Lane>(s);
+      const Complex<Lane> from_end = source.template Load<Lane>(radix + 1 - s - Lane::kSize);
+      const Complex<Lane> y{Reverse(from_end.re), Reverse(from_end.im)};
+      const Complex<Lane> sum = x + y, turned_difference = TimesMinusI(x - y);
+      if constexpr (kIsReal) {
+        sum.re.Store(sums.re + s);
+        turned_difference.im.Store(turned_differences.im + s);
+      } else {
+        sums.Store(s, sum);
+        turned_differences.Store(s, turned_difference);
+      }
+    }
+  }
+};
+
+// Outputs order[b] and radix - order[b] of a direct sum, for the b of kVectorN vectors from `b` on; with the first of
+// them comes output 0.
+template <bool kIsReal, std::size_t kVectorN, class Lane, class Sink>
+KELVO_INLINE void SumOutputs(const Pass& pass, const Complex<Lane>& first, const ElementPairs<kIsReal>& pairs,
+                             const Sink& sink, std::size_t b) {
+  const std::size_t half = pass.radix / 2;
+  Complex<Lane> total = first;
+  DirectSum<kIsReal, Lane> sums[kVectorN];
+#pragma GCC unroll 4
+  for (std::size_t v = 0; v < kVectorN; ++v) sums[v] = DirectSum<kIsReal, Lane>(first);
+  for (std::size_t a = 0; a < half; ++a) {
+    const std::size_t s = pass.order[a];
+    Complex<Lane> sum{Lane::Broadcast(pairs.sums.re[s]), first.im};
+    Complex<Lane> turned_difference{first.im, Lane::Broadcast(pairs.turned_differences.im[s])};
+    if constexpr (!kIsReal) {
+      sum.im = Lane::Broadcast(pairs.sums.im[s]);
+      turned_difference.re = Lane::Broadcast(pairs.turned_differences.re[s]);
+    }
+    total = total + sum;
+    const std::size_t root = pass.root_step * a + b;
+#pragma GCC unroll 4
+    for (std::size_t v = 0; v < kVectorN; ++v) {
+      sums[v].Add(sum, turned_difference, Lane::Load(pass.root_re + root + v * Lane::kSize),
+                  Lane::Load(pass.root_im + root + v * Lane::kSize));
+    }
+  }
+  constexpr std::size_t kCount = kVectorN * Lane::kSize;
+  alignas(64) float outputs[2 * kCount], mirrored[2 * kCount];
+  const auto keep = [&](float* to, const Complex<Lane>& x) __attribute__((always_inline)) {
+    const auto finished = sink.Pairs(x);
+    finished.first.Store(to);
+    finished.second.Store(to + Lane::kSize);
+  };
+#pragma GCC unroll 4
+  for (std::size_t v = 0; v < kVectorN; ++v) {
+    keep(outputs + 2 * v * Lane::kSize, sums[v].Output());
+    keep(mirrored + 2 * v * Lane::kSize, sums[v].MirroredOutput());
+  }
+  for (std::size_t i = 0; i < kCount && b + i < half; ++i) {
+    const std::size_t s = pass.order[b + i];
+    sink.Place(s, outputs + 2 * i);
+    sink.Place(pass.radix - s, mirrored + 2 * i);
+  }
+  if (b > 0) return;
+  keep(outputs, total);
+  sink.Place(0, outputs);
+}
+
+template <bool kIsReal, class Lane, class Sink>
+KELVO_INLINE void SumAllOutputs(const Pass& pass, const Complex<Lanes<float, 1>>& first_element,
+                                const ElementPairs<kIsReal>& pairs, const Sink& sink) {
+  const Complex<Lane> first{Lane::Broadcast(first_element.re.v), Lane::Broadcast(first_element.im.v)};
+  const std::size_t half = pass.radix / 2;
+  constexpr std::size_t kMost = kIsReal ? 4 : 2;
+  for (std::size_t b = 0; b < half;) {
+    const std::size_t left = (half - b + Lane::kSize - 1) / Lane::kSize;
+    // In even parts: sums of one vector wait for each other.
+    const std::size_t vector_n = left <= kMost ? left : left < 2 * kMost ? (left + 1) / 2 : kMost;
+    if constexpr (kIsReal) {
+      if (vector_n == 4) SumOutputs<true, 4>(pass, first, pairs, sink, b);
+      if (vector_n == 3) SumOutputs<true, 3>(pass, first, pairs, sink, b);
+    }
+    if (vector_n == 2) SumOutputs<kIsReal, 2>(pass, first, pairs, sink, b);
+    if (vector_n == 1) SumOutputs<kIsReal, 1>(pass, first, pairs, sink, b);
+    b += vector_n * Lane::kSize;
+  }
+}
+
+// A direct sum with outputs in the lanes, without twiddles, from source.Load<Lane>(k), which a Column has for single
+// lanes alone. Outputs go one by one, out of order, to sink.Place(k, pair), where the pair is one of those that
+// sink.Pairs(x) makes of the outputs in the lanes of x. The source has been read to its end before the sink is called.
+// `scratch` holds 4 * radix floats.
+template <bool kIsReal, class Source, class Sink>
+static void SumColumn(const Pass& pass, const Source& source, const Sink& sink, float* scratch) {
+  using One = Lanes<float, 1>;
+  const ElementPairs<kIsReal> pairs(scratch, pass.radix);
+  if constexpr (std::is_same_v<Source, Column>) {
+    pairs.template Form<One>(source, pass.radix);
+  } else {
+    AtWidth(
+        pass.radix - 1, [&]<class Lane>()
+                            __attribute__((always_inline)) { pairs.template Form<Lane>(source, pass.radix); });
+  }
+  Complex<One> first = source.template Load<One>(0);
+  if constexpr (kIsReal) first.im = One::Broadcast(0.0f);
+  if constexpr (Floats::kSize > 8) {
+    if (pass.radix <= 17) return SumAllOutputs<kIsReal, Lanes<float, 8>>(pass, first, pairs, sink);
+  }
+  SumAllOutputs<kIsReal, Floats>(pass, first, pairs, sink);
+}
+
+// A transform that is one direct sum.
+KELVO_INLINE bool IsSum(const TransformView& plan) { return plan.pass_n == 1 && plan.passes[0].order != nullptr; }
+template <class Source, class Sink>
+KELVO_INLINE void TransformBySum(const TransformView& plan, const Source& source, const Sink& sink, float* scratch) {
+  const Pass& pass = plan.passes[0];
+  if constexpr (std::is_same_v<Sink, SplitElements>) {
+    TransformBySum(plan, source, Column{sink, 1}, scratch);
+  } else if (pass.is_real) {
+    SumColumn<true>(pass, source, sink, scratch);
+  } else {
+    SumColumn<false>(pass, source, sink, scratch);
+  }
 }
 
 }  // namespace KELVO_LEVEL

@@ -11,7 +11,7 @@ const std::map<std::string, std::vector<std::uint64_t>>& StoredHashes() {
   static const std::map<std::string, std::vector<std::uint64_t>> stored{
       {"Log1p", {0x096f4ac822f93e83, 0x096f4ac822f93e83}},
       {"Standardize", {0x9604eb7b3d8be35f, 0x9604eb7b3d8be35f}},
-      {"FFT", {0x86b86e13915fcc1a, 0x86b86e13915fcc1a, 0x86b86e13915fcc1a}},
+      {"FFT", {0xf7dcd9595fc748dc, 0xf7dcd9595fc748dc, 0xf7dcd9595fc748dc}},
       {"IFFT", {0xb6605e92a69ec353, 0xb6605e92a69ec353, 0xb6605e92a69ec353}},
       {"GetWindow", {0x300ded03bb4f3008, 0x35ccfec0b8a806d0}},
       {"GetFrameLen", {0x72631d22f6a686f0, 0x238345886fad0be8, 0x431111b5c83f9230}},
