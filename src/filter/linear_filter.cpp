@@ -42,7 +42,7 @@ std::size_t ChooseFirBlock(std::size_t length, std::size_t count, std::size_t st
   constexpr std::size_t kMostParts = 4;
   const std::size_t whole = std::min(std::max<std::size_t>(4096, 8 * length), count);
   const std::size_t part = (whole + kMostParts - 1) / kMostParts;
-  if (whole < count || part < length || FirScratchSize(length, part) > stack_left) return whole;
+  if (whole < count || FirScratchSize(length, part) > stack_left) return whole;
   return std::min(whole, (stack_left - FirScratchSize(length, 0)) / 2);
 }
 

@@ -302,10 +302,11 @@ def draw(found: list, count: int, seed: int, journal: Journal) -> list:
 
 
 def read_equivalent() -> set:
-    """Blocks of a file ("2 FILE" for the second of equal lines), the line before, the one after or *, and the reason."""
+    """Blocks of a file ("2 FILE" for the second of equal lines), the line before, those after or *, and the reason."""
     blocks = [block.splitlines() for block in EQUIVALENT.read_text().split("\n\n")[1:]]
     places = [(*block[0].split(), 1)[::-1] if block[0].startswith("src/") else block[0].split() for block in blocks]
-    return {(name, block[1][2:], block[2][2:], int(nth)) for (nth, name), block in zip(places, blocks)}
+    return {(name, block[1][2:], line[2:], int(nth)) for (nth, name), block in zip(places, blocks)
+            for line in block[2:] if line.startswith("+ ")}
 
 
 def is_listed(mutant: Mutant, listed: set) -> bool:
