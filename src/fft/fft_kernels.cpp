@@ -153,7 +153,7 @@ void RealToBins(float* dst, const float* src, const RealTransformView& plan, boo
     }
   }
   if (!plan.IsHalfLength()) {
-    if (IsSum(plan.inner)) return TransformBySum(plan.inner, LoneSamples{src}, SumBins{dst}, scratch);
+    if (IsSum(plan.inner)) return SumColumn<true>(plan.inner.passes[0], LoneSamples{src}, SumBins{dst}, scratch);
     if (plan.inner.chirp != nullptr) {
       const LoneBins bins{{dst, plan.fft_n}};
       TransformByChirp(plan.inner, LoneSamples{src}, bins, scratch);

@@ -9,7 +9,6 @@
 #pragma once
 
 #include <cstddef>
-#include <type_traits>
 
 #include "fft/butterflies.h"
 #include "fft/complex.h"
@@ -223,9 +222,10 @@ KELVO_INLINE void SumOutputs(const Pass& pass, const Complex<Lane>& first, const
   sink.Place(0, outputs);
 }
 
+// Out of line, since it is the same for all sources.
 template <bool kIsReal, class Lane, class Sink>
-KELVO_INLINE void SumAllOutputs(const Pass& pass, const Complex<Lanes<float, 1>>& first_element,
-                                const ElementPairs<kIsReal>& pairs, const Sink& sink) {
+__attribute__((noinline)) static void SumAllOutputs(const Pass& pass, const Complex<Lanes<float, 1>>& first_element,
+                                                    const ElementPairs<kIsReal>& pairs, const Sink& sink) {
   const Complex<Lane> first{Lane::Broadcast(first_element.re.v), Lane::Broadcast(first_element.im.v)};
   const std::size_t half = pass.radix / 2;
   constexpr std::size_t kMost = kIsReal ? 4 : 2;
@@ -243,6 +243,16 @@ KELVO_INLINE void SumAllOutputs(const Pass& pass, const Complex<Lanes<float, 1>>
   }
 }
 
+template <bool kIsReal, class Source>
+KELVO_INLINE void FormPairs(const ElementPairs<kIsReal>& pairs, const Source& source, std::size_t radix) {
+  AtWidth(
+      radix - 1, [&]<class Lane>() __attribute__((always_inline)) { pairs.template Form<Lane>(source, radix); });
+}
+template <bool kIsReal>
+KELVO_INLINE void FormPairs(const ElementPairs<kIsReal>& pairs, const Column& column, std::size_t radix) {
+  pairs.template Form<Lanes<float, 1>>(column, radix);
+}
+
 // A direct sum with outputs in the lanes, without twiddles, from source.Load<Lane>(k), which a Column has for single
 // lanes alone. Outputs go one by one, out of order, to sink.Place(k, pair), where the pair is one of those that
 // sink.Pairs(x) makes of the outputs in the lanes of x. The source has been read to its end before the sink is called.
@@ -251,13 +261,7 @@ template <bool kIsReal, class Source, class Sink>
 static void SumColumn(const Pass& pass, const Source& source, const Sink& sink, float* scratch) {
   using One = Lanes<float, 1>;
   const ElementPairs<kIsReal> pairs(scratch, pass.radix);
-  if constexpr (std::is_same_v<Source, Column>) {
-    pairs.template Form<One>(source, pass.radix);
-  } else {
-    AtWidth(
-        pass.radix - 1, [&]<class Lane>()
-                            __attribute__((always_inline)) { pairs.template Form<Lane>(source, pass.radix); });
-  }
+  FormPairs(pairs, source, pass.radix);
   Complex<One> first = source.template Load<One>(0);
   if constexpr (kIsReal) first.im = One::Broadcast(0.0f);
   if constexpr (Floats::kSize > 8) {
@@ -266,18 +270,19 @@ static void SumColumn(const Pass& pass, const Source& source, const Sink& sink, 
   SumAllOutputs<kIsReal, Floats>(pass, first, pairs, sink);
 }
 
-// A transform that is one direct sum.
+// A complex transform that is one direct sum.
 KELVO_INLINE bool IsSum(const TransformView& plan) { return plan.pass_n == 1 && plan.passes[0].order != nullptr; }
 template <class Source, class Sink>
 KELVO_INLINE void TransformBySum(const TransformView& plan, const Source& source, const Sink& sink, float* scratch) {
-  const Pass& pass = plan.passes[0];
-  if constexpr (std::is_same_v<Sink, SplitElements>) {
-    TransformBySum(plan, source, Column{sink, 1}, scratch);
-  } else if (pass.is_real) {
-    SumColumn<true>(pass, source, sink, scratch);
-  } else {
-    SumColumn<false>(pass, source, sink, scratch);
-  }
+  SumColumn<false>(plan.passes[0], source, sink, scratch);
+}
+// To elements, which the bins of a real signal go through as well.
+template <class Source>
+KELVO_INLINE void TransformBySum(const TransformView& plan, const Source& source, const SplitElements& to,
+                                 float* scratch) {
+  const Column outputs{to, 1};
+  if (plan.passes[0].is_real) return SumColumn<true>(plan.passes[0], source, outputs, scratch);
+  SumColumn<false>(plan.passes[0], source, outputs, scratch);
 }
 
 }  // namespace KELVO_LEVEL
