@@ -133,7 +133,6 @@ static void RunDirectPassByOutputs(SplitElements elements, const Pass& pass, std
       const Column column{elements.From(block + j), pass.span};
       SumColumn<kIsReal>(pass, column, column, scratch);
     }
-    if (pass.span == 1) continue;
     // In the order of the outputs.
     const SplitElements outputs = elements.From(block + pass.span);
     const ConstElements twiddles{pass.twiddle_re, pass.twiddle_im};
