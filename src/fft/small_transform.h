@@ -147,29 +147,28 @@ struct Column {
   }
 };
 
-// x[s] + x[radix - s] and -i (x[s] - x[radix - s]) for s = 1 .. radix - 1.
+// x[s] + x[radix - s] and -i (x[s] - x[radix - s]) at s, in natural order.
 template <bool kIsReal>
 struct ElementPairs {
+  std::size_t radix;
   SplitElements sums, turned_differences;
 
-  ElementPairs(float* scratch, std::size_t radix)
-      : sums{scratch, scratch + radix}, turned_differences{scratch + 2 * radix, scratch + 3 * radix} {}
+  ElementPairs(float* scratch, std::size_t of_radix)
+      : radix(of_radix), sums{scratch, scratch + radix}, turned_differences{scratch + 2 * radix, scratch + 3 * radix} {}
 
+  // For s, s + 1, ...
   template <class Lane, class Source>
-  KELVO_INLINE void Form(const Source& source, std::size_t radix) const {
-    for (std::size_t s = 1; s < radix; s += Lane::kSize) {
-      if (s + Lane::kSize > radix) s = radix - Lane::kSize;
-      const Complex<Lane> x = source.template Load<Lane>(s);
-      const Complex<Lane> from_end = source.template Load<Lane>(radix + 1 - s - Lane::kSize);
-      const Complex<Lane> y{Reverse(from_end.re), Reverse(from_end.im)};
-      const Complex<Lane> sum = x + y, turned_difference = TimesMinusI(x - y);
-      if constexpr (kIsReal) {
-        sum.re.Store(sums.re + s);
-        turned_difference.im.Store(turned_differences.im + s);
-      } else {
-        sums.Store(s, sum);
-        turned_differences.Store(s, turned_difference);
-      }
+  KELVO_INLINE void Form(const Source& source, std::size_t s) const {
+    const Complex<Lane> x = source.template Load<Lane>(s);
+    const Complex<Lane> from_end = source.template Load<Lane>(radix + 1 - s - Lane::kSize);
+    const Complex<Lane> y{Reverse(from_end.re), Reverse(from_end.im)};
+    const Complex<Lane> sum = x + y, turned_difference = TimesMinusI(x - y);
+    if constexpr (kIsReal) {
+      sum.re.Store(sums.re + s);
+      turned_difference.im.Store(turned_differences.im + s);
+    } else {
+      sums.Store(s, sum);
+      turned_differences.Store(s, turned_difference);
     }
   }
 };
@@ -188,11 +187,12 @@ KELVO_INLINE void SumOutputs(const Pass& pass, const Complex<Lane>& first, const
     const std::size_t s = pass.order[a];
     Complex<Lane> sum{Lane::Broadcast(pairs.sums.re[s]), first.im};
     Complex<Lane> turned_difference{first.im, Lane::Broadcast(pairs.turned_differences.im[s])};
+    total.re = total.re + sum.re;
     if constexpr (!kIsReal) {
       sum.im = Lane::Broadcast(pairs.sums.im[s]);
       turned_difference.re = Lane::Broadcast(pairs.turned_differences.re[s]);
+      total.im = total.im + sum.im;
     }
-    total = total + sum;
     const std::size_t root = pass.root_step * a + b;
 #pragma GCC unroll 4
     for (std::size_t v = 0; v < kVectorN; ++v) {
@@ -243,14 +243,21 @@ __attribute__((noinline)) static void SumAllOutputs(const Pass& pass, const Comp
   }
 }
 
+// All pairs in vectors, though a sum reads one of s and radix - s.
 template <bool kIsReal, class Source>
-KELVO_INLINE void FormPairs(const ElementPairs<kIsReal>& pairs, const Source& source, std::size_t radix) {
+KELVO_INLINE void FormPairs(const ElementPairs<kIsReal>& pairs, const Pass& pass, const Source& source) {
   AtWidth(
-      radix - 1, [&]<class Lane>() __attribute__((always_inline)) { pairs.template Form<Lane>(source, radix); });
+      pass.radix - 1, [&]<class Lane>() __attribute__((always_inline)) {
+        for (std::size_t s = 1; s < pass.radix; s += Lane::kSize) {
+          if (s + Lane::kSize > pass.radix) s = pass.radix - Lane::kSize;
+          pairs.template Form<Lane>(source, s);
+        }
+      });
 }
+// One by one, those that it reads.
 template <bool kIsReal>
-KELVO_INLINE void FormPairs(const ElementPairs<kIsReal>& pairs, const Column& column, std::size_t radix) {
-  pairs.template Form<Lanes<float, 1>>(column, radix);
+KELVO_INLINE void FormPairs(const ElementPairs<kIsReal>& pairs, const Pass& pass, const Column& column) {
+  for (std::size_t a = 0; a < pass.radix / 2; ++a) pairs.template Form<Lanes<float, 1>>(column, pass.order[a]);
 }
 
 // A direct sum with outputs in the lanes, without twiddles, from source.Load<Lane>(k), which a Column has for single
@@ -261,16 +268,17 @@ template <bool kIsReal, class Source, class Sink>
 static void SumColumn(const Pass& pass, const Source& source, const Sink& sink, float* scratch) {
   using One = Lanes<float, 1>;
   const ElementPairs<kIsReal> pairs(scratch, pass.radix);
-  FormPairs(pairs, source, pass.radix);
+  FormPairs(pairs, pass, source);
   Complex<One> first = source.template Load<One>(0);
   if constexpr (kIsReal) first.im = One::Broadcast(0.0f);
   if constexpr (Floats::kSize > 8) {
+    // Half a vector holds the outputs.
     if (pass.radix <= 17) return SumAllOutputs<kIsReal, Lanes<float, 8>>(pass, first, pairs, sink);
   }
   SumAllOutputs<kIsReal, Floats>(pass, first, pairs, sink);
 }
 
-// A complex transform that is one direct sum.
+// A transform that is one direct sum.
 KELVO_INLINE bool IsSum(const TransformView& plan) { return plan.pass_n == 1 && plan.passes[0].order != nullptr; }
 template <class Source, class Sink>
 KELVO_INLINE void TransformBySum(const TransformView& plan, const Source& source, const Sink& sink, float* scratch) {
