@@ -37,18 +37,23 @@ class AlignedArray {
   AlignedArray() = default;
   // A count that came out negative fails as in MakeZeroBuffer.
   explicit AlignedArray(std::uint64_t count) {
-    // Aligned by hand: the aligned operator new of common runtimes costs more than a small transform.
-    memory_.reset(new Element[CheckedCount<Element>(count) + kLineBytes / sizeof(Element)]);
+    // Aligned by hand: the aligned operator new of common runtimes costs more than a small transform. In bytes: arrays
+    // of elements can fail with an error that runtimes of before 2021 do not have.
+    memory_.reset(::operator new(CheckedCount<Element>(count) * sizeof(Element) + kLineBytes));
     const auto address = reinterpret_cast<std::uintptr_t>(memory_.get());
-    data_ = memory_.get() + (kLineBytes - address % kLineBytes) % kLineBytes / sizeof(Element);
+    auto* const bytes = static_cast<std::byte*>(memory_.get());
+    data_ = reinterpret_cast<Element*>(bytes + (kLineBytes - address % kLineBytes) % kLineBytes);
   }
 
   Element* Data() { return data_; }
 
  private:
   static constexpr std::size_t kLineBytes = 64;
+  struct Delete {
+    void operator()(void* memory) const { ::operator delete(memory); }
+  };
 
-  std::unique_ptr<Element[]> memory_;
+  std::unique_ptr<void, Delete> memory_;
   Element* data_ = nullptr;
 };
 
