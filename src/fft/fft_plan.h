@@ -4,11 +4,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "base/buffers.h"
 #include "base/mutex.h"
 #include "base/table_cache.h"
+#include "fft/complex.h"
 #include "fft/plan_view.h"
 
 namespace kelvo::Fft {
@@ -26,6 +28,9 @@ enum class Use { batch, single };
 
 // What the elements of a transform are. Of real ones only outputs 0 .. length / 2 are needed.
 enum class Input { complex, real };
+constexpr std::size_t OutputCount(std::size_t length, Input input) {
+  return input == Input::real ? length / 2 + 1 : length;
+}
 
 // How a transform is made, as measured (plan_choice.cpp).
 
@@ -37,7 +42,7 @@ std::vector<std::size_t> ChooseRadices(std::size_t length, Use use);
 // The cheapest place to transpose.
 TransposeStep ChooseTransposeStep(const std::vector<Pass>& passes, std::size_t length, std::size_t lane_n);
 // After how many passes, `least` or more, a convolution goes on in lanes, kResponseLaneN blocks at a time.
-std::size_t ChooseConvolutionSplit(const std::vector<Pass>& passes, std::size_t least);
+std::size_t ChooseConvolutionSplit(std::span<const Pass> passes, std::size_t least);
 // Of the convolutions whose response is transformed in double precision. In single precision that would be a third of
 // their errors, and as many as direct sums over primes near a hundred have, but for a plan of 160,000 elements it takes
 // half the time.
@@ -54,7 +59,7 @@ bool IsHalfLength(std::size_t fft_n);
 // Whether frames begin with a pass over real samples.
 bool HasRealPass(std::size_t fft_n);
 
-struct ChirpTables;
+class ConvolutionPlan;
 
 // A forward complex transform of any length, by passes [Cooley and Tukey 1965] or, where large prime factors make that
 // slower, as a convolution with a chirp [Bluestein 1970]. Immutable once built, movable.
@@ -62,17 +67,22 @@ class TransformPlan {
  public:
   TransformPlan();
   TransformPlan(std::size_t length, Use use, Input input);
+  // By passes of these radices.
+  TransformPlan(std::size_t length, const std::vector<std::size_t>& radices, Use use, Input input);
   TransformPlan(TransformPlan&&) noexcept;
   TransformPlan& operator=(TransformPlan&&) noexcept;
   ~TransformPlan();
   // As long as the plan itself, like the views of the plans below.
   const TransformView& View() const { return view_; }
 
+  // The first passes of a single transform, which at every lane count work on adjacent elements.
+  std::size_t AdjacentPassCount() const { return adjacent_n_; }
+  // Frees the order of the outputs. A convolution uses them in the order that passes leave them in.
+  void DropOrder();
+
  private:
-  void BuildPasses(std::size_t length, const std::vector<std::size_t>& radices, Use use, Input input);
-  void BuildChirp(std::size_t length, std::size_t inner_n, Use use, Input input);
-  // For convolutions, which use outputs in the order that passes leave them in.
-  const TransformView& WithoutOrder();
+  // Twiddles and roots of the passes.
+  void BuildTables(std::size_t length, Input input);
 
   TransformView view_{};  // into the tables below, which stay where they are when the plan is moved
   std::vector<Pass> passes_;
@@ -81,7 +91,27 @@ class TransformPlan {
   std::vector<unsigned> position_;
   std::vector<unsigned> output_;                // the inverse permutation
   std::vector<TransposeStep> transpose_steps_;  // [kLaneCountN]
-  std::unique_ptr<ChirpTables> chirp_;
+  std::size_t adjacent_n_ = 0;
+  std::unique_ptr<ConvolutionPlan> convolution_;
+};
+
+// A transform as a convolution by transforms of inner_n elements (convolution_plan.cpp).
+class ConvolutionPlan {
+ public:
+  ConvolutionPlan(std::size_t length, std::size_t inner_n, Use use, Input input);
+  const Chirp& View() const { return view_; }
+
+ private:
+  // From ChirpFactors.
+  template <class T>
+  void KeepFactors(const std::vector<Complex<T>>& factors, std::size_t length);
+  // In the order of the blocks that passes leave.
+  void KeepResponse(const std::vector<Complex<float>>& response);
+
+  Chirp view_{};
+  TransformPlan inner_;
+  Base::AlignedArray<float> factors_;
+  Base::AlignedArray<float> response_;
 };
 
 // A transform of real samples.
@@ -105,6 +135,11 @@ class FrameTransformPlan {
   const FrameTransformView& View() const { return view_; }
 
  private:
+  // The pass over real samples, and where it finds and leaves them.
+  void BuildRealPass(std::size_t fft_n);
+  // Where the elements of complex subsignals go.
+  void BuildBinOrder(std::size_t fft_n);
+
   FrameTransformView view_{};
   RealTransformPlan sub_plan_;
   Base::AlignedArray<float> twiddles_;

@@ -6,6 +6,7 @@
 #include <initializer_list>
 #include <iterator>
 #include <limits>
+#include <utility>
 
 #include "fft/fft_plan.h"
 
@@ -44,6 +45,43 @@ std::vector<std::size_t> ChooseTwos(std::size_t exponent, std::size_t odd, Use u
   return radices;
 }
 
+// From the largest down.
+std::vector<std::size_t> OddFactors(std::size_t odd) {
+  std::vector<std::size_t> factors;
+  for (std::size_t p = 3; p * p <= odd; p += 2) {
+    for (; odd % p == 0; odd /= p) factors.push_back(p);
+  }
+  if (odd > 1) factors.push_back(odd);
+  std::reverse(factors.begin(), factors.end());
+  return factors;
+}
+
+// Whether a single transform begins with two passes of radix 4, which leave a block for each of sixteen lanes. Below
+// 256 elements blocks do not fill a vector, above 4096 sixteen of them exceed L1. Between, inverse FFTs are 1.15 times
+// as fast as with odd radices in front with AVX-512, 1.25 with AVX2 and 1.3 with SSE2, on average over 88 lengths.
+bool HasFoursInFront(std::uint64_t length) {
+  return length % 16 == 0 && !std::has_single_bit(length) && length >= 256 && length <= 16 * kMaxL1Length;
+}
+
+// A single two joins a five or comes early; longer powers of two are faster last.
+std::vector<std::size_t> WithFoursInFront(std::vector<std::size_t> odd_radices, std::size_t exponent) {
+  std::vector<std::size_t> radices = {4, 4};
+  if (exponent == 1) {
+    const auto five = std::find(odd_radices.begin(), odd_radices.end(), 5);
+    if (five != odd_radices.end()) {
+      *five = 10;
+    } else {
+      radices.push_back(2);
+    }
+  }
+  radices.insert(radices.end(), odd_radices.begin(), odd_radices.end());
+  if (exponent > 1) {
+    const std::vector<std::size_t> twos = ChooseTwos(exponent, 1, Use::batch);
+    radices.insert(radices.end(), twos.begin(), twos.end());
+  }
+  return radices;
+}
+
 // The cost of a pass over `available` adjacent elements relative to one with full vectors. A half or a quarter of a
 // vector is used where fewer elements are left.
 std::size_t CostFor(std::size_t available, std::size_t lane_n) {
@@ -70,22 +108,18 @@ bool IsTooLong(std::uint64_t length) {
 bool HasButterfly(std::uint64_t radix) { return radix <= 5 || radix == 7 || radix == 8 || radix == 10 || radix == 16; }
 
 // The radices of the passes: odd primes from the largest down, then powers of two; a single two joins a five. The last
-// passes of a single transform run on a batch of blocks; an eight in front makes enough blocks to fill half the lanes.
+// passes of a single transform run on a batch of blocks; an eight in front makes enough blocks to fill half the lanes,
+// two fours all of them.
 std::vector<std::size_t> ChooseRadices(std::size_t length, Use use) {
-  std::vector<std::size_t> radices;
   const auto exponent = static_cast<std::size_t>(std::countr_zero(length));
   const std::size_t odd = length >> exponent;
-  std::size_t rest = odd;
-  for (std::size_t p = 3; p * p <= rest; p += 2) {
-    for (; rest % p == 0; rest /= p) radices.push_back(p);
-  }
-  if (rest > 1) radices.push_back(rest);
-  std::reverse(radices.begin(), radices.end());
+  std::vector<std::size_t> radices = OddFactors(odd);
   if (use == Use::batch && exponent == 1 && odd % 5 == 0) {
     radices.erase(std::find(radices.begin(), radices.end(), 5));
     radices.push_back(10);
     return radices;
   }
+  if (use == Use::single && HasFoursInFront(length)) return WithFoursInFront(std::move(radices), exponent - 4);
   const bool has_eight_in_front = use == Use::single && exponent == 3 && radices.size() == 2;
   const std::vector<std::size_t> twos = ChooseTwos(exponent, odd, use);
   radices.insert(has_eight_in_front ? radices.begin() : radices.end(), twos.begin(), twos.end());
@@ -115,7 +149,7 @@ TransposeStep ChooseTransposeStep(const std::vector<Pass>& passes, std::size_t l
 }
 
 // Cheapest where blocks fill the lanes and passes before them have whole vectors.
-std::size_t ChooseConvolutionSplit(const std::vector<Pass>& passes, std::size_t least) {
+std::size_t ChooseConvolutionSplit(std::span<const Pass> passes, std::size_t least) {
   std::size_t best = least;
   std::size_t best_cost = std::numeric_limits<std::size_t>::max();
   std::size_t cost_before = 0;
@@ -151,9 +185,12 @@ std::uint64_t ChooseInnerLength(std::uint64_t least) {
 }
 
 std::vector<std::size_t> ChooseInnerRadices(std::size_t inner_n, Use use) {
-  std::vector<std::size_t> radices = ChooseRadices(inner_n, use);
+  const auto exponent = static_cast<std::size_t>(std::countr_zero(inner_n));
+  std::vector<std::size_t> radices = OddFactors(inner_n >> exponent);
+  const std::vector<std::size_t> twos = ChooseTwos(exponent, inner_n >> exponent, use);
+  radices.insert(radices.end(), twos.begin(), twos.end());
   // With whole vectors in the pass before the last: 1.2 times as fast with AVX-512, as fast with others.
-  if (use == Use::single && std::countr_zero(inner_n) == 6) {
+  if (use == Use::single && exponent == 6) {
     radices[radices.size() - 2] = 4;
     radices.back() = 16;
   }
@@ -180,8 +217,8 @@ bool IsFasterByChirp(std::uint64_t length, const std::vector<std::size_t>& radic
   const auto octaves = static_cast<std::uint64_t>(std::bit_width(inner_n));
   if (inner_n > kLongestExactResponse && radices.size() > 1 && direct < 260 * octaves) return false;
   constexpr std::uint64_t kFurtherOctaves = 3;  // for scaling, factors and products
-  // Beside other passes, that of a single transform seldom has whole vectors.
-  if (is_single && radices.size() > 1) direct += 2 * direct / 5;
+  // Beside other passes, that of a single transform has full lanes behind two fours, and else seldom whole vectors.
+  if (is_single && radices.size() > 1) direct = HasFoursInFront(length) ? 3 * direct / 4 : 7 * direct / 5;
   const std::uint64_t chirp = PassCost(inner_n) + kFurtherOctaves * inner_n;
   return (is_single ? 60 : 70) * chirp < length * direct;
 }

@@ -59,6 +59,29 @@ KELVO_INLINE void RunFirstPass(const Source& source, SplitElements to, SplitElem
   RunAnyPass<Single, Lane>(spare, to, pass, length, scratch);
 }
 
+// Transposes Lane::kSize vectors to those parts of a batch.
+template <class Lane>
+KELVO_INLINE void TransposeTo(float* to, const Lane* from) {
+  Lane rows[Lane::kSize];
+#pragma GCC unroll 16
+  for (std::size_t l = 0; l < Lane::kSize; ++l) rows[l] = from[l];
+  Transpose(rows);
+#pragma GCC unroll 16
+  for (std::size_t l = 0; l < Lane::kSize; ++l) rows[l].Store(to + l * BatchElements<Lane>::kStride);
+}
+
+// Elements j, j + 1, ... of kBlockN blocks, to batches that lie one behind the other.
+template <std::size_t kBlockN, class Lane>
+KELVO_INLINE void TransposeToBatches(BatchElements<Lane> to, const Lane* re, const Lane* im, std::size_t block,
+                                     std::size_t j) {
+#pragma GCC unroll 4
+  for (std::size_t first = 0; first < kBlockN; first += Lane::kSize) {
+    const BatchElements<Lane> batch = to.From(first / Lane::kSize * block + j);
+    TransposeTo(batch.re, re + first);
+    TransposeTo(batch.Im(), im + first);
+  }
+}
+
 // The first pass of a transform whose blocks finish in lanes from then on, and the transposition to lanes while outputs
 // are in registers: element i of block l becomes lane l % Lane::kSize of vector i of batch l / Lane::kSize. The batches
 // lie one behind the other.
@@ -73,22 +96,50 @@ __attribute__((noinline)) static void RunPassToLanes(Source source, BatchElement
     for (std::size_t s = 0; s < kRadix; ++s) x[s] = from.template Load<Lane>(s * pass.span);
     Butterfly(x);
     const Single::Twiddles twiddles(pass, kRadix, pass.span, j);
+    Lane re[kRadix], im[kRadix];
 #pragma GCC unroll 16
-    for (std::size_t s = 1; s < kRadix; ++s) x[s] = x[s] * twiddles.At<Lane>(s);
-#pragma GCC unroll 16
-    for (std::size_t first = 0; first < kRadix; first += Lane::kSize) {
-      Lane re[Lane::kSize], im[Lane::kSize];
-#pragma GCC unroll 16
-      for (std::size_t l = 0; l < Lane::kSize; ++l) {
-        re[l] = x[first + l].re;
-        im[l] = x[first + l].im;
-      }
-      Transpose(re);
-      Transpose(im);
-      const BatchElements<Lane> batch = to.From(first / Lane::kSize * pass.span + j);
-#pragma GCC unroll 16
-      for (std::size_t l = 0; l < Lane::kSize; ++l) batch.Store(l, Complex<Lane>{re[l], im[l]});
+    for (std::size_t s = 0; s < kRadix; ++s) {
+      const Complex<Lane> y = s == 0 ? x[0] : x[s] * twiddles.At<Lane>(s);
+      re[s] = y.re;
+      im[s] = y.im;
     }
+    TransposeToBatches<kRadix>(to, re, im, pass.span, j);
+  }
+}
+
+// Two first passes of radix 4 at once, which leave a block for each of sixteen lanes, and the transposition.
+template <class Lane, class Source>
+__attribute__((noinline)) static void RunTwoPassesToLanes(Source source, BatchElements<Lane> to, const Pass& first,
+                                                          const Pass& second) {
+  const std::size_t span = second.span;
+  for (std::size_t j = 0; j < span; j += Lane::kSize) {
+    if (j + Lane::kSize > span) j = span - Lane::kSize;
+    Complex<Lane> rows[4][4];
+#pragma GCC unroll 4
+    for (std::size_t c = 0; c < 4; ++c) {
+      const Source from = source.From(c * span + j);
+      Complex<Lane> x[4];
+#pragma GCC unroll 4
+      for (std::size_t s = 0; s < 4; ++s) x[s] = from.template Load<Lane>(4 * s * span);
+      Butterfly(x);
+      const Single::Twiddles twiddles(first, 4, 4 * span, c * span + j);
+      rows[0][c] = x[0];
+#pragma GCC unroll 4
+      for (std::size_t s = 1; s < 4; ++s) rows[s][c] = x[s] * twiddles.At<Lane>(s);
+    }
+    Lane re[16], im[16];
+#pragma GCC unroll 4
+    for (std::size_t r = 0; r < 4; ++r) {
+      Butterfly(rows[r]);
+      const Single::Twiddles twiddles(second, 4, span, j);
+#pragma GCC unroll 4
+      for (std::size_t s = 0; s < 4; ++s) {
+        const Complex<Lane> x = s == 0 ? rows[r][0] : rows[r][s] * twiddles.At<Lane>(s);
+        re[4 * s + r] = x.re;
+        im[4 * s + r] = x.im;
+      }
+    }
+    TransposeToBatches<16>(to, re, im, span, j);
   }
 }
 
@@ -149,29 +200,37 @@ KELVO_INLINE void RunPassByOutputs(SplitElements elements, const Pass& pass, std
   }
 }
 
-// Whether TransformInLanes takes the plan. Wider vectors seldom have a block for each lane after one pass.
+// Whether TransformInLanes takes the plan: the first passes leave a block for each lane, of whole vectors.
 KELVO_INLINE bool GoesToLanes(const TransformView& plan, const TransposeStep& step) {
-  const Pass& first = plan.passes[0];
-  return step.pass_n == 1 && (first.radix == 4 || first.radix == 8) && first.span >= Floats::kSize;
+  const Pass* const passes = plan.passes;
+  if constexpr (Floats::kSize == 4) {
+    return step.pass_n == 1 && (passes[0].radix == 4 || passes[0].radix == 8) && passes[0].span >= 4;
+  } else {
+    return step.pass_n == 2 && passes[0].radix == 4 && passes[1].radix == 4 && passes[1].span >= Floats::kSize;
+  }
 }
 
-// A transform whose blocks are transposed after the first pass, which leaves a block for every lane: they lie in the
-// order of the outputs. `batches` holds the elements.
+// A transform whose first passes transpose what they leave. Its blocks lie in the order of the outputs then. `batches`
+// holds the elements.
 template <class Source, class Sink>
-KELVO_INLINE void TransformInLanes(const TransformView& plan, const Source& source, const Sink& sink, float* batches,
-                                   float* scratch) {
+KELVO_INLINE void TransformInLanes(const TransformView& plan, const TransposeStep& step, const Source& source,
+                                   const Sink& sink, float* batches, float* scratch) {
   const Pass& first = plan.passes[0];
   const auto elements = BatchAt<Floats>(batches);
-  if (first.radix == 4) {
+  if constexpr (Floats::kSize > 4) {
+    RunTwoPassesToLanes<Floats>(source, elements, first, plan.passes[1]);
+  } else if (first.radix == 4) {
     RunPassToLanes<4, Floats>(source, elements, first);
   } else {
     RunPassToLanes<8, Floats>(source, elements, first);
   }
-  const std::size_t block = first.span;
+  const std::size_t block = plan.passes[step.pass_n - 1].span;
   const std::size_t last = plan.pass_n - 1;
-  for (std::size_t b = 0; b < first.radix; b += Floats::kSize) {
+  for (std::size_t b = 0; b < step.block_n; b += Floats::kSize) {
     const auto lanes = elements.From(b / Floats::kSize * block);
-    for (std::size_t i = 1; i < last; ++i) RunAnyPass<Batch, Floats>(lanes, lanes, plan.passes[i], block, scratch);
+    for (std::size_t i = step.pass_n; i < last; ++i) {
+      RunAnyPass<Batch, Floats>(lanes, lanes, plan.passes[i], block, scratch);
+    }
     RunLastPass<Floats>(lanes, BlockOutputs<Sink>{sink, plan.output, b}, plan.passes[last], block, scratch);
   }
 }
@@ -203,8 +262,8 @@ static void TransformSingle(const TransformView& plan, const Source& source, con
     return;
   }
 
-  if constexpr (Floats::kSize == 4) {
-    if (GoesToLanes(plan, step)) return TransformInLanes(plan, source, sink, scratch, pass_scratch);
+  if constexpr (Floats::kSize > 1) {
+    if (GoesToLanes(plan, step)) return TransformInLanes(plan, step, source, sink, scratch, pass_scratch);
   }
 
   for (std::size_t i = 0; i < step.pass_n; ++i) {

@@ -8,7 +8,7 @@
 
 #include "base/mutex.h"
 #include "base/table_cache.h"
-#include "filter/resample_kernels.h"
+#include "filter/filter_kernels.h"
 #include "simd/level.h"
 
 namespace kelvo::Filter {

@@ -3,8 +3,7 @@
 // An output is a sum in a fixed order, so lanes lie across outputs; and all lanes must use the same phase filter, so
 // they lie whole cycles of phases apart: each lane has a segment of the signal to itself. With the segments
 // interleaved, every load is one vector, whatever the ratio.
-#include "filter/resample_kernels.h"
-
+#include "filter/filter_kernels.h"
 #include "simd/lanes.h"
 
 namespace kelvo::Filter {

@@ -1,10 +1,10 @@
 // Guesses the states in which segments begin, filters them in lanes, and checks the guesses.
-#include "filter/linear_filter.h"
-
 #include <algorithm>
 #include <cstdint>
 #include <span>
 #include <vector>
+
+#include "filter/linear_filter.h"
 
 namespace kelvo::Filter {
 namespace {
