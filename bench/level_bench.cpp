@@ -40,7 +40,8 @@ void AddRowOfLevels(const std::string& name, std::size_t result_n, Make make, Ru
 void AddTransformLevels() {
   for (const std::size_t fft_n : {512u, 4096u}) {
     AddRowOfLevels(
-        "FFT " + std::to_string(fft_n), 2 * fft_n, [=] { return Noise(fft_n); }, Fft::ComputeFft);
+        "FFT " + std::to_string(fft_n), 2 * fft_n, [=] { return Noise(fft_n); },
+        [](std::span<float> dst, const Buffer& src, Simd::Level level) { Fft::ComputeFft(dst.data(), src, level); });
   }
   AddRowOfLevels(
       "mel spectrogram 400/160/80, 1 s", 80 * 101,
@@ -114,12 +115,12 @@ void AddConversionLevels() {
     return values;
   };
   AddRowOfLevels("power to dB", kValues, squares, [](std::span<float> dst, const Buffer& src, Simd::Level level) {
-    Mel::ConvertPowerToDb(dst, src, kTopDb, level);
+    Mel::ConvertPowerToDb(dst.data(), src, kTopDb, level);
   });
   AddRowOfLevels(
       "complex norm, power 1", kValues, [] { return Noise(2 * kValues); },
       [](std::span<float> dst, const Buffer& src, Simd::Level level) {
-        Mel::ComputePowerSpectrum(dst, src, 1.0f, level);
+        Mel::ComputePowerSpectrum(dst.data(), src, 1.0f, level);
       });
 }
 

@@ -9,15 +9,13 @@ using namespace kelvo;
 int kelvoAudioFFT(float* dst, const float* src, int fft_n) {
   return Api::RunExport({dst, src}, [&] {
     Fft::CheckFft(fft_n);
-    const auto count = static_cast<std::size_t>(fft_n);
-    Fft::ComputeFft({dst, 2 * count}, {src, count}, Simd::BestLevel());
+    Fft::ComputeFft(dst, {src, static_cast<std::size_t>(fft_n)}, Simd::BestLevel());
   });
 }
 
 int kelvoAudioIFFT(float* dst, const float* src, int fft_n) {
   return Api::RunExport({dst, src}, [&] {
     Fft::CheckFft(fft_n);
-    const auto count = static_cast<std::size_t>(fft_n);
-    Fft::ComputeIfft({dst, 2 * count}, {src, 2 * count}, Simd::BestLevel());
+    Fft::ComputeIfft(dst, {src, 2 * static_cast<std::size_t>(fft_n)}, Simd::BestLevel());
   });
 }

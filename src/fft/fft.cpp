@@ -7,22 +7,22 @@
 
 namespace kelvo::Fft {
 
-void ComputeFft(std::span<float> dst, std::span<const float> src, Simd::Level level) {
+void ComputeFft(float* dst, std::span<const float> src, Simd::Level level) {
   const auto fft_n = static_cast<int>(src.size());
   CheckPlanSize(fft_n);
   const RealTransformView& plan = FftPlanCache::Get().GetForwardPlan(fft_n).real.View();
   Base::CallScratch scratch;
-  const bool is_streamed = src.size() >= kLeastStreamedN && dst.size_bytes() >= Simd::StreamingBytes();
-  Simd::KernelsFor<FftKernels>(level).real_to_bins(dst.data(), src.data(), plan, is_streamed,
+  const bool is_streamed = src.size() >= kLeastStreamedN && 2 * src.size_bytes() >= Simd::StreamingBytes();
+  Simd::KernelsFor<FftKernels>(level).real_to_bins(dst, src.data(), plan, is_streamed,
                                                    scratch.Take<float>(FftScratchSize(plan.inner)).data());
 }
 
-void ComputeIfft(std::span<float> dst, std::span<const float> src, Simd::Level level) {
+void ComputeIfft(float* dst, std::span<const float> src, Simd::Level level) {
   const auto fft_n = static_cast<int>(src.size() / 2);
   CheckPlanSize(fft_n);
   const TransformView& plan = FftPlanCache::Get().GetInversePlan(fft_n).complex.View();
   Base::CallScratch scratch;
-  Simd::KernelsFor<FftKernels>(level).inverse_complex(dst.data(), src.data(), plan,
+  Simd::KernelsFor<FftKernels>(level).inverse_complex(dst, src.data(), plan,
                                                       scratch.Take<float>(TransformScratchSize(plan)).data());
 }
 

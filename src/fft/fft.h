@@ -8,9 +8,9 @@
 namespace kelvo::Fft {
 
 // dst [2 * fft_n] = all bins of src [fft_n], unscaled; may be the same array.
-void ComputeFft(std::span<float> dst, std::span<const float> src, Simd::Level level);
+void ComputeFft(float* dst, std::span<const float> src, Simd::Level level);
 
 // dst [2 * fft_n] = the inverse transform of src [2 * fft_n], scaled by 1 / fft_n; may be the same array.
-void ComputeIfft(std::span<float> dst, std::span<const float> src, Simd::Level level);
+void ComputeIfft(float* dst, std::span<const float> src, Simd::Level level);
 
 }  // namespace kelvo::Fft

@@ -34,7 +34,7 @@ void CheckFilterFilter(int dst_n, int src_n, int n_coef_n, int d_coef_n, int pad
   // A mirrored signal must not reach beyond its other end; a constant may go on for any length.
   const auto type = static_cast<FilterPadType>(pad_type);
   const bool is_mirrored = type == FilterPadType::Odd || type == FilterPadType::Even;
-  Api::FailIf(pad_len < 0 || (is_mirrored && pad_len > 0 && pad_len >= src_n), "Invalid pad_len value.");
+  Api::FailIf(pad_len < 0 || (is_mirrored && pad_len >= src_n), "Invalid pad_len value.");
 }
 
 void CheckResample(int dst_sample_rate, int dst_n, int src_sample_rate, int src_n) {

@@ -48,16 +48,14 @@ int kelvoAudioConvertToMel(float* dst, const float* src, const float* fb_matrix,
 int kelvoAudioConvertPowerToDB(float* dst, const float* src, int src_n, float top_db) {
   return Api::RunExport({dst, src}, [&] {
     Mel::CheckPowerToDb(src_n);
-    const auto count = static_cast<std::size_t>(src_n);
-    Mel::ConvertPowerToDb({dst, count}, {src, count}, top_db, Simd::BestLevel());
+    Mel::ConvertPowerToDb(dst, {src, static_cast<std::size_t>(src_n)}, top_db, Simd::BestLevel());
   });
 }
 
 int kelvoAudioComplexNorm(float* dst, const float* src, int src_n, float power) {
   return Api::RunExport({dst, src}, [&] {
     Mel::CheckComplexNorm(src_n, power);
-    const auto count = static_cast<std::size_t>(src_n);
-    Mel::ComputePowerSpectrum({dst, count}, {src, 2 * count}, power, Simd::BestLevel());
+    Mel::ComputePowerSpectrum(dst, {src, 2 * static_cast<std::size_t>(src_n)}, power, Simd::BestLevel());
   });
 }
 
@@ -68,23 +66,20 @@ int kelvoAudioMagPhase(float* dst_mag, float* dst_phase, const float* src, int f
     const auto form = static_cast<Mel::PhaseForm>(phase_form);
     // Rows follow each other without gaps in all three arrays: the matrix is one long row.
     const std::size_t count = static_cast<std::size_t>(freq_n) * static_cast<std::size_t>(frame_n);
-    const std::size_t phase_n = form == Mel::PhaseForm::Complex ? 2 * count : count;
-    Mel::ComputeMagPhaseRow({dst_mag, count}, {dst_phase, phase_n}, {src, 2 * count}, form, power, Simd::BestLevel());
+    Mel::ComputeMagPhaseRow(dst_mag, dst_phase, {src, 2 * count}, form, power, Simd::BestLevel());
   });
 }
 
 int kelvoAudioLog1p(float* dst, const float* src, int src_n) {
   return Api::RunExport({dst, src}, [&] {
     Mel::CheckElementwise(src_n);
-    const auto count = static_cast<std::size_t>(src_n);
-    Mel::ComputeLog1p({dst, count}, {src, count}, Simd::BestLevel());
+    Mel::ComputeLog1p(dst, {src, static_cast<std::size_t>(src_n)}, Simd::BestLevel());
   });
 }
 
 int kelvoAudioStandardize(float* dst, const float* src, int src_n) {
   return Api::RunExport({dst, src}, [&] {
     Mel::CheckElementwise(src_n);
-    const auto count = static_cast<std::size_t>(src_n);
-    Mel::Standardize({dst, count}, {src, count}, Simd::BestLevel());
+    Mel::Standardize(dst, {src, static_cast<std::size_t>(src_n)}, Simd::BestLevel());
   });
 }

@@ -13,7 +13,7 @@ namespace {
 
 Spectrum Transform(const std::vector<float>& x) {
   std::vector<float> bins(2 * x.size());
-  ComputeFft(bins, x, Simd::BestLevel());
+  ComputeFft(bins.data(), x, Simd::BestLevel());
   return FromPairs(bins);
 }
 

@@ -35,19 +35,19 @@ std::vector<std::size_t> Lengths() {
 
 std::vector<float> Forward(const std::vector<float>& x, Simd::Level level) {
   std::vector<float> bins(2 * x.size());
-  ComputeFft(bins, x, level);
+  ComputeFft(bins.data(), x, level);
   return bins;
 }
 
-using Transform = void (*)(std::span<float>, std::span<const float>, Simd::Level);
+using Transform = void (*)(float*, std::span<const float>, Simd::Level);
 
 // The exact bins of the values, at every level.
 void ExpectTransform(Transform transform, const std::vector<float>& values, const Spectrum& exact) {
   std::vector<float> scalar(2 * exact.size()), bins(2 * exact.size());
-  transform(scalar, values, Simd::Level::scalar);
+  transform(scalar.data(), values, Simd::Level::scalar);
   EXPECT_LT(RelativeError(FromPairs(scalar), exact), ErrorBound(exact.size())) << exact.size();
   for (const Simd::Level level : Simd::SupportedLevels()) {
-    transform(bins, values, level);
+    transform(bins.data(), values, level);
     EXPECT_TRUE(Support::SameBits(bins, scalar)) << exact.size() << " " << Simd::LevelName(level);
   }
 }
@@ -149,7 +149,7 @@ TEST(FftTest, ASampleThatIsNoNumberLeavesNoFiniteBin) {
         signal[place] = values[2 * place] = value;
         const std::vector<float> bins = Forward(signal, Simd::BestLevel());
         std::vector<float> inverse(2 * n);
-        ComputeIfft(inverse, values, Simd::BestLevel());
+        ComputeIfft(inverse.data(), values, Simd::BestLevel());
         for (std::size_t k = 0; k < n; ++k) {
           ASSERT_FALSE(std::isfinite(bins[2 * k]) && std::isfinite(bins[2 * k + 1])) << n << " " << place << " " << k;
           ASSERT_FALSE(std::isfinite(inverse[2 * k]) && std::isfinite(inverse[2 * k + 1])) << n << " " << place;

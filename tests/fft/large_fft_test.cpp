@@ -37,7 +37,7 @@ TEST(LargeFftTest, AgreesWithTheDoublePrecisionTransform) {
   for (const std::size_t n : Lengths()) {
     const std::vector<float> signal = Support::Noise(n);
     std::vector<float> bins(2 * n);
-    ComputeFft(bins, signal, Simd::BestLevel());
+    ComputeFft(bins.data(), signal, Simd::BestLevel());
     double power = 0.0;
     for (const float sample : signal) power += static_cast<double>(sample) * static_cast<double>(sample);
     const double rms = std::sqrt(power);
@@ -51,7 +51,7 @@ TEST(LargeFftTest, AgreesWithTheDoublePrecisionTransform) {
     EXPECT_LT(worst, 4.0 * ErrorBound(n)) << "length " << n;
 
     std::vector<float> back(2 * n);
-    ComputeIfft(back, bins, Simd::BestLevel());
+    ComputeIfft(back.data(), bins, Simd::BestLevel());
     EXPECT_LT(RelativeError(FromPairs(back), FromReal(signal)), 8.0 * ErrorBound(n)) << "length " << n;
   }
 }

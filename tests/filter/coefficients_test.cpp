@@ -68,7 +68,7 @@ TEST(FilterInitialState, MayBeInfinite) {
 TEST(FilterInitialState, ChecksArgumentsInOrder) {
   using Support::MessageOf;
   EXPECT_EQ(MessageOf([] { CheckZiCoef(0, 0, 0); }), "Invalid dst_n size.");
-  EXPECT_EQ(MessageOf([] { CheckZiCoef(1, 0, 0); }), "Invalid n_coef_n size.");
+  EXPECT_EQ(MessageOf([] { CheckZiCoef(1, 0, 1); }), "Invalid n_coef_n size.");
   EXPECT_EQ(MessageOf([] { CheckZiCoef(1, 1, 0); }), "Invalid n_coef_n size.");
   EXPECT_EQ(MessageOf([] { CheckZiCoef(1, 1, 1); }), "");
   float value = 4.0f;

@@ -147,7 +147,7 @@ TEST(LinearFilter, ExportUsesEveryCount) {
 TEST(LinearFilter, ChecksArgumentsInOrder) {
   EXPECT_EQ(MessageOf([] { CheckLinerFilter(0, 0, 0, 0); }), "Invalid dst_n size.");
   EXPECT_EQ(MessageOf([] { CheckLinerFilter(1, 0, 0, 0); }), "Invalid src_n size.");
-  EXPECT_EQ(MessageOf([] { CheckLinerFilter(1, 1, 0, 0); }), "Invalid n_coef_n size.");
+  EXPECT_EQ(MessageOf([] { CheckLinerFilter(1, 1, 0, 1); }), "Invalid n_coef_n size.");
   EXPECT_EQ(MessageOf([] { CheckLinerFilter(1, 1, 1, 0); }), "Invalid n_coef_n size.");
   EXPECT_EQ(MessageOf([] { CheckLinerFilter(1, 1, 1, 1); }), "");
   float value = 1.0f;

@@ -66,7 +66,7 @@ TEST(PowerToDb, FindsThePeakWhereverItIs) {
           expected[count - at] = at == count - at ? 0.0f : -10.0f * std::log10(4.0f) - 100.0f;
         }
         std::vector<float> dst(count);
-        ConvertPowerToDb(dst, src, -1.0f, level);
+        ConvertPowerToDb(dst.data(), src, -1.0f, level);
         ASSERT_EQ(Bits(dst[at]), 0u);
         for (std::size_t i = 0; i < count; ++i)
           ASSERT_NEAR(dst[i], expected[i], 2e-5f) << count << " " << at << " " << i;

@@ -105,6 +105,7 @@ TEST(SilenceChecks, ReportTheFirstFailure) {
   EXPECT_EQ(MessageOf([] { CheckNonSilentPos(1, 0, -1, -1.0f); }), "Invalid win_n value.");
   EXPECT_EQ(MessageOf([] { CheckNonSilentPos(1, 1, -1, -1.0f); }), "Invalid hop_n value.");
   EXPECT_EQ(MessageOf([] { CheckNonSilentPos(1, 1, 0, -1.0f); }), "Invalid thr_db value.");
+  EXPECT_EQ(MessageOf([] { CheckNonSilentPos(1, 1, 0, 0.0f); }), "");
   EXPECT_EQ(MessageOf([] { FindNonSilentSpan({}, 10, 10, -1.0f, Simd::BestLevel()); }), "Invalid thr_db.");
 }
 

@@ -158,7 +158,7 @@ TEST(Spectrogram, FramesAreNoLessAccurateThanTheReferenceOrASingleTransform) {
       const std::vector<float> frame = Noise(n, seed);
       std::vector<float> windowed(n), single(2 * n);
       for (std::size_t i = 0; i < n; ++i) windowed[i] = frame[i] * window[i];
-      Fft::ComputeFft(single, windowed, Simd::BestLevel());
+      Fft::ComputeFft(single.data(), windowed, Simd::BestLevel());
       const auto lower_half = [&](Fft::Spectrum bins) {
         bins.resize(n / 2 + 1);
         return bins;
