@@ -1,4 +1,6 @@
 // The filter and resampling exports.
+#include <algorithm>
+
 #include "api/export_frame.h"
 #include "filter/checks.h"
 #include "filter/coefficients.h"
@@ -14,7 +16,7 @@ namespace {
 // Counts that have been checked; an absent or impossible state is an empty one.
 template <class Element>
 std::span<Element> MakeSpan(Element* first, int count) {
-  return {first, first != nullptr && count > 0 ? static_cast<std::size_t>(count) : 0};
+  return {first, first == nullptr ? 0 : static_cast<std::size_t>(std::max(count, 0))};
 }
 
 // Filters of order 3 and more spend most of their time on sums of doubles.

@@ -15,6 +15,7 @@ inline namespace KELVO_LEVEL {
 
 using Simd::BroadcastOperand;
 using Simd::Lanes;
+using Simd::PrefetchToL2;
 using Simd::ShiftDown;
 
 // Where vectors of samples go: one after the other, or sample i as the slot[i]-th.
@@ -86,6 +87,7 @@ struct WindowedFrames {
     const std::size_t step = spans > 0 && spans < kRunN && spans * span == source.hop ? spans : kRunN;
     for (std::size_t q = 0; q < step; ++q) {
       const std::size_t i = first + q * span;
+      PrefetchNextBatch<Lane>(i);
       GatherRuns<Lane>(place.From(q * Lane::kSize), step * Lane::kSize, source.samples + i, source.hop, window + i,
                        step * span, fft_n - i);
     }
@@ -105,6 +107,17 @@ struct WindowedFrames {
   }
 
  private:
+  // What the next batch reads first, a cache line a frame; to be called for each vector of samples.
+  template <class Lane>
+  KELVO_INLINE void PrefetchNextBatch(std::size_t i) const {
+    constexpr std::size_t kLineN = 16;
+    if (source.ahead == 0 || i >= source.hop || i % kLineN >= Lane::kSize) return;
+    for (std::size_t t = 0; t < Lane::kSize; ++t) {
+      const std::size_t sample = source.ahead + i + t * source.hop;
+      PrefetchToL2(source.samples, sample, sample + 1);
+    }
+  }
+
   template <class Lane, class Place>
   KELVO_INLINE void GatherInto(const Place& place) const {
     constexpr std::size_t kSize = Lane::kSize;
@@ -116,6 +129,7 @@ struct WindowedFrames {
       }
     } else {
       const auto gather = [&](std::size_t i, std::size_t step, std::size_t limit) __attribute__((always_inline)) {
+        PrefetchNextBatch<Lane>(i);
         GatherRuns<Lane>(place.From(i), step, source.samples + i, source.hop, window + i, step, limit);
       };
       const std::size_t step = source.hop >= kSize && source.hop < fft_n ? source.hop : fft_n;

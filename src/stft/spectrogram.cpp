@@ -140,7 +140,13 @@ FrameSource ShortTimeTransform::FindFrames(std::span<const float> src, std::size
   const auto hop = static_cast<std::size_t>(settings_.hop_n);
   const std::int64_t start = static_cast<std::int64_t>(first) * settings_.hop_n - pad_;
   const std::int64_t batch_n = static_cast<std::int64_t>(kernels_.lane_n - 1) * settings_.hop_n + settings_.fft_n;
-  if (start >= 0 && start + batch_n <= static_cast<std::int64_t>(src.size())) return {src.data() + start, hop};
+  if (start >= 0 && start + batch_n <= static_cast<std::int64_t>(src.size())) {
+    // In many overlapping reads the hardware prefetcher does not see that a recording is read from one end to the
+    // other: of one that no L2 holds, frames took up to 1.6 times as long. In L2, prefetching costs 2 %.
+    constexpr std::size_t kLeastPrefetchedBytes = std::size_t{1} << 20;
+    const bool is_prefetched = src.size_bytes() >= kLeastPrefetchedBytes;
+    return {src.data() + start, hop, is_prefetched ? kernels_.lane_n * hop + fft_n : 0};
+  }
   if (hop <= fft_n) {
     ExtractFrame(center_, {padded_, (count - 1) * hop + fft_n}, src, start + pad_, pad_);
   } else {
@@ -149,7 +155,7 @@ FrameSource ShortTimeTransform::FindFrames(std::span<const float> src, std::size
                    pad_);
     }
   }
-  return {padded_, padded_hop_};
+  return {padded_, padded_hop_, 0};
 }
 
 void ShortTimeTransform::ComputeFrame(std::span<const float> src, std::size_t index, const BinBlock& bins) {

@@ -28,6 +28,7 @@ struct FrameSettings {
 struct FrameSource {
   const float* samples;
   std::size_t hop;
+  std::size_t ahead;  // how far on the next batch has samples to prefetch, or 0
 };
 
 // Bins [fft_n / 2 + 1 x stride] of a batch of frames, in pairs or not.
