@@ -58,8 +58,7 @@ int kelvoAudioFilterFilter(float* dst, const float* src, const float* n_coef, co
 int kelvoAudioResample(float* dst, const float* src, int dst_sample_rate, int dst_n, int src_sample_rate, int src_n) {
   return Api::RunExport({dst, src}, [&] {
     Filter::CheckResample(dst_sample_rate, dst_n, src_sample_rate, src_n);
-    Filter::Resample(MakeSpan(dst, dst_n), MakeSpan(src, src_n), dst_sample_rate, src_sample_rate,
-                     Simd::LevelForSumsOfDoubles(Simd::BestLevel()));
+    Filter::Resample(MakeSpan(dst, dst_n), MakeSpan(src, src_n), dst_sample_rate, src_sample_rate, Simd::BestLevel());
   });
 }
 

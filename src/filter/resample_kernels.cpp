@@ -11,14 +11,17 @@ namespace {
 
 using namespace Simd;
 
-// Sums at a time: enough to hide the latency of an addition, few enough for 16 registers. Fused, on 16 registers, 8 or
-// 16 take up to 4 and 12 % longer than 12; on AVX-512's 32, 12 take up to 2 % longer than 8.
-constexpr std::size_t kSumN = kHasFused<Doubles> && KELVO_LANE_BYTES < 64 ? 12 : 8;
+constexpr std::size_t Min(std::size_t a, std::size_t b) { return a < b ? a : b; }
+
+// Sums at a time, which hide the latency of an addition and share what they load: as many as AVX2's 16 registers hold
+// beside an input and the taps, or the 32 of AVX-512 and NEON, where 20 and 24 gain nothing. Where nothing is fused,
+// products take registers too, and sharing gains nothing.
+constexpr std::size_t kSumN = !kHasFused<Doubles> ? 8 : Doubles::kSize == 4 ? 12 : 16;
 // Of these, adjacent vectors of segments; the others are outputs that follow each other.
 constexpr std::size_t kAdjacentN = kHasFused<Doubles> ? 4 : 8;
 
-template <std::size_t a, std::size_t b>
-constexpr std::size_t kMin = a < b ? a : b;
+// How far apart the inputs of outputs that share them may begin.
+constexpr std::size_t kMostApart = 16;
 
 // Whether no lane differs.
 template <std::size_t N>
@@ -26,48 +29,76 @@ KELVO_INLINE bool IsZero(BitLanes<N> bits) {
   unsigned parts[N];
   __builtin_memcpy(parts, &bits.v, sizeof(parts));
   unsigned any = 0;
-#pragma GCC unroll 8
+#pragma GCC unroll 16
   for (const unsigned part : parts) any |= part;
   return any == 0;
 }
 
-// kOutputN consecutive outputs of kVectorN vectors of segments. x[q] points to the oldest input of output q, h[q] to
-// the tap that it meets, the last of its filter.
+// kOutputN consecutive outputs of kVectorN vectors of segments. Output q begins with the input offset[q] rows after x,
+// ascending from 0, and with the tap last[q], the last of its filter. Inputs that meet all of these filters are loaded
+// once, and those before and after them are added to one output after the other, unless these would be many.
 //
 // A fused sum takes half the instructions, and is one of other roundings. It lies within error[v] of the sum with a
 // rounding after each operation; where all values within that distance round to the same float, that is the output.
 // Else this is false, and the outputs are not valid. An infinite input makes the error infinite; a NaN gives a NaN.
 template <bool kIsFused, class Lane, std::size_t kOutputN, std::size_t kVectorN>
-KELVO_INLINE bool ComputeOutputs(float* output, std::size_t row, const double* const (&x)[kOutputN],
-                                 const double* const (&h)[kOutputN], const double* error) {
+KELVO_INLINE bool ComputeOutputs(float* output, std::size_t row, const double* x, const std::size_t (&offset)[kOutputN],
+                                 const double* const (&last)[kOutputN], const double* error) {
   Lane sum[kOutputN][kVectorN];
-#pragma GCC unroll 8
+#pragma GCC unroll 16
   for (std::size_t q = 0; q < kOutputN; ++q) {
-#pragma GCC unroll 8
+#pragma GCC unroll 16
     for (std::size_t v = 0; v < kVectorN; ++v) sum[q][v] = Lane::Broadcast(0.0);
   }
-#pragma GCC unroll 5
-  for (std::size_t k = 0; k < kTapN; ++k) {
+  const auto add = [](Lane& to, Lane input, Lane tap) {
+    if constexpr (kIsFused) {
+      to = MultiplyAdd(input, tap, to);
+    } else {
+      to = to + input * tap;
+    }
+  };
+  const std::size_t first_shared = offset[kOutputN - 1];
+  if (first_shared <= kMostApart) {
+    // Rows `from` to `to - 1` after x, of output q alone.
+    const auto add_alone = [&](std::size_t q, std::size_t from, std::size_t to) {
+      for (std::size_t i = from; i < to; ++i) {
+        const Lane tap = Lane::Broadcast(*(last[q] - (i - offset[q])));
 #pragma GCC unroll 8
-    for (std::size_t q = 0; q < kOutputN; ++q) {
-      const Lane tap = Lane::Broadcast(*(h[q] - k));
+        for (std::size_t v = 0; v < kVectorN; ++v) add(sum[q][v], Lane::Load(x + i * row + v * Lane::kSize), tap);
+      }
+    };
+#pragma GCC unroll 16
+    for (std::size_t q = 0; q + 1 < kOutputN; ++q) add_alone(q, offset[q], first_shared);
+    for (std::size_t i = first_shared; i < kTapN; ++i) {
+      Lane tap[kOutputN];
+#pragma GCC unroll 16
+      for (std::size_t q = 0; q < kOutputN; ++q) tap[q] = Lane::Broadcast(*(last[q] - (i - offset[q])));
 #pragma GCC unroll 8
       for (std::size_t v = 0; v < kVectorN; ++v) {
-        const Lane input = Lane::Load(x[q] + k * row + v * Lane::kSize);
-        if constexpr (kIsFused) {
-          sum[q][v] = MultiplyAdd(input, tap, sum[q][v]);
-        } else {
-          sum[q][v] = sum[q][v] + input * tap;
-        }
+        const Lane input = Lane::Load(x + i * row + v * Lane::kSize);
+#pragma GCC unroll 16
+        for (std::size_t q = 0; q < kOutputN; ++q) add(sum[q][v], input, tap[q]);
+      }
+    }
+#pragma GCC unroll 16
+    for (std::size_t q = 1; q < kOutputN; ++q) add_alone(q, kTapN, offset[q] + kTapN);
+  } else {
+    for (std::size_t k = 0; k < kTapN; ++k) {
+#pragma GCC unroll 16
+      for (std::size_t q = 0; q < kOutputN; ++q) {
+        const Lane tap = Lane::Broadcast(*(last[q] - k));
+        const double* const inputs = x + (offset[q] + k) * row;
+#pragma GCC unroll 8
+        for (std::size_t v = 0; v < kVectorN; ++v) add(sum[q][v], Lane::Load(inputs + v * Lane::kSize), tap);
       }
     }
   }
   if constexpr (kIsFused) {
     BitLanes<Lane::kSize> differences{};
-#pragma GCC unroll 8
+#pragma GCC unroll 16
     for (std::size_t v = 0; v < kVectorN; ++v) {
       const Lane distance = Lane::Load(error + v * Lane::kSize);
-#pragma GCC unroll 8
+#pragma GCC unroll 16
       for (std::size_t q = 0; q < kOutputN; ++q) {
         const auto least = ToFloat(sum[q][v] - distance);
         const auto greatest = ToFloat(sum[q][v] + distance);
@@ -77,9 +108,9 @@ KELVO_INLINE bool ComputeOutputs(float* output, std::size_t row, const double* c
     }
     return IsZero(differences);
   } else {
-#pragma GCC unroll 8
+#pragma GCC unroll 16
     for (std::size_t q = 0; q < kOutputN; ++q) {
-#pragma GCC unroll 8
+#pragma GCC unroll 16
       for (std::size_t v = 0; v < kVectorN; ++v) ToFloat(sum[q][v]).Store(output + q * row + v * Lane::kSize);
     }
     return true;
@@ -89,7 +120,7 @@ KELVO_INLINE bool ComputeOutputs(float* output, std::size_t row, const double* c
 // The outputs of one block.
 template <std::size_t kSegmentN>
 struct FilterBlock {
-  using Lane = Lanes<double, kMin<Doubles::kSize, kSegmentN>>;
+  using Lane = Lanes<double, Min(Doubles::kSize, kSegmentN)>;
 
   float* output;
   const double* x;
@@ -103,12 +134,13 @@ struct FilterBlock {
   template <std::size_t kOutputN, std::size_t kVectorN>
   KELVO_INLINE std::size_t Run(std::size_t m) {
     for (; m + kOutputN <= output_n; m += kOutputN) {
-      const double* inputs[kOutputN];
-      const double* taps[kOutputN];
+      std::size_t offset[kOutputN];
+      const double* last[kOutputN];
+      std::size_t next = 0;
       for (std::size_t q = 0; q < kOutputN; ++q) {
-        inputs[q] = x;
-        taps[q] = cycle.taps + static_cast<std::size_t>(cycle.phase[cycle.index]) * kTapN + (kTapN - 1);
-        x += static_cast<std::size_t>(cycle.step[cycle.index]) * kSegmentN;
+        offset[q] = next;
+        last[q] = cycle.taps + static_cast<std::size_t>(cycle.phase[cycle.index]) * kTapN + (kTapN - 1);
+        next += static_cast<std::size_t>(cycle.step[cycle.index]);
         if (++cycle.index == cycle.up) cycle.index = 0;
       }
       for (std::size_t s = 0; s < kSegmentN; s += kVectorN * Lane::kSize) {
@@ -116,13 +148,13 @@ struct FilterBlock {
         bool is_done = false;
         if constexpr (kHasFused<Lane>) {
           if (doubt_n > 0) {
-            is_done = ComputeOutputs<true, Lane, kOutputN, kVectorN>(to, kSegmentN, inputs, taps, error + s);
+            is_done = ComputeOutputs<true, Lane, kOutputN, kVectorN>(to, kSegmentN, x + s, offset, last, error + s);
             if (!is_done) --doubt_n;
           }
         }
-        if (!is_done) ComputeOutputs<false, Lane, kOutputN, kVectorN>(to, kSegmentN, inputs, taps, nullptr);
-        for (std::size_t q = 0; q < kOutputN; ++q) inputs[q] += kVectorN * Lane::kSize;
+        if (!is_done) ComputeOutputs<false, Lane, kOutputN, kVectorN>(to, kSegmentN, x + s, offset, last, nullptr);
       }
+      x += next * kSegmentN;
     }
     return m;
   }
@@ -131,8 +163,8 @@ struct FilterBlock {
 template <std::size_t kSegmentN>
 KELVO_INLINE void FilterSegments(float* output, const double* x, const double* largest, std::size_t output_n,
                                  const ResampleCycle& cycle) {
-  constexpr std::size_t kWholeN = kSegmentN / kMin<Doubles::kSize, kSegmentN>;
-  constexpr std::size_t kVectorN = kMin<kAdjacentN, kWholeN>;
+  constexpr std::size_t kWholeN = kSegmentN / Min(Doubles::kSize, kSegmentN);
+  constexpr std::size_t kVectorN = Min(kAdjacentN, kWholeN);
   FilterBlock<kSegmentN> block{output, x, output_n, cycle, {}, 1 + output_n / 16};
   for (std::size_t s = 0; s < kSegmentN; ++s) block.error[s] = largest[s] * cycle.sum_error;
   block.template Run<1, kVectorN>(block.template Run<kSumN / kVectorN, kVectorN>(0));
@@ -150,7 +182,7 @@ void Filter(float* output, const double* interleaved, const double* largest, std
 }
 
 // Squares of this size are transposed in registers.
-constexpr std::size_t kSquare = kMin<Floats::kSize, 4>;
+constexpr std::size_t kSquare = Min(Floats::kSize, 4);
 
 // From element i on; returns the first that is left over.
 template <std::size_t kSize>
