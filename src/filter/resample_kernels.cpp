@@ -21,7 +21,7 @@ constexpr std::size_t kSumN = !kHasFused<Doubles> ? 8 : Doubles::kSize == 4 ? 12
 constexpr std::size_t kAdjacentN = kHasFused<Doubles> ? 4 : 8;
 
 // How far apart the inputs of outputs that share them may begin.
-constexpr std::size_t kMostApart = 16;
+constexpr std::size_t kMostApart = 24;
 
 // Whether no lane differs.
 template <std::size_t N>
@@ -29,7 +29,7 @@ KELVO_INLINE bool IsZero(BitLanes<N> bits) {
   unsigned parts[N];
   __builtin_memcpy(parts, &bits.v, sizeof(parts));
   unsigned any = 0;
-#pragma GCC unroll 16
+#pragma GCC unroll 8
   for (const unsigned part : parts) any |= part;
   return any == 0;
 }
@@ -45,9 +45,9 @@ template <bool kIsFused, class Lane, std::size_t kOutputN, std::size_t kVectorN>
 KELVO_INLINE bool ComputeOutputs(float* output, std::size_t row, const double* x, const std::size_t (&offset)[kOutputN],
                                  const double* const (&last)[kOutputN], const double* error) {
   Lane sum[kOutputN][kVectorN];
-#pragma GCC unroll 16
+#pragma GCC unroll 8
   for (std::size_t q = 0; q < kOutputN; ++q) {
-#pragma GCC unroll 16
+#pragma GCC unroll 8
     for (std::size_t v = 0; v < kVectorN; ++v) sum[q][v] = Lane::Broadcast(0.0);
   }
   const auto add = [](Lane& to, Lane input, Lane tap) {
@@ -67,24 +67,24 @@ KELVO_INLINE bool ComputeOutputs(float* output, std::size_t row, const double* x
         for (std::size_t v = 0; v < kVectorN; ++v) add(sum[q][v], Lane::Load(x + i * row + v * Lane::kSize), tap);
       }
     };
-#pragma GCC unroll 16
+#pragma GCC unroll 8
     for (std::size_t q = 0; q + 1 < kOutputN; ++q) add_alone(q, offset[q], first_shared);
     for (std::size_t i = first_shared; i < kTapN; ++i) {
       Lane tap[kOutputN];
-#pragma GCC unroll 16
+#pragma GCC unroll 8
       for (std::size_t q = 0; q < kOutputN; ++q) tap[q] = Lane::Broadcast(*(last[q] - (i - offset[q])));
 #pragma GCC unroll 8
       for (std::size_t v = 0; v < kVectorN; ++v) {
         const Lane input = Lane::Load(x + i * row + v * Lane::kSize);
-#pragma GCC unroll 16
+#pragma GCC unroll 8
         for (std::size_t q = 0; q < kOutputN; ++q) add(sum[q][v], input, tap[q]);
       }
     }
-#pragma GCC unroll 16
+#pragma GCC unroll 8
     for (std::size_t q = 1; q < kOutputN; ++q) add_alone(q, kTapN, offset[q] + kTapN);
   } else {
     for (std::size_t k = 0; k < kTapN; ++k) {
-#pragma GCC unroll 16
+#pragma GCC unroll 8
       for (std::size_t q = 0; q < kOutputN; ++q) {
         const Lane tap = Lane::Broadcast(*(last[q] - k));
         const double* const inputs = x + (offset[q] + k) * row;
@@ -95,10 +95,10 @@ KELVO_INLINE bool ComputeOutputs(float* output, std::size_t row, const double* x
   }
   if constexpr (kIsFused) {
     BitLanes<Lane::kSize> differences{};
-#pragma GCC unroll 16
+#pragma GCC unroll 8
     for (std::size_t v = 0; v < kVectorN; ++v) {
       const Lane distance = Lane::Load(error + v * Lane::kSize);
-#pragma GCC unroll 16
+#pragma GCC unroll 8
       for (std::size_t q = 0; q < kOutputN; ++q) {
         const auto least = ToFloat(sum[q][v] - distance);
         const auto greatest = ToFloat(sum[q][v] + distance);
@@ -108,9 +108,9 @@ KELVO_INLINE bool ComputeOutputs(float* output, std::size_t row, const double* x
     }
     return IsZero(differences);
   } else {
-#pragma GCC unroll 16
+#pragma GCC unroll 8
     for (std::size_t q = 0; q < kOutputN; ++q) {
-#pragma GCC unroll 16
+#pragma GCC unroll 8
       for (std::size_t v = 0; v < kVectorN; ++v) ToFloat(sum[q][v]).Store(output + q * row + v * Lane::kSize);
     }
     return true;
@@ -167,7 +167,9 @@ KELVO_INLINE void FilterSegments(float* output, const double* x, const double* l
   constexpr std::size_t kVectorN = Min(kAdjacentN, kWholeN);
   FilterBlock<kSegmentN> block{output, x, output_n, cycle, {}, 1 + output_n / 16};
   for (std::size_t s = 0; s < kSegmentN; ++s) block.error[s] = largest[s] * cycle.sum_error;
-  block.template Run<1, kVectorN>(block.template Run<kSumN / kVectorN, kVectorN>(0));
+  // Eight sums hide the latency. More of them would share fewer inputs where they are mostly of other outputs.
+  constexpr std::size_t kOutputN = (kVectorN == kAdjacentN ? kSumN : Min(kSumN, 8)) / kVectorN;
+  block.template Run<1, kVectorN>(block.template Run<kOutputN, kVectorN>(0));
 }
 
 void Filter(float* output, const double* interleaved, const double* largest, std::size_t segment_n,
