@@ -49,8 +49,8 @@ std::vector<float> PlainResample(const std::vector<float>& src, int dst_rate, in
 struct Ratio {
   int dst_rate, src_rate;
 };
-constexpr Ratio kRatios[] = {{16000, 44100}, {16000, 48000}, {44100, 48000}, {48000, 44100},
-                             {8000, 16000},  {48000, 16000}, {22050, 22050}, {3, 2},
+constexpr Ratio kRatios[] = {{16000, 44100}, {16000, 48000}, {44100, 48000}, {48000, 44100}, {8000, 16000},
+                             {48000, 16000}, {22050, 22050}, {3, 2},         {1, 7},         {1, 16},
                              {1, 1000},      {1009, 1013},   {5, 7919},      {7919, 5}};
 
 TEST(Resample, HasTheBitsOfThePlainSums) {
