@@ -16,7 +16,7 @@ constexpr std::size_t Min(std::size_t a, std::size_t b) { return a < b ? a : b; 
 // Sums at a time, which hide the latency of an addition and share what they load: as many as AVX2's 16 registers hold
 // beside an input and the taps, or the 32 of AVX-512 and NEON, where 20 and 24 gain nothing. Where nothing is fused,
 // products take registers too, and sharing gains nothing.
-constexpr std::size_t kSumN = !kHasFused<Doubles> ? 8 : Doubles::kSize == 4 ? 12 : 16;
+constexpr std::size_t kSumN = kHasFused<Doubles> ? (Doubles::kSize == 4 ? 12 : 16) : 8;
 // Of these, adjacent vectors of segments; the others are outputs that follow each other.
 constexpr std::size_t kAdjacentN = kHasFused<Doubles> ? 4 : 8;
 
