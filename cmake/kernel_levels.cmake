@@ -1,7 +1,8 @@
 # Every *_kernels.cpp is compiled once per CPU level. The library chooses the level at run time, so a build never
 # depends on the machine it is made on.
 # The scalar level, the reference of the others, is not vectorised: GCC 12's SLP vectoriser makes code for filters with 18
-# or 19 state values that rounds differently, its loop vectoriser blocks of convolutions of 28 KB in place of 5.
+# or 19 state values that rounds differently, and its loop vectoriser makes 28 KB of a convolution's innermost step,
+# which takes 5 as it is written.
 set(kelvo_flags_scalar -fno-tree-vectorize)
 set(kelvo_bytes_scalar 4)
 if(EMSCRIPTEN)  # which calls its processor x86
