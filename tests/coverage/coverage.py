@@ -33,6 +33,7 @@ EXCEPTIONS = [
     ("src/math/words.h", "return N == 8;", "evaluated at compile time"),
     ("src/math/words.h", "return false;", "evaluated at compile time"),
     ("src/math/groups.h", "LooksUpInRegisters", "evaluated at compile time"),
+    ("src/filter/resample_kernels.cpp", "constexpr std::size_t Min(", "evaluated at compile time"),
     ("src/math/functions.cpp", "WideSin(static_cast<double>(x)", "no float is known that needs it"),
     ("src/math/functions.cpp", "0x1FFFFFFF) != 0x10000000", "no float is known that needs it"),
     ("src/fft/small_transform.h", "plan.pass_n == 2", "all plans of these lengths are such today"),
