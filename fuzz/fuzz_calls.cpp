@@ -137,8 +137,7 @@ Scalars ChooseScalars(const Export& subject, std::span<const std::uint8_t> bytes
   return ChooseScalars(subject, all);
 }
 
-void RunInput(std::string_view subsystem, std::span<const std::uint8_t> input) {
-  constexpr double kMaxOperations = 1e5;  // a fraction of a millisecond; longer calls are skipped
+void RunInput(std::string_view subsystem, std::span<const std::uint8_t> input, double max_operations) {
   constexpr std::size_t kMaxBytes = std::size_t{1} << 26;
   static CallArrays arrays;
 
@@ -149,7 +148,7 @@ void RunInput(std::string_view subsystem, std::span<const std::uint8_t> input) {
   const Placement placement{place % 2 == 0, static_cast<std::size_t>(place / 2 % 16)};
   const Extent extent = subject.extent(scalars);
   const double array_n = std::accumulate(extent.lengths.begin(), extent.lengths.end(), 0.0);
-  if (extent.operations + array_n > kMaxOperations) return;
+  if (extent.operations + array_n > max_operations) return;
 
   int first_status = 0;
   std::vector<std::uint32_t> first_bits;

@@ -19,7 +19,7 @@ TEST_P(FuzzCorpus, Replays) {
     for (std::size_t i = 0; i + 1 < line.size(); i += 2) {
       bytes.push_back(static_cast<std::uint8_t>(std::stoi(line.substr(i, 2), nullptr, 16)));
     }
-    RunInput(GetParam(), bytes);
+    RunInput(GetParam(), bytes, 1e5);
   }
   EXPECT_GT(input_n, 10);
 }
