@@ -63,12 +63,13 @@ TEST(FftTest, MatchesTheDoublePrecisionTransformAtEveryLevel) {
   }
 }
 
-// On cache lines and between them, of lengths that are whole pieces of bins and others, with passes and convolutions.
+// On cache lines and between them, of lengths that are whole pieces of bins and others, with passes and convolutions,
+// and of an odd one, whose bins are stored as always.
 TEST(FftTest, StreamedResultsHaveTheSameBits) {
   constexpr std::size_t kMargin = 16;
   constexpr float kUntouched = 12345.0f;
-  for (const std::size_t n :
-       {kLeastStreamedN, 2 * kLeastStreamedN, std::size_t{8202}, std::size_t{10000}, std::size_t{20014}}) {
+  for (const std::size_t n : {kLeastStreamedN, 2 * kLeastStreamedN, std::size_t{8202}, std::size_t{10000},
+                              std::size_t{10125}, std::size_t{20014}}) {
     const std::vector<float> signal = Support::Noise(n);
     const RealTransformView& plan = FftPlanCache::Get().GetForwardPlan(static_cast<int>(n)).real.View();
     std::vector<float> scratch(FftScratchSize(plan.inner));
@@ -85,6 +86,17 @@ TEST(FftTest, StreamedResultsHaveTheSameBits) {
       }
     }
   }
+}
+
+TEST(FftTest, ResultsThatTheCachesDoNotHoldHaveTheSameBits) {
+  const std::size_t n = Simd::StreamingBytes() / (2 * sizeof(float));
+  const std::vector<float> signal = Support::Noise(n);
+  const RealTransformView& plan = FftPlanCache::Get().GetForwardPlan(static_cast<int>(n)).real.View();
+  std::vector<float> scratch(FftScratchSize(plan.inner)), stored(2 * n), streamed(2 * n);
+  const Simd::Level level = Simd::BestLevel();
+  Simd::KernelsFor<FftKernels>(level).real_to_bins(stored.data(), signal.data(), plan, false, scratch.data());
+  ComputeFft(streamed.data(), signal, level);
+  EXPECT_TRUE(Support::SameBits(streamed, stored));
 }
 
 TEST(FftTest, IsNoLessAccurateThanTheReferenceFft) {

@@ -13,7 +13,7 @@ a line for each mutant that was run, with a hash of its source file; where a fil
 A mutant is built with kernels up to SSE2. The tests of its folder run first, with those that killed other mutants of
 the file and the stored hashes of all results, then what else is in kelvo_audio_tests and
 kelvo_audio_reliability_tests. At the end the survivors run in a thorough build: kernels up to AVX2, which have
-incomplete batches, and the address and undefined-behaviour sanitizers. What ./test.sh runs beside these two programs
+incomplete batches, the address and undefined-behaviour sanitizers, and the standard library's assertions. What ./test.sh runs beside these two programs
 (Python, JavaScript, the package, the loaded module) is left out.
 
 Mutants that do not compile, or to the same programs as the unchanged tree, do not count; a draw replaces them. One on
@@ -50,7 +50,8 @@ LEFT_OUT = {"src/simd/level.cpp", "src/simd/level.h", "src/simd/kernel_level.h"}
 PROGRAMS = ["kelvo_audio_tests", "kelvo_audio_reliability_tests"]
 # Folder, settings, and the seconds of CPU time that a program may take; unchanged code takes a sixth of them.
 QUICK = ("quick", ["-DKELVO_AUDIO_MAX_LEVEL=sse2"], 60)
-THOROUGH = ("thorough", ["-DKELVO_AUDIO_MAX_LEVEL=avx2", "-DKELVO_AUDIO_SANITIZE=address,undefined"], 300)
+THOROUGH = ("thorough", ["-DKELVO_AUDIO_MAX_LEVEL=avx2", "-DCMAKE_CXX_FLAGS=-D_GLIBCXX_ASSERTIONS",
+                         "-DKELVO_AUDIO_SANITIZE=address,undefined,float-cast-overflow"], 300)
 WAIT_LIMIT = 600  # seconds, for programs that wait without using CPU time
 
 
