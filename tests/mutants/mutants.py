@@ -13,12 +13,12 @@ a line for each mutant that was run, with a hash of its source file; where a fil
 A mutant is built with kernels up to SSE2. The tests of its folder run first, with those that killed other mutants of
 the file and the stored hashes of all results, then what else is in kelvo_audio_tests and
 kelvo_audio_reliability_tests. At the end the survivors run in a thorough build: kernels up to AVX2, which have
-incomplete batches, the address and undefined-behaviour sanitizers, and the standard library's assertions. What ./test.sh runs beside these two programs
-(Python, JavaScript, the package, the loaded module) is left out.
+incomplete batches, the address and undefined-behaviour sanitizers, and the standard library's assertions. What
+./test.sh runs beside these two programs (Python, JavaScript, the package, the loaded module) is left out.
 
 Mutants that do not compile, or to the same programs as the unchanged tree, do not count; a draw replaces them. One on
 which the tests take too long counts as killed. equivalent.txt lists mutants that change no result, with the reason;
-they run last, and not in the thorough build.
+they run last, since all tests run, and not in the thorough build.
 """
 import argparse
 import fnmatch
@@ -364,12 +364,20 @@ def main() -> None:
         listed = read_equivalent()
         rerun = {m.key for m in select() if options.again and journal.verdict(m) in ("waits", "survived")
                  and not is_listed(m, listed)}
-        while todo := [m for m in select() if not journal.verdict(m) or m.key in rerun]:
-            rerun.clear()
-            # Those that are listed take longest, since all tests run.
-            run_all(sorted(todo, key=lambda m: is_listed(m, listed)), QUICK, sources, journal, options.jobs)
-        waiting = [m for m in select() if journal.verdict(m) == "waits" and not is_listed(m, listed)]
-        run_all(waiting, THOROUGH, sources, journal, options.jobs)
+
+        def to_run(are_listed: bool) -> list:
+            return [m for m in select()
+                    if (not journal.verdict(m) or m.key in rerun) and is_listed(m, listed) == are_listed]
+
+        def waiting() -> list:
+            return [m for m in select() if journal.verdict(m) == "waits" and not is_listed(m, listed)]
+
+        while to_run(False) or waiting() or to_run(True):
+            while chosen := to_run(False):  # again where a draw has replaced some
+                rerun.clear()
+                run_all(chosen, QUICK, sources, journal, options.jobs)
+            run_all(waiting(), THOROUGH, sources, journal, options.jobs)
+            run_all(to_run(True), QUICK, sources, journal, options.jobs)
     summarize(select(), found, journal)
 
 
