@@ -134,6 +134,10 @@ TEST(LinearFilter, ExportUsesEveryCount) {
   std::vector<float> dst(8), zi = {9.0f};
   ASSERT_EQ(kelvoAudioLinerFilter(dst.data(), x.data(), b.data(), a.data(), nullptr, 8, 8, 3, 2, 2), 0);
   EXPECT_TRUE(SameBits(dst, expected));
+  // One of the first order, whose state would be a single value.
+  ASSERT_EQ(kelvoAudioLinerFilter(dst.data(), x.data(), b.data(), a.data(), nullptr, 8, 8, 2, 2, 1), 0);
+  std::vector<float> single(1);
+  EXPECT_TRUE(SameBits(dst, PlainFilter<float>(x, {b[0], b[1]}, a, single)));
   Base::CallScratch scratch;
   LinerFilterCore<float, float, float>({}, {}, b, a, zi, true, Simd::Level::scalar, scratch);
   EXPECT_EQ(zi[0], 9.0f);
