@@ -18,7 +18,7 @@ incomplete batches, the address and undefined-behaviour sanitizers, and the stan
 
 Mutants that do not compile, or to the same programs as the unchanged tree, do not count; a draw replaces them. One on
 which the tests take too long counts as killed. equivalent.txt lists mutants that change no result, with the reason;
-they run last, since all tests run, and not in the thorough build.
+they run last, with the tests that run first, in search of one that contradicts.
 """
 import argparse
 import fnmatch
@@ -48,10 +48,12 @@ EVERY = ["src/stft/window.*", "src/mel/mel_filter_bank.*", "src/stft/frames.*", 
 LEFT_OUT = {"src/simd/level.cpp", "src/simd/level.h", "src/simd/kernel_level.h"}
 
 PROGRAMS = ["kelvo_audio_tests", "kelvo_audio_reliability_tests"]
-# Folder, settings, and the seconds of CPU time that a program may take; unchanged code takes a sixth of them.
-QUICK = ("quick", ["-DKELVO_AUDIO_MAX_LEVEL=sse2"], 60)
+# Folder, settings, the seconds of CPU time that a program may take, of which unchanged code takes a sixth, and how many
+# of the four parts of the tests run.
+QUICK = ("quick", ["-DKELVO_AUDIO_MAX_LEVEL=sse2"], 60, 4)
+BRIEF = (*QUICK[:3], 2)
 THOROUGH = ("thorough", ["-DKELVO_AUDIO_MAX_LEVEL=avx2", "-DCMAKE_CXX_FLAGS=-D_GLIBCXX_ASSERTIONS",
-                         "-DKELVO_AUDIO_SANITIZE=address,undefined,float-cast-overflow"], 300)
+                         "-DKELVO_AUDIO_SANITIZE=address,undefined,float-cast-overflow"], 300, 4)
 WAIT_LIMIT = 600  # seconds, for programs that wait without using CPU time
 
 
@@ -199,7 +201,7 @@ class Worker:
 
     def __init__(self, index: int, suite: tuple, jobs: int):
         self.tree = WORK / f"{index}/tree"
-        self.suite, self.settings, self.seconds = suite
+        self.suite, self.settings, self.seconds, self.part_n = suite
         self.folder = WORK / f"{index}/{self.suite}"
         self.parallel = str(max(1, (os.cpu_count() or 1) // jobs))
         self.copy_tree()
@@ -235,8 +237,9 @@ class Worker:
         """How the mutant was noticed: by a test, a crash, a time-out, or not at all. The tests `first` run first."""
         own = ":".join(first)
         tests, reliability = PROGRAMS
-        for program, chosen in [(tests, own or "-*"), (reliability, f"{own}:*GoldenHashes*"), (tests, f"-{own}"),
-                                (reliability, f"-{own}:*GoldenHashes*")]:
+        parts = [(tests, own or "-*"), (reliability, f"{own}:*GoldenHashes*"), (tests, f"-{own}"),
+                 (reliability, f"-{own}:*GoldenHashes*")]
+        for program, chosen in parts[:self.part_n]:
             if self.unchanged[PROGRAMS.index(program)] in programs:
                 continue
             command = [self.folder / program, "--gtest_fail_fast", "--gtest_brief=1", f"--gtest_filter={chosen}"]
@@ -377,7 +380,7 @@ def main() -> None:
                 rerun.clear()
                 run_all(chosen, QUICK, sources, journal, options.jobs)
             run_all(waiting(), THOROUGH, sources, journal, options.jobs)
-            run_all(to_run(True), QUICK, sources, journal, options.jobs)
+            run_all(to_run(True), BRIEF, sources, journal, options.jobs)
     summarize(select(), found, journal)
 
 
