@@ -31,9 +31,9 @@ bool HasFeedback(const NormalizedCoefficients& coefficients) {
                      [](double value) { return __builtin_bit_cast(std::uint64_t, value) != 0; });
 }
 
-// Doubles of scratch memory of a filter without feedback.
+// Doubles of a FirScratch.
 constexpr std::size_t FirScratchSize(std::size_t length, std::size_t block_n) {
-  return 3 * (length - 1) + 2 * block_n + 3 * kFilterSlack;
+  return 2 * (length - 1) + 2 * block_n + 3 * kFilterSlack;
 }
 
 // Samples in a block, given the doubles that the stack has left. Blocks are to outweigh the state at their ends, which

@@ -57,7 +57,7 @@ double ColumnsTake(double row_n, double column_n, double width) {
 
 double LinerFilterTakes(double count, double n_coef_n, double d_coef_n) {
   const double longer = std::max(n_coef_n, d_coef_n);
-  if (d_coef_n == 1.0) return 48.0 * longer + 16.0 * std::min(count, std::max(4096.0, 8.0 * longer));
+  if (d_coef_n == 1.0) return 40.0 * longer + 16.0 * std::min(count, std::max(4096.0, 8.0 * longer));
   return 24.0 * longer + std::min(4352.0 * longer, 12.0 * count);
 }
 
