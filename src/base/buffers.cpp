@@ -39,7 +39,10 @@ void* CallScratch::TakeFromHeap(std::size_t bytes) {
   ::new (block) void*(blocks_);
   blocks_ = block;
   unsigned char* const after_link = block + sizeof(void*);
-  return after_link + (kLineBytes - reinterpret_cast<std::uintptr_t>(after_link) % kLineBytes) % kLineBytes;
+  unsigned char* const taken =
+      after_link + (kLineBytes - reinterpret_cast<std::uintptr_t>(after_link) % kLineBytes) % kLineBytes;
+  MarkFree(taken + bytes, static_cast<std::size_t>(block + bytes + kOverhead - (taken + bytes)));
+  return taken;
 }
 
 void CallScratch::FreeBlocks(void* last) {

@@ -12,6 +12,14 @@
 #include <type_traits>
 #include <vector>
 
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/asan_interface.h>
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#include <sanitizer/asan_interface.h>
+#endif
+#endif
+
 namespace kelvo::Base {
 
 // A count as this platform addresses it. One that came out negative fails with std::length_error, "vector too long". On
@@ -68,6 +76,18 @@ struct MatrixView {
   Element* Row(std::size_t row) const { return data + row * stride; }
 };
 
+// Tells the address sanitizer, where there is one, which memory is out of bounds.
+inline void MarkTaken([[maybe_unused]] const void* memory, [[maybe_unused]] std::size_t bytes) {
+#if defined(ASAN_UNPOISON_MEMORY_REGION)
+  ASAN_UNPOISON_MEMORY_REGION(memory, bytes);
+#endif
+}
+inline void MarkFree([[maybe_unused]] const void* memory, [[maybe_unused]] std::size_t bytes) {
+#if defined(ASAN_POISON_MEMORY_REGION)
+  ASAN_POISON_MEMORY_REGION(memory, bytes);
+#endif
+}
+
 // Arrays that live as long as the call, one after the other on its stack, and on the heap where they do not fit there:
 // so a small call neither allocates nor waits, as threads that play sound need. A computation has one, as a local
 // variable, and hands it down.
@@ -78,10 +98,13 @@ class CallScratch {
   static constexpr std::size_t kLineBytes = 64;
 
   // User-provided, since it leaves the memory as it is: a call touches what it takes and no more.
-  CallScratch() {}  // NOLINT(modernize-use-equals-default)
+  CallScratch() { MarkFree(stack_, kStackBytes); }
   CallScratch(const CallScratch&) = delete;
   CallScratch& operator=(const CallScratch&) = delete;
-  ~CallScratch() { FreeDownTo(nullptr); }
+  ~CallScratch() {
+    FreeDownTo(nullptr);
+    MarkTaken(stack_, kStackBytes);
+  }
 
   // Memory that is written before it is read. Its first element lies on a cache line, where the widest vectors load and
   // store best. A count that came out negative fails as in MakeZeroBuffer.
@@ -108,6 +131,7 @@ class CallScratch {
     Section(const Section&) = delete;
     Section& operator=(const Section&) = delete;
     ~Section() {
+      MarkFree(scratch_.stack_ + used_, scratch_.used_ - used_);
       scratch_.used_ = used_;
       scratch_.FreeDownTo(blocks_);
     }
@@ -122,6 +146,7 @@ class CallScratch {
   void* TakeBytes(std::size_t bytes) {
     if (bytes > StackLeft()) return TakeFromHeap(bytes);
     void* const taken = stack_ + used_;
+    MarkTaken(taken, bytes);
     // The size is a multiple of a line, so what is left holds the last line in full.
     used_ += (bytes + kLineBytes - 1) / kLineBytes * kLineBytes;
     return taken;

@@ -74,5 +74,24 @@ TEST(CallScratch, HandsOutDisjointArrays) {
   }
 }
 
+#if defined(ASAN_POISON_MEMORY_REGION)
+// On the stack and on the heap: an array's neighbour, and an array that has been given back.
+TEST(CallScratch, AddressSanitizerKnowsWhatIsTaken) {
+  CallScratch scratch;
+  for (const std::size_t count : {std::size_t{10}, 1 + CallScratch::kStackBytes / sizeof(float)}) {
+    const std::span<float> taken = scratch.Take<float>(count);
+    EXPECT_FALSE(__asan_region_is_poisoned(taken.data(), taken.size_bytes()));
+    EXPECT_TRUE(__asan_address_is_poisoned(taken.data() + count + 1));
+  }
+  const float* inner;
+  {
+    const CallScratch::Section section(scratch);
+    inner = scratch.Take<float>(10).data();
+    EXPECT_FALSE(__asan_address_is_poisoned(inner));
+  }
+  EXPECT_TRUE(__asan_address_is_poisoned(inner));
+}
+#endif
+
 }  // namespace
 }  // namespace kelvo::Base
