@@ -137,6 +137,12 @@ def integer(name: str, value: int, least: int = 1, most: int = INT_MAX) -> int:
     return number
 
 
+def flag(name: str, given: bool) -> bool:
+    if not isinstance(given, (bool, np.bool_)):
+        raise TypeError(f"{name}: expected True or False, got {given!r}")
+    return bool(given)
+
+
 def value(name: str, given: float) -> float:
     """given as the float32 that the library will see, so that comparisons here and there agree."""
     if isinstance(given, (bool, Enum)):

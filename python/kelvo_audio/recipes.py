@@ -14,7 +14,7 @@ from numpy.typing import ArrayLike
 
 from . import (Center, MelFormula, MelNorm, Norm, Phase, inverse_spectrogram, mag_phase, mel_spectrogram,
                non_silent_pos, power_to_db, spectrogram)
-from ._checks import Complexes, Floats, floats, integer, not_negative, samples
+from ._checks import Complexes, Floats, flag, floats, integer, not_negative, samples
 
 
 def _of(function):
@@ -51,7 +51,8 @@ def torchaudio_mel(x: ArrayLike, sample_rate: int = 16000, fft_n: int = 400, mel
     fft_n = integer("fft_n", fft_n, 2)
     return mel_spectrogram(x, **{"sample_rate": sample_rate, "fft_n": fft_n, "hop_n": fft_n // 2, "mel_n": mel_n,
                                  "mel_norm": MelNorm.NONE, "mel_formula": MelFormula.HTK,
-                                 "fft_norm_type": Norm.WINDOW_L2 if normalized else Norm.NONE, **changed})
+                                 "fft_norm_type": Norm.WINDOW_L2 if flag("normalized", normalized) else Norm.NONE,
+                                 **changed})
 
 
 @_of

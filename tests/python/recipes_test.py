@@ -96,6 +96,8 @@ class Recipes(unittest.TestCase):
             ("momentum", ValueError, lambda: recipes.griffin_lim(np.ones((5, 4)), hop_n=1, momentum=-1)),
             ("hop_n", ValueError, lambda: recipes.librosa_mel(x, hop_n=0)),
             ("fft_n", TypeError, lambda: recipes.torchaudio_mel(x, fft_n="400")),
+            ("normalized", TypeError, lambda: recipes.torchaudio_mel(x, normalized="frame_length")),
+            ("normalized", TypeError, lambda: recipes.torchaudio_mel(x, normalized=np.ones(2))),
             ("top_db", ValueError, lambda: recipes.trim(x, top_db=-1)),
             ("recipe", ValueError, lambda: recipes.log_mel(x, recipe=[])),
         ):
