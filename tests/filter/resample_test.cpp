@@ -84,6 +84,20 @@ TEST(Resample, HasTheBitsOfThePlainSums) {
   }
 }
 
+// Rates so far apart that each output is a block of its own: how many segments reach the signal's end, and need memory
+// for zeros, depends on where in a segment it lies.
+TEST(Resample, HasTheBitsOfThePlainSumsWhereverTheSignalEnds) {
+  for (std::size_t src_n = 40000; src_n < 45000; src_n += 199) {
+    const std::vector<float> src = Noise(src_n, 7);
+    const std::vector<float> expected = PlainResample(src, 1, 1000, src_n / 1000);
+    for (const Simd::Level level : Simd::SupportedLevels()) {
+      std::vector<float> dst(src_n / 1000);
+      Resample(dst, src, 1, 1000, level);
+      EXPECT_TRUE(SameBits(dst, expected)) << src_n << ' ' << Simd::LevelName(level);
+    }
+  }
+}
+
 // Outputs far below the inputs, whose last bits show in what order and with which roundings they are summed up: tones
 // above the new rate, clicks in silence, denormals, and a signal whose loud half a segment shares with a quiet one.
 TEST(Resample, HasTheBitsOfThePlainSumsWhereOutputsAreSmall) {
