@@ -53,11 +53,9 @@ function padding(options: ZeroPhaseOptions, usual: number, srcN: number): [type:
   return [padType, padLen];
 }
 
-/** Puts the samples' reflection, or the ends themselves, before and behind them, as the zero-phase filter does. */
-function extended(source: Float32Array, padType: Pad, padLen: number): Float32Array {
-  if (padType === "none" || padLen === 0) return source.slice();
+/** The samples, before and behind them their reflection or the ends themselves, as the zero-phase filter has them. */
+function extend(all: Float32Array, source: Float32Array, padType: Pad, padLen: number): void {
   const n = source.length, first = source[0], last = source[n - 1];
-  const all = new Float32Array(n + 2 * padLen);
   all.set(source, padLen);
   for (let d = 1; d <= padLen; ++d) {
     const left = padType === "constant" ? first : padType === "even" ? source[d] : 2 * first - source[d];
@@ -65,7 +63,6 @@ function extended(source: Float32Array, padType: Pad, padLen: number): Float32Ar
     all[padLen - d] = left;
     all[padLen + n - 1 + d] = right;
   }
-  return all;
 }
 
 /** Filters in place; each section filters what the one before it gave. */
@@ -180,21 +177,20 @@ export const filters = (core: Core) => {
       const [padType, padLen] = padding(options, 3 * length, samples.length);
       const target = output(out, samples.length);
       const settled = sosfiltZi(sections);
-      const filtered = extended(samples, padType, padLen);
-      core.run(() => {
-        const at = core.reserve(filtered.length), sectionsAt = core.place(sections), state = core.reserve(settled.length);
+      const endN = padType === "none" ? 0 : padLen, count = samples.length + 2 * endN;
+      return core.run(() => {
+        const at = core.reserve(count), sectionsAt = core.place(sections), state = core.reserve(settled.length);
+        // A call may make the memory grow, which ends views of it.
+        const filtered = () => core.heap.subarray(at / 4, at / 4 + count);
+        extend(filtered(), samples, padType, endN);
         for (let pass = 0; pass < 2; ++pass) { // each pass leaves the signal reversed
-          core.heap.set(filtered, at / 4);
-          core.heap.set(settled.map((value) => value * filtered[0]), state / 4);
-          runSections(core, at, filtered.length, sectionsAt, sectionN, state);
-          core.take(at, filtered.length, filtered).reverse();
+          const first = filtered()[0];
+          core.heap.set(settled.map((value) => value * first), state / 4);
+          runSections(core, at, count, sectionsAt, sectionN, state);
+          filtered().reverse();
         }
+        return core.take(at + 4 * endN, samples.length, target);
       });
-      const start = (filtered.length - samples.length) / 2;
-      const result = filtered.subarray(start, start + samples.length);
-      if (target === undefined) return result.slice();
-      target.set(result);
-      return target;
     },
   };
 };

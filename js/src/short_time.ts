@@ -4,7 +4,7 @@ import {
   output, windowLength,
 } from "./checks.js";
 import { type Center, CENTERS, type Norm, NORMS, type Window, WINDOWS } from "./modes.js";
-import type { Core } from "./wasm.js";
+import { type Core, newFloats } from "./wasm.js";
 
 /** Frames of fftN samples every hopN samples. */
 export interface Framing {
@@ -148,7 +148,7 @@ export const shortTime = (core: Core) => {
         core.call("kelvoAudioGetSpectrogram", dst, core.place(samples), samples.length, framing.fftN, framing.hopN,
                   framing.winN, framing.winType, Math.max(frameN, 1), framing.center, exponent, norm);
         if (complex) return core.take(dst, 2 * count, target);
-        const real = target ?? new Float32Array(count);
+        const real = target ?? newFloats(count);
         const heap = core.heap;
         for (let i = 0, at = dst / 4; i < count; ++i, at += 2) real[i] = heap[at];
         return real;

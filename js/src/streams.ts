@@ -8,7 +8,7 @@ import { type CheckedMel, checkedMel, MEL_FRAMES, type MelFrameOptions } from ".
 import { CENTERS, type Norm, NORMS } from "./modes.js";
 import { checkedRates, type Rates } from "./rates.js";
 import { type CheckedFraming, checkedFraming, WINDOWING, type Windowing } from "./short_time.js";
-import { type Address, type Core, failure } from "./wasm.js";
+import { type Address, type Core, failure, newFloats } from "./wasm.js";
 
 /** Longer blocks are worked on in pieces of so many samples. */
 const PIECE_N = 1024;
@@ -111,7 +111,7 @@ abstract class FrameStream extends Stream {
   /** The frames that `block` completes, [rowN, frames]: the columns that one call over the whole signal would give next. */
   push(block: Floats): Matrix {
     const samples = samplesOf(block);
-    const frames = new Float32Array(this.frameN(samples.length) * this.floatN);
+    const frames = newFloats(this.frameN(samples.length) * this.floatN);
     this.pushTo(frames, samples);
     return this.matrix(frames);
   }
@@ -144,7 +144,7 @@ abstract class FrameStream extends Stream {
     const { fftN, hopN, center } = this.framing;
     const wholeN = this.pushedN < fftN ? 0 : this.core.query("kelvoAudioGetFrameLen", this.pushedN, fftN, hopN, center);
     const restN = Math.max(0, wholeN - this.givenN);
-    const frames = new Float32Array(restN * this.floatN);
+    const frames = newFloats(restN * this.floatN);
     if (restN > 0 && center !== CENTERS.none) {
       const { heap, base, sampleN } = this;
       const missing = Math.max(0, this.frameStart + fftN + (restN - 1) * hopN - sampleN);
@@ -207,7 +207,7 @@ abstract class FrameStream extends Stream {
     const { rowN, complex } = this;
     const partN = complex ? 2 : 1;
     const columnN = frames.length / (rowN * partN);
-    const data = new Float32Array(frames.length);
+    const data = newFloats(frames.length);
     for (let t = 0; t < columnN; ++t) {
       for (let row = 0; row < rowN; ++row) {
         for (let part = 0; part < partN; ++part) {
@@ -396,7 +396,7 @@ export class ResampleStream extends Stream {
   /** The samples that `block` completes: those that one call over the whole signal would give next. */
   push(block: Floats): Float32Array {
     const samples = samplesOf(block);
-    const out = new Float32Array(this.outputN(samples.length));
+    const out = newFloats(this.outputN(samples.length));
     this.pushTo(out, samples);
     return out;
   }
@@ -429,7 +429,7 @@ export class ResampleStream extends Stream {
     if (this.pushedN === 0) return new Float32Array(0);
     const wholeN = this.core.query("kelvoAudioGetResampleLen", this.up, this.pushedN, this.down);
     const restN = Math.max(0, wholeN - this.givenN);
-    const out = new Float32Array(restN);
+    const out = newFloats(restN);
     if (restN > 0) this.give(out, 0, this.givenCycles * this.up + restN);
     return out;
   }

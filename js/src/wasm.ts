@@ -12,6 +12,15 @@ export class KelvoAudioError extends Error {
   }
 }
 
+/** An array in the caller's memory, whose lack is an error like that of the instance's. */
+export function newFloats(count: number): Float32Array {
+  try {
+    return new Float32Array(count);
+  } catch {
+    throw new KelvoAudioError(`out of memory: ${4 * count} bytes`, STATUS_OUT_OF_MEMORY);
+  }
+}
+
 type Export = (...values: number[]) => number;
 
 /** An address in the instance's memory, in bytes. */

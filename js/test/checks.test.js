@@ -111,9 +111,12 @@ test("a detached output of no values", () => {
 });
 
 test("lack of memory is an error of its own, and the next call works", () => {
-  // The third and fourth take a little more than an address counts.
+  const stream = audio.spectrogramStream({ fftN: 2 ** 16, hopN: 64, center: "none" }), block = new Float32Array(2 ** 24);
+  // The third and fifth take a little more than an address counts. What a stream gives lies in the caller's memory.
   for (const call of [() => audio.getWindow(2 ** 31 - 1), () => audio.getWindow(2 ** 29 - 1), () => audio.getWindow(2 ** 30 + 16),
+                      () => stream.push(block),
                       () => audio.fixFrameLen({ data: noise(1), shape: [1, 1] }, 2 ** 30 - 1), () => audio.fixFrameLen(real, 2 ** 22),
+                      () => audio.sosfiltfilt(sos, x, { padType: "constant", padLen: 2 ** 31 - 1 }),
                       () => audio.resample(x, { dstSampleRate: 2 ** 31 - 1, srcSampleRate: 1, dstN: 5 })]) {
     assert.throws(call, (error) => error instanceof KelvoAudioError && error.status === -5, `${call}`);
   }
