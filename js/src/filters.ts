@@ -40,7 +40,7 @@ export function checkedState(zi: Float32Array | undefined, stateN: number): Floa
   if (zi === undefined) return undefined;
   if (!(zi instanceof Float32Array)) throw new TypeError("zi: expected a Float32Array, which receives the new state");
   if (zi.length !== stateN) throw new RangeError(`zi: expected ${stateN} values, got ${zi.length}`);
-  return zi;
+  return stateN === 0 ? undefined : zi; // a detached array has no values either
 }
 
 function padding(options: ZeroPhaseOptions, usual: number, srcN: number): [type: Pad, length: number] {

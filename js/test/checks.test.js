@@ -104,10 +104,12 @@ test("what is no array for the outputs of streams", () => {
   }
 });
 
-test("a detached output of no values", () => {
+test("a detached output, or state, of no values", () => {
   const out = new Float32Array(8);
   structuredClone(out.buffer, { transfer: [out.buffer] });
   assert.equal(audio.spectrogram([1], { out }).data, out);
+  assert.deepEqual(audio.lfilter([2], [1], [3], { zi: out }), Float32Array.of(6));
+  assert.deepEqual(audio.filterStream({ nCoef: [2], dCoef: [1], zi: out }).push([3]), Float32Array.of(6));
 });
 
 test("lack of memory is an error of its own, and the next call works", () => {
