@@ -171,7 +171,8 @@ function checkResult(result) {
   for (const each of [result, result.magnitude, result.phase].filter((part) => part?.shape !== undefined)) {
     const [rows, columns] = each.shape;
     assert.ok(Number.isInteger(rows) && Number.isInteger(columns), "a shape of integers");
-    assert.equal(each.data.length, rows * columns * (each.complex ? 2 : 1));
+    // In code that V8 has optimized, each.data.length may be that from before an array was detached.
+    assert.equal(Reflect.get(each.data, "length"), rows * columns * (each.complex ? 2 : 1));
   }
 }
 
