@@ -1,5 +1,6 @@
-// Overheads of a call: one frame or a few samples per call, cached tables, the first call against later ones, and two
-// threads at once.
+// Overheads of a call: one frame or a few samples per call, cached tables, the host's floating-point settings, the
+// first call against later ones, and two threads at once.
+#include <cfenv>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -56,6 +57,28 @@ void AddOneCallRows() {
           }});
   AddRow({.section = kSection, .name = "cached bank of 80 bands of 201 bins", .goal = 0.9, .make_contest = [] {
             return AgainstCopy(kBankN, GetKnownBank);
+          }});
+}
+
+// Every call puts the default floating-point environment in place of the host's, which costs more where they differ.
+void AddEnvironmentRow() {
+  AddRow({.section = "The shortest call, by the host's floating-point settings",
+          .name = "number of frames, 1000 times",
+          .make_contest = [] {
+            const Run count_frames = [](float* dst) {
+              int frame_n = 0;
+              for (int i = 0; i < 1000; ++i) {
+                kelvoAudioGetFrameLen(&frame_n, 400 + i, 400, 160, KELVO_AUDIO_CENTER_NONE);
+              }
+              dst[0] = static_cast<float>(frame_n);
+            };
+            const Run count_frames_elsewhere = [count_frames](float* dst) {
+              const int host = std::fegetround();
+              std::fesetround(FE_TOWARDZERO);
+              count_frames(dst);
+              std::fesetround(host);
+            };
+            return Contest{nullptr, 1, {{"default", count_frames}, {"rounding to zero", count_frames_elsewhere}}};
           }});
 }
 
@@ -127,6 +150,7 @@ void AddThreadRow() {
 void AddCallRows() {
   AddOneFrameRow();
   AddOneCallRows();
+  AddEnvironmentRow();
   AddFirstCallRows();
   AddThreadRow();
 }

@@ -115,6 +115,9 @@ void FillInputs(const Export& subject, const Extent& extent, const CallArrays& a
   }
 }
 
+// MagPhase raises each value to a power, which takes a microsecond where sanitizers watch and the power is unusual.
+double WeightOf(const Export& subject) { return subject.name == std::string_view{"MagPhase"} ? 100.0 : 1.0; }
+
 [[noreturn]] void Fail(const Export& subject, const Scalars& scalars, const char* what) {
   std::fprintf(stderr, "%s: %s with", subject.name, what);
   for (const Scalar& scalar : scalars) {
@@ -148,7 +151,7 @@ void RunInput(std::string_view subsystem, std::span<const std::uint8_t> input, d
   const Placement placement{place % 2 == 0, static_cast<std::size_t>(place / 2 % 16)};
   const Extent extent = subject.extent(scalars);
   const double array_n = std::accumulate(extent.lengths.begin(), extent.lengths.end(), 0.0);
-  if (extent.operations + array_n > max_operations) return;
+  if (WeightOf(subject) * extent.operations + array_n > max_operations) return;
 
   int first_status = 0;
   std::vector<std::uint32_t> first_bits;
