@@ -9,7 +9,6 @@ namespace kelvo::Fft {
 
 void ComputeFft(float* dst, std::span<const float> src, Simd::Level level) {
   const auto fft_n = static_cast<int>(src.size());
-  CheckPlanSize(fft_n);
   const RealTransformView& plan = FftPlanCache::Get().GetForwardPlan(fft_n).real.View();
   Base::CallScratch scratch;
   const bool is_streamed = src.size() >= kLeastStreamedN && 2 * src.size_bytes() >= Simd::StreamingBytes();
@@ -19,7 +18,6 @@ void ComputeFft(float* dst, std::span<const float> src, Simd::Level level) {
 
 void ComputeIfft(float* dst, std::span<const float> src, Simd::Level level) {
   const auto fft_n = static_cast<int>(src.size() / 2);
-  CheckPlanSize(fft_n);
   const TransformView& plan = FftPlanCache::Get().GetInversePlan(fft_n).complex.View();
   Base::CallScratch scratch;
   Simd::KernelsFor<FftKernels>(level).inverse_complex(dst, src.data(), plan,
