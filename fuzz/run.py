@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Runs libFuzzer targets of build/fuzz, then keeps the inputs that add coverage in fuzz/corpus.
+"""Runs libFuzzer targets of build/fuzz, keeps the inputs that add coverage in fuzz/corpus, and adds the number of runs to
+the table in docs/reliability.md.
 
 Usage: fuzz/run.py RUNS [SUBSYSTEM ...]     by default all, one after another
 
@@ -13,10 +14,12 @@ import shutil
 import subprocess
 import sys
 import time
+from datetime import date
 from pathlib import Path
 
 FUZZ = Path(__file__).resolve().parent
 BUILD = FUZZ.parent / "build/fuzz"
+PAGE = FUZZ.parent / "docs/reliability.md"
 ROUND = 500_000
 MAX_OPERATIONS = [10_000] * 7 + [100_000]  # of a call, round by round
 # Bytes choose settings from tables, so that comparisons seen in the library say little about them: without a record of
@@ -46,6 +49,19 @@ def fuzz(target: Path, folder: Path, runs: int) -> int:
     return done
 
 
+def record(subsystem: str, runs: int) -> None:
+    """Adds to the target's row: the runs in all, and those on the present src/, by the name of its tree in git."""
+    tree = subprocess.run(["git", "-C", FUZZ, "rev-parse", "--short", "HEAD:src"], capture_output=True, text=True).stdout
+
+    def add(row: re.Match) -> str:
+        in_all, present = (int(count.replace(",", "")) for count in row.group(1, 2))
+        present = present + runs if row[3] == tree.strip() else runs
+        return f"| {subsystem} | {in_all + runs:,} | {present:,} | {tree.strip()} | {date.today()} |"
+
+    row = rf"^\| {subsystem} \| ([\d,]+) \| ([\d,]+) \| (\w+) \| [\d-]+ \|$"
+    PAGE.write_text(re.sub(row, add, PAGE.read_text(), flags=re.MULTILINE))
+
+
 def pack(target: Path, folder: Path, text: Path) -> None:
     kept = folder.with_name(folder.name + ".kept")
     shutil.rmtree(kept, ignore_errors=True)
@@ -66,6 +82,8 @@ def main() -> None:
         unpack(text, folder)
         runs = fuzz(target, folder, int(sys.argv[1]))
         print(f"{subsystem}: {runs} runs in {time.monotonic() - start:.0f} s", flush=True)
+        if runs:
+            record(subsystem, runs)
         pack(target, folder, text)
 
 
