@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds the library for each platform given, runs the tests that make sense there, and prints a table whose column of
 # results must hold one value: a hash over the stored list of hashes and those that the tests print. Installs what it
-# needs. Each row keeps its folder and its log in build/cross.
+# needs. Each row keeps its folder and its log in build/cross. The table of all platforms is written to docs/platforms.md.
 # Usage: cmake/cross/run.sh [--hashes] [PLATFORM ...]     with --hashes no other tests; by default all platforms:
 #   x86_64   this machine: g++ and clang at -O0 to -O3, clang with libc++, and a C library kept from the CPU's variants
 #   builds   this machine: a newer clang, the builder's own CPU, -Og, link-time optimisation, assertions of the C++ library
@@ -98,8 +98,8 @@ run_windows() {
     -D KELVO_AUDIO_GOOGLETEST=/usr/src/googletest
 }
 
-tests=("${most[@]}")
-[ "${1-}" != --hashes ] || { tests=("${hashes[@]}") && shift; }
+tests=("${most[@]}") command=cmake/cross/run.sh
+[ "${1-}" != --hashes ] || { tests=("${hashes[@]}") command+=' --hashes' && shift; }
 platforms=("$@")
 [ $# -gt 0 ] || platforms=(x86_64 builds i686 aarch64 armhf riscv64 ppc64le s390x windows)
 install_missing cmake make googletest python3
@@ -111,7 +111,15 @@ for platform in "${platforms[@]}"; do
   esac
 done
 
-printf '| platform | compiler | kernel levels | results | tests |\n|---|---|---|---|---|\n'
-printf '%s\n' "${rows[@]}"
+table=$(printf '| platform | compiler | kernel levels | results | tests |\n|---|---|---|---|---|\n'
+  printf '%s\n' "${rows[@]}")
+echo "$table"
+if [ $# -eq 0 ]; then
+  # Everything after the mark in the page is written here.
+  page=docs/platforms.md mark='<!-- Written by cmake/cross/run.sh from here on. -->'
+  head=$(sed "\|^${mark}\$|q" "$page")
+  printf '%s\n\n' "$head" "\`$command\`, $(date -u +%F):" >"$page"
+  echo "$table" >>"$page"
+fi
 [ "$(printf '%s\n' "${rows[@]}" | cut -d '|' -f 5 | sort -u | wc -l)" -eq 1 ] || { echo "results differ" && failed=1; }
 exit "$failed"

@@ -292,8 +292,8 @@ TEST(MemoryBounds, AreThoseOfTheFormulas) {
         if (takes > 0.0) most_taken = std::max(most_taken, static_cast<double>(later.peak) / takes);
       }
     }
-    std::printf("%-22s takes up to %3.0f %%, keeps up to %3.0f %% of its formula\n", formula.name, 100.0 * most_taken,
-                100.0 * most_kept);
+    std::printf("%-22s takes up to %3.0f %%, keeps up to %3.0f %% of its formula in %zu settings\n", formula.name,
+                100.0 * most_taken, 100.0 * most_kept, formula.settings.size());
     EXPECT_TRUE(largest.takes == 0.0 || most_taken >= 0.5) << formula.name;
     EXPECT_TRUE(largest.keeps == 0.0 || most_kept >= 0.5) << formula.name;
   }
