@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <random>
 
+#include "math/known.h"
 #include "support/bits.h"
 
 namespace kelvo::Math {
@@ -117,21 +118,7 @@ TEST(DoubleFunctions, AreWithinAnUlpOfTheCLibrary) {
 }
 
 TEST(FloatFunctions, RoundOnceWhereDoublesWouldRoundTwice) {
-  struct Case {
-    float x, result;
-  };
-  for (const Case& row : std::initializer_list<Case>{
-           {0x1p-12f, 0x1p+0f},
-           {0x1.20ffccp-7f, 0x1.fffae8p-1f},
-           {0x1.a8872ap-11f, 0x1.fffff6p-1f},
-           {0x1.1e377ap-11f, 0x1.fffffap-1f},
-           {-0x1.bf4e1cp-3f, 0x1.f3d62p-1f},
-           {0x1.21497ep+1f, -0x1.459d46p-1f},
-           {-0x1.b6781cp+0f, -0x1.21c966p-3f},
-           {0x1.544ce4p+0f, 0x1.e9cb66p-3f},
-           {0x1.4b3ef8p+1f, -0x1.b37d88p-1f},
-           {0x1.f9f7fep-6f, 0x1.ffc182p-1f},
-       }) {
+  for (const Known& row : kHardestOfCosine) {
     EXPECT_EQ(Bits(Cos(row.x)), Bits(row.result)) << row.x;
   }
   EXPECT_EQ(Cos(-0.0f), 1.0f);

@@ -5,14 +5,10 @@
 
 #include <cstdint>
 
+#include "math/known.h"
 #include "support/bits.h"
 
 namespace kelvo::Math {
-
-// Hardest arguments were found among all floats by tests/exhaustive, results are MPFR's.
-struct Known {
-  float x, result;
-};
 
 // function(x) has the bits of `result`, alone and among lanes that hold something else, at every place of a group.
 template <class Function>

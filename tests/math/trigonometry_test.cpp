@@ -20,18 +20,6 @@ using namespace Support;
 constexpr auto kCosine = [](auto x) { return CosSinNear(x, false).cosine; };
 constexpr auto kSine = [](auto x) { return CosSinNear(x, false).sine; };
 
-const Known kHardestOfCosine[] = {
-    {0x1p-12f, 0x1p+0f},
-    {0x1.20ffccp-7f, 0x1.fffae8p-1f},
-    {0x1.a8872ap-11f, 0x1.fffff6p-1f},
-    {0x1.1e377ap-11f, 0x1.fffffap-1f},
-    {-0x1.bf4e1cp-3f, 0x1.f3d62p-1f},
-    {0x1.21497ep+1f, -0x1.459d46p-1f},
-    {-0x1.b6781cp+0f, -0x1.21c966p-3f},
-    {0x1.544ce4p+0f, 0x1.e9cb66p-3f},
-    {0x1.4b3ef8p+1f, -0x1.b37d88p-1f},
-    {0x1.f9f7fep-6f, 0x1.ffc182p-1f},
-};
 const Known kHardestOfSine[] = {
     {0x1.e7061ep-2f, 0x1.d4de8ap-2f},     {-0x1.9eab2ep-4f, -0x1.9df5f2p-4f}, {0x1.0ca1d4p-5f, 0x1.0c958p-5f},
     {-0x1.250bfep-11f, -0x1.250bfep-11f}, {0x1.3e42p+1f, 0x1.37f8dep-1f},     {0x1.e64002p-2f, 0x1.d42e64p-2f},
