@@ -1,7 +1,7 @@
 """Draws figures of the tables that bench/run.sh writes: the time of an FFT against its length, and the cost of a frame
-against the number of frames.
+against the number of frames. Copies some of their ratios to a table of the same jobs.
 
-Usage: figures.py PAGE LENGTHS.svg FRAMES.svg
+Usage: figures.py PAGE LENGTHS.svg FRAMES.svg README.md
 """
 import collections
 import re
@@ -13,10 +13,24 @@ WIDTH, HEIGHT, LEFT, BOTTOM, TOP, RIGHT = 720, 420, 64, 48, 40, 32
 OURS, PEER = "#0060a8", "#c05000"
 FFT_SECTIONS = "FFT of a real signal, all bins", "Any length: FFT of a real signal, all bins", "Large"
 FRAMES_SECTION = "Long recordings, 400/160"
+# Jobs of the README: the section and the row that they stand for.
+SHORT_TABLE = {
+    "mel spectrogram, 16 kHz, 400/160/80": ("Mel spectrogram, 10 s", "16 kHz 400/160/80"),
+    "mel spectrogram, 22.05 kHz, 1024/256/80": ("Mel spectrogram, 10 s", "22.05 kHz 1024/256/80"),
+    "spectrogram 400/160, 1000 frames, power 2": ("Spectrogram, 1000 frames", "400/160 power 2"),
+    "spectrogram 400/160, 12000 frames, complex": (FRAMES_SECTION, "complex, 12000 frames"),
+    "mel spectrogram, 16 kHz, 400/160/80, 30 minutes": (FRAMES_SECTION, "mel, 80 bands, 180000 frames"),
+    "inverse spectrogram 400/160": ("Inverse spectrogram, 1000 frames", "400/160"),
+    "transform of 1024 samples, all bins": (FFT_SECTIONS[0], "1024"),
+    "transform of 1009 samples, all bins": (FFT_SECTIONS[1], "1009"),
+    "resampling, 44.1 to 16 kHz": ("Resampling, 10 s", "44.1 to 16 kHz"),
+    "recursive filter, order 4, [where it settles](docs/filters.md#speed)": ("Linear filter, 65536 samples", "order 4"),
+    "zero-phase filter, order 4, the same": ("Linear filter, 65536 samples", "zero phase, order 4"),
+}
 
 
 def rows(page):
-    """(section, job, our time, the best peer's time) of each row, seconds."""
+    """(section, job, ratio as it is printed, our time, the best peer's time) of each row, seconds."""
     section = ""
     for line in page.splitlines():
         if line.startswith("### "):
@@ -26,7 +40,7 @@ def rows(page):
         if ratio and cells[2].split()[-1] in UNITS:
             value, unit = cells[2].split()
             ours = float(value) * UNITS[unit]
-            yield section, cells[1], ours, ours * float(ratio[0])
+            yield section, cells[1], ratio[0], ours, ours * float(ratio[0])
 
 
 def is_prime(n):
@@ -107,17 +121,29 @@ def draw_frames(jobs):
     yield "</svg>"
 
 
+def copy_ratios(path, table):
+    """table: {(section, job): ratio as it is printed}"""
+    with open(path, encoding="utf-8") as file:
+        text = file.read()
+    for job, key in SHORT_TABLE.items():
+        text, count = re.subn(rf"^(\| {re.escape(job)} \|.*\| )[\d.]+( \|)$", rf"\g<1>{table[key]}\2", text, flags=re.M)
+        if count != 1:
+            sys.exit(f"{path} has {count} rows for {job}")
+    with open(path, "w", encoding="utf-8") as file:
+        file.write(text)
+
+
 def write(path, lines):
     with open(path, "w", encoding="utf-8") as file:
         file.writelines(line + "\n" for line in lines)
 
 
 def main():
-    page, lengths_path, frames_path = sys.argv[1:]
+    page, lengths_path, frames_path, readme = sys.argv[1:]
     with open(page, encoding="utf-8") as file:
         table = list(rows(file.read()))
     lengths, jobs = [], collections.defaultdict(list)
-    for section, job, *times in table:
+    for section, job, _, *times in table:
         power = re.fullmatch(r"FFT, 2\^(\d+) samples", job)
         if section in FFT_SECTIONS and (job.isdigit() or power):
             lengths.append((2**int(power[1]) if power else int(job), *times))
@@ -128,6 +154,7 @@ def main():
         sys.exit(f"{page} has no rows of FFTs or of long recordings")
     write(lengths_path, draw_lengths(lengths))
     write(frames_path, draw_frames(jobs))
+    copy_ratios(readme, {(section, job): ratio for section, job, ratio, *_ in table})
 
 
 main()

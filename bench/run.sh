@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Installs the peers, builds the benchmark, runs it and writes the tables of docs/performance.md and its figures. With
-# options of Google Benchmark, such as --benchmark_filter=REGEX, it prints the tables of that run instead.
+# Installs the peers, builds the benchmark, runs it and writes the tables of docs/performance.md, its figures and the
+# ratios in README.md. With options of Google Benchmark, such as --benchmark_filter=REGEX, it prints the tables of that
+# run instead.
 # Usage: bench/run.sh [--level LEVEL] [GOOGLE BENCHMARK OPTIONS]
 #   --level avx2   limit the library to this CPU level and compile peers for it; writes docs/performance_avx2.md
 set -euo pipefail
@@ -12,7 +13,7 @@ if [ "${1:-}" = --level ]; then
   shift 2
 fi
 # Rows that do not depend on the level, and the longest, are in the other page only.
-other_rows='-(^(One|First|Two|CPU)|^Long|^Complex|^Large.*2.24)'
+other_rows='-(^(One|The shortest|First|Two|CPU)|^Long|^Complex|^Large.*2.24)'
 
 peers=(libfftw3-dev libkissfft-dev libsamplerate0-dev libsoxr-dev libswresample-dev libavutil-dev libliquid-dev)
 source cmake/install_missing.sh
@@ -45,4 +46,4 @@ grep -qxF -- "$mark" "$page"
   cat "$tables"
 } >"$tables.page"
 mv "$tables.page" "$page"
-[ -n "$level" ] || python3 bench/figures.py "$page" docs/fft_lengths.svg docs/frame_costs.svg
+[ -n "$level" ] || python3 bench/figures.py "$page" docs/fft_lengths.svg docs/frame_costs.svg README.md
