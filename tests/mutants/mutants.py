@@ -12,9 +12,10 @@ a line for each mutant that was run, with a hash of its source file; where a fil
 
 A mutant is built with kernels up to SSE2. The tests of its folder run first, with those that killed other mutants of
 the file and the stored hashes of all results, then what else is in kelvo_audio_tests and
-kelvo_audio_reliability_tests. At the end the survivors run in a thorough build: all kernel levels, of which the wider
+kelvo_audio_reliability_tests, and kelvo_audio_module_tests. At the end the survivors run in a thorough build: all kernel levels, of which the wider
 ones have incomplete batches, the address and undefined-behaviour sanitizers, and the standard library's assertions.
-What ./test.sh runs beside these two programs (Python, JavaScript, the package, the loaded module) is left out.
+What ./test.sh runs beside these programs and the one that loads the library (Python, JavaScript, the package) is left
+out.
 
 Mutants that do not compile, or to the same programs as the unchanged tree, do not count; a draw replaces them. One on
 which the tests take too long counts as killed. equivalent.txt lists mutants that change no result, with the reason;
@@ -49,10 +50,13 @@ LEFT_OUT = {"src/simd/level.cpp", "src/simd/level.h", "src/simd/kernel_level.h"}
 # A file that a script prints, and the test that compares the two: no other is needed.
 PRINTED = {"src/math/tables.h": "tests/project/math_tables.py"}
 
-PROGRAMS = ["kelvo_audio_tests", "kelvo_audio_reliability_tests"]
+# The programs, and the file of each that differs where a mutant does.
+PROGRAMS = {"kelvo_audio_tests": "kelvo_audio_tests",
+            "kelvo_audio_reliability_tests": "kelvo_audio_reliability_tests",
+            "kelvo_audio_module_tests": "libkelvo_audio.so"}
 # Folder, settings, the seconds of CPU time that a program may take, of which unchanged code takes a sixth, and how many
-# of the four parts of the tests run.
-QUICK = ("quick", ["-DKELVO_AUDIO_MAX_LEVEL=sse2"], 60, 4)
+# of the five parts of the tests run.
+QUICK = ("quick", ["-DKELVO_AUDIO_MAX_LEVEL=sse2"], 60, 5)
 BRIEF = (*QUICK[:3], 2)
 THOROUGH = ("thorough", ["-DCMAKE_CXX_FLAGS=-D_GLIBCXX_ASSERTIONS",
                          "-DKELVO_AUDIO_SANITIZE=address,undefined,float-cast-overflow"], 400, 4)
@@ -233,16 +237,16 @@ class Worker:
         command = ["cmake", "--build", self.folder, "--parallel", self.parallel, "--target", *PROGRAMS]
         if subprocess.run(command, capture_output=True).returncode != 0:
             return []
-        return [hashlib.sha256((self.folder / program).read_bytes()).hexdigest() for program in PROGRAMS]
+        return [hashlib.sha256((self.folder / file).read_bytes()).hexdigest() for file in PROGRAMS.values()]
 
     def killer(self, first: list[str], programs: list[str]) -> str:
         """How the mutant was noticed: by a test, a crash, a time-out, or not at all. The tests `first` run first."""
         own = ":".join(first)
-        tests, reliability = PROGRAMS
+        tests, reliability, module = PROGRAMS
         parts = [(tests, own or "-*"), (reliability, f"{own}:*GoldenHashes*"), (tests, f"-{own}"),
-                 (reliability, f"-{own}:*GoldenHashes*")]
+                 (reliability, f"-{own}:*GoldenHashes*"), (module, "*")]
         for program, chosen in parts[:self.part_n]:
-            if self.unchanged[PROGRAMS.index(program)] in programs:
+            if self.unchanged[list(PROGRAMS).index(program)] in programs:
                 continue
             command = [self.folder / program, "--gtest_fail_fast", "--gtest_brief=1", f"--gtest_filter={chosen}"]
             try:
