@@ -11,8 +11,8 @@ A run takes hours and may be stopped at any time: the same command goes on where
 a line for each mutant that was run, with a hash of its source file; where a file has changed, its mutants run again.
 
 A mutant is built with kernels up to SSE2. The tests of its folder run first, with those that killed other mutants of
-the file and the stored hashes of all results, then what else is in kelvo_audio_tests and
-kelvo_audio_reliability_tests, and kelvo_audio_module_tests. At the end the survivors run in a thorough build: all kernel levels, of which the wider
+the file and the stored hashes of all results, then what else is in kelvo_audio_tests and kelvo_audio_reliability_tests,
+and kelvo_audio_module_tests. At the end the survivors run in a thorough build: all kernel levels, of which the wider
 ones have incomplete batches, the address and undefined-behaviour sanitizers, and the standard library's assertions.
 What ./test.sh runs beside these programs and the one that loads the library (Python, JavaScript, the package) is left
 out.
