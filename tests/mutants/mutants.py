@@ -10,12 +10,12 @@ Options: --jobs N     so many mutants at a time, each in a copy of the tree; 1 b
 A run takes hours and may be stopped at any time: the same command goes on where it stopped. build/mutants/journal has
 a line for each mutant that was run, with a hash of its source file; where a file has changed, its mutants run again.
 
-A mutant is built with kernels up to SSE2. The tests of its folder run first, with those that killed other mutants of
-the file and the stored hashes of all results, then what else is in kelvo_audio_tests and kelvo_audio_reliability_tests,
-and kelvo_audio_module_tests. At the end the survivors run in a thorough build: all kernel levels, of which the wider
-ones have incomplete batches, the address and undefined-behaviour sanitizers, and the standard library's assertions.
-What ./test.sh runs beside these programs and the one that loads the library (Python, JavaScript, the package) is left
-out.
+A mutant is built with kernels up to SSE2 and little optimized. The tests of its folder run first, with those that
+killed other mutants of the file and the stored hashes of all results, then what else is in kelvo_audio_tests and
+kelvo_audio_reliability_tests, and kelvo_audio_module_tests. What survives runs in a release build, as ./test.sh makes
+it, and at last in a thorough one: all kernel levels, of which the wider ones have incomplete batches, the address and
+undefined-behaviour sanitizers, and the standard library's assertions. What ./test.sh runs beside these programs
+(Python, JavaScript, the package) is left out.
 
 Mutants that do not compile, or to the same programs as the unchanged tree, do not count; a draw replaces them. One on
 which the tests take too long counts as killed. equivalent.txt lists mutants that change no result, with the reason;
@@ -54,12 +54,17 @@ PRINTED = {"src/math/tables.h": "tests/project/math_tables.py"}
 PROGRAMS = {"kelvo_audio_tests": "kelvo_audio_tests",
             "kelvo_audio_reliability_tests": "kelvo_audio_reliability_tests",
             "kelvo_audio_module_tests": "libkelvo_audio.so"}
+LITTLE_OPTIMIZED = "-DCMAKE_CXX_FLAGS_RELEASE=-O1"
 # Folder, settings, the seconds of CPU time that a program may take, of which unchanged code takes a sixth, and how many
 # of the five parts of the tests run.
-QUICK = ("quick", ["-DKELVO_AUDIO_MAX_LEVEL=sse2"], 60, 5)
+QUICK = ("quick", [LITTLE_OPTIMIZED, "-DKELVO_AUDIO_MAX_LEVEL=sse2"], 60, 5)
 BRIEF = (*QUICK[:3], 2)
-THOROUGH = ("thorough", ["-DCMAKE_CXX_FLAGS=-D_GLIBCXX_ASSERTIONS",
+RELEASE = ("release", [], 120, 5)
+THOROUGH = ("thorough", [LITTLE_OPTIMIZED, "-DCMAKE_CXX_FLAGS=-D_GLIBCXX_ASSERTIONS",
                          "-DKELVO_AUDIO_SANITIZE=address,undefined,float-cast-overflow"], 400, 4)
+# What is said of a mutant that a suite does not notice.
+UNNOTICED = {"quick": "waits", "release": "remains", "thorough": "survived"}
+KILLED = ("quick", "release", "thorough")
 WAIT_LIMIT = 600  # seconds, for programs that wait without using CPU time
 
 
@@ -118,9 +123,6 @@ template <class Lane>
 }  // namespace kelvo
 #endif
 """
-
-
-KILLED = ("quick", "thorough")
 
 
 def hash_of(text: str) -> str:
@@ -191,7 +193,8 @@ class Journal:
         name, before, after, nth = mutant.key
         earlier = self.known.get(mutant.key, {"verdict": "", "survived": False})
         # A test was added where a mutant is killed that survived once.
-        added = verdict in KILLED and earlier["survived"] or verdict == "quick" and earlier["verdict"] == "waits"
+        has_waited = earlier["verdict"] in ("waits", "remains")
+        added = verdict in KILLED and earlier["survived"] or verdict == "quick" and has_waited
         entry = {"file": name, "source": self.hashes[name], "before": before, "after": after, "nth": nth,
                  "operator": mutant.operator, "verdict": verdict, "by": by, "seconds": round(seconds), "added": added,
                  "survived": verdict == "survived" or earlier["survived"]}
@@ -212,7 +215,7 @@ class Worker:
         self.parallel = str(max(1, (os.cpu_count() or 1) // jobs))
         self.copy_tree()
         subprocess.run(["cmake", "-S", self.tree, "-B", self.folder, "-DCMAKE_BUILD_TYPE=Release",
-                        "-DCMAKE_CXX_FLAGS_RELEASE=-O1", "-DKELVO_AUDIO_BUILD_TESTS=ON", *self.settings,
+                        "-DKELVO_AUDIO_BUILD_TESTS=ON", *self.settings,
                         *(["-GNinja"] if shutil.which("ninja") else [])],
                        check=True, stdout=subprocess.DEVNULL)
         self.unchanged = self.build()
@@ -276,11 +279,11 @@ class Worker:
         if is_other:
             verdict, by = self.suite, Path(comparison).stem
         elif not programs or programs == self.unchanged:
-            verdict, by = ("void", "") if self.suite == "quick" else ("survived", "")
+            verdict, by = "void" if self.suite == "quick" else UNNOTICED[self.suite], ""
         elif by := self.killer(journal.killers(mutant.name), programs):
             verdict = self.suite
         else:
-            verdict = "waits" if self.suite == "quick" else "survived"
+            verdict = UNNOTICED[self.suite]
         target.write_text(source)
         journal.write(mutant, verdict, by, time.monotonic() - start)
 
@@ -332,25 +335,25 @@ def summarize(mutants: list, found: list, journal: Journal) -> None:
     listed = read_equivalent()
     for key in sorted(listed - {key for mutant in found for key in (mutant.key, mutant.any_key)}):
         print(f"listed, but the line is gone: {key[0]}\n  - {key[1]}\n  + {key[2]}")
-    counts = dict.fromkeys(["quick", "thorough", "added", "equivalent", "survived", "waits", "void", ""], 0)
+    counts = dict.fromkeys([*KILLED, *UNNOTICED.values(), "added", "equivalent", "void", ""], 0)
     for mutant in mutants:
         verdict = journal.verdict(mutant)
         if verdict in KILLED and is_listed(mutant, listed):
             print(f"listed, but killed by {journal.known[mutant.key]['by']}: {mutant.describe()}")
         if verdict in KILLED and journal.known[mutant.key]["added"]:
             verdict = "added"
-        elif verdict in ("survived", "waits") and is_listed(mutant, listed):
+        elif verdict in UNNOTICED.values() and is_listed(mutant, listed):
             verdict = "equivalent"
         elif verdict == "survived":
             print(f"SURVIVED {mutant.describe()}")
         counts[verdict] += 1
-    at_first = counts["quick"] + counts["thorough"]
-    can_differ = at_first + counts["added"] + counts["survived"] + counts["waits"]
+    at_first = sum(counts[suite] for suite in KILLED)
+    can_differ = at_first + counts["added"] + sum(counts[verdict] for verdict in UNNOTICED.values())
     print(f"{len(mutants) - counts['void']} mutants of {len({mutant.line for mutant in mutants})} lines: "
           f"{counts['equivalent']} change no result; of {can_differ} others {at_first} were killed at first "
-          f"({100 * at_first / max(1, can_differ):.1f} %), {counts['thorough']} of them by the thorough build alone, "
-          f"{counts['added']} by tests added since; {counts['survived']} survive, {counts['waits']} wait for the "
-          f"thorough build, {counts['']} were not run")
+          f"({100 * at_first / max(1, can_differ):.1f} %), {counts['release'] + counts['thorough']} of them by the "
+          f"release and the thorough build alone, {counts['added']} by tests added since; {counts['survived']} survive, "
+          f"{counts['waits'] + counts['remains']} wait for those builds, {counts['']} were not run")
 
 
 def main() -> None:
@@ -375,21 +378,23 @@ def main() -> None:
 
     if not options.summary:
         listed = read_equivalent()
-        rerun = {m.key for m in select() if options.again and journal.verdict(m) in ("waits", "survived")
+        rerun = {m.key for m in select() if options.again and journal.verdict(m) in UNNOTICED.values()
                  and not is_listed(m, listed)}
 
         def to_run(are_listed: bool) -> list:
             return [m for m in select()
                     if (not journal.verdict(m) or m.key in rerun) and is_listed(m, listed) == are_listed]
 
-        def waiting() -> list:
-            return [m for m in select() if journal.verdict(m) == "waits" and not is_listed(m, listed)]
+        def left_by(suite: tuple) -> list:
+            verdict = UNNOTICED[suite[0]]
+            return [m for m in select() if journal.verdict(m) == verdict and not is_listed(m, listed)]
 
-        while to_run(False) or waiting() or to_run(True):
+        while to_run(False) or left_by(QUICK) or left_by(RELEASE) or to_run(True):
             while chosen := to_run(False):  # again where a draw has replaced some
                 rerun.clear()
                 run_all(chosen, QUICK, sources, journal, options.jobs)
-            run_all(waiting(), THOROUGH, sources, journal, options.jobs)
+            run_all(left_by(QUICK), RELEASE, sources, journal, options.jobs)
+            run_all(left_by(RELEASE), THOROUGH, sources, journal, options.jobs)
             run_all(to_run(True), BRIEF, sources, journal, options.jobs)
     summarize(select(), found, journal)
 
