@@ -137,7 +137,7 @@ const Impossible kImpossible[]{
     {"GetSpectrogram", {INT_MAX, 1 << 27, 1, 1, 1, 1, 1, 0.0f, 0}, -5},
     {"GetMelSpectrogram", {1, 1, 1 << 28, 1, 1, 1, 1, 0, 2.0f, 0, 0.0f, 1.0f, 1, 0, 0}, -128},
     {"GetMelSpectrogram", {1, 1, INT_MAX, 1, 1, 1, 1, 0, 2.0f, 0, 0.0f, 1.0f, 1, 0, 0}, -128},
-    // Transforms of 2^28 to 2^30, 2^31 - 2, of a length that wraps around, of length 0 and shorter than the window.
+    // Transforms of 2^28 to 2^30, 2^31 - 2, of a length that wraps around, of length 0, and shorter than the window.
     {"GetInverseSpectrogram", {1, (1 << 27) + 1, 1, 1, 1, 1, 0, 0}, -128},
     {"GetInverseSpectrogram", {1, (1 << 28) + 1, 1, 1, 1, 1, 0, 0}, -128},
     {"GetInverseSpectrogram", {1, (1 << 29) + 1, 1, 1, 1, 1, 0, 0}, -128},
@@ -146,6 +146,7 @@ const Impossible kImpossible[]{
     {"GetInverseSpectrogram", {1, INT_MAX, 1, 1, 1, 1, 0, 0}, -1},
     {"GetInverseSpectrogram", {1, 1, 1, 1, 1, 4, 0, 0}, -1},
     {"GetInverseSpectrogram", {1, 3, 1, 5, 1, 4, 0, 0}, -1},
+    {"GetInverseSpectrogram", {1, (1 << 28) + 1, 1, INT_MAX, 1, 1, 0, 0}, -128},
     // Signals of 2^32 + 2 samples, which wrap around to 2, and of 2^31.
     {"GetInverseSpectrogram", {65537, 2, 65536, 2, 1, 1, 0, 0}, -128},
     {"GetInverseSpectrogram", {3, 2, (1 << 30) - 1, 2, 1, 1, 0, 0}, -128},
