@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds the library for each platform given, runs the tests that make sense there, and prints a table whose column of
 # results must hold one value: a hash over the stored list of hashes and those that the tests print. Installs what it
-# needs. Each row keeps its folder and its log in build/cross. The table of all platforms is written to docs/platforms.md.
+# needs. Each row keeps its folder and its log in build/cross. The table of all platforms is written to
+# docs/platforms.md.
 # Usage: cmake/cross/run.sh [--hashes] [PLATFORM ...]     with --hashes no other tests; by default all platforms:
 #   x86_64   this machine: g++ and clang at -O0 to -O3, clang with libc++, and a C library kept from the CPU's variants
 #   builds   this machine: a newer clang, the builder's own CPU, -Og, link-time optimisation, assertions of the C++ library

@@ -1,4 +1,4 @@
-// Roots of unity of the lengths that no stored result has.
+// Roots of unity, in double precision, of short and of long tables.
 #include "fft/unit_roots.h"
 
 #include <gtest/gtest.h>

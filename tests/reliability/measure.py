@@ -17,12 +17,12 @@ PAGE = ROOT / "docs/reliability.md"
 HOURS = ["Anything else", "Anything, for hours", "Every float", "Tests that miss", "Lines at random"]
 MUTANTS = [(r"^(\d+) mutants", sum, r"([\d,]+) mutants"), (r"(\d+) change no", sum, r"([\d,]+) change no"),
            (r"of (\d+) others", sum, r"of ([\d,]+) others"), (r"others (\d+) were", sum, r"([\d,]+) were killed"),
-           (r"\(([\d.]+) %\)", max, r"([\d.]+) %"), (r"(\d+) by tests added", sum, r"(\d+) by tests added")]
+           (r"\(([\d.]+) %\)", max, r"([\d.]+) %"), (r"(\d+) by tests added", sum, r"([\d,]+) by tests added")]
 # Of a row, the numbers that its command prints, what is made of them, and their place in the text of its figure.
 NUMBERS = {
     "Bad scalars": [(r"^(\d+) calls$", sum, r"([\d,]+) calls")],
-    "Memory that grows": [(r"in (\d+) settings$", sum, r"for (\d+) settings")],
-    "Races that no run shows": [(r"ERROR SUMMARY: (\d+) errors", sum, r"(\d+) reports")],
+    "Memory that grows": [(r"in (\d+) settings$", sum, r"for ([\d,]+) settings")],
+    "Races that no run shows": [(r"ERROR SUMMARY: (\d+) errors", sum, r"([\d,]+) reports")],
     "A call that waits": [(r"^up to (\d+) bytes of stack", max, r"up to ([\d,]+) bytes")],
     "Loading and unloading": [(r"heap (-?\d+) KiB", max, r"heap grows by (-?\d+) KiB"),
                               (r"resident (-?\d+) KiB", max, r"resident memory by (-?\d+) KiB")],
@@ -31,20 +31,20 @@ NUMBERS = {
     "Long transforms": [(rf"^{n}: error (.*)$", max, rf"([\d.e-]+) \({name}\)") for n, name in [
         (131072, "131072"), (2**20 - 1, r"2\^20 - 1"), (2**20, r"2\^20"), (1666681, "1666681"),
         (46349, "prime 46349"), (160001, "prime 160001")]],
-    "Integers that wrap": [(r"^(\d+) places", sum, r"(\d+) places")],
+    "Integers that wrap": [(r"^(\d+) places", sum, r"([\d,]+) places")],
     "Anything, for hours": [(r"^(\d+) calls by", lambda n: sum(n) / 1e6, r"([\d.]+) million calls,"),
                             (r"^(\d+) tables built in vain", sum, r"([\d,]+) tables dropped"),
-                            (r"^(\d+) wrong results", sum, r"(\d+) wrong")],
-    "Any object": [(r": (\d+) runs", sum, r"([\d,]+) runs"), (r"(\d+) a second", max, r"(\d+) a second")],
+                            (r"^(\d+) wrong results", sum, r"([\d,]+) wrong")],
+    "Any object": [(r": (\d+) runs", sum, r"([\d,]+) runs"), (r"(\d+) a second", max, r"([\d,]+) a second")],
     "Any value": [(r": (\d+) runs", sum, r"([\d,]+) runs"), (r"(\d+) a second", max, r"([\d,]+) a second")],
-    "Broken files": [(r": (\d+) runs", sum, r"([\d,]+) runs"), (r"(\d+) a second", max, r"(\d+) a second")],
-    "Every float": [(r"^\w+ +(\d+) wrong of", sum, r"(\d+) wrong")],
+    "Broken files": [(r": (\d+) runs", sum, r"([\d,]+) runs"), (r"(\d+) a second", max, r"([\d,]+) a second")],
+    "Every float": [(r" (\d+) wrong of", sum, r"([\d,]+) wrong")],
     "Tests that miss": MUTANTS,
     "Lines at random": MUTANTS,
-    "Code that no test": [(r"^(\d+) of \d+ lines", sum, r"(\d+) of \d+ lines"),
-                          (r"^\d+ of (\d+) lines", sum, r"\d+ of (\d+) lines"),
-                          (r"^(\d+) of \d+ branches", sum, r"(\d+) of \d+ branches"),
-                          (r"^\d+ of (\d+) branches", sum, r"\d+ of (\d+) branches")],
+    "Code that no test": [(r"^(\d+) of \d+ lines", sum, r"([\d,]+) of [\d,]+ lines"),
+                          (r"^\d+ of (\d+) lines", sum, r"[\d,]+ of ([\d,]+) lines"),
+                          (r"^(\d+) of \d+ branches", sum, r"([\d,]+) of [\d,]+ branches"),
+                          (r"^\d+ of (\d+) branches", sum, r"[\d,]+ of ([\d,]+) branches")],
 }
 
 
@@ -55,7 +55,7 @@ def text_of(value: float) -> str:
 
 
 def measured(row: str) -> str:
-    """The row with new numbers, or as it was where its command fails."""
+    """The row with new numbers, or as it was where its command fails or does not print them."""
     cells = re.split(r"(?<!\\)\|", row)
     fault, command = cells[1].strip(), re.search("`(.*?)`", cells[5])[1].replace("\\|", "|")
     shell = re.sub(r"^T ('.*?')", r"build/release/kelvo_audio_reliability_tests --gtest_filter=\1", command)
@@ -65,14 +65,16 @@ def measured(row: str) -> str:
     if run.returncode != 0:
         print(f"{run.stdout[-3000:]}\nFAILED {fault}", flush=True)
         return row
-    for start, numbers in NUMBERS.items():
-        for printed, make, place in numbers if fault.startswith(start) else []:
-            found = [float(number) for number in re.findall(printed, run.stdout, re.MULTILINE)]
-            cell = next(i for i in (3, 2) if re.search(place, cells[i]))
-            new = text_of(make(found))
-            match = re.search(place, cells[cell])
-            print(f"  {match[1]} -> {new}", flush=True)
-            cells[cell] = cells[cell][:match.start(1)] + new + cells[cell][match.end(1):]
+    numbers = next((numbers for start, numbers in NUMBERS.items() if fault.startswith(start)), [])
+    for printed, make, place in numbers:
+        found = [float(number) for number in re.findall(printed, run.stdout, re.MULTILINE)]
+        cell = next((i for i in (3, 2) if re.search(place, cells[i])), None)
+        if not found or cell is None:
+            print(f"FAILED {fault}: no {printed} in what it prints, or no {place} in the row", flush=True)
+            return row
+        match, new = re.search(place, cells[cell]), text_of(make(found))
+        print(f"  {match[1]} -> {new}", flush=True)
+        cells[cell] = cells[cell][:match.start(1)] + new + cells[cell][match.end(1):]
     cells[4] = f" {date.today()} "
     return "|".join(cells)
 
