@@ -278,8 +278,8 @@ class Worker:
         programs = [] if is_other else self.build()
         if is_other:
             verdict, by = self.suite, Path(comparison).stem
-        elif not programs or programs == self.unchanged:
-            verdict, by = "void" if self.suite == "quick" else UNNOTICED[self.suite], ""
+        elif not programs or self.suite == "quick" and programs == self.unchanged:
+            verdict, by = "void", ""
         elif by := self.killer(journal.killers(mutant.name), programs):
             verdict = self.suite
         else:

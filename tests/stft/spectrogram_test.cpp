@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cfenv>
 #include <climits>
 #include <cmath>
 #include <vector>
@@ -314,6 +315,22 @@ TEST(Spectrogram, SamplesOutsideTheWindowAreReplacedNotMultiplied) {
     }
     for (const Simd::Level level : Simd::SupportedLevels()) {
       EXPECT_TRUE(SameBits(Spectrogram(loud, settings, 0.0f, level), Spectrogram(quiet, settings, 0.0f, level)));
+    }
+  }
+}
+
+// Lanes of an incomplete batch compute as well; what lies behind the last frame must not reach them.
+TEST(Spectrogram, SamplesOfNoFrameRaiseNoException) {
+  for (const int hop_n : {20, 10}) {  // longer than a frame, and shorter
+    for (int frame_n = 1; frame_n <= 40; ++frame_n) {
+      std::vector<float> signal = Noise(static_cast<std::size_t>((frame_n - 1) * hop_n + 16));
+      signal.resize(signal.size() + static_cast<std::size_t>(std::min(hop_n, 16) - 1), 3e38f);
+      const ShortTimeSettings settings{0, 16, hop_n, 16, 2, frame_n, 0, 0};
+      for (const Simd::Level level : Simd::SupportedLevels()) {
+        std::feclearexcept(FE_ALL_EXCEPT);
+        Spectrogram(signal, settings, 2.0f, level);
+        ASSERT_FALSE(std::fetestexcept(FE_OVERFLOW)) << hop_n << " " << frame_n << " " << Simd::LevelName(level);
+      }
     }
   }
 }
