@@ -63,7 +63,7 @@ def measured(row: str) -> str:
     run = subprocess.run(["bash", "-c", shell], cwd=ROOT, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
                          errors="replace")
     if run.returncode != 0:
-        print(f"{run.stdout[-3000:]}\nFAILED {fault}", flush=True)
+        print(f"{run.stdout}\nFAILED {fault}", flush=True)
         return row
     numbers = next((numbers for start, numbers in NUMBERS.items() if fault.startswith(start)), [])
     for printed, make, place in numbers:
