@@ -6,7 +6,7 @@ import { tmpdir } from "node:os";
 import { join } from "node:path";
 import { fileURLToPath } from "node:url";
 import { after, before, test } from "node:test";
-import { gzipSync } from "node:zlib";
+import { brotliCompressSync, gzipSync } from "node:zlib";
 
 const home = fileURLToPath(new URL("..", import.meta.url));
 const readme = readFileSync(join(home, "README.md"), "utf8");
@@ -32,9 +32,15 @@ test("the archive holds the package and nothing else, without dependencies", () 
   assert.equal(version, [...header.matchAll(/^#define KELVO_AUDIO_VERSION_(?:MAJOR|MINOR|PATCH) (\d+)/gm)].map(([, part]) => part).join("."));
 });
 
-test("the module keeps to its size", () => {
-  const bytes = gzipSync(readFileSync(join(home, "dist/kelvo_audio.wasm")), { level: 9 }).length;
-  assert.ok(bytes <= 300_000, `${bytes} bytes`);
+test("the package keeps to its size, which the README says", () => {
+  const code = files.filter((file) => /\.(js|wasm)$/.test(file)).map((file) => readFileSync(join(home, file)));
+  const size = (compress) => code.reduce((sum, bytes) => sum + compress(bytes).length, 0);
+  const gzip = size((bytes) => gzipSync(bytes, { level: 9 }));
+  assert.ok(gzip <= 320_000, `${gzip} bytes`);
+  const said = readme.match(/(\d+) KB with gzip,\s+(\d+) KB with Brotli/).slice(1).map((kilobytes) => 1000 * kilobytes);
+  [gzip, size(brotliCompressSync)].forEach((bytes, i) => {
+    assert.ok(Math.abs(bytes / said[i] - 1) < 0.05, `${bytes} bytes, the README says ${said[i]}`);
+  });
 });
 
 test("the samples print what they say", () => {
