@@ -4,7 +4,8 @@ rows of those that succeed.
 
 Usage: tests/reliability/measure.py [ROW ...]     rows whose first words are these; by default those without hours
 
-./test.sh builds what they run. A row's command is the first text in backquotes of its last cell.
+./test.sh builds what they run. A row's command is the first text in backquotes of its last cell. What it prints is kept
+in build/measured.
 """
 import re
 import subprocess
@@ -14,6 +15,7 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
 PAGE = ROOT / "docs/reliability.md"
+PRINTED = ROOT / "build/measured"
 HOURS = ["Anything else", "Anything, for hours", "Every float", "Tests that miss", "Lines at random"]
 MUTANTS = [(r"^(\d+) mutants", sum, r"([\d,]+) mutants"), (r"(\d+) change no", sum, r"([\d,]+) change no"),
            (r"of (\d+) others", sum, r"of ([\d,]+) others"), (r"others (\d+) were", sum, r"([\d,]+) were killed"),
@@ -62,8 +64,11 @@ def measured(row: str) -> str:
     print(f"{fault}: {shell}", flush=True)
     run = subprocess.run(["bash", "-c", shell], cwd=ROOT, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
                          errors="replace")
+    log = PRINTED / f"{fault}.log"
+    log.parent.mkdir(exist_ok=True)
+    log.write_text(run.stdout)
     if run.returncode != 0:
-        print(f"{run.stdout}\nFAILED {fault}", flush=True)
+        print(f"FAILED {fault}: {log}", flush=True)
         return row
     numbers = next((numbers for start, numbers in NUMBERS.items() if fault.startswith(start)), [])
     for printed, make, place in numbers:
